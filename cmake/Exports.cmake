@@ -1,0 +1,17 @@
+# huevance_limit_exports(target list): turns the committed list of exported symbols into a linker version script, so that
+# nothing else leaves the library.
+function(huevance_limit_exports target list)
+  set(list ${CMAKE_CURRENT_SOURCE_DIR}/${list})
+  set(script ${CMAKE_CURRENT_BINARY_DIR}/${target}.map)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${list})
+  file(STRINGS ${list} lines REGEX "^[A-Za-z_]")
+  set(text "{\n  global:\n")
+  foreach(line IN LISTS lines)
+    string(REGEX MATCH "^[A-Za-z0-9_]+" symbol "${line}")
+    string(APPEND text "    ${symbol};\n")
+  endforeach()
+  string(APPEND text "  local:\n    *;\n};\n")
+  file(CONFIGURE OUTPUT ${script} CONTENT "${text}" @ONLY)
+  target_link_options(${target} PRIVATE -Wl,--version-script=${script})
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${script})
+endfunction()

@@ -1,0 +1,19 @@
+# Compiler options of every target. Warnings are errors.
+add_library(huevance_options INTERFACE)
+target_compile_options(huevance_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wformat=2 -Wcast-qual -Wundef -Werror
+  # The same bytes everywhere: no compiler may fuse a multiplication with an addition.
+  -ffp-contract=off
+  # No path of the machine that built it.
+  "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=")
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  # GCC 12 notes an ABI change of GCC 10 for homogeneous aggregates.
+  target_compile_options(huevance_options INTERFACE -Wno-psabi)
+endif()
+
+set(HUEVANCE_SANITIZE "" CACHE STRING "Value of -fsanitize= for the whole build, or empty")
+if(HUEVANCE_SANITIZE)
+  target_compile_options(huevance_options INTERFACE
+    -fsanitize=${HUEVANCE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(huevance_options INTERFACE -fsanitize=${HUEVANCE_SANITIZE})
+endif()

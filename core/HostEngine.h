@@ -1,0 +1,125 @@
+// The engine of the back ends that run on the host's processor: tuning, working buffers, and one operation per stage. A
+// back end is this engine with its own table of kernels. One object serves all handles of its mode; nothing is locked.
+//
+// Stage operations return 0. They work on the frame given to setDstYuv with the buffers of the *Malloc operations, which
+// return -1 with one error line when memory is missing.
+#pragma once
+
+#include "core/Buffer.h"
+#include "core/ColorLut.h"
+#include "core/Geometry.h"
+#include "core/KernelTable.h"
+#include "core/SceneTables.h"
+#include "core/TuningSet.h"
+
+namespace huevance {
+
+class HostEngine : public TuningSet {
+public:
+    explicit HostEngine(const KernelTable& kernels) : m_kernels(kernels) {}
+    HostEngine(const HostEngine&) = delete;
+    HostEngine& operator=(const HostEngine&) = delete;
+
+    // --- Set-up ---
+
+    // Keeps the geometry of the frames and derives the tiles; call it after the tuning was read. -1 with one error line
+    // when the bit depth is none of 8 and 10 to 16, or the geometry overflows.
+    int setRoiInfo(RoiInfo roi);
+    int portraitMaskMalloc();
+    int backUpYuvMalloc();
+    int claheLutMalloc();
+    int curveLutMalloc();
+    int colorLutMalloc();
+    int portraitLutMalloc();  // called by no pipeline
+    int sceneHvcParamMalloc();
+    int sceneCurveLutMalloc();
+    int sceneColorLutMalloc();
+    void portraitMaskFree();
+    void backUpYuvFree();
+    void claheLutFree();
+    void curveLutFree();
+    void colorLutFree();
+    void portraitLutFree();
+    void sceneHvcParamFree() { m_scenes.freeStrengths(); }
+    void sceneCurveLutFree() { m_scenes.freeCurves(); }
+    void sceneColorLutFree() { m_scenes.freeColors(); }
+
+    // Portrait mask of the host, while maskSource is 1: "portraitMaskRoiInfo" (a RoiInfo, copied) and
+    // "portraitMaskPointer" (the mask, not copied). Other keys, and every key at other mask sources, are ignored.
+    int setExtParam(const char* key, void* value);
+
+    // --- Checks before a frame is touched: 0, or -1 with one error line ---
+
+    int checkFrame(const void* frame) const;     // null, or a geometry that cannot hold the frame
+    int checkCapture() const;                    // buffers of a capture are missing
+    int checkPreview() const;                    // buffers of a preview stream are missing
+    int checkHostMask() const;                   // the host's mask does not cover the frame
+
+    // --- One frame ---
+
+    int setYuvType(IMAGE_FORMAT_TYPE type);
+    int setDstYuv(void* frame);  // 16 bits, format 10: shifts high-aligned samples down, in place
+    int getDstYuv(void* frame);  // and back up
+    int readCurveLut(int table);
+    int readColorLut(int table);
+    int fuseHvcParam(int previous, int current, int counter);
+    int fuseCurveLut(int previous, int current, int counter);
+    int fuseColorLut(int previous, int current, int counter);
+    int sdYuvBackup();
+    int setClaheLut();  // a grid that the frame cannot be divided into is one error line; claheMap then does nothing
+    int claheMap();
+    int curveMap();
+    int colorCorrect();
+    int colorMap();
+    int setSkinColor();
+    int setPortraitLut();  // called by no pipeline
+    int portraitProtect();
+    int portraitLightUp();  // on purpose does nothing
+
+    bool is16Bit() const { return m_iDataBit != 8; }
+    int bins16() const { return 1 << m_iDataBit; }
+    // The geometry of the host's frames.
+    const RoiInfo& frameRoi() const { return is16Bit() ? m_stRoi16 : m_stRoi8; }
+
+    const KernelTable& m_kernels;
+    RoiInfo m_stRoi8 = {};
+    RoiInfo m_stRoi16 = {};
+    TileGeometry m_stTile = {};
+    SceneTables m_scenes;
+    Buffer<float> m_gridHist;      // tiles x 256
+    Buffer<float> m_gridLut;       // tiles x 256
+    Buffer<float> m_yCurve;        // 256
+    Buffer<float> m_uvCurve;       // 256
+    Buffer<float> m_colorLut;      // kColorLutFloats
+    Buffer<float> m_gridLut16;     // tiles x 2^dataBit
+    Buffer<float> m_yCurve16;      // 2^dataBit
+    Buffer<float> m_uvCurve16;     // 2^dataBit
+    Buffer<float> m_colorLut16;    // kColorLutFloats
+    IMAGE_FORMAT_TYPE m_eYuvType = {};
+    unsigned char* m_pucImage8 = nullptr;    // the frame, or the working copy of a 16-bit frame
+    unsigned short* m_pusImage16 = nullptr;  // the frame
+    Buffer<unsigned char> m_workingCopy;     // 8-bit copy of a 16-bit frame
+    Buffer<unsigned char> m_backup;          // the input as it was before the stages, in the frame's own depth
+    RoiInfo m_stMaskRoi = {};
+    float* m_pfMask = nullptr;  // the host's
+    RoiInfo m_stSkinMaskRoi = {};
+    Buffer<float> m_skinMask;
+    Buffer<float> m_portraitHist;   // 256
+    Buffer<float> m_portraitLut;    // 256
+    Buffer<float> m_portraitLut16;  // 2^dataBit
+
+protected:
+    ~HostEngine() = default;
+
+private:
+    int tiles() const { return m_iGridWidth * m_iGridHeight; }
+    unsigned char* backup8() { return m_backup.get(); }
+    unsigned short* backup16() { return reinterpret_cast<unsigned short*>(m_backup.get()); }
+    void narrowToWorkingCopy();
+    void widenCurves();
+    void widenColors();
+
+    bool m_bClaheUsable = false;
+};
+
+}  // namespace huevance

@@ -1,0 +1,14 @@
+#include "core/KernelTable.h"
+
+namespace huevance {
+
+const KernelTable& referenceKernels() {
+    static constexpr KernelTable kTable = {
+#define HUEVANCE_KERNEL_ENTRY(name) &::huevance::name,
+        HUEVANCE_KERNELS(HUEVANCE_KERNEL_ENTRY)
+#undef HUEVANCE_KERNEL_ENTRY
+    };
+    return kTable;
+}
+
+}  // namespace huevance

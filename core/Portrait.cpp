@@ -1,0 +1,122 @@
+#include "core/Portrait.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "core/Clahe.h"
+#include "core/Geometry.h"
+#include "core/Sample.h"
+
+namespace huevance {
+
+namespace {
+
+float distance(float u, float v, float u0, float v0) {
+    const float du = u - u0;
+    const float dv = v - v0;
+    return std::sqrt(du * du + dv * dv);
+}
+
+template <typename T>
+T blend(T backup, T processed, float m) {
+    constexpr float kMax = static_cast<float>(std::numeric_limits<T>::max());
+    return toSample<T>(m * static_cast<float>(backup) + (1.0F - m) * static_cast<float>(processed), kMax);
+}
+
+template <typename T>
+void protect(const T* backup, const RoiInfo& backupRoi, T* processed, const RoiInfo& processedRoi, const float* mask,
+             const RoiInfo& maskRoi) {
+    const PlaneView<const float> weights = maskPlane(mask, maskRoi);
+    const PlaneView<const T> backupLuma = lumaPlane(backup, backupRoi);
+    const PlaneView<T> luma = lumaPlane(processed, processedRoi);
+    for (int y = 0; y < luma.height; ++y) {
+        const float* m = weights.row(y);
+        const T* from = backupLuma.row(y);
+        T* row = luma.row(y);
+        for (int x = 0; x < luma.width; ++x) {
+            row[x] = blend(from[x], row[x], m[x]);
+        }
+    }
+    const PlaneView<const T> backupChroma = chromaPlane(backup, backupRoi);
+    const PlaneView<T> chroma = chromaPlane(processed, processedRoi);
+    for (int j = 0; j < blockRows(processedRoi); ++j) {
+        const float* m = weights.row(2 * j);
+        const T* from = backupChroma.row(j);
+        T* row = chroma.row(j);
+        for (int x = 0; x < 2 * blockColumns(processedRoi); x += 2) {
+            row[x] = blend(from[x], row[x], m[x]);
+            row[x + 1] = blend(from[x + 1], row[x + 1], m[x]);
+        }
+    }
+}
+
+}  // namespace
+
+float skinProbability(float u, float v) {
+    const float d1 = distance(u, v, 0.40378553F, 0.64456809F);
+    const float d2 = distance(u, v, 0.48221445F, 0.57143188F);
+    return std::min(0.14F / ((d1 + d2) + 1e-16F), 1.0F);
+}
+
+int skinColorDetect(const unsigned char* image, RoiInfo roi, IMAGE_FORMAT_TYPE type, float* mask, RoiInfo maskRoi) {
+    int placeOfU = 0;
+    switch (static_cast<int>(type)) {
+        case IMAGE_FORMAT_TYPE_NV12:
+        case IMAGE_FORMAT_TYPE_YUV16_LOW:
+        case IMAGE_FORMAT_TYPE_YUV16_HIGH:
+            break;
+        case IMAGE_FORMAT_TYPE_NV21:
+            placeOfU = 1;
+            break;
+        default:
+            return 0;
+    }
+    const PlaneView<const unsigned char> chroma = chromaPlane(image, roi);
+    const PlaneView<float> cells = maskPlane(mask, maskRoi);
+    for (int j = 0; j < blockRows(roi); ++j) {
+        const unsigned char* row = chroma.row(j);
+        float* top = cells.row(2 * j);
+        float* bottom = cells.row(2 * j + 1);
+        for (int x = 0; x < 2 * blockColumns(roi); x += 2) {
+            const float u = static_cast<float>(row[x + placeOfU]) / 255.0F;
+            const float v = static_cast<float>(row[x + 1 - placeOfU]) / 255.0F;
+            top[x] = top[x + 1] = bottom[x] = bottom[x + 1] = skinProbability(u, v);
+        }
+    }
+    return 0;
+}
+
+int portraitProtect_8u(const unsigned char* backup, RoiInfo backupRoi, unsigned char* processed, RoiInfo processedRoi,
+                       const float* mask, RoiInfo maskRoi) {
+    protect(backup, backupRoi, processed, processedRoi, mask, maskRoi);
+    return 0;
+}
+
+int portraitProtect_16u(const unsigned short* backup, RoiInfo backupRoi, unsigned short* processed,
+                        RoiInfo processedRoi, const float* mask, RoiInfo maskRoi) {
+    protect(backup, backupRoi, processed, processedRoi, mask, maskRoi);
+    return 0;
+}
+
+int imMaskHist(const unsigned char* image, RoiInfo roi, const float* mask, RoiInfo maskRoi, float* hist) {
+    std::fill_n(hist, kBins8, 0.0F);
+    const PlaneView<const unsigned char> luma = lumaPlane(image, roi);
+    const PlaneView<const float> weights = maskPlane(mask, maskRoi);
+    for (int y = 0; y < luma.height; ++y) {
+        const unsigned char* row = luma.row(y);
+        const float* m = weights.row(y);
+        for (int x = 0; x < luma.width; ++x) {
+            hist[row[x]] += clampLevel(m[x], 1.0F);
+        }
+    }
+    return 0;
+}
+
+int computePortraitLut(const unsigned char* image, RoiInfo roi, const float* mask, RoiInfo maskRoi, float* hist,
+                       float* lut, float strength) {
+    imMaskHist(image, roi, mask, maskRoi, hist);
+    return hist2claheLut(hist, lut, strength);
+}
+
+}  // namespace huevance

@@ -1,0 +1,31 @@
+#include "cpu/PipelineSteps.h"
+
+#include "jni/algocommon/FileOperation.h"
+#include "jni/algocommon/LogPrintf.h"
+
+namespace cpu {
+
+void logRequest(IMAGE_FORMAT_TYPE type, int scene) {
+    if (type == IMAGE_FORMAT_TYPE_NV12) {
+        ALOG_INFO("yuvType: %s", "IMAGE_FORMAT_TYPE_NV12");
+    } else if (type == IMAGE_FORMAT_TYPE_NV21) {
+        ALOG_INFO("yuvType: %s", "IMAGE_FORMAT_TYPE_NV21");
+    }
+    ALOG_INFO("scene: %d", scene);
+}
+
+void logStrengths(const CHuevance_CPU& engine) {
+    ALOG_INFO("colorStrength: %f", static_cast<double>(engine.m_fColorStrength));
+    ALOG_INFO("satStrength: %f", static_cast<double>(engine.m_fSatStrength));
+    ALOG_INFO("claheStrength: %f", static_cast<double>(engine.m_fClaheStrength));
+}
+
+void dumpFrame(const void* frame, const RoiInfo& roi, const char* failure) {
+    const char name[512] = {};
+    const std::size_t bytes = huevance::elementCount(roi.scanline, 3) / 2 * huevance::elementCount(roi.stride, 1);
+    if (!saveBuffer(name, frame, bytes)) {
+        ALOG_ERROR("%s", failure);
+    }
+}
+
+}  // namespace cpu

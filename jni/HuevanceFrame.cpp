@@ -1,0 +1,98 @@
+#include "jni/HuevanceFrame.h"
+
+#include "cpu/HuevanceFrame_CPU.h"
+#include "jni/DispatchShims.h"
+
+namespace {
+
+struct Row {
+    const char* name;
+    int (*create)(char* directory, RoiInfo size, int dataBit, char* cachePath, void** handle);
+    int (*set)(void* handle, char* key, void* value);
+    int (*process)(void* handle, Image& image, int scene);
+    int (*release)(void* handle);
+};
+
+constexpr dispatch::Texts kSetTexts = {"HuevanceSetExtParam succeeded!\n", "HuevanceSetExtParam failed!\n"};
+
+// The back ends of this mode, in the order in which their names are compared.
+constexpr Row kRows[] = {
+    {"CPU",
+     [](char* directory, RoiInfo size, int dataBit, char* /*cachePath*/, void** handle) {
+         return HuevanceFrameMalloc_CPU(directory, size, dataBit, handle);
+     },
+     HuevanceFrameSetExtParam_CPU,
+     [](void* handle, Image& image, int scene) {
+         return HuevanceFrameProcess_CPU(handle, image.planes[0].data, image.format, scene);
+     },
+     HuevanceFrameFree_CPU},
+};
+
+}  // namespace
+
+int HuevanceFrameMalloc(char* platform, char* directory, RoiInfo size, int dataBit, char* cachePath, void** handle) {
+    const Row* row = dispatch::find(kRows, platform);
+    return row != nullptr ? row->create(directory, size, dataBit, cachePath, handle) : 0;
+}
+
+int HuevanceFrameSetExtParam(char* platform, void* handle, ExtParam* param) {
+    const Row* row = dispatch::find(kRows, platform);
+    if (row != nullptr && param == nullptr) {
+        dispatch::report(-1, kSetTexts);
+    } else if (row != nullptr) {
+        row->set(handle, const_cast<char*>(param->key), param->value);
+    }
+    return 0;  // on purpose: preview never reports a parameter's failure upward
+}
+
+int HuevanceFrameProcess(char* platform, void* handle, Image* image, int scene) {
+    const Row* row = dispatch::find(kRows, platform);
+    if (row == nullptr) {
+        return 0;
+    }
+    if (image == nullptr) {
+        ALOG_ERROR("HuevanceFrameProcess: image is NULL!");
+        return -1;
+    }
+    return row->process(handle, *image, scene);
+}
+
+int HuevanceFrameFree(char* platform, void* handle) {
+    const Row* row = dispatch::find(kRows, platform);
+    return row != nullptr ? row->release(handle) : 0;
+}
+
+int HuevanceFrameMalloc_CPU(char* directory, RoiInfo size, int dataBit, void** handle) {
+    return dispatch::create<CHuevanceFrame_CPU>(handle, {"HuevanceMalloc succeeded!\n", "HuevanceMalloc failed!\n"},
+                                                [=](CHuevanceFrame_CPU& frame) {
+                                                    frame.setDataBit(dataBit);
+                                                    return frame.malloc(directory, size);
+                                                });
+}
+
+int HuevanceFrameSetExtParam_CPU(void* handle, char* key, void* value) {
+    return dispatch::forward<CHuevanceFrame_CPU>(
+        handle, kSetTexts, [=](CHuevanceFrame_CPU& frame) { return frame.setExtParam(key, value); });
+}
+
+int HuevanceFrameProcess_CPU(void* handle, void* data, IMAGE_FORMAT_TYPE format, int scene) {
+    return dispatch::forward<CHuevanceFrame_CPU>(
+        handle, {"HuevanceProcess succeeded!\n", "HuevanceProcess failed!\n"},
+        [=](CHuevanceFrame_CPU& frame) { return frame.process(data, format, scene); });
+}
+
+int HuevanceFrameFree_CPU(void* handle) {
+    return dispatch::destroy<CHuevanceFrame_CPU>(handle, "HuevanceFree failed! HvcHandle is NULL!\n",
+                                                 {"HuevanceFree succeeded!\n", "HuevanceFree failed!\n"},
+                                                 [](CHuevanceFrame_CPU& frame) { return frame.free(); });
+}
+
+int HuevanceFrameMalloc_GPU(char*, RoiInfo, int, char*, void**) { return 0; }
+int HuevanceFrameSetExtParam_GPU(void*, char*, void*) { return 0; }
+int HuevanceFrameProcess_GPU(void*, void*, int, IMAGE_FORMAT_TYPE, int) { return 0; }
+int HuevanceFrameFree_GPU(void*) { return 0; }
+
+int HuevanceFrameMalloc_OGL(char*, RoiInfo, int, char*, void**) { return 0; }
+int HuevanceFrameSetExtParam_OGL(void*, char*, void*) { return 0; }
+int HuevanceFrameProcess_OGL(void*, void*, int, void*, IMAGE_FORMAT_TYPE, int) { return 0; }
+int HuevanceFrameFree_OGL(void*) { return 0; }

@@ -1,0 +1,108 @@
+#include "jni/HuevancePhoto.h"
+
+#include "cpu/HuevancePhoto_CPU.h"
+#include "jni/DispatchShims.h"
+
+namespace {
+
+struct Row {
+    const char* name;
+    int (*create)(char* directory, RoiInfo size, int dataBit, void** handle);
+    int (*set)(void* handle, char* key, void* value);
+    int (*process)(void* handle, Image& image, int scene);
+    int (*release)(void* handle);
+};
+
+constexpr dispatch::Texts kMallocTexts = {"HuevanceMalloc succeeded!\n", "HuevanceMalloc failed!\n"};
+constexpr dispatch::Texts kSetTexts = {"HuevanceSetExtParam succeeded!\n", "HuevanceSetExtParam failed!\n"};
+constexpr dispatch::Texts kFreeTexts = {"HuevanceFree succeeded!\n", "HuevanceFree failed!\n"};
+constexpr const char* kFreeNullText = "HuevanceFree failed! HvcHandle is NULL!\n";
+
+template <typename Object>
+int mallocHost(char* directory, RoiInfo size, int dataBit, void** handle) {
+    return dispatch::create<Object>(handle, kMallocTexts, [=](Object& object) {
+        object.setDataBit(dataBit);
+        return object.malloc(directory, size);
+    });
+}
+
+template <typename Object>
+int setHost(void* handle, char* key, void* value) {
+    return dispatch::forward<Object>(handle, kSetTexts,
+                                     [=](Object& object) { return object.setExtParam(key, value); });
+}
+
+template <typename Object>
+int freeHost(void* handle) {
+    return dispatch::destroy<Object>(handle, kFreeNullText, kFreeTexts, [](Object& object) { return object.free(); });
+}
+
+// The back ends of this mode, in the order in which their names are compared.
+constexpr Row kRows[] = {
+    {"CPU", HuevancePhotoMalloc_CPU, HuevancePhotoSetExtParam_CPU,
+     [](void* handle, Image& image, int scene) {
+         return HuevancePhotoProcess_CPU(handle, image.planes[0].data, image.format, scene);
+     },
+     HuevancePhotoFree_CPU},
+};
+
+}  // namespace
+
+int HuevancePhotoMalloc(char* platform, char* directory, RoiInfo size, int dataBit, void** handle) {
+    const Row* row = dispatch::find(kRows, platform);
+    return row != nullptr ? row->create(directory, size, dataBit, handle) : 0;
+}
+
+int HuevancePhotoSetExtParam(char* platform, void* handle, ExtParam* param) {
+    const Row* row = dispatch::find(kRows, platform);
+    if (row == nullptr) {
+        return 0;
+    }
+    if (param == nullptr) {
+        return dispatch::report(-1, kSetTexts);
+    }
+    return row->set(handle, const_cast<char*>(param->key), param->value);
+}
+
+int HuevancePhotoProcess(char* platform, void* handle, Image* image, int scene) {
+    const Row* row = dispatch::find(kRows, platform);
+    if (row == nullptr) {
+        return 0;
+    }
+    if (image == nullptr) {
+        ALOG_ERROR("HuevancePhotoProcess: image is NULL!");
+        return -1;
+    }
+    return row->process(handle, *image, scene);
+}
+
+int HuevancePhotoFree(char* platform, void* handle) {
+    const Row* row = dispatch::find(kRows, platform);
+    return row != nullptr ? row->release(handle) : 0;
+}
+
+int HuevancePhotoMalloc_CPU(char* directory, RoiInfo size, int dataBit, void** handle) {
+    return mallocHost<CHuevancePhoto_CPU>(directory, size, dataBit, handle);
+}
+
+int HuevancePhotoSetExtParam_CPU(void* handle, char* key, void* value) {
+    return setHost<CHuevancePhoto_CPU>(handle, key, value);
+}
+
+int HuevancePhotoProcess_CPU(void* handle, void* data, IMAGE_FORMAT_TYPE format, int scene) {
+    return dispatch::forward<CHuevancePhoto_CPU>(
+        handle, {"HuevanceProcess succeeded!\n", "HuevanceProcess failed!\n"},
+        [=](CHuevancePhoto_CPU& photo) { return photo.process(data, format, scene); });
+}
+
+int HuevancePhotoFree_CPU(void* handle) { return freeHost<CHuevancePhoto_CPU>(handle); }
+
+int HuevancePhotoMalloc_NEON(char*, RoiInfo, int, void**) { return 0; }
+int HuevancePhotoSetExtParam_NEON(void*, char*, void*) { return 0; }
+int HuevancePhotoProcess_NEON(void*, void*, IMAGE_FORMAT_TYPE, int) { return 0; }
+int HuevancePhotoFree_NEON(void*) { return 0; }
+
+int HuevancePhotoMalloc_OGL(char*, RoiInfo, int, void**) { return 0; }
+int HuevancePhotoSetExtParam_OGL(void*, char*, void*) { return 0; }
+int HuevancePhotoProcess_OGL(void*, void*, void*, IMAGE_FORMAT_TYPE, int) { return 0; }
+int HuevancePhotoFree_OGL(void*) { return 0; }

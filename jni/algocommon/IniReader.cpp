@@ -1,0 +1,174 @@
+#include "jni/algocommon/IniReader.h"
+
+#include <locale.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "jni/algocommon/LogPrintf.h"
+
+namespace {
+
+constexpr int kMaxPieces = 64;
+
+// Reads one line without its line feed, cut at kIniLineLength - 1 characters. False at the end of the file.
+bool readLine(std::FILE* file, char* line) {
+    std::memset(line, 0, kIniLineLength);
+    std::size_t length = 0;
+    bool any = false;
+    for (int c = std::getc(file); c != EOF; c = std::getc(file)) {
+        any = true;
+        if (c == '\n') {
+            break;
+        }
+        if (length < kIniLineLength - 1) {
+            line[length++] = static_cast<char>(c);
+        }
+    }
+    return any;
+}
+
+void copyCut(char* destination, const char* source, std::size_t capacity) {
+    const std::size_t length = std::min(std::strlen(source), capacity - 1);
+    std::memcpy(destination, source, length);
+    destination[length] = '\0';
+}
+
+int toInt(const char* text) {
+    const long value = std::strtol(text, nullptr, 10);
+    return static_cast<int>(std::clamp<long>(value, INT_MIN, INT_MAX));
+}
+
+// A tuning file means the same in a process whose locale writes a decimal comma.
+float toFloat(const char* text) {
+    static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
+    return plain != nullptr ? strtof_l(text, nullptr, plain) : std::strtof(text, nullptr);
+}
+
+// Calls store(index, element text) for every element that is followed by "/".
+template <typename Store>
+int readElements(const char* section, const char* key, const char* path, std::size_t capacity, Store store) {
+    char value[kIniLineLength] = {};
+    readIniKeyStr(section, key, path, value, sizeof(value));
+
+    char element[kIniScalarLength] = {};
+    std::size_t length = 0;
+    std::size_t count = 0;
+    for (const char* c = value; *c != '\0' && count < capacity; ++c) {
+        if (*c == '/') {
+            store(count++, element);
+            std::memset(element, 0, sizeof(element));
+            length = 0;
+        } else if (length < kIniScalarLength - 1) {
+            element[length++] = *c;
+        }
+    }
+    return static_cast<int>(count);
+}
+
+}  // namespace
+
+int readIniKeyStr(const char* section, const char* key, const char* path, char* value) {
+    return readIniKeyStr(section, key, path, value, kIniLineLength);
+}
+
+int readIniKeyStr(const char* section, const char* key, const char* path, char* value, std::size_t capacity) {
+    if (section == nullptr || key == nullptr || path == nullptr || value == nullptr) {
+        ALOG_ERROR("readIniKeyStr input params can not be NULL!");
+        return -1;
+    }
+    std::FILE* file = std::fopen(path, "r");
+    if (file == nullptr) {
+        ALOG_ERROR("can't open ini file!");
+        return -1;
+    }
+    char header[kIniScalarLength];
+    std::snprintf(header, sizeof(header), "[%s]", section);
+
+    char line[kIniLineLength];
+    bool inSection = false;
+    while (readLine(file, line)) {
+        if (!inSection) {
+            inSection = std::strncmp(line, header, std::strlen(header)) == 0;
+            continue;
+        }
+        const char* equals = std::strchr(line, '=');
+        if (equals == nullptr) {
+            // On purpose: a line without "=" ends the search, and the file stays open.
+            ALOG_ERROR("ini file not find key word!");
+            return -1;
+        }
+        // On purpose: the key may occur anywhere in the line, also inside a longer key or in the value.
+        if (std::strstr(line, key) != nullptr && line[0] != '#') {
+            copyCut(value, equals + 1, capacity);
+            std::fclose(file);
+            return 0;
+        }
+    }
+    std::fclose(file);
+    return -1;
+}
+
+int readIniKeyInt(const char* section, const char* key, const char* path, int* value) {
+    char text[kIniScalarLength] = {};
+    readIniKeyStr(section, key, path, text, sizeof(text));
+    if (value != nullptr) {
+        *value = toInt(text);
+    }
+    return 0;
+}
+
+int readIniKeyFloat(const char* section, const char* key, const char* path, float* value) {
+    char text[kIniScalarLength] = {};
+    readIniKeyStr(section, key, path, text, sizeof(text));
+    if (value != nullptr) {
+        *value = toFloat(text);
+    }
+    return 0;
+}
+
+int readIniKeyIntArr(const char* section, const char* key, const char* path, int* values, int* count) {
+    return readIniKeyIntArr(section, key, path, values, count, kIniLineLength);
+}
+
+int readIniKeyIntArr(const char* section, const char* key, const char* path, int* values, int* count,
+                     std::size_t capacity) {
+    if (values == nullptr || count == nullptr) {
+        return 0;
+    }
+    *count = readElements(section, key, path, capacity,
+                          [values](std::size_t i, const char* text) { values[i] = toInt(text); });
+    return 0;
+}
+
+int readIniKeyFloatArr(const char* section, const char* key, const char* path, float* values, int* count) {
+    if (values == nullptr || count == nullptr) {
+        return 0;
+    }
+    *count = readElements(section, key, path, kIniLineLength,
+                          [values](std::size_t i, const char* text) { values[i] = toFloat(text); });
+    return 0;
+}
+
+int split(char* text, char** pieces, const char* delimiters) {
+    if (pieces == nullptr) {
+        return 1;
+    }
+    pieces[0] = nullptr;
+    if (text == nullptr || delimiters == nullptr) {
+        return 1;
+    }
+    int written = 0;
+    char* rest = nullptr;
+    for (char* piece = strtok_r(text, delimiters, &rest); written < kMaxPieces;
+         piece = strtok_r(nullptr, delimiters, &rest)) {
+        pieces[written++] = piece;
+        if (piece == nullptr) {
+            break;
+        }
+    }
+    return written;
+}
