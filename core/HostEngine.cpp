@@ -49,6 +49,11 @@ int HostEngine::portraitMaskMalloc() {
 
 void HostEngine::portraitMaskFree() { m_skinMask.release(); }
 
+void HostEngine::forgetHostMask() {
+    m_pfMask = nullptr;
+    m_stMaskRoi = {};
+}
+
 int HostEngine::backUpYuvMalloc() { return report(m_backup.allocate(frameBytes(frameRoi())), "backup frame"); }
 
 void HostEngine::backUpYuvFree() { m_backup.release(); }
@@ -143,7 +148,7 @@ int HostEngine::checkFrame(const void* frame) const {
 }
 
 int HostEngine::checkCapture() const {
-    const bool ready = !m_backup.empty() && !m_yCurve.empty() && !m_colorLut.empty() && !m_skinMask.empty() &&
+    const bool ready = !m_backup.empty() && !m_yCurve.empty() && !m_colorLut.empty() &&
                        (m_stTile.tileWidth == 0 || m_stTile.tileHeight == 0 || !m_gridLut.empty()) &&
                        (!is16Bit() || (!m_workingCopy.empty() && !m_yCurve16.empty() && !m_colorLut16.empty()));
     if (!ready) {
@@ -274,6 +279,7 @@ int HostEngine::setClaheLut() {
     }
     if (m_kernels.computeClaheLut(m_pucImage8, m_stRoi8, m_gridHist.get(), m_gridLut.get(), m_iSampRate, m_iGridWidth,
                                   m_iGridHeight, m_stTile.tileWidth, m_stTile.tileHeight, m_fClaheStrength) != 0) {
+        ALOG_ERROR("CLAHE tables cannot be computed!");
         m_bClaheUsable = false;
         return -1;
     }

@@ -96,7 +96,7 @@ int Huevance::mallocPhoto(const InitParam& init, char* directory, const char* pl
 int Huevance::mallocFrame(const InitParam& init, char* directory, const char* platformFile) {
     char value[kIniLineLength] = {};
     const int platformResult = readIniKeyStr("platform", "frame", platformFile, value);
-    ALOG_INFO("platform %s", value);
+    ALOG_INFO("platform %s", value);  // on purpose before the result is looked at, here and below
     if (platformResult != 0 || !copyWithoutLast(m_acPlatform, sizeof(m_acPlatform), value) ||
         m_acPlatform[0] == '\0') {
         LOG_MALLOC_ERROR("platform is NULL");
@@ -151,6 +151,7 @@ int Huevance::HuevanceProcess(Image* image, int scene) {
     return 0;
 }
 
+// On purpose m_hvcHandle stays: the object is destroyed right after.
 int Huevance::HuevanceFree() {
     if (m_hvcHandle == nullptr) {
         LOG_ERROR("m_hvcHandle is null");

@@ -145,6 +145,9 @@ Image* createImage(int w, int h, int stride, int scanline, IMAGE_FORMAT_TYPE f) 
         return nullptr;
     }
     *image = {};
+    for (ImagePlane& plane : image->planes) {
+        plane.fd = -1;  // no descriptor: 0 would be a valid one
+    }
     setImage(image, w, h, stride, scanline, f);
     // On purpose not tested: a record without pixels is handed out when memory runs out.
     setImage(image, galloc_malloc(static_cast<std::size_t>(image->total_size)), w, h, stride, scanline, f);
@@ -204,6 +207,9 @@ void copyBufferToImage(void* buffer, const Image* dst) {
 }
 
 void copyToBuffer(const Image& image, void* buffer) {
+    if (buffer == nullptr) {
+        return;
+    }
     auto* packed = static_cast<unsigned char*>(buffer);
     forEachPacked(image, [packed](const void* plane, std::size_t offset, std::size_t size) {
         galloc_memcpy(packed + offset, plane, size);
@@ -211,6 +217,9 @@ void copyToBuffer(const Image& image, void* buffer) {
 }
 
 void copyValidDataToBuffer(const Image& image, void* buffer) {
+    if (buffer == nullptr) {
+        return;
+    }
     if (image.w == image.planes[0].stride && image.h == image.planes[0].scanline) {
         copyToBuffer(image, buffer);
         return;
