@@ -105,89 +105,92 @@ Workspace::Workspace(const Size& size, int bits)
 struct KernelCase {
     const char* name;
     int dataBit;
+    bool inPlace;  // whether a run changes what the next one reads
     void (*run)(const KernelTable& kernels, Workspace& w);
 };
+constexpr bool kInPlace = true;
+constexpr bool kReadOnly = false;
 
 constexpr KernelCase kKernelCases[] = {
-    {"computeClaheLut", 8,
+    {"computeClaheLut", 8, kReadOnly,
      [](const KernelTable& k, Workspace& w) {
          k.computeClaheLut(w.frame8(), w.roi, w.hist.data(), w.gridLut8.data(), kSampRate, kGridWidth,
                            kGridHeight, w.tile.tileWidth, w.tile.tileHeight, FullTuning::kClaheStrength);
      }},
-    {"claheMap_8u", 8,
+    {"claheMap_8u", 8, kInPlace,
      [](const KernelTable& k, Workspace& w) {
          k.claheMap_8u(w.frame8(), w.roi, w.gridLut.data(), w.bins, w.tile.tileWidth, w.tile.tileHeight,
                        kGridWidth, kGridHeight);
      }},
-    {"curveMap_8u", 8,
+    {"curveMap_8u", 8, kInPlace,
      [](const KernelTable& k, Workspace& w) {
          k.curveMap_8u(w.frame8(), w.roi, w.yCurve.data(), w.uvCurve.data(), w.bins);
      }},
-    {"colorCorrect_8u", 8,
+    {"colorCorrect_8u", 8, kInPlace,
      [](const KernelTable& k, Workspace& w) {
          k.colorCorrect_8u(w.input8(), w.roi, w.frame8(), w.roi, w.format, w.bins);
      }},
-    {"colorMap_8u", 8,
+    {"colorMap_8u", 8, kInPlace,
      [](const KernelTable& k, Workspace& w) {
          k.colorMap_8u(w.frame8(), w.roi, w.format, w.bins, w.colorLut.data(), huevance::kLatticeSize,
                        FullTuning::kColorStrength);
      }},
-    {"skinColorDetect", 8,
+    {"skinColorDetect", 8, kReadOnly,
      [](const KernelTable& k, Workspace& w) {
          k.skinColorDetect(w.frame8(), w.roi, w.format, w.mask.data(), w.maskRoi);
      }},
-    {"portraitProtect_8u", 8,
+    {"portraitProtect_8u", 8, kInPlace,
      [](const KernelTable& k, Workspace& w) {
          k.portraitProtect_8u(w.input8(), w.roi, w.frame8(), w.roi, w.mask.data(), w.maskRoi);
      }},
-    {"resizeClaheLut", 10,
+    {"resizeClaheLut", 10, kReadOnly,
      [](const KernelTable& k, Workspace& w) {
          k.resizeClaheLut(w.gridLut8.data(), huevance::kBins8, w.gridLut.data(), w.bins, kGridWidth,
                           kGridHeight);
      }},
-    {"claheMap_16u", 10,
+    {"claheMap_16u", 10, kInPlace,
      [](const KernelTable& k, Workspace& w) {
          k.claheMap_16u(w.frame16(), w.roi, w.gridLut.data(), w.bins, w.tile.tileWidth, w.tile.tileHeight,
                         kGridWidth, kGridHeight);
      }},
-    {"curveMap_16u", 10,
+    {"curveMap_16u", 10, kInPlace,
      [](const KernelTable& k, Workspace& w) {
          k.curveMap_16u(w.frame16(), w.roi, w.yCurve.data(), w.uvCurve.data(), w.bins);
      }},
-    {"colorCorrect_16u", 10,
+    {"colorCorrect_16u", 10, kInPlace,
      [](const KernelTable& k, Workspace& w) {
          k.colorCorrect_16u(w.input16(), w.roi, w.frame16(), w.roi, w.format, w.bins);
      }},
-    {"colorMap_16u", 10,
+    {"colorMap_16u", 10, kInPlace,
      [](const KernelTable& k, Workspace& w) {
          k.colorMap_16u(w.frame16(), w.roi, w.format, w.bins, w.colorLut.data(), huevance::kLatticeSize,
                         FullTuning::kColorStrength);
      }},
-    {"portraitProtect_16u", 10,
+    {"portraitProtect_16u", 10, kInPlace,
      [](const KernelTable& k, Workspace& w) {
          k.portraitProtect_16u(w.input16(), w.roi, w.frame16(), w.roi, w.mask.data(), w.maskRoi);
      }},
-    {"covertYuv_16u8u", 10,
+    {"covertYuv_16u8u", 10, kReadOnly,
      [](const KernelTable& k, Workspace& w) {
          k.covertYuv_16u8u(w.input16(), w.roi, w.copy8.data(), w.roi8);
      }},
-    {"covertYuv_8u16u", 10,
+    {"covertYuv_8u16u", 10, kReadOnly,
      [](const KernelTable& k, Workspace& w) {
          k.covertYuv_8u16u(w.copy8.data(), w.roi8, w.frame16(), w.roi);
      }},
-    {"leftBitShift_8u16u", 10,
+    {"leftBitShift_8u16u", 10, kReadOnly,
      [](const KernelTable& k, Workspace& w) {
          k.leftBitShift_8u16u(w.copy8.data(), w.roi8, w.frame16(), w.roi, 2);
      }},
-    {"rightBitShift_16u8u", 10,
+    {"rightBitShift_16u8u", 10, kReadOnly,
      [](const KernelTable& k, Workspace& w) {
          k.rightBitShift_16u8u(w.input16(), w.roi, w.copy8.data(), w.roi8, 2);
      }},
-    {"leftBitShift_16u16u", 10,
+    {"leftBitShift_16u16u", 10, kInPlace,
      [](const KernelTable& k, Workspace& w) {
          k.leftBitShift_16u16u(w.frame16(), w.roi, w.frame16(), w.roi, 6);
      }},
-    {"rightBitShift_16u16u", 10,
+    {"rightBitShift_16u16u", 10, kInPlace,
      [](const KernelTable& k, Workspace& w) {
          k.rightBitShift_16u16u(w.frame16(), w.roi, w.frame16(), w.roi, 6);
      }},
@@ -209,6 +212,21 @@ Workspace& workspace(const Size& size, int dataBit) {
     return *current;
 }
 
+// Seconds for one luma pixel.
+void countPixels(benchmark::State& state, const Size& size) {
+    state.counters["per_pixel"] = benchmark::Counter(
+        size.pixels(), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+
+template <typename Run>
+void measure(benchmark::State& state, const Size& size, Run run) {
+    for ([[maybe_unused]] auto _ : state) {
+        run();
+    }
+    countPixels(state, size);
+}
+
+// With `reset` before every run, outside the timing.
 template <typename Reset, typename Run>
 void measure(benchmark::State& state, const Size& size, Reset reset, Run run) {
     for ([[maybe_unused]] auto _ : state) {
@@ -217,16 +235,20 @@ void measure(benchmark::State& state, const Size& size, Reset reset, Run run) {
         state.ResumeTiming();
         run();
     }
-    // Seconds for one luma pixel.
-    state.counters["per_pixel"] = benchmark::Counter(
-        size.pixels(), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+    countPixels(state, size);
 }
 
 void runKernel(benchmark::State& state, const KernelCase& kernel, const KernelTable& table,
                const Size& size) {
     Workspace& w = workspace(size, kernel.dataBit);
-    measure(
-        state, size, [&] { w.reset(); }, [&] { kernel.run(table, w); });
+    const auto run = [&] { kernel.run(table, w); };
+    if (kernel.inPlace) {
+        measure(
+            state, size, [&] { w.reset(); }, run);
+    } else {
+        w.reset();
+        measure(state, size, run);
+    }
 }
 
 void runChain(benchmark::State& state, const bench::PipelineEntry& entry, const Size& size, int dataBit) {
@@ -244,8 +266,7 @@ void runYardstick(benchmark::State& state,
                   const Size& size) {
     Workspace& w = workspace(size, 8);
     const auto yardstick = make(w.input8(), w.roi);
-    measure(
-        state, size, [] {}, [&] { yardstick->run(); });
+    measure(state, size, [&] { yardstick->run(); });
 }
 
 template <typename Function, typename... Args>
