@@ -31,7 +31,7 @@ ImagePlane planeGeometry(const ImagePlane& old, int w, int h, int stride, int sc
     return {w, h, stride, scanline, size, old.fd, old.data};
 }
 
-// Row-less copies for null planes and null buffers: galloc_memcpy ignores them.
+// Visits the planes in use and where each lies in a packed buffer.
 template <typename CopyPlane>
 void forEachPacked(const Image& image, CopyPlane copy) {
     std::size_t offset = 0;
@@ -265,8 +265,11 @@ int align(int value, int alignment) {
     if (alignment == 0) {
         return value;
     }
-    const int q = value / alignment;
+    // In 64 bits: neither the quotient nor the next multiple of an int need fit an int.
+    const std::int64_t q = std::int64_t{value} / alignment;
     const float fraction = static_cast<float>(value) / static_cast<float>(alignment) - static_cast<float>(q);
     // On purpose "greater": a value one above a multiple has exactly this fraction and stays as it is.
-    return fraction > 1.0F / static_cast<float>(alignment) ? (q + 1) * alignment : value;
+    const bool roundsUp = fraction > 1.0F / static_cast<float>(alignment);
+    const std::int64_t result = roundsUp ? (q + 1) * alignment : value;
+    return result >= INT_MIN && result <= INT_MAX ? static_cast<int>(result) : value;
 }
