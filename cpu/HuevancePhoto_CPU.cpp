@@ -57,13 +57,13 @@ void runStage(CHuevance_CPU& engine, Stage stage, int table) {
 
 int enhance(CHuevance_CPU& engine, void* yuv, IMAGE_FORMAT_TYPE type, int scene) {
     const int table = engine.tableOfScene(scene);
-    if (table < 0 || engine.checkCapture() != 0) {
+    if (table < 0) {
         return -1;
     }
     engine.setYuvType(type);
     engine.readHvcParam(table);
     // Before setDstYuv, which shifts high-aligned samples in place: a refused frame stays as it was.
-    if (checkMask(engine) != 0) {
+    if (checkMask(engine) != 0 || engine.checkCapture() != 0) {
         return -1;
     }
     engine.setDstYuv(yuv);
