@@ -1,10 +1,9 @@
-#include "core/BitDepth.h"
-
 #include <gtest/gtest.h>
 
 #include <functional>
 #include <vector>
 
+#include "core/BitDepth.h"
 #include "tests/support/Frames.h"
 
 namespace {
@@ -19,10 +18,14 @@ struct Kernel {
 
 const Kernel kKernels[] = {
     {"covertYuv_16u8u", 2, 1,
-     [](test::Frame& s, test::Frame& d, int) { return huevance::covertYuv_16u8u(s.data16(), s.roi(), d.data8(), d.roi()); },
+     [](test::Frame& s, test::Frame& d, int) {
+         return huevance::covertYuv_16u8u(s.data16(), s.roi(), d.data8(), d.roi());
+     },
      [](int v, int) { return v % 256; }},
     {"covertYuv_8u16u", 1, 2,
-     [](test::Frame& s, test::Frame& d, int) { return huevance::covertYuv_8u16u(s.data8(), s.roi(), d.data16(), d.roi()); },
+     [](test::Frame& s, test::Frame& d, int) {
+         return huevance::covertYuv_8u16u(s.data8(), s.roi(), d.data16(), d.roi());
+     },
      [](int v, int) { return v; }},
     {"leftBitShift_8u16u", 1, 2,
      [](test::Frame& s, test::Frame& d, int n) {
@@ -51,16 +54,20 @@ TEST(BitDepth, EverySampleOfEverySizeAndNothingElse) {
         for (const int width : {1, 2, 15, 16, 17, 33}) {
             for (const int height : {1, 2, 5}) {
                 for (const int shift : {0, 2, 8, 15}) {
-                    test::Frame source({width, height, (width + 3) * kernel.fromBytes, height + 2}, kernel.fromBytes);
-                    test::Frame destination({width, height, (width + 1) * kernel.toBytes, height}, kernel.toBytes);
+                    test::Frame source({width, height, (width + 3) * kernel.fromBytes, height + 2},
+                                       kernel.fromBytes);
+                    test::Frame destination({width, height, (width + 1) * kernel.toBytes, height},
+                                            kernel.toBytes);
                     source.fill(test::Content::kAboveRange, 256, static_cast<std::uint32_t>(width));
                     std::vector<int> expected = source.samples();
                     for (int& v : expected) {
                         v = kernel.expected(v, shift);
                     }
                     EXPECT_EQ(kernel.run(source, destination, shift), 0);
-                    ASSERT_EQ(destination.samples(), expected) << kernel.name << " " << width << "x" << height;
-                    ASSERT_TRUE(destination.paddingUntouched()) << kernel.name << " " << width << "x" << height;
+                    ASSERT_EQ(destination.samples(), expected)
+                        << kernel.name << " " << width << "x" << height;
+                    ASSERT_TRUE(destination.paddingUntouched())
+                        << kernel.name << " " << width << "x" << height;
                 }
             }
         }

@@ -1,11 +1,10 @@
 // Adaptive equalisation, worked out by hand. Whole frames are compared with the model in tests/cpu.
-#include "core/Clahe.h"
-
 #include <gtest/gtest.h>
 
 #include <numeric>
 #include <vector>
 
+#include "core/Clahe.h"
 #include "tests/support/Frames.h"
 #include "tests/support/Model.h"
 
@@ -32,8 +31,8 @@ std::vector<float> curveOf(const std::vector<float>& histogram, float strength) 
 }
 
 TEST(GridHist, CountsEverySampRateThSampleOfEveryTileAndNothingBeside) {
-    // 11 x 7 samples, 3 x 2 tiles of 3 x 3: two columns and one row belong to no tile. Sample (x, y) has the value
-    // 16 y + x, so that every bin tells its place.
+    // 11 x 7 samples, 3 x 2 tiles of 3 x 3: two columns and one row belong to no tile. Sample (x, y) has the
+    // value 16 y + x, so that every bin tells its place.
     test::Frame frame({11, 7, 13, 8}, 1);
     for (int y = 0; y < 7; ++y) {
         for (int x = 0; x < 11; ++x) {
@@ -82,10 +81,10 @@ TEST(TileCurve, UnclippedIsTheCumulativeHistogram) {
 }
 
 TEST(TileCurve, ClipsAtTheRootOfTheParabola) {
-    // Bin 10 holds 128 of 256 samples, bins 128 .. 255 one each; strength 1. In units u = 1/256: L = 2u, M = u, the
-    // excess above them is 127u and 126u, so yM = 127 u^2 and yL = 382 u^2. The parabola through the origin is
-    // 64 t^2 + 63u t, and 64 t^2 + 63u t = L - u = u has the root t = 0.00612307. What bin 10 has above it, 0.49387693,
-    // is spread: 0.00192921 for each bin.
+    // Bin 10 holds 128 of 256 samples, bins 128 .. 255 one each; strength 1. In units u = 1/256: L = 2u, M =
+    // u, the excess above them is 127u and 126u, so yM = 127 u^2 and yL = 382 u^2. The parabola through the
+    // origin is 64 t^2 + 63u t, and 64 t^2 + 63u t = L - u = u has the root t = 0.00612307. What bin 10 has
+    // above it, 0.49387693, is spread: 0.00192921 for each bin.
     std::vector<float> histogram(kBins, 0.0F);
     histogram[10] = 128.0F;
     std::fill(histogram.begin() + 128, histogram.end(), 1.0F);
@@ -101,8 +100,8 @@ TEST(TileCurve, ClipsAtTheRootOfTheParabola) {
 }
 
 TEST(TileCurve, StrengthZeroFlattensAnUnevenTile) {
-    // 64 bins of 3 and one of 832 among 1024 samples: the parabola is 32 t^2 + 0.68 t, and its root for L - 1/256 = 0
-    // is 0: everything is clipped and spread evenly.
+    // 64 bins of 3 and one of 832 among 1024 samples: the parabola is 32 t^2 + 0.68 t, and its root for L -
+    // 1/256 = 0 is 0: everything is clipped and spread evenly.
     std::vector<float> histogram(kBins, 0.0F);
     std::fill_n(histogram.begin() + 20, 64, 3.0F);
     histogram[200] = 832.0F;
@@ -125,10 +124,12 @@ TEST(TileCurve, EqualsTheModelForPeakyFlatAndSparseTiles) {
         std::vector<float> histogram(kBins, 0.0F);
         const int occupied = 1 + random.below(round % 2 == 0 ? 6 : 256);
         for (int i = 0; i < occupied; ++i) {
-            histogram[static_cast<std::size_t>(random.below(256))] += static_cast<float>(1 + random.below(1 + round));
+            histogram[static_cast<std::size_t>(random.below(256))] +=
+                static_cast<float>(1 + random.below(1 + round));
         }
         const float strength = round % 5 == 0 ? 0.0F : random.unit() * 8.0F;
-        EXPECT_EQ(curveOf(histogram, strength), model::clippedCurve(histogram, strength)) << "round " << round;
+        EXPECT_EQ(curveOf(histogram, strength), model::clippedCurve(histogram, strength))
+            << "round " << round;
     }
 }
 
@@ -168,16 +169,18 @@ TEST(ComputeClaheLut, BothLayoutsEqualTheModel) {
         std::vector<float> hist(20 * kBins);
         std::vector<float> lut(20 * kBins);
         std::vector<float> gpu(20 * kBins);
-        EXPECT_EQ(huevance::computeClaheLut(frame.data8(), frame.roi(), hist.data(), lut.data(), 3, 5, 4, 12, 11, 1.5F),
+        EXPECT_EQ(huevance::computeClaheLut(frame.data8(), frame.roi(), hist.data(), lut.data(), 3, 5, 4, 12,
+                                            11, 1.5F),
                   0);
         const std::vector<float> histogram = hist;
-        EXPECT_EQ(
-            huevance::computeClaheLut_gpu(frame.data8(), frame.roi(), hist.data(), gpu.data(), 3, 5, 4, 12, 11, 1.5F),
-            0);
+        EXPECT_EQ(huevance::computeClaheLut_gpu(frame.data8(), frame.roi(), hist.data(), gpu.data(), 3, 5, 4,
+                                                12, 11, 1.5F),
+                  0);
         EXPECT_EQ(hist, histogram);
         for (std::size_t t = 0; t < 20; ++t) {
             for (std::size_t b = 0; b < kBins; ++b) {
-                ASSERT_EQ(lut[b * 20 + t], expected[t][b]) << test::toString(content) << " tile " << t << " bin " << b;
+                ASSERT_EQ(lut[b * 20 + t], expected[t][b])
+                    << test::toString(content) << " tile " << t << " bin " << b;
                 ASSERT_EQ(gpu[t * kBins + b], expected[t][b]) << "tile " << t << " bin " << b;
             }
         }
@@ -221,8 +224,9 @@ std::vector<int> blendOfTwoTiles(int length, int tileSize, bool vertical) {
     for (std::size_t b = 0; b < kBins; ++b) {
         lut[2 * b + 1] = 30.0F;
     }
-    EXPECT_EQ(vertical ? huevance::claheMap_8u(frame.data8(), frame.roi(), lut.data(), 256, 2, tileSize, 1, 2)
-                       : huevance::claheMap_8u(frame.data8(), frame.roi(), lut.data(), 256, tileSize, 2, 2, 1),
+    EXPECT_EQ(vertical
+                  ? huevance::claheMap_8u(frame.data8(), frame.roi(), lut.data(), 256, 2, tileSize, 1, 2)
+                  : huevance::claheMap_8u(frame.data8(), frame.roi(), lut.data(), 256, tileSize, 2, 2, 1),
               0);
     EXPECT_TRUE(frame.paddingUntouched());
     std::vector<int> result;
@@ -235,8 +239,8 @@ std::vector<int> blendOfTwoTiles(int length, int tileSize, bool vertical) {
 
 TEST(ClaheMap, BlendsBetweenTileCentres) {
     for (const bool vertical : {false, true}) {
-        // Tiles of 4: from 2 on, over 2 x 4 - 5 = 3 samples. Tiles of 3: from 1 on, over 2 x 3 - 3 = 3 samples; the
-        // last sample belongs to no tile.
+        // Tiles of 4: from 2 on, over 2 x 4 - 5 = 3 samples. Tiles of 3: from 1 on, over 2 x 3 - 3 = 3
+        // samples; the last sample belongs to no tile.
         EXPECT_EQ(blendOfTwoTiles(8, 4, vertical), (std::vector<int>{0, 0, 0, 10, 20, 30, 30, 30}));
         EXPECT_EQ(blendOfTwoTiles(7, 3, vertical), (std::vector<int>{0, 0, 10, 20, 30, 30, 30}));
         // Tiles of 1 and 2: over one sample.

@@ -1,9 +1,8 @@
-#include "core/ColorCorrect.h"
-
 #include <gtest/gtest.h>
 
 #include <vector>
 
+#include "core/ColorCorrect.h"
 #include "tests/support/Frames.h"
 
 namespace {
@@ -47,10 +46,11 @@ TEST(ColorCorrect, ByHand8Bits) {
     };
     for (const Case& c : cases) {
         for (const auto type : {IMAGE_FORMAT_TYPE_NV12, IMAGE_FORMAT_TYPE_NV21}) {
-            test::Frame source = block(1, c.before, 128 + c.u, 128 + c.v, 3);  // a mean of n + 3/4 counts as n
+            test::Frame source =
+                block(1, c.before, 128 + c.u, 128 + c.v, 3);  // a mean of n + 3/4 counts as n
             test::Frame destination = block(1, c.after, 1, 2, c.after < 250 ? 2 : 0);
-            EXPECT_EQ(huevance::colorCorrect_8u(source.data8(), source.roi(), destination.data8(), destination.roi(),
-                                                type, 256),
+            EXPECT_EQ(huevance::colorCorrect_8u(source.data8(), source.roi(), destination.data8(),
+                                                destination.roi(), type, 256),
                       0);
             EXPECT_EQ(destination.chroma(0, 0), c.expectedU) << c.what;
             EXPECT_EQ(destination.chroma(1, 0), c.expectedV) << c.what;
@@ -71,7 +71,8 @@ TEST(ColorCorrect, ByHand10Bits) {
         for (const auto type : {IMAGE_FORMAT_TYPE_YUV16_LOW, IMAGE_FORMAT_TYPE_YUV16_HIGH}) {
             test::Frame source = block(2, c.before, 512 + c.u, 512 + c.v);
             test::Frame destination = block(2, c.after, 1, 2);
-            huevance::colorCorrect_16u(source.data16(), source.roi(), destination.data16(), destination.roi(), type, 1024);
+            huevance::colorCorrect_16u(source.data16(), source.roi(), destination.data16(), destination.roi(),
+                                       type, 1024);
             EXPECT_EQ(destination.chroma(0, 0), c.expectedU) << c.what;
             EXPECT_EQ(destination.chroma(1, 0), c.expectedV) << c.what;
         }
@@ -83,12 +84,13 @@ TEST(ColorCorrect, EachDepthHasItsFormats) {
         const auto format = static_cast<IMAGE_FORMAT_TYPE>(type);
         test::Frame source8 = block(1, 50, 158, 168);
         test::Frame destination8 = block(1, 50, 1, 2);
-        huevance::colorCorrect_8u(source8.data8(), source8.roi(), destination8.data8(), destination8.roi(), format, 256);
+        huevance::colorCorrect_8u(source8.data8(), source8.roi(), destination8.data8(), destination8.roi(),
+                                  format, 256);
         EXPECT_EQ(destination8.chroma(0, 0) != 1, type == 5 || type == 6) << type;
         test::Frame source16 = block(2, 50, 600, 500);
         test::Frame destination16 = block(2, 50, 1, 2);
-        huevance::colorCorrect_16u(source16.data16(), source16.roi(), destination16.data16(), destination16.roi(), format,
-                                   1024);
+        huevance::colorCorrect_16u(source16.data16(), source16.roi(), destination16.data16(),
+                                   destination16.roi(), format, 1024);
         EXPECT_EQ(destination16.chroma(0, 0) != 1, type == 9 || type == 10) << type;
     }
 }

@@ -1,5 +1,3 @@
-#include "core/ColorLut.h"
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -7,6 +5,7 @@
 #include <functional>
 #include <vector>
 
+#include "core/ColorLut.h"
 #include "tests/support/Frames.h"
 
 namespace {
@@ -46,7 +45,8 @@ test::Frame block(int luma, int first, int second) {
 
 TEST(ColorMap, StrengthZeroAndTheIdentityLatticeChangeNothing) {
     const std::vector<float> identity = lattice(identityPoint);
-    const std::vector<float> wild = lattice([](int p, int y, int a, int b) { return float(p * 80 + y + a + b); });
+    const std::vector<float> wild =
+        lattice([](int p, int y, int a, int b) { return float(p * 80 + y + a + b); });
     for (const test::Content content : test::kAllContents) {
         for (const auto type : {kNv12, kNv21}) {
             test::Frame frame({33, 21, 40, 22}, 1);
@@ -67,7 +67,7 @@ TEST(ColorMap, FindsTheLatticePointOfEachAxis) {
     });
     struct Case {
         IMAGE_FORMAT_TYPE type;
-        int first;   // in memory
+        int first;  // in memory
         int second;
         std::vector<int> expected;
     };
@@ -84,9 +84,10 @@ TEST(ColorMap, FindsTheLatticePointOfEachAxis) {
 }
 
 TEST(ColorMap, OneOffsetForTheFourLumaSamplesBlendForChroma) {
-    // Mean 114, lattice luma 164, strength 0.5: all four move by 25. Chroma: (100 + 201) / 2 = 150.5, rounded up;
-    // (40 + 201) / 2 = 120.5, rounded up.
-    const std::vector<float> lut = lattice([](int plane, int, int, int) { return plane == 0 ? 164.0F : 201.0F; });
+    // Mean 114, lattice luma 164, strength 0.5: all four move by 25. Chroma: (100 + 201) / 2 = 150.5, rounded
+    // up; (40 + 201) / 2 = 120.5, rounded up.
+    const std::vector<float> lut =
+        lattice([](int plane, int, int, int) { return plane == 0 ? 164.0F : 201.0F; });
     test::Frame frame = block(0, 100, 40);
     const int luma[] = {0, 255, 100, 101};
     for (int i = 0; i < 4; ++i) {
@@ -137,7 +138,8 @@ TEST(ColorMap, WholeBlocksOnly) {
         huevance::colorMap_8u(frame.data8(), c.roi, kNv12, 256, black.data(), 16, 1.0F);
         for (int y = 0; y < c.roi.height; ++y) {
             for (int x = 0; x < c.roi.width; ++x) {
-                EXPECT_EQ(frame.luma(x, y), x < 2 * c.blockColumns && y < 2 * c.blockRows ? 0 : 255) << x << "," << y;
+                EXPECT_EQ(frame.luma(x, y), x < 2 * c.blockColumns && y < 2 * c.blockRows ? 0 : 255)
+                    << x << "," << y;
             }
         }
         for (int y = 0; y < c.roi.height / 2; ++y) {
@@ -150,17 +152,19 @@ TEST(ColorMap, WholeBlocksOnly) {
 }
 
 TEST(ColorMap, OtherFormatsAreUntouchedAt8BitsAndIgnoredAt16) {
-    const std::vector<float> lut = lattice([](int plane, int, int, int) { return 100.0F * static_cast<float>(plane); });
+    const std::vector<float> lut =
+        lattice([](int plane, int, int, int) { return 100.0F * static_cast<float>(plane); });
     for (const int type : {0, 2, 3, 7, 9, 10}) {
         test::Frame frame = block(9, 8, 7);
-        huevance::colorMap_8u(frame.data8(), frame.roi(), static_cast<IMAGE_FORMAT_TYPE>(type), 256, lut.data(), 16, 1);
+        huevance::colorMap_8u(frame.data8(), frame.roi(), static_cast<IMAGE_FORMAT_TYPE>(type), 256,
+                              lut.data(), 16, 1);
         EXPECT_EQ(frame.samples(), (std::vector<int>{9, 9, 9, 9, 8, 7})) << type;
     }
     for (const int type : {0, 5, 6, 9, 10}) {  // axis A is the first sample in memory, even for NV21
         test::Frame frame({2, 2, 4, 2}, 2);
         frame.fill(test::Content::kAboveRange, 1024);
-        huevance::colorMap_16u(frame.data16(), frame.roi(), static_cast<IMAGE_FORMAT_TYPE>(type), 1024, lut.data(), 16,
-                               1.0F);
+        huevance::colorMap_16u(frame.data16(), frame.roi(), static_cast<IMAGE_FORMAT_TYPE>(type), 1024,
+                               lut.data(), 16, 1.0F);
         EXPECT_EQ(frame.chroma(0, 0), 100) << type;
         EXPECT_EQ(frame.chroma(1, 0), 200) << type;
     }

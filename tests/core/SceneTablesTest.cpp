@@ -1,8 +1,8 @@
-#include "core/SceneTables.h"
-
 #include <gtest/gtest.h>
 
 #include <vector>
+
+#include "core/SceneTables.h"
 
 namespace {
 
@@ -37,7 +37,8 @@ void expectSteps(SceneFade& fade, const std::vector<Step>& steps, int sceneNum, 
 
 TEST(SceneFade, StartsFromTableOneAndCountsOneFrameLonger) {
     SceneFade fade;
-    expectSteps(fade, {{1, 1, 0}, {1, 1, 0}, {0, 1, 0}, {0, 1, 1}, {0, 1, 2}, {0, 1, 3}, {0, 0, 0}, {2, 0, 0}}, 3, 3);
+    expectSteps(
+        fade, {{1, 1, 0}, {1, 1, 0}, {0, 1, 0}, {0, 1, 1}, {0, 1, 2}, {0, 1, 3}, {0, 0, 0}, {2, 0, 0}}, 3, 3);
 }
 
 TEST(SceneFade, AThirdSceneInMidFadeGoesOnWithTheCounter) {

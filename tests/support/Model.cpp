@@ -15,7 +15,9 @@ int level(float value, int top) {
     return value >= static_cast<float>(top) ? top : static_cast<int>(value);
 }
 
-std::size_t at(int index) { return static_cast<std::size_t>(index); }
+std::size_t at(int index) {
+    return static_cast<std::size_t>(index);
+}
 
 struct Between {
     int index;
@@ -172,8 +174,8 @@ void mapTiles(Picture& picture, const std::vector<Curve>& curves, Grid grid) {
             const float q01 = curves[at(row * grid.width + right)][v];
             const float q10 = curves[at(below + column)][v];
             const float q11 = curves[at(below + right)][v];
-            picture.y(x, y) = level(
-                (1 - dy) * ((1 - dx) * q00 + dx * q01) + dy * ((1 - dx) * q10 + dx * q11) + 0.5F, top);
+            picture.y(x, y) =
+                level((1 - dy) * ((1 - dx) * q00 + dx * q01) + dy * ((1 - dx) * q10 + dx * q11) + 0.5F, top);
         }
     }
 }
@@ -318,7 +320,8 @@ Picture enhanced(Picture picture, const Tuning& tuning, int format, int bits) {
     }
     Picture backup = picture;
     if (tuning.clahe) {
-        std::vector<Curve> curves = smoothed(tileCurves(picture8, tuning.grid, tuning.claheStrength), tuning.grid);
+        std::vector<Curve> curves =
+            smoothed(tileCurves(picture8, tuning.grid, tuning.claheStrength), tuning.grid);
         std::transform(curves.begin(), curves.end(), curves.begin(), wide);
         mapTiles(picture, curves, tuning.grid);
     }
@@ -333,7 +336,8 @@ Picture enhanced(Picture picture, const Tuning& tuning, int format, int bits) {
         std::vector<float> lattice = tuning.lattice;
         if (bits != 8) {
             const float factor = static_cast<float>(range - 1) / 255.0F;
-            std::transform(lattice.begin(), lattice.end(), lattice.begin(), [&](float v) { return v * factor; });
+            std::transform(lattice.begin(), lattice.end(), lattice.begin(),
+                           [&](float v) { return v * factor; });
         }
         mapColor(picture, lattice, bits == 8 && format == 5 ? 1 : 0, range, tuning.colorStrength);
     }

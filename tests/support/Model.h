@@ -1,6 +1,6 @@
-// A second, plain calculation of every stage, to compare the library with. It works on bare pictures (no strides, no
-// chroma offset) and on tables with one curve per tile, so that it shares no layout with the library. Float
-// expressions are evaluated from left to right: results are compared bit for bit.
+// A second, plain calculation of every stage, to compare the library with. It works on bare pictures (no
+// strides, no chroma offset) and on tables with one curve per tile, so that it shares no layout with the
+// library. Float expressions are evaluated from left to right: results are compared bit for bit.
 #pragma once
 
 #include <vector>
