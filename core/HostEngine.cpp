@@ -23,7 +23,7 @@ int report(bool allocated, const char* what) {
 
 int HostEngine::setRoiInfo(RoiInfo roi) {
     ALOG_INFO("roiInfo: %d, %d, %d, %d", roi.width, roi.height, roi.stride, roi.scanline);
-    if (m_iDataBit != 8 && (m_iDataBit < 10 || m_iDataBit > 16)) {
+    if (!isDepthSupported()) {
         ALOG_ERROR("dataBit %d is not supported!", m_iDataBit);
         return -1;
     }
@@ -147,10 +147,31 @@ int HostEngine::checkFrame(const void* frame) const {
     return 0;
 }
 
+// The engine is shared: a later set-up may have changed the depth or the geometry and then failed, so that buffers are
+// asked for their sizes, not only for their existence.
+
+bool HostEngine::isClaheReady() const {
+    if (m_stTile.tileWidth < 1 || m_stTile.tileHeight < 1) {
+        return true;  // the stage will refuse the grid and use no table
+    }
+    return m_gridLut.size() == elementCount(m_iGridWidth, m_iGridHeight, kBins8) &&
+           m_gridLut16.size() == elementCount(m_iGridWidth, m_iGridHeight, is16Bit() ? bins16() : 0) &&
+           isWorkingCopyReady();
+}
+
+bool HostEngine::isWorkingCopyReady() const {
+    return !is16Bit() || m_workingCopy.size() == frameBytes(m_stRoi8);
+}
+
+bool HostEngine::isCurveReady() const {
+    return !m_yCurve.empty() && m_yCurve16.size() == (is16Bit() ? static_cast<std::size_t>(bins16()) : 0);
+}
+
+bool HostEngine::isColorReady() const { return !m_colorLut.empty() && m_colorLut16.empty() == !is16Bit(); }
+
 int HostEngine::checkCapture() const {
-    const bool ready = !m_backup.empty() && !m_yCurve.empty() && !m_colorLut.empty() &&
-                       (m_stTile.tileWidth == 0 || m_stTile.tileHeight == 0 || !m_gridLut.empty()) &&
-                       (!is16Bit() || (!m_workingCopy.empty() && !m_yCurve16.empty() && !m_colorLut16.empty()));
+    const bool ready = isDepthSupported() && m_backup.size() == frameBytes(frameRoi()) &&
+                       isClaheReady() && isWorkingCopyReady() && isCurveReady() && isColorReady();
     if (!ready) {
         ALOG_ERROR("capture is not set up!");
     }
@@ -159,11 +180,9 @@ int HostEngine::checkCapture() const {
 
 int HostEngine::checkPreview() const {
     const StageSwitches on = switches();
-    const bool ready = m_scenes.hasStrengths(m_iSceneNum) &&
-                       (!on.clahe || m_stTile.tileWidth == 0 || m_stTile.tileHeight == 0 || !m_gridLut.empty()) &&
-                       (!on.clahe || !is16Bit() || !m_workingCopy.empty()) &&
-                       (!on.curve || (m_scenes.hasCurves(m_iSceneNum) && !m_yCurve.empty())) &&
-                       (!on.colorMap || (m_scenes.hasColors(m_iSceneNum) && !m_colorLut.empty()));
+    const bool ready = isDepthSupported() && m_scenes.hasStrengths(m_iSceneNum) && (!on.clahe || isClaheReady()) &&
+                       (!on.curve || (m_scenes.hasCurves(m_iSceneNum) && isCurveReady())) &&
+                       (!on.colorMap || (m_scenes.hasColors(m_iSceneNum) && isColorReady()));
     if (!ready) {
         ALOG_ERROR("preview is not set up!");
     }

@@ -52,8 +52,8 @@ public:
     // --- Checks before a frame is touched: 0, or -1 with one error line ---
 
     int checkFrame(const void* frame) const;     // null, or a geometry that cannot hold the frame
-    int checkCapture() const;                    // buffers of a capture are missing
-    int checkPreview() const;                    // buffers of a preview stream are missing
+    int checkCapture() const;                    // buffers of a capture are missing, or made for another depth or size
+    int checkPreview() const;                    // the same for the stages of a preview stream
     int checkHostMask() const;                   // the host's mask does not cover the frame
 
     // --- One frame ---
@@ -115,6 +115,11 @@ protected:
 private:
     unsigned char* backup8() { return m_backup.get(); }
     unsigned short* backup16() { return reinterpret_cast<unsigned short*>(m_backup.get()); }
+    bool isDepthSupported() const { return m_iDataBit == 8 || (m_iDataBit >= 10 && m_iDataBit <= 16); }
+    bool isClaheReady() const;
+    bool isWorkingCopyReady() const;
+    bool isCurveReady() const;
+    bool isColorReady() const;
     void narrowToWorkingCopy();
     void widenCurves();
     void widenColors();

@@ -88,6 +88,20 @@ TEST(SceneFade, CountsFrames) {
     }
 }
 
+// A set-up may shorten the fade while the counter is already beyond its new end.
+TEST(SceneFade, EndsWhenTheFadeBecomesShorter) {
+    SceneFade fade;
+    for (int frame = 0; frame < 3; ++frame) {
+        fade.begin(0, 3, 60);
+        fade.end(60);
+    }
+    fade.begin(0, 3, 2);
+    EXPECT_EQ(fade.counter(), 3);
+    fade.end(2);
+    EXPECT_EQ(fade.previous(), 0);
+    EXPECT_EQ(fade.counter(), 0);
+}
+
 float curveEntry(int table, int i) {
     return static_cast<float>((i * 7 + table * 31) % 256) + 0.3F;
 }

@@ -1,0 +1,70 @@
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <vector>
+
+#include "core/ToneCurve.h"
+#include "tests/support/Frames.h"
+
+namespace {
+
+TEST(UvCurve, ScalesAroundNeutralAndClamps) {
+    struct Case {
+        float strength;
+        int level;
+        float expected;
+    };
+    const Case cases[] = {{1, 0, 0},     {1, 77, 77},  {1, 255, 255}, {0, 0, 128},        {0, 255, 128},
+                          {2, 0, 0},     {2, 64, 0},   {2, 65, 2},    {2, 191, 254},      {2, 200, 255},
+                          {-1, 28, 228}, {-1, 1, 255}, {-1, 0, 255},  {0.5F, 129, 128.5F}};
+    for (const Case& c : cases) {
+        std::vector<float> curve(256, -1.0F);
+        EXPECT_EQ(huevance::buildUvCurve(c.strength, curve.data()), 0);
+        EXPECT_EQ(curve[static_cast<std::size_t>(c.level)], c.expected) << c.strength << " at " << c.level;
+    }
+}
+
+TEST(CurveMap, RoundsByAddingAHalf) {
+    // Output levels on both sides of a half, below 0 and above the range, and not a number.
+    const float levels[] = {10.49F, 10.5F, 254.5F, 255.4F, 255.6F,
+                            1e30F,  -0.4F, -0.6F,  -1e30F, std::numeric_limits<float>::quiet_NaN()};
+    const int expected[] = {10, 11, 255, 255, 255, 255, 0, 0, 0, 0};
+    test::Frame frame({10, 3, 11, 5}, 1);
+    frame.fill(test::Content::kZero, 256);
+    std::vector<float> y(256, 200.0F);
+    std::vector<float> uv(256, 100.0F);
+    for (int x = 0; x < 10; ++x) {
+        frame.setLuma(x, 2, 20 * x);
+        frame.setChroma(x, 0, 20 * x + 1);
+        y[static_cast<std::size_t>(20 * x)] = levels[x];
+        uv[static_cast<std::size_t>(20 * x + 1)] = levels[x];
+    }
+    EXPECT_EQ(huevance::curveMap_8u(frame.data8(), frame.roi(), y.data(), uv.data(), 256), 0);
+    for (int x = 0; x < 10; ++x) {
+        EXPECT_EQ(frame.luma(x, 2), expected[x]) << levels[x];
+        EXPECT_EQ(frame.chroma(x, 0), expected[x]) << levels[x];
+        EXPECT_EQ(frame.luma(x, 0), 10);
+    }
+    EXPECT_TRUE(frame.paddingUntouched());
+}
+
+TEST(CurveMap, SixteenBitsUseTheWholeTableAndTheLastEntryAboveIt) {
+    test::Frame frame({3, 2, 8, 2}, 2);
+    std::vector<float> y(1024);
+    std::vector<float> uv(1024);
+    for (int i = 0; i < 1024; ++i) {
+        y[static_cast<std::size_t>(i)] = static_cast<float>(1023 - i);
+        uv[static_cast<std::size_t>(i)] = static_cast<float>(i / 2);
+    }
+    const int samples[] = {0, 1000, 1024};
+    for (int x = 0; x < 3; ++x) {
+        frame.setLuma(x, 0, samples[x]);
+        frame.setLuma(x, 1, 1023);
+        frame.setChroma(x, 0, samples[x]);
+    }
+    EXPECT_EQ(huevance::curveMap_16u(frame.data16(), frame.roi(), y.data(), uv.data(), 1024), 0);
+    EXPECT_EQ(frame.samples(), (std::vector<int>{1023, 23, 0, 0, 0, 0, 0, 500, 511}));
+    EXPECT_TRUE(frame.paddingUntouched());
+}
+
+}  // namespace
