@@ -51,6 +51,7 @@ struct ConvertOptions {
     FrameOptions frame;
     ColorOptions color;
     std::string in, out, to, resize;
+    double megapixels = 0.0;  // another way to say resize: keeps the proportions
 };
 ExitCode convert(const ConvertOptions& options);
 

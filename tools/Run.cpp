@@ -205,21 +205,4 @@ ExitCode run(const RunOptions& options) {
     return ExitCode::kGood;
 }
 
-ExitCode convert(const ConvertOptions& options) {
-    FrameSource source(options.in, options.frame, options.color);
-    if (!options.resize.empty()) {
-        if (!source.picture()) {
-            throw usageError("--resize is for pictures, not for raw frames");
-        }
-        source.resize(parseSize(options.resize));
-    }
-    FrameSink sink(options.out, options.to, source, options.color);
-    Frame frame(source.roi(), source.format());
-    for (bool more = source.read(frame); more; more = !source.picture() && source.read(frame)) {
-        sink.write(frame);
-    }
-    sink.finish(frame);
-    return ExitCode::kGood;
-}
-
 }  // namespace tool

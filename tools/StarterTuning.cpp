@@ -98,10 +98,10 @@ Bytes bytesOf(const std::vector<float>& values) {
 const std::vector<Look>& starterLooks() {
     static const std::vector<Look> looks = {
         //           color  sat    clahe  lift   contr. vibr.  skin   warm  blue
-        {"vivid", 1.0F, 1.12F, 1.2F, 0.02F, 0.22F, 0.45F, 0.6F, 2.0F, 0.10F},
-        {"neutral", 0.8F, 1.04F, 0.6F, 0.03F, 0.12F, 0.25F, 0.7F, 1.0F, 0.05F},
-        {"night", 0.6F, 1.02F, 1.0F, 0.12F, 0.06F, 0.20F, 0.6F, 0.5F, 0.00F},
-        {"portrait", 0.8F, 1.02F, 0.4F, 0.05F, 0.08F, 0.18F, 0.9F, 1.5F, 0.03F},
+        {"vivid", 1.0F, 1.12F, 1.0F, 0.12F, 0.32F, 0.60F, 0.6F, 2.5F, 0.15F},
+        {"neutral", 1.0F, 1.05F, 0.5F, 0.13F, 0.20F, 0.40F, 0.7F, 1.5F, 0.08F},
+        {"night", 0.8F, 1.02F, 0.7F, 0.30F, 0.08F, 0.25F, 0.6F, 1.0F, 0.00F},
+        {"portrait", 1.0F, 1.03F, 0.3F, 0.15F, 0.10F, 0.25F, 0.9F, 2.0F, 0.05F},
     };
     return looks;
 }

@@ -81,13 +81,16 @@ void addConvert(CLI::App& app, ConvertOptions& options) {
     CLI::App* command = app.add_subcommand("convert", "Change a picture or raw frames into another kind, without the library");
     command->add_option("IN", options.in, "As for run")->required();
     command->add_option("OUT", options.out, "As for run")->required();
-    command->add_option("--resize", options.resize, "WxH: scale the picture");
+    CLI::Option* resize = command->add_option("--resize", options.resize, "WxH: scale the picture");
+    command->add_option("--megapixels", options.megapixels, "Scale the picture to that many, in its proportions")
+        ->check(CLI::Range(0.0001, 200.0))
+        ->excludes(resize);
     addKind(command, options.to);
     add(command, options.frame);
     add(command, options.color);
     command->footer(
         "Examples:\n"
-        "  huevance convert in.jpg camera_size.jpg --resize 4000x3000\n"
+        "  huevance convert in.jpg camera_size.jpg --megapixels 12\n"
         "  huevance convert in.jpg out.nv12 --format nv12 --stride 4096\n"
         "  huevance convert in.nv21 first.png --size 1920x1080\n\n" +
         std::string(kExitCodes));
