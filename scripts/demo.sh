@@ -47,10 +47,10 @@ sed -n 's/.*"\(name\|photo\|frame\|note\)": "\{0,1\}\([^",]*\)"\{0,1\},\{0,1\}$/
     while read -r key text; do
         case $key in
             name) name=$text ;;
-            photo | frame) eval "$key=$text" ;;
+            photo | frame) eval "runs_$key=$text" ;;
             note)
                 for mode in photo frame; do
-                    eval "[ \"\$$mode\" = true ]" || continue
+                    eval "[ \"\$runs_$mode\" = true ]" || continue
                     echo "$name, $mode${text:+ ($text)}" >&2
                     run_one "$name" $mode "$photo" "after_${name}_$mode" png 5 "$text"
                     run_one "$name" $mode "$out/before_12mp.jpg" "after_${name}_${mode}_12mp" jpg 3 "$text"
