@@ -321,6 +321,30 @@ TEST(Huevance, ForwardsToTheBackEndAndReportsItsFailures) {
     }
 }
 
+// The mask and its geometry reach the back end at set-up: it refuses frames until it has both.
+TEST(HuevanceMalloc, HandsThePortraitMaskOn) {
+    const test::TuningDir dir;
+    dir.writePlatform("CPU");
+    dir.writeSets({{"maskSource", "1"}, {"pProtectSwitch", "1"}});
+    vector<float> mask(8 * 6, 1.0F);
+    test::Frame frame({8, 6, 8, 6}, 1);
+    Image image = {};
+    setImage(image, frame.data(), 8, 6, 8, 6, IMAGE_FORMAT_TYPE_NV21);
+    const test::StdoutCapture output;
+    for (const bool hasMask : {true, false}) {
+        for (const bool hasRoi : {true, false}) {
+            InitParam init = initParam(dir, 1);
+            init.portraitMask = hasMask ? mask.data() : nullptr;
+            init.portraitMaskRoi.height = hasRoi ? 6 : 5;
+            Huevance huevance;
+            const test::LogCapture log;
+            ASSERT_EQ(huevance.HuevanceMalloc(&init), 0);
+            EXPECT_EQ(huevance.HuevanceProcess(&image, 0), hasMask && hasRoi ? 0 : -1);
+            EXPECT_EQ(huevance.HuevanceFree(), 0);
+        }
+    }
+}
+
 TEST(Huevance, SupportedFormats) {
     const test::TuningDir dir;
     dir.write("platformSet.ini", "[platform]\r\nphoto=CPU\r\nframe=NEON\r\n[cache]\r\npath=/c\r\n");
