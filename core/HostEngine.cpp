@@ -49,6 +49,11 @@ int HostEngine::portraitMaskMalloc() {
 
 void HostEngine::portraitMaskFree() { m_skinMask.release(); }
 
+void HostEngine::forgetHostMask() {
+    m_pfMask = nullptr;
+    m_stMaskRoi = {};
+}
+
 int HostEngine::backUpYuvMalloc() { return report(m_backup.allocate(frameBytes(frameRoi())), "backup frame"); }
 
 void HostEngine::backUpYuvFree() { m_backup.release(); }
@@ -165,7 +170,7 @@ bool HostEngine::isCurveReady() const {
 bool HostEngine::isColorReady() const { return !m_colorLut.empty() && m_colorLut16.empty() == !is16Bit(); }
 
 int HostEngine::checkCapture() const {
-    const bool ready = isDepthSupported() && m_backup.size() == frameBytes(frameRoi()) && !m_skinMask.empty() &&
+    const bool ready = isDepthSupported() && m_backup.size() == frameBytes(frameRoi()) &&
                        isClaheReady() && isWorkingCopyReady() && isCurveReady() && isColorReady();
     if (!ready) {
         ALOG_ERROR("capture is not set up!");
@@ -293,6 +298,7 @@ int HostEngine::setClaheLut() {
     }
     if (m_kernels.computeClaheLut(m_pucImage8, m_stRoi8, m_gridHist.get(), m_gridLut.get(), m_iSampRate, m_iGridWidth,
                                   m_iGridHeight, m_stTile.tileWidth, m_stTile.tileHeight, m_fClaheStrength) != 0) {
+        ALOG_ERROR("CLAHE tables cannot be computed!");
         m_bClaheUsable = false;
         return -1;
     }

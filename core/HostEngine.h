@@ -35,6 +35,7 @@ public:
     int sceneCurveLutMalloc();
     int sceneColorLutMalloc();
     void portraitMaskFree();
+    void forgetHostMask();
     void backUpYuvFree();
     void claheLutFree();
     void curveLutFree();
@@ -112,7 +113,6 @@ protected:
     ~HostEngine() = default;
 
 private:
-    int tiles() const { return m_iGridWidth * m_iGridHeight; }
     unsigned char* backup8() { return m_backup.get(); }
     unsigned short* backup16() { return reinterpret_cast<unsigned short*>(m_backup.get()); }
     bool isDepthSupported() const { return m_iDataBit == 8 || (m_iDataBit >= 10 && m_iDataBit <= 16); }

@@ -91,6 +91,8 @@ int CHuevancePhoto_CPU::setDataBit(int dataBit) {
 
 int CHuevancePhoto_CPU::malloc(char* directory, RoiInfo roi) {
     CHuevance_CPU& engine = g_photoEngine;
+    // The engine may still hold what another handle set up, perhaps for another bit depth.
+    free();
     if (engine.setSensorPath(directory) != 0) {
         return -1;
     }
@@ -114,7 +116,7 @@ int CHuevancePhoto_CPU::process(void* yuv, IMAGE_FORMAT_TYPE type, int scene) {
     if (engine.m_iSavePhoto == 1) {
         cpu::dumpFrame(yuv, dumpRoi(engine), "srcPhoto save failed!");
     }
-    std::printf("running photo");
+    std::printf("running photo");  // on purpose: without a line feed, and also when the switch is off
     if (engine.m_iPhotoSwitch == 1 && enhance(engine, yuv, type, scene) != 0) {
         return -1;
     }
@@ -131,5 +133,7 @@ int CHuevancePhoto_CPU::free() {
     engine.claheLutFree();
     engine.backUpYuvFree();
     engine.portraitMaskFree();
+    // The host may free its mask from here on.
+    engine.forgetHostMask();
     return 0;
 }

@@ -100,9 +100,9 @@ int HuevancePhotoFree_CPU(void* handle) { return freeHost<CHuevancePhoto_CPU>(ha
 int HuevancePhotoMalloc_NEON(char*, RoiInfo, int, void**) { return 0; }
 int HuevancePhotoSetExtParam_NEON(void*, char*, void*) { return 0; }
 int HuevancePhotoProcess_NEON(void*, void*, IMAGE_FORMAT_TYPE, int) { return 0; }
-int HuevancePhotoFree_NEON(void*) { return 0; }
+int HuevancePhotoFree_NEON(void* handle) { return dispatch::refuseNull(handle, kFreeNullText); }
 
 int HuevancePhotoMalloc_OGL(char*, RoiInfo, int, void**) { return 0; }
 int HuevancePhotoSetExtParam_OGL(void*, char*, void*) { return 0; }
 int HuevancePhotoProcess_OGL(void*, void*, void*, IMAGE_FORMAT_TYPE, int) { return 0; }
-int HuevancePhotoFree_OGL(void*) { return 0; }
+int HuevancePhotoFree_OGL(void* handle) { return dispatch::refuseNull(handle, kFreeNullText); }

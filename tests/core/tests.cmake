@@ -8,6 +8,5 @@ huevance_test(core_test
   core/ColorCorrectTest.cpp
   core/ColorLutTest.cpp
   core/PortraitTest.cpp
-  core/SceneTablesTest.cpp
   core/ToneCurveTest.cpp)
 target_link_libraries(core_test PRIVATE test_model)
