@@ -39,7 +39,7 @@ class Stream : public rig::Handle<CHuevanceFrame_CPU> {
         ASSERT_EQ(process(frame, scene), 0) << what;
         rig::expectSame(frame, expected, rig::toString(m_shape) + ", " + what);
         if (m_previous != scene) {
-            if (m_counter == frames) {
+            if (m_counter >= frames) {
                 m_counter = 0;
                 m_previous = scene;
             } else {
@@ -139,6 +139,11 @@ TEST_F(Preview, TheFadeOutlivesReleaseAndSetUp) {
     stream.pipeline.free();
     ASSERT_EQ(stream.setUp(dir), 0);
     stream.check(tables, 0, 4, "k = 2");
+    // A fade that the new set-up makes shorter than the counter ends with the next frame.
+    rig::write(dir, tables, {{"transFrameNum", "2"}});
+    ASSERT_EQ(stream.setUp(dir), 0);
+    stream.check(tables, 0, 2, "k = 3 of 2");
+    stream.check(tables, 0, 2, "faded");
 }
 
 TEST_F(Preview, TablesAreLoadedOnceAndMissingStrengthsFollowTheTableBefore) {
