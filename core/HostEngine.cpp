@@ -147,8 +147,7 @@ int HostEngine::checkFrame(const void* frame) const {
     return 0;
 }
 
-// The engine is shared: a later set-up may have changed the depth or the geometry and then failed, so that buffers are
-// asked for their sizes, not only for their existence.
+// Buffers are asked for their sizes, not only for their existence: the depth may have changed since they were made.
 
 bool HostEngine::isClaheReady() const {
     if (m_stTile.tileWidth < 1 || m_stTile.tileHeight < 1) {

@@ -249,23 +249,6 @@ TEST(ClaheMap, BlendsBetweenTileCentres) {
     }
 }
 
-TEST(ClaheMap, OneTileServesEverySampleForOddAndEvenSizes) {
-    for (const int size : {1, 2, 3, 4}) {
-        test::Frame frame({size, size, size, size}, 1);
-        frame.fill(test::Content::kNoise, 256);
-        const std::vector<int> before = frame.samples();
-        std::vector<float> lut(kBins);
-        for (std::size_t b = 0; b < kBins; ++b) {
-            lut[b] = 255.0F - static_cast<float>(b) - 0.25F;  // rounds to 255 - b
-        }
-        lut[255] = 0.0F;
-        huevance::claheMap_8u(frame.data8(), frame.roi(), lut.data(), 256, size, size, 1, 1);
-        for (int i = 0; i < size * size; ++i) {
-            EXPECT_EQ(frame.luma(i % size, i / size), 255 - before[static_cast<std::size_t>(i)]);
-        }
-    }
-}
-
 TEST(ClaheMap, SamplesAboveTheBinsUseTheLastOne) {
     test::Frame frame({3, 1, 6, 1}, 2);
     std::vector<float> lut(1024, 7.0F);

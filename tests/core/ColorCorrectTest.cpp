@@ -95,20 +95,4 @@ TEST(ColorCorrect, EachDepthHasItsFormats) {
     }
 }
 
-TEST(ColorCorrect, FramesWithoutABlockAndOddEdgesAreUntouched) {
-    for (const RoiInfo roi : {RoiInfo{1, 1, 1, 1}, {1, 6, 1, 6}, {6, 1, 6, 1}, {5, 5, 7, 6}}) {
-        test::Frame source(roi, 1);
-        test::Frame destination(roi, 1);
-        source.fill(test::Content::kMax, 256);
-        destination.fill(test::Content::kZero, 256);
-        huevance::colorCorrect_8u(source.data8(), roi, destination.data8(), roi, IMAGE_FORMAT_TYPE_NV12, 256);
-        for (int y = 0; y < roi.height / 2; ++y) {
-            for (int x = 0; x < roi.width; ++x) {
-                EXPECT_EQ(destination.chroma(x, y) != 0, x < roi.width / 2 * 2) << x << "," << y;
-            }
-        }
-        EXPECT_TRUE(destination.paddingUntouched());
-    }
-}
-
 }  // namespace

@@ -124,33 +124,6 @@ TEST(ColorMap, TrilinearWithinALevelOfTheEightCornerSum) {
     }
 }
 
-TEST(ColorMap, WholeBlocksOnly) {
-    const std::vector<float> black = lattice([](int, int, int, int) { return 0.0F; });
-    struct Case {
-        RoiInfo roi;
-        int blockColumns;
-        int blockRows;
-    };
-    for (const Case& c : {Case{{1, 1, 4, 1}, 0, 0}, Case{{4, 1, 4, 1}, 0, 0}, Case{{1, 4, 1, 4}, 0, 0},
-                          Case{{3, 2, 3, 2}, 1, 1}, Case{{5, 7, 8, 9}, 2, 3}}) {
-        test::Frame frame(c.roi, 1);
-        frame.fill(test::Content::kMax, 256);
-        huevance::colorMap_8u(frame.data8(), c.roi, kNv12, 256, black.data(), 16, 1.0F);
-        for (int y = 0; y < c.roi.height; ++y) {
-            for (int x = 0; x < c.roi.width; ++x) {
-                EXPECT_EQ(frame.luma(x, y), x < 2 * c.blockColumns && y < 2 * c.blockRows ? 0 : 255)
-                    << x << "," << y;
-            }
-        }
-        for (int y = 0; y < c.roi.height / 2; ++y) {
-            for (int x = 0; x < c.roi.width; ++x) {
-                EXPECT_EQ(frame.chroma(x, y), x < 2 * c.blockColumns ? 0 : 255) << x << "," << y;
-            }
-        }
-        EXPECT_TRUE(frame.paddingUntouched());
-    }
-}
-
 TEST(ColorMap, OtherFormatsAreUntouchedAt8BitsAndIgnoredAt16) {
     const std::vector<float> lut =
         lattice([](int plane, int, int, int) { return 100.0F * static_cast<float>(plane); });

@@ -116,21 +116,6 @@ TEST(PortraitProtect, BlendsWithoutRounding) {
     }
 }
 
-TEST(PortraitProtect, ChromaTakesTheMaskOfTheBlocksFirstSample) {
-    test::Frame backup({4, 4, 4, 4}, 1);
-    test::Frame processed({4, 4, 4, 4}, 1);
-    backup.fill(test::Content::kMax, 256);
-    processed.fill(test::Content::kZero, 256);
-    Mask mask({4, 4, 16, 4}, 0.0F);
-    mask.at(2, 2) = 1.0F;
-    mask.at(1, 0) = mask.at(0, 1) = mask.at(3, 3) = 1.0F;  // count for luma alone
-    huevance::portraitProtect_8u(backup.data8(), backup.roi(), processed.data8(), processed.roi(),
-                                 mask.data(), mask.roi);
-    EXPECT_EQ(processed.samples(),
-              (std::vector<int>{0, 255, 0, 0, 255, 0, 0,   0,  0, 0, 255, 0, 0, 0, 0, 255,  // luma
-                                0, 0,   0, 0, 0,   0, 255, 255}));
-}
-
 TEST(PortraitLut, IsTheCurveOfTheMaskedHistogram) {
     test::Frame frame({4, 2, 4, 2}, 1);
     for (int x = 0; x < 4; ++x) {

@@ -48,23 +48,4 @@ TEST(CurveMap, RoundsByAddingAHalf) {
     EXPECT_TRUE(frame.paddingUntouched());
 }
 
-TEST(CurveMap, SixteenBitsUseTheWholeTableAndTheLastEntryAboveIt) {
-    test::Frame frame({3, 2, 8, 2}, 2);
-    std::vector<float> y(1024);
-    std::vector<float> uv(1024);
-    for (int i = 0; i < 1024; ++i) {
-        y[static_cast<std::size_t>(i)] = static_cast<float>(1023 - i);
-        uv[static_cast<std::size_t>(i)] = static_cast<float>(i / 2);
-    }
-    const int samples[] = {0, 1000, 1024};
-    for (int x = 0; x < 3; ++x) {
-        frame.setLuma(x, 0, samples[x]);
-        frame.setLuma(x, 1, 1023);
-        frame.setChroma(x, 0, samples[x]);
-    }
-    EXPECT_EQ(huevance::curveMap_16u(frame.data16(), frame.roi(), y.data(), uv.data(), 1024), 0);
-    EXPECT_EQ(frame.samples(), (std::vector<int>{1023, 23, 0, 0, 0, 0, 0, 500, 511}));
-    EXPECT_TRUE(frame.paddingUntouched());
-}
-
 }  // namespace

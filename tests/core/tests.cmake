@@ -7,6 +7,7 @@ huevance_test(core_test
   core/ClaheTest.cpp
   core/ColorCorrectTest.cpp
   core/ColorLutTest.cpp
+  core/GeometryTest.cpp
   core/PortraitTest.cpp
   core/ToneCurveTest.cpp)
 target_link_libraries(core_test PRIVATE test_model)

@@ -62,31 +62,20 @@ TEST_P(FrameHash, IsTheSameEverywhere) {
     test::LogCapture log;
     test::Frame frame = rig::makeFrame(shape, golden.content, 42);
     const model::Picture picture = model::fromFrame(frame);
-    std::string path = dir.path();
     model::Tuning tuning = tables[0];
     if (golden.mode == Mode::kPhoto) {
         rig::HostMask mask(shape.roi);
         tuning.hostMask = mask.weights();
-        CHuevancePhoto_CPU photo;
-        photo.setDataBit(shape.bits);
-        ASSERT_EQ(photo.malloc(path.data(), shape.roi), 0);
-        char roiKey[] = "portraitMaskRoiInfo";
-        char pointerKey[] = "portraitMaskPointer";
-        photo.setExtParam(roiKey, &mask.roi);
-        photo.setExtParam(pointerKey, mask.data());
-        EXPECT_EQ(photo.process(frame.data(), shape.type(), 0), 0);
-        photo.free();
+        rig::Handle<CHuevancePhoto_CPU> photo(dir, shape);
+        photo.setMask(mask.roi, mask.data());
+        EXPECT_EQ(photo.process(frame), 0);
     } else {
-        CHuevanceFrame_CPU preview;
-        preview.setDataBit(shape.bits);
-        ASSERT_EQ(preview.malloc(path.data(), shape.roi), 0);
         // The third frame of a fade from table 1 to table 0.
-        for (int i = 0; i < 2; ++i) {
-            test::Frame earlier = rig::makeFrame(shape, golden.content, 7);
-            EXPECT_EQ(preview.process(earlier.data(), shape.type(), 0), 0);
-        }
-        EXPECT_EQ(preview.process(frame.data(), shape.type(), 0), 0);
-        preview.free();
+        rig::Handle<CHuevanceFrame_CPU> preview(dir, shape);
+        test::Frame earlier = rig::makeFrame(shape, golden.content, 7);
+        EXPECT_EQ(preview.process(earlier), 0);
+        EXPECT_EQ(preview.process(earlier), 0);
+        EXPECT_EQ(preview.process(frame), 0);
         tuning = model::faded(tables[1], tables[0], 2, 7);
         tuning.correct = tuning.protect = false;
     }

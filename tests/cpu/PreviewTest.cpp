@@ -17,19 +17,9 @@ using test::Content;
 const std::vector<std::string> kNone;
 
 // A stream, and beside it what its counter should be.
-class Stream {
+class Stream : public rig::Handle<CHuevanceFrame_CPU> {
   public:
-    Stream(const test::TuningDir& dir, const Shape& shape) : m_shape(shape) { setUpResult = setUp(dir); }
-    ~Stream() { m_object.free(); }
-    int setUp(const test::TuningDir& dir) {
-        std::string path = dir.path();
-        m_object.setDataBit(m_shape.bits);
-        return m_object.malloc(path.data(), m_shape.roi);
-    }
-    int process(test::Frame& frame, int scene) {
-        return m_object.process(frame.data(), m_shape.type(), scene);
-    }
-    CHuevanceFrame_CPU& object() { return m_object; }
+    using Handle::Handle;
 
     // One frame of the scene, compared with the model's fade. `frames` is transFrameNum.
     void check(const std::vector<Tuning>& tables, int scene, int frames, const std::string& what) {
@@ -49,7 +39,7 @@ class Stream {
         ASSERT_EQ(process(frame, scene), 0) << what;
         rig::expectSame(frame, expected, rig::toString(m_shape) + ", " + what);
         if (m_previous != scene) {
-            if (m_counter == frames) {
+            if (m_counter >= frames) {
                 m_counter = 0;
                 m_previous = scene;
             } else {
@@ -58,11 +48,7 @@ class Stream {
         }
     }
 
-    int setUpResult;
-
   private:
-    Shape m_shape;
-    CHuevanceFrame_CPU m_object;
     int m_previous = 1;
     int m_counter = 0;
     std::uint32_t m_seed = 0;
@@ -150,9 +136,14 @@ TEST_F(Preview, TheFadeOutlivesReleaseAndSetUp) {
     Stream stream(dir, {8, 6, {24, 18, 24, 18}});
     stream.check(tables, 0, 4, "k = 0");
     stream.check(tables, 0, 4, "k = 1");
-    stream.object().free();
+    stream.pipeline.free();
     ASSERT_EQ(stream.setUp(dir), 0);
     stream.check(tables, 0, 4, "k = 2");
+    // A fade that the new set-up makes shorter than the counter ends with the next frame.
+    rig::write(dir, tables, {{"transFrameNum", "2"}});
+    ASSERT_EQ(stream.setUp(dir), 0);
+    stream.check(tables, 0, 2, "k = 3 of 2");
+    stream.check(tables, 0, 2, "faded");
 }
 
 TEST_F(Preview, TablesAreLoadedOnceAndMissingStrengthsFollowTheTableBefore) {
@@ -264,7 +255,7 @@ TEST_F(Preview, ReleasedOrTakenOverByASecondHandle) {
     log.clear();
     EXPECT_EQ(first->process(frame, 0), -1);
     EXPECT_EQ(log.texts(test::kError), std::vector<std::string>{"preview is not set up!"});
-    EXPECT_EQ(first->object().free(), 0);
+    EXPECT_EQ(first->pipeline.free(), 0);
     EXPECT_EQ(first->process(frame, 0), -1);
     EXPECT_EQ(frame.copyBytes(), before);
 
@@ -273,7 +264,7 @@ TEST_F(Preview, ReleasedOrTakenOverByASecondHandle) {
     test::Frame frame16 = rig::makeFrame({12, 9, {24, 18, 48, 18}}, Content::kNoise);
     const auto before16 = frame16.copyBytes();
     for (const int bits : {12, 9, 0, 40}) {
-        wide.object().setDataBit(bits);
+        wide.pipeline.setDataBit(bits);
         log.clear();
         EXPECT_EQ(wide.process(frame16, 0), -1) << bits;
         EXPECT_EQ(log.texts(test::kError), std::vector<std::string>{"preview is not set up!"});

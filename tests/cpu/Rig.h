@@ -53,6 +53,37 @@ class HostMask {
     test::GuardedMemory m_memory;
 };
 
+// One handle's life with a pipeline: set-up, mask, frames, and release at the end.
+template <typename Pipeline>
+class Handle {
+  public:
+    Handle(const test::TuningDir& dir, const Shape& shape) : m_shape(shape) { setUpResult = setUp(dir); }
+    ~Handle() { pipeline.free(); }
+    Handle(const Handle&) = delete;
+    Handle& operator=(const Handle&) = delete;
+
+    int setUp(const test::TuningDir& dir) {
+        std::string path = dir.path();
+        pipeline.setDataBit(m_shape.bits);
+        return pipeline.malloc(path.data(), m_shape.roi);
+    }
+    void setMask(RoiInfo roi, float* data) {
+        char roiKey[] = "portraitMaskRoiInfo";
+        char pointerKey[] = "portraitMaskPointer";
+        EXPECT_EQ(pipeline.setExtParam(roiKey, &roi), 0);
+        EXPECT_EQ(pipeline.setExtParam(pointerKey, data), 0);
+    }
+    int process(test::Frame& frame, int scene = 0) {
+        return pipeline.process(frame.data(), m_shape.type(), scene);
+    }
+
+    Pipeline pipeline;
+    int setUpResult;
+
+  protected:
+    Shape m_shape;
+};
+
 // Equal samples, and no byte beside them touched.
 void expectSame(const test::Frame& frame, const model::Picture& expected, const std::string& what);
 
