@@ -112,15 +112,16 @@ TEST(Exports, SignaturesAreThoseOfTheSymbolsAndCanBeLookedUp) {
     const test::HostLibrary host;
     for (const auto& [symbol, signature] : documentedExports()) {
         EXPECT_NE(host.symbol(symbol.c_str()), nullptr) << symbol;
-        if (symbol != "get_algo_api") {
-            char* plain = abi::__cxa_demangle(symbol.c_str(), nullptr, nullptr, nullptr);
-            EXPECT_EQ(string(plain != nullptr ? plain : ""), signature);
-            std::free(plain);
-        }
+        char* plain = abi::__cxa_demangle(symbol.c_str(), nullptr, nullptr, nullptr);
+        EXPECT_EQ(plain != nullptr ? plain : symbol, signature);
+        EXPECT_EQ(plain != nullptr, signature.ends_with(')'))
+            << "only C symbols are listed without arguments";
+        std::free(plain);
     }
 }
 
-// The names that hosts rely on, and how many functions share each.
+// The names that hosts rely on, and how many functions share each. (Entry points of OpenCL, "cl...", are a
+// driver's and have tests of their own.)
 TEST(Exports, HoldEveryFunctionOfTheInterface) {
     std::map<string, int> expected = {
         {"get_algo_api", 1},          {"processImage", 1},      {"parametersCallback", 1},
@@ -141,7 +142,9 @@ TEST(Exports, HoldEveryFunctionOfTheInterface) {
     }
     std::map<string, int> got;
     for (const auto& [symbol, signature] : documentedExports()) {
-        ++got[signature.substr(0, signature.find('('))];
+        if (!symbol.starts_with("cl")) {
+            ++got[signature.substr(0, signature.find('('))];
+        }
     }
     EXPECT_EQ(got, expected);
 }
