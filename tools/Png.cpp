@@ -49,49 +49,72 @@ Bytes readPixels(const Bytes& contents, png_uint_32 format, Size& size, const st
 
 std::uint8_t toLevel(float value) { return static_cast<std::uint8_t>(std::clamp(value, 0.0F, 255.0F) + 0.5F); }
 
-// libyuv converts from RGB with the coefficients of BT.601 only; the same in floats for BT.709.
-void rgbToBt709(const Bytes& rgb, Picture& picture, bool limited) {
-    constexpr float kRed = 0.2126F, kBlue = 0.0722F, kGreen = 1.0F - kRed - kBlue;
-    const float lumaGain = limited ? 219.0F / 255.0F : 1.0F;
-    const float chromaGain = limited ? 224.0F / 255.0F : 1.0F;
-    const float black = limited ? 16.0F : 0.0F;
-    const auto [width, height] = picture.size;
-    for (int row = 0; row < picture.chromaHeight(); ++row) {
-        for (int column = 0; column < picture.chromaWidth(); ++column) {
-            float u = 0.0F;
-            float v = 0.0F;
-            for (int i = 0; i < 4; ++i) {
-                // Beyond an odd edge the last sample counts twice.
-                const int x = std::min(2 * column + i % 2, width - 1);
-                const int y = std::min(2 * row + i / 2, height - 1);
-                const std::size_t at = static_cast<std::size_t>(y) * static_cast<std::size_t>(width) +
-                                       static_cast<std::size_t>(x);
-                const float red = rgb[3 * at], green = rgb[3 * at + 1], blue = rgb[3 * at + 2];
-                const float luma = kRed * red + kGreen * green + kBlue * blue;
-                picture.y[at] = toLevel(black + lumaGain * luma);
-                u += (blue - luma) / (2.0F * (1.0F - kBlue));
-                v += (red - luma) / (2.0F * (1.0F - kRed));
+// BT.709 in floats: libyuv's tables go from RGB to BT.601 only, and its limited-range BT.709 cuts the coefficient of
+// blue at 2.
+class Bt709 {
+public:
+    explicit Bt709(bool limited)
+        : m_lumaGain(limited ? 219.0F / 255.0F : 1.0F),
+          m_chromaGain(limited ? 224.0F / 255.0F : 1.0F),
+          m_black(limited ? 16.0F : 0.0F) {}
+
+    // `rgb` and `bgr`: 3 bytes a sample, rows without padding.
+    void fromRgb(const Bytes& rgb, Picture& picture) const {
+        for (int row = 0; row < picture.chromaHeight(); ++row) {
+            for (int column = 0; column < picture.chromaWidth(); ++column) {
+                blockFromRgb(rgb, picture, row, column);
             }
-            const std::size_t at = static_cast<std::size_t>(row) * static_cast<std::size_t>(picture.chromaWidth()) +
-                                   static_cast<std::size_t>(column);
-            picture.u[at] = toLevel(128.0F + chromaGain * u / 4.0F);
-            picture.v[at] = toLevel(128.0F + chromaGain * v / 4.0F);
         }
     }
-}
 
-const libyuv::YuvConstants* constants(ColorMatrix matrix) {
-    switch (matrix) {
-        case ColorMatrix::kBt601Full:
-            return &libyuv::kYuvJPEGConstants;
-        case ColorMatrix::kBt601Limited:
-            return &libyuv::kYuvI601Constants;
-        case ColorMatrix::kBt709Full:
-            return &libyuv::kYuvF709Constants;
-        case ColorMatrix::kBt709Limited:
-            return &libyuv::kYuvH709Constants;
+    void toBgr(const Picture& picture, Bytes& bgr) const {
+        std::size_t at = 0;
+        for (int row = 0; row < picture.size.height; ++row) {
+            for (int column = 0; column < picture.size.width; ++column, ++at) {
+                const std::size_t chroma = index(row / 2, column / 2, picture.chromaWidth());
+                const float luma = (static_cast<float>(picture.y[at]) - m_black) / m_lumaGain;
+                const float blue = luma + kBlueRange * (static_cast<float>(picture.u[chroma]) - 128.0F) / m_chromaGain;
+                const float red = luma + kRedRange * (static_cast<float>(picture.v[chroma]) - 128.0F) / m_chromaGain;
+                bgr[3 * at] = toLevel(blue);
+                bgr[3 * at + 1] = toLevel((luma - kRed * red - kBlue * blue) / kGreen);
+                bgr[3 * at + 2] = toLevel(red);
+            }
+        }
     }
-    return &libyuv::kYuvJPEGConstants;
+
+private:
+    static constexpr float kRed = 0.2126F, kBlue = 0.0722F, kGreen = 1.0F - kRed - kBlue;
+    static constexpr float kBlueRange = 2.0F * (1.0F - kBlue), kRedRange = 2.0F * (1.0F - kRed);
+
+    static std::size_t index(int row, int column, int width) {
+        return static_cast<std::size_t>(row) * static_cast<std::size_t>(width) + static_cast<std::size_t>(column);
+    }
+
+    void blockFromRgb(const Bytes& rgb, Picture& picture, int row, int column) const {
+        float u = 0.0F;
+        float v = 0.0F;
+        for (int i = 0; i < 4; ++i) {
+            // Beyond an odd edge the last sample counts twice.
+            const int x = std::min(2 * column + i % 2, picture.size.width - 1);
+            const int y = std::min(2 * row + i / 2, picture.size.height - 1);
+            const std::size_t at = index(y, x, picture.size.width);
+            const float red = rgb[3 * at], green = rgb[3 * at + 1], blue = rgb[3 * at + 2];
+            const float luma = kRed * red + kGreen * green + kBlue * blue;
+            picture.y[at] = toLevel(m_black + m_lumaGain * luma);
+            u += (blue - luma) / kBlueRange;
+            v += (red - luma) / kRedRange;
+        }
+        const std::size_t at = index(row, column, picture.chromaWidth());
+        picture.u[at] = toLevel(128.0F + m_chromaGain * u / 4.0F);
+        picture.v[at] = toLevel(128.0F + m_chromaGain * v / 4.0F);
+    }
+
+    float m_lumaGain, m_chromaGain, m_black;
+};
+
+bool isBt709(ColorMatrix matrix) { return matrix == ColorMatrix::kBt709Full || matrix == ColorMatrix::kBt709Limited; }
+bool isLimited(ColorMatrix matrix) {
+    return matrix == ColorMatrix::kBt601Limited || matrix == ColorMatrix::kBt709Limited;
 }
 
 }  // namespace
@@ -100,19 +123,13 @@ Picture decodePng(const Bytes& contents, ColorMatrix matrix, const std::string& 
     Size size;
     const Bytes rgb = readPixels(contents, PNG_FORMAT_RGB, size, name);
     Picture picture(size);
-    switch (matrix) {
-        case ColorMatrix::kBt601Full:
-            libyuv::RAWToJ420(rgb.data(), 3 * size.width, picture.y.data(), size.width, picture.u.data(),
-                              picture.chromaWidth(), picture.v.data(), picture.chromaWidth(), size.width, size.height);
-            break;
-        case ColorMatrix::kBt601Limited:
-            libyuv::RAWToI420(rgb.data(), 3 * size.width, picture.y.data(), size.width, picture.u.data(),
-                              picture.chromaWidth(), picture.v.data(), picture.chromaWidth(), size.width, size.height);
-            break;
-        case ColorMatrix::kBt709Full:
-        case ColorMatrix::kBt709Limited:
-            rgbToBt709(rgb, picture, matrix == ColorMatrix::kBt709Limited);
-            break;
+    if (isBt709(matrix)) {
+        Bt709(isLimited(matrix)).fromRgb(rgb, picture);
+    } else {
+        // libyuv's RAW is red first in memory; J420 is the full range.
+        const auto convert = isLimited(matrix) ? libyuv::RAWToI420 : libyuv::RAWToJ420;
+        convert(rgb.data(), 3 * size.width, picture.y.data(), size.width, picture.u.data(), picture.chromaWidth(),
+                picture.v.data(), picture.chromaWidth(), size.width, size.height);
     }
     return picture;
 }
@@ -126,9 +143,15 @@ GrayPicture decodePngGray(const Bytes& contents, const std::string& name) {
 Bytes encodePng(const Picture& picture, ColorMatrix matrix) {
     const auto [width, height] = picture.size;
     Bytes bgr(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 3);
-    // libyuv's RGB24 is blue first in memory.
-    libyuv::I420ToRGB24Matrix(picture.y.data(), width, picture.u.data(), picture.chromaWidth(), picture.v.data(),
-                              picture.chromaWidth(), bgr.data(), 3 * width, constants(matrix), width, height);
+    if (isBt709(matrix)) {
+        Bt709(isLimited(matrix)).toBgr(picture, bgr);
+    } else {
+        // libyuv's RGB24 is blue first in memory.
+        libyuv::I420ToRGB24Matrix(picture.y.data(), width, picture.u.data(), picture.chromaWidth(), picture.v.data(),
+                                  picture.chromaWidth(), bgr.data(), 3 * width,
+                                  isLimited(matrix) ? &libyuv::kYuvI601Constants : &libyuv::kYuvJPEGConstants, width,
+                                  height);
+    }
     PngImage image;
     image->width = static_cast<png_uint_32>(width);
     image->height = static_cast<png_uint_32>(height);

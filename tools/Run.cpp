@@ -115,9 +115,7 @@ std::optional<Refusal> refusedBy(HostHandle& handle, const char* entry, int code
 }
 
 std::optional<Refusal> processAll(const HostLibrary& library, const RunOptions& options, const SetUp& setUp,
-                                  FrameSource& source, Timings& timings) {
-    const SceneScript scenes =
-        options.scenes.empty() ? SceneScript(options.scene) : SceneScript(options.scenes, options.scene);
+                                  const SceneScript& scenes, FrameSource& source, Timings& timings) {
     HostHandle handle(library, setUp);
     if (handle.setUpResult() != 0) {
         return Refusal{"algoInitHandle", handle.setUpResult(), false, HostLibrary::takeErrors()};
@@ -167,12 +165,8 @@ std::optional<Refusal> processAll(const HostLibrary& library, const RunOptions& 
 
 ExitCode run(const RunOptions& options) {
     const bool photo = options.mode == "photo";
-    if (!options.backEnd.empty() && !isBackEndName(options.backEnd)) {
-        throw usageError("'" + options.backEnd + "' cannot be a back end's name");
-    }
-    if (!options.scenes.empty()) {
-        SceneScript(options.scenes, options.scene);  // to say what is wrong before anything is read
-    }
+    const SceneScript scenes =
+        options.scenes.empty() ? SceneScript(options.scene) : SceneScript(options.scenes, options.scene);
     if (!fs::is_directory(options.tuning)) {
         throw fileError("there is no tuning directory " + options.tuning);
     }
@@ -196,7 +190,7 @@ ExitCode run(const RunOptions& options) {
     const std::string backEnd = iniValue(directory + "/platformSet.ini", "platform", photo ? "photo" : "frame");
     Timings timings;
     const SetUp setUp = {photo, directory, source.roi(), source.format(), mask.empty() ? nullptr : &mask};
-    const std::optional<Refusal> refusal = processAll(library, options, setUp, source, timings);
+    const std::optional<Refusal> refusal = processAll(library, options, setUp, scenes, source, timings);
     overlay.reset();
     if (refusal) {
         fail(library, *refusal, backEnd, photo);

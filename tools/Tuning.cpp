@@ -3,16 +3,12 @@
 #include "tools/Commands.h"
 #include "tools/StarterTuning.h"
 #include "tools/Stdio.h"
-#include "tools/TemporaryTuning.h"
 
 namespace tool {
 
 namespace fs = std::filesystem;
 
 ExitCode tuningNew(const TuningOptions& options) {
-    if (!isBackEndName(options.backEnd)) {
-        throw usageError("'" + options.backEnd + "' cannot be a back end's name");
-    }
     std::error_code error;
     fs::create_directories(options.directory, error);
     if (error) {

@@ -6,6 +6,7 @@
 
 #include "tools/Commands.h"
 #include "tools/Stdio.h"
+#include "tools/TemporaryTuning.h"
 
 namespace {
 
@@ -14,6 +15,15 @@ using namespace tool;
 constexpr const char* kExitCodes =
     "Exit codes: 0 good, 1 a check found differences, 2 usage, 3 a file cannot be read or written,\n"
     "4 the library refused (its code is printed), 5 the back end is not available.\n";
+
+const CLI::Validator& backEndName() {
+    static const CLI::Validator validator(
+        [](const std::string& name) {
+            return isBackEndName(name) ? std::string() : "'" + name + "' cannot be a back end's name";
+        },
+        "NAME");
+    return validator;
+}
 
 void add(CLI::App* command, LibraryOptions& options) {
     command->add_option("--library", options.library, "libHuevance.so to load (default: beside this program)");
@@ -58,7 +68,8 @@ void addRun(CLI::App& app, RunOptions& options) {
     command->add_option("-s,--scene", options.scene, "Scene number")->capture_default_str();
     command->add_option("--scenes", options.scenes, "Scene script FRAME:SCENE,...: from each frame on its scene");
     command->add_option("-b,--backend", options.backEnd,
-                        "Back end instead of the tuning's: CPU, NEON, GPU or OGL; the tuning stays as it is");
+                        "Back end instead of the tuning's: CPU, NEON, GPU or OGL; the tuning stays as it is")
+        ->check(backEndName());
     command->add_option("--mask", options.mask, "Portrait mask of the frame's size, gray JPEG, PNG or PGM: 255 protects");
     command->add_option("-n,--frames", options.frames, "Frames to process; a picture is repeated (default: 1, or all)")
         ->check(CLI::PositiveNumber);
@@ -119,7 +130,9 @@ void addTuning(CLI::App& app, TuningOptions& options) {
     tuning->require_subcommand(1);
     CLI::App* command = tuning->add_subcommand("new", "Write a complete starter tuning: neutral, vivid, night, portrait");
     command->add_option("DIR", options.directory, "Directory, new or empty")->required();
-    command->add_option("-b,--backend", options.backEnd, "Back end of both modes")->capture_default_str();
+    command->add_option("-b,--backend", options.backEnd, "Back end of both modes")
+        ->check(backEndName())
+        ->capture_default_str();
     command->add_flag("--force", options.force, "Also into a directory that is not empty");
     command->footer("Example:\n  huevance tuning new my_tuning\n\n" + std::string(kExitCodes));
 }

@@ -6,9 +6,9 @@
 #include <cstring>
 
 #include "jni/Huevance.h"
-#include "jni/algocommon/ImageOperation.h"
 #include "tests/support/DeathTest.h"
 #include "tests/support/Frames.h"
+#include "tests/support/HostRecords.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/LogMask.h"
 #include "tests/support/StdoutCapture.h"
@@ -36,16 +36,7 @@ void* backEndOf(const Huevance& h) {
     return result;
 }
 
-InitParam initParam(const test::TuningDir& dir, int mode) {
-    return {.reserved = 0,
-            .dataBit = 8,
-            .framePhotoFlag = mode,
-            .directory1 = dir.parent().c_str(),
-            .directory2 = dir.name().c_str(),
-            .imageRoi = {8, 6, 8, 6},
-            .portraitMaskRoi = {8, 6, 32, 6},
-            .portraitMask = nullptr};
-}
+constexpr RoiInfo kRoi = {8, 6, 8, 6};
 
 // The dispatch layer's and the platform file's lines, without those of the tuning set.
 vector<string> progress(const test::LogCapture& log) {
@@ -59,100 +50,46 @@ vector<string> progress(const test::LogCapture& log) {
     return result;
 }
 
-const vector<string> kCreated = {"HuevanceMalloc succeeded!\n", "HuevanceSetExtParam succeeded!\n",
-                                 "HuevanceSetExtParam succeeded!\n"};
-
-vector<string> concat(vector<string> first, const vector<string>& second) {
-    first.insert(first.end(), second.begin(), second.end());
-    return first;
-}
-
 struct SetUpCase {
     const char* what;
     int mode;
-    string file;  // platformSet.ini
-    int result;
-    string name;  // the platform name field afterwards
-    bool backEnd;
-    vector<string> progress;
-    string error;  // of the handle object, or none
+    string file;           // platformSet.ini
+    string name;           // the platform name field afterwards; "CPU" without an error has a back end
+    const char* error;     // of the handle object, or null: success
+    vector<string> lines;  // before the back end's
 };
 
+constexpr const char* kNoName = "platform is NULL";
+constexpr const char* kNoCache = "cache path is NULL";
 const string kCache = "[cache]\r\npath=/c\r\n";
+const string kLong(511, 'c');
+const string kFrameCpu = "[platform]\r\nframe=CPU\r\n[cache]\r\n";
+
+// clang-format off
 const SetUpCase kSetUpCases[] = {
-    {"photo", 1, "[platform]\r\nphoto=CPU\r\n", 0, "CPU", true, kCreated, ""},
-    {"any last character is dropped", 1, "[platform]\nphoto=CPU;\n", 0, "CPU", true, kCreated, ""},
-    {"line feed only: a letter is lost", 1, "[platform]\nphoto=CPU\n", 0, "CP", false, {}, ""},
-    {"names are case-sensitive", 1, "[platform]\r\nphoto=cpu\r\n", 0, "cpu", false, {}, ""},
-    {"names are whole", 1, "[platform]\r\nphoto=CPU \r\n", 0, "CPU ", false, {}, ""},
-    {"photo has no GPU", 1, "[platform]\r\nphoto=GPU\r\n", 0, "GPU", false, {}, ""},
-    {"15 characters", 1, "[platform]\r\nphoto=ABCDEFGHIJKLMNO\r\n", 0, "ABCDEFGHIJKLMNO", false, {}, ""},
-    {"16 characters", 1, "[platform]\r\nphoto=ABCDEFGHIJKLMNOP\r\n", -1, "", false, {}, "platform is NULL"},
-    {"empty value", 1, "[platform]\nphoto=\n", -1, "", false, {}, "platform is NULL"},
-    {"empty after the cut", 1, "[platform]\r\nphoto=\r\n", -1, "", false, {}, "platform is NULL"},
-    {"no key", 1, "[platform]\r\nframe=CPU\r\n", -1, "", false, {}, "platform is NULL"},
-    {"blank line",
-     1,
-     "[platform]\r\n\r\nphoto=CPU\r\n",
-     -1,
-     "",
-     false,
-     {"ini file not find key word!"},
-     "platform is NULL"},
-    {"preview", 0, "[platform]\r\nframe=CPU\r\n" + kCache, 0, "CPU", true,
-     concat({"platform CPU\r", "cache path /c\r"}, kCreated), ""},
-    {"preview, line feed only",
-     0,
-     "[platform]\nframe=GPU\n" + kCache,
-     0,
-     "GP",
-     false,
-     {"platform GPU", "cache path /c\r"},
-     ""},
-    {"preview has no NEON",
-     0,
-     "[platform]\r\nframe=NEON\r\n" + kCache,
-     0,
-     "NEON",
-     false,
-     {"platform NEON\r", "cache path /c\r"},
-     ""},
-    {"preview without a name", 0, "[platform]\r\n", -1, "", false, {"platform "}, "platform is NULL"},
-    {"preview, empty name",
-     0,
-     "[platform]\nframe=\n" + kCache,
-     -1,
-     "",
-     false,
-     {"platform "},
-     "platform is NULL"},
-    {"no cache path: the name stays",
-     0,
-     "[platform]\r\nframe=CPU\r\n",
-     -1,
-     "CPU",
-     false,
-     {"platform CPU\r", "cache path "},
-     "cache path is NULL"},
-    {"empty cache path",
-     0,
-     "[platform]\r\nframe=CPU\r\n[cache]\npath=\n",
-     -1,
-     "CPU",
-     false,
-     {"platform CPU\r", "cache path "},
-     "cache path is NULL"},
-    {"long cache path", 0, "[platform]\r\nframe=CPU\r\n[cache]\r\npath=" + string(511, 'c') + "\r\n", 0,
-     "CPU", true, concat({"platform CPU\r", "cache path " + string(511, 'c') + "\r"}, kCreated), ""},
-    {"overlong cache path",
-     0,
-     "[platform]\r\nframe=CPU\r\n[cache]\r\npath=" + string(512, 'c') + "\r\n",
-     -1,
-     "CPU",
-     false,
-     {"platform CPU\r", "cache path " + string(512, 'c') + "\r"},
-     "cache path is NULL"},
+    {"photo", 1, "[platform]\r\nphoto=CPU\r\n" + kCache, "CPU", nullptr, {}},
+    {"any last character is dropped", 1, "[platform]\nphoto=CPU;\n", "CPU", nullptr, {}},
+    {"line feed only: a letter is lost", 1, "[platform]\nphoto=CPU\n", "CP", nullptr, {}},
+    {"names are case-sensitive", 1, "[platform]\r\nphoto=cpu\r\n", "cpu", nullptr, {}},
+    {"names are whole", 1, "[platform]\r\nphoto=CPU \r\n", "CPU ", nullptr, {}},
+    {"photo has no GPU", 1, "[platform]\r\nphoto=GPU\r\n", "GPU", nullptr, {}},
+    {"15 characters", 1, "[platform]\r\nphoto=ABCDEFGHIJKLMNO\r\n", "ABCDEFGHIJKLMNO", nullptr, {}},
+    {"16 characters", 1, "[platform]\r\nphoto=ABCDEFGHIJKLMNOP\r\n", "", kNoName, {}},
+    {"empty value", 1, "[platform]\nphoto=\n", "", kNoName, {}},
+    {"empty after the cut", 1, "[platform]\r\nphoto=\r\n", "", kNoName, {}},
+    {"no key", 1, "[platform]\r\nframe=CPU\r\n", "", kNoName, {}},
+    {"blank line", 1, "[platform]\r\n\r\nphoto=CPU\r\n", "", kNoName, {"ini file not find key word!"}},
+    {"preview", 0, "[platform]\r\nframe=CPU\r\n" + kCache, "CPU", nullptr, {"platform CPU\r", "cache path /c\r"}},
+    {"preview, line feed only", 0, "[platform]\nframe=GPU\n" + kCache, "GP", nullptr, {"platform GPU", "cache path /c\r"}},
+    {"preview has no NEON", 0, "[platform]\r\nframe=NEON\r\n" + kCache, "NEON", nullptr, {"platform NEON\r", "cache path /c\r"}},
+    {"preview without a name", 0, "[platform]\r\n", "", kNoName, {"platform "}},
+    {"preview, empty name", 0, "[platform]\nframe=\n" + kCache, "", kNoName, {"platform "}},
+    {"no cache path: the name stays", 0, "[platform]\r\nframe=CPU\r\n", "CPU", kNoCache, {"platform CPU\r", "cache path "}},
+    {"empty cache path", 0, kFrameCpu + "path=\n", "CPU", kNoCache, {"platform CPU\r", "cache path "}},
+    {"long cache path", 0, kFrameCpu + "path=" + kLong + "\r\n", "CPU", nullptr, {"platform CPU\r", "cache path " + kLong + "\r"}},
+    {"overlong cache path", 0, kFrameCpu + "path=" + kLong + "c\r\n", "CPU", kNoCache, {"platform CPU\r", "cache path " + kLong + "c\r"}},
 };
+// clang-format on
 
 TEST(HuevanceMalloc, ReadsThePlatformFile) {
     for (const SetUpCase& c : kSetUpCases) {
@@ -161,52 +98,36 @@ TEST(HuevanceMalloc, ReadsThePlatformFile) {
         dir.write("platformSet.ini", c.file);
         dir.writeSets();
         dir.writeParam(0, 0, 0, 0);
-        InitParam init = initParam(dir, c.mode);
+        InitParam init = test::initParam(dir, c.mode, kRoi);
+        const bool succeeds = c.error == nullptr;
+        const bool hasBackEnd = succeeds && c.name == "CPU";
         Huevance huevance;
         test::LogCapture log;
-        EXPECT_EQ(huevance.HuevanceMalloc(&init), c.result);
+        EXPECT_EQ(huevance.HuevanceMalloc(&init), succeeds ? 0 : -1);
         EXPECT_EQ(platformOf(huevance), c.name);
-        EXPECT_EQ(backEndOf(huevance) != nullptr, c.backEnd);
-        EXPECT_EQ(progress(log), c.progress);
-        if (c.result == 0 && !c.backEnd) {
-            // The portrait mask finds nobody to take it, twice; the set-up succeeds all the same.
-            EXPECT_THAT(
-                log.hostLines(),
-                testing::ElementsAre(testing::StartsWith(hostLine(kFile, "HuevanceSetExtParam",
-                                                                  "m_hvcHandle (nil), pExtParam 0x")),
-                                     testing::StartsWith(hostLine(kFile, "HuevanceSetExtParam",
-                                                                  "m_hvcHandle (nil), pExtParam 0x"))));
-        } else {
-            EXPECT_EQ(log.hostLines(), c.error.empty()
-                                           ? vector<string>{}
-                                           : vector<string>{hostLine(kFile, "HuevanceMalloc", c.error)});
+        EXPECT_EQ(backEndOf(huevance) != nullptr, hasBackEnd);
+        // The cache path is read for preview only, and loses its last character as well.
+        EXPECT_EQ(cacheOf(huevance),
+                  c.mode == 0 && succeeds ? c.lines[1].substr(11, c.lines[1].size() - 12) : "");
+
+        vector<string> lines = c.lines;
+        if (hasBackEnd) {
+            const string set = "HuevanceSetExtParam succeeded!\n";
+            lines.insert(lines.end(), {"HuevanceMalloc succeeded!\n", set, set});
         }
-        log.clear();
-        EXPECT_EQ(huevance.HuevanceFree(), c.backEnd ? 0 : -1);
-        EXPECT_EQ(log.texts(), c.backEnd ? vector<string>{"HuevanceFree succeeded!\n"} : log.texts());
+        EXPECT_EQ(progress(log), lines);
+        if (succeeds && !hasBackEnd) {
+            // The portrait mask finds nobody to take it, twice; the set-up succeeds all the same.
+            const auto nobody = testing::StartsWith(
+                hostLine(kFile, "HuevanceSetExtParam", "m_hvcHandle (nil), pExtParam 0x"));
+            EXPECT_THAT(log.hostLines(), testing::ElementsAre(nobody, nobody));
+        } else if (succeeds) {
+            EXPECT_THAT(log.hostLines(), testing::IsEmpty());
+        } else {
+            EXPECT_THAT(log.hostLines(), testing::ElementsAre(hostLine(kFile, "HuevanceMalloc", c.error)));
+        }
+        EXPECT_EQ(huevance.HuevanceFree(), hasBackEnd ? 0 : -1);
     }
-}
-
-TEST(HuevanceMalloc, PhotoNeverReadsTheCachePath) {
-    const test::TuningDir dir;
-    dir.write("platformSet.ini", "[platform]\r\nphoto=CPU\r\n[cache]\r\npath=/c\r\n");
-    InitParam init = initParam(dir, 1);
-    Huevance huevance;
-    const test::LogCapture log;
-    EXPECT_EQ(huevance.HuevanceMalloc(&init), 0);
-    EXPECT_STREQ(cacheOf(huevance), "");
-    EXPECT_EQ(huevance.HuevanceFree(), 0);
-}
-
-TEST(HuevanceMalloc, PreviewKeepsTheCachePathWithoutItsLastCharacter) {
-    const test::TuningDir dir;
-    dir.writePlatform("CPU", "/data/cache");
-    InitParam init = initParam(dir, 0);
-    Huevance huevance;
-    const test::LogCapture log;
-    EXPECT_EQ(huevance.HuevanceMalloc(&init), 0);
-    EXPECT_STREQ(cacheOf(huevance), "/data/cache");
-    EXPECT_EQ(huevance.HuevanceFree(), 0);
 }
 
 TEST(HuevanceMalloc, RefusesNullAndUnknownModes) {
@@ -215,7 +136,7 @@ TEST(HuevanceMalloc, RefusesNullAndUnknownModes) {
     EXPECT_EQ(huevance.HuevanceMalloc(nullptr), -1);
     const test::TuningDir empty;
     for (const int mode : {2, -1}) {
-        InitParam init = initParam(empty, mode);
+        InitParam init = test::initParam(empty, mode, kRoi);
         EXPECT_EQ(huevance.HuevanceMalloc(&init), -1);
         // Without directories too, and the platform file is never looked for.
         init.directory1 = init.directory2 = nullptr;
@@ -225,7 +146,7 @@ TEST(HuevanceMalloc, RefusesNullAndUnknownModes) {
     EXPECT_EQ(log.hostLines(), (vector<string>{hostLine(kFile, "HuevanceMalloc", "pInitParam (nil)"), invalid,
                                                invalid, invalid, invalid}));
     EXPECT_EQ(log.lines().size(), 5U) << "nothing but these";
-    InitParam init = initParam(empty, 1);
+    InitParam init = test::initParam(empty, 1, kRoi);
     init.directory2 = nullptr;
     EXPECT_EQ(huevance.HuevanceMalloc(&init), -1);
 }
@@ -235,7 +156,7 @@ TEST(HuevanceMalloc, ReportsABackEndThatFails) {
     dir.writePlatform("CPU");
     dir.writeSets();
     for (const int mode : {0, 1}) {
-        InitParam init = initParam(dir, mode);
+        InitParam init = test::initParam(dir, mode, kRoi);
         init.dataBit = 9;  // there is no such depth
         Huevance huevance;
         const test::LogCapture log;
@@ -291,15 +212,14 @@ TEST(Huevance, ForwardsToTheBackEndAndReportsItsFailures) {
         const test::TuningDir dir;
         dir.writePlatform("CPU");
         dir.writeSets();
-        InitParam init = initParam(dir, mode);
+        InitParam init = test::initParam(dir, mode, kRoi);
         Huevance huevance;
         test::LogCapture log;
         test::StdoutCapture output;
         ASSERT_EQ(huevance.HuevanceMalloc(&init), 0);
 
-        test::Frame frame({8, 6, 8, 6}, 1);
-        Image image = {};
-        setImage(image, frame.data(), 8, 6, 8, 6, IMAGE_FORMAT_TYPE_NV12);
+        test::Frame frame(kRoi, 1);
+        Image image = test::hostImage(frame.data(), IMAGE_FORMAT_TYPE_NV12, kRoi);
         log.clear();
         EXPECT_EQ(huevance.HuevanceProcess(&image, 0), 0);
         EXPECT_EQ(log.hostLines(), vector<string>{});
@@ -321,13 +241,36 @@ TEST(Huevance, ForwardsToTheBackEndAndReportsItsFailures) {
     }
 }
 
+// The mask and its geometry reach the back end at set-up: it refuses frames until it has both.
+TEST(HuevanceMalloc, HandsThePortraitMaskOn) {
+    const test::TuningDir dir;
+    dir.writePlatform("CPU");
+    dir.writeSets({{"maskSource", "1"}, {"pProtectSwitch", "1"}});
+    vector<float> mask(8 * 6, 1.0F);
+    test::Frame frame(kRoi, 1);
+    Image image = test::hostImage(frame.data(), IMAGE_FORMAT_TYPE_NV21, kRoi);
+    const test::StdoutCapture output;
+    for (const bool hasMask : {true, false}) {
+        for (const bool hasRoi : {true, false}) {
+            InitParam init = test::initParam(dir, 1, kRoi);
+            init.portraitMask = hasMask ? mask.data() : nullptr;
+            init.portraitMaskRoi.height = hasRoi ? 6 : 5;
+            Huevance huevance;
+            const test::LogCapture log;
+            ASSERT_EQ(huevance.HuevanceMalloc(&init), 0);
+            EXPECT_EQ(huevance.HuevanceProcess(&image, 0), hasMask && hasRoi ? 0 : -1);
+            EXPECT_EQ(huevance.HuevanceFree(), 0);
+        }
+    }
+}
+
 TEST(Huevance, SupportedFormats) {
     const test::TuningDir dir;
     dir.write("platformSet.ini", "[platform]\r\nphoto=CPU\r\nframe=NEON\r\n[cache]\r\npath=/c\r\n");
     const test::LogMask mask(test::kErrorsAndInfo);
     for (const int mode : {1, 0}) {
         const bool cpu = mode == 1;
-        InitParam init = initParam(dir, mode);
+        InitParam init = test::initParam(dir, mode, kRoi);
         Huevance huevance;
         test::LogCapture log;
         ASSERT_EQ(huevance.HuevanceMalloc(&init), 0);

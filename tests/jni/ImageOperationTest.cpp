@@ -47,13 +47,9 @@ struct GeometryCase {
 };
 
 const GeometryCase kGeometryCases[] = {
-    {5,
-     4000,
-     3000,
-     4096,
-     3008,
-     {{4000, 3000, 4096, 3008, 12320768}, {4000, 1500, 4096, 1504, 6160384}},
-     18481152},
+    // clang-format off
+    {5, 4000, 3000, 4096, 3008, {{4000, 3000, 4096, 3008, 12320768}, {4000, 1500, 4096, 1504, 6160384}}, 18481152},
+    // clang-format on
     {6, 5, 3, 7, 5, {{5, 3, 7, 5, 35}, {5, 1, 7, 2, 14}}, 49},
     {9, 8, 4, 16, 4, {{8, 4, 16, 4, 64}, {8, 2, 16, 2, 32}}, 96},
     {10, 1, 1, 2, 1, {{1, 1, 2, 1, 2}, {1, 0, 2, 0, 0}}, 2},
@@ -354,31 +350,17 @@ TEST(CheckImage, NeedsARecordWithAWidthAndAHeight) {
 }
 
 TEST(Align, RoundsUpButForOneAboveAMultiple) {
-    const int cases[][3] = {
-        // value, alignment, result
-        {128, 64, 128},
-        {65, 64, 65},
-        {66, 64, 128},
-        {100, 64, 128},
-        {127, 64, 128},
-        {0, 64, 0},
-        {1, 64, 1},
-        {2, 64, 64},
-        {7, 1, 7},
-        {4097, 4096, 4097},
-        {4098, 4096, 8192},
-        {3, 2, 3},
-        {2, 4, 4},
-        {5, 4, 5},
-        {-1, 64, -1},
-        {5, 0, 5},
+    // clang-format off
+    const int cases[][3] = {  // value, alignment, result
+        {128, 64, 128}, {65, 64, 65}, {66, 64, 128}, {100, 64, 128}, {127, 64, 128}, {0, 64, 0}, {1, 64, 1},
+        {2, 64, 64}, {7, 1, 7}, {4097, 4096, 4097}, {4098, 4096, 8192}, {3, 2, 3}, {2, 4, 4}, {5, 4, 5},
+        {-1, 64, -1}, {5, 0, 5},
         // Single precision: 4 / 3 - 1 is a little above 1 / 3, 7 / 6 - 1 a little below 1 / 6.
-        {4, 3, 6},
-        {7, 6, 7},
+        {4, 3, 6}, {7, 6, 7},
         // No multiple above the value fits an int, nor does the quotient.
-        {INT_MAX, 1000, INT_MAX},
-        {INT_MIN, -1, INT_MIN},
+        {INT_MAX, 1000, INT_MAX}, {INT_MIN, -1, INT_MIN},
     };
+    // clang-format on
     for (const auto& c : cases) {
         EXPECT_EQ(align(c[0], c[1]), c[2]) << c[0] << ", " << c[1];
     }

@@ -33,6 +33,7 @@ constexpr MaskCase kMaskCases[] = {
     {32, 32, 0, "mLogLevel 32 level 32 \n"},
     {256, 1, 0, "mLogLevel 256 level 1 \n"},
     // The lowest common bit decides.
+    {31, 31, 6, "mLogLevel 31 level 31 \n"},
     {7, 6, 5, "mLogLevel 7 level 6 \n"},
     {12, 31, 4, "mLogLevel 12 level 31 \n"},
     {24, 31, 3, "mLogLevel 24 level 31 \n"},

@@ -176,7 +176,7 @@ TEST_F(Api, EnhancesFramesInPlace) {
     }
 }
 
-TEST_F(Api, ReleaseReportsAMissingBackEndAndDeletesTheHandle) {
+TEST_F(Api, ReleaseReportsAMissingBackEnd) {
     m_dir.writePlatform("GPU");
     InitParam init = test::initParam(m_dir, 1, kRoi);
     void* handle = nullptr;
@@ -186,7 +186,7 @@ TEST_F(Api, ReleaseReportsAMissingBackEndAndDeletesTheHandle) {
     Image image = {};
     EXPECT_EQ(m_api.singleProcessImage(handle, &image, 0), -1);
     m_log.clear();
-    EXPECT_EQ(m_api.releaseHandle(handle), -1);  // a leak checker sees whether the handle is gone
+    EXPECT_EQ(m_api.releaseHandle(handle), -1);
     EXPECT_EQ(m_log.hostLines(),
               vector<string>{hostLine("Huevance.cpp", "HuevanceFree", "m_hvcHandle is null")});
 }

@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "jni/HuevanceAPI.h"
-#include "tests/support/TuningDir.h"
+#include "tests/support/HostRecords.h"
 
 namespace test {
 
@@ -42,35 +42,5 @@ class HostLibrary {
   private:
     void* m_library;
 };
-
-// A set-up record for a tuning directory, 8-bit frames and no mask.
-inline InitParam initParam(const TuningDir& dir, int mode, RoiInfo roi) {
-    return {.reserved = -1,
-            .dataBit = 8,
-            .framePhotoFlag = mode,
-            .directory1 = dir.parent().c_str(),
-            .directory2 = dir.name().c_str(),
-            .imageRoi = roi,
-            .portraitMaskRoi = {},
-            .portraitMask = nullptr};
-}
-
-// The record of a two-plane frame, as a host fills it.
-inline Image hostImage(void* data, IMAGE_FORMAT_TYPE format, RoiInfo roi) {
-    Image image = {};
-    image.w = roi.width;
-    image.h = roi.height;
-    image.num_plane = 2;
-    image.format = format;
-    image.planes[0] = {roi.width, roi.height, roi.stride, roi.scanline, roi.stride * roi.scanline, -1, data};
-    image.planes[1] = {roi.width,
-                       roi.height / 2,
-                       roi.stride,
-                       roi.scanline / 2,
-                       roi.stride * (roi.scanline / 2),
-                       -1,
-                       static_cast<unsigned char*>(data) + roi.stride * roi.scanline};
-    return image;
-}
 
 }  // namespace test

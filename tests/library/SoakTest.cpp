@@ -76,8 +76,8 @@ class Soak : public testing::Test {
 #endif
     }
 
-    void* create(int mode) {
-        InitParam init = test::initParam(m_dir, mode, kRoi);
+    void* create(const test::TuningDir& dir, int mode) {
+        InitParam init = test::initParam(dir, mode, kRoi);
         void* handle = nullptr;
         EXPECT_EQ(m_api.algoInitHandle(&handle, &init), 0);
         return handle;
@@ -95,14 +95,21 @@ class Soak : public testing::Test {
 
 TEST_F(Soak, HandlesComeAndGo) {
     soak([this](int i) {
-        void* handle = create(i % 2);
+        void* handle = create(m_dir, i % 2);
         process(handle, i / 2 % 2);
         EXPECT_EQ(m_api.releaseHandle(handle), 0);
     });
 }
 
+// A handle is deleted even when there is nothing behind it to free.
+TEST_F(Soak, HandlesWithoutABackEndComeAndGo) {
+    const test::TuningDir dir;
+    dir.writePlatform("GPU");
+    soak([&](int) { EXPECT_EQ(m_api.releaseHandle(create(dir, 1)), -1); });
+}
+
 TEST_F(Soak, PreviewFrames) {
-    void* handle = create(0);
+    void* handle = create(m_dir, 0);
     soak([&](int i) { process(handle, i / 20 % 2); });
     EXPECT_EQ(m_api.releaseHandle(handle), 0);
 }
