@@ -259,17 +259,21 @@ TEST_F(Preview, ReleasedOrTakenOverByASecondHandle) {
     EXPECT_EQ(first->process(frame, 0), -1);
     EXPECT_EQ(frame.copyBytes(), before);
 
-    // Another depth without its own set-up: the tables are too short for it.
-    Stream wide(dir, {10, 9, {24, 18, 48, 18}});
-    test::Frame frame16 = rig::makeFrame({12, 9, {24, 18, 48, 18}}, Content::kNoise);
-    const auto before16 = frame16.copyBytes();
-    for (const int bits : {12, 9, 0, 40}) {
-        wide.pipeline.setDataBit(bits);
-        log.clear();
-        EXPECT_EQ(wide.process(frame16, 0), -1) << bits;
-        EXPECT_EQ(log.texts(test::kError), std::vector<std::string>{"preview is not set up!"});
+    // Another depth without its own set-up: the tables of any stage are too short for it.
+    const Shape wideShape{10, 9, {24, 18, 48, 18}};
+    for (const int stages : {1, 2, 11}) {
+        rig::write(dir, makeTables(2, stages));
+        Stream wide(dir, wideShape);
+        test::Frame frame16 = rig::makeFrame(wideShape, Content::kNoise);
+        const auto before16 = frame16.copyBytes();
+        for (const int bits : {12, 9, 0, 40}) {
+            wide.pipeline.setDataBit(bits);
+            log.clear();
+            EXPECT_EQ(wide.process(frame16, 0), -1) << bits;
+            EXPECT_EQ(log.texts(test::kError), std::vector<std::string>{"preview is not set up!"});
+        }
+        EXPECT_EQ(frame16.copyBytes(), before16);
     }
-    EXPECT_EQ(frame16.copyBytes(), before16);
 }
 
 }  // namespace

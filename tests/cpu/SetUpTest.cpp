@@ -171,10 +171,11 @@ TYPED_TEST(SetUp, WhatCannotBeAllocatedIsRefusedAndNothingIsKept) {
         this->log.clear();
         EXPECT_EQ(this->setUp(c.roi, c.bits), -1) << c.what;
         EXPECT_EQ(this->log.texts(test::kError).size(), 1U) << c.what;
-        // Released, so that the next use finds nothing set up; not a crash.
+        // Released, so that a later use is refused instead of finding half of the buffers.
         test::GuardedMemory memory(4096);
-        this->pipeline.setDataBit(8);
-        EXPECT_EQ(this->pipeline.process(nullptr, IMAGE_FORMAT_TYPE_NV12, 0), -1) << c.what;
+        this->log.clear();
+        EXPECT_EQ(this->pipeline.process(memory.data(), IMAGE_FORMAT_TYPE_NV12, 0), -1) << c.what;
+        EXPECT_EQ(this->log.texts(test::kError).size(), 1U) << c.what;
         EXPECT_EQ(this->pipeline.free(), 0) << c.what;
     }
     EXPECT_EQ(this->pipeline.malloc(nullptr, {16, 16, 16, 16}), -1);
@@ -244,6 +245,7 @@ TYPED_TEST(SetUp, RepeatedSetUpsOfAllDepthsAndProcessAfterFree) {
 
 TEST(PhotoSetUp, AnotherDepthWithoutItsOwnSetUpIsRefused) {
     test::TuningDir dir;
+    test::LogCapture log;
     Tuning tuning = rig::makeTuning(1);
     rig::setStages(tuning, 11);
     rig::write(dir, {tuning});
@@ -255,7 +257,7 @@ TEST(PhotoSetUp, AnotherDepthWithoutItsOwnSetUpIsRefused) {
     const auto before = frame.copyBytes();
     for (const int bits : {8, 12, 16, 9, 0, 40}) {
         photo.setDataBit(bits);
-        test::LogCapture log;
+        log.clear();
         EXPECT_EQ(photo.process(frame.data(), IMAGE_FORMAT_TYPE_YUV16_LOW, 0), -1) << bits;
         EXPECT_EQ(log.texts(test::kError), std::vector<std::string>{"capture is not set up!"}) << bits;
     }
