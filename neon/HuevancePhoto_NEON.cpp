@@ -36,32 +36,41 @@ bool dump(const char* kind, const void* frame, const RoiInfo& roi, int scene, in
     return saveBuffer(path, frame, huevance::dumpBytes(roi));
 }
 
-int runStage(CHuevance_NEON& engine, Stage stage, int table) {
-    switch (stage) {
-        case Stage::kClahe:
-            if (engine.setClaheLut() != 0) {
-                ALOG_ERROR("CHuevancePhoto_NEON: setClaheLut failed");
-                return -1;
-            }
-            return engine.claheMap();
-        case Stage::kCurve:
-            if (engine.readCurveLut(table) != 0) {
-                ALOG_ERROR("CHuevancePhoto_NEON: readCurveLut failed!");
-                return -1;
-            }
-            return engine.curveMap();
-        case Stage::kColorCorrect:
-            return engine.colorCorrect();
-        case Stage::kColorMap:
-            if (engine.readColorLut(table) != 0) {
-                ALOG_ERROR("CHuevancePhoto_NEON: readColorLut failed!");
-                return -1;
-            }
-            return engine.colorMap();
-        case Stage::kPortraitProtect:
-            return engine.portraitProtect();
+// What a stage reads beside the frame. 0, or -1 with one error line.
+int prepareStage(CHuevance_NEON& engine, Stage stage, int table) {
+    if (stage == Stage::kClahe && engine.setClaheLut() != 0) {
+        ALOG_ERROR("CHuevancePhoto_NEON: setClaheLut failed");
+        return -1;
+    }
+    if (stage == Stage::kCurve && engine.readCurveLut(table) != 0) {
+        ALOG_ERROR("CHuevancePhoto_NEON: readCurveLut failed!");
+        return -1;
+    }
+    if (stage == Stage::kColorMap && engine.readColorLut(table) != 0) {
+        ALOG_ERROR("CHuevancePhoto_NEON: readColorLut failed!");
+        return -1;
     }
     return 0;
+}
+
+void runStage(CHuevance_NEON& engine, Stage stage) {
+    switch (stage) {
+        case Stage::kClahe:
+            engine.claheMap();
+            break;
+        case Stage::kCurve:
+            engine.curveMap();
+            break;
+        case Stage::kColorCorrect:
+            engine.colorCorrect();
+            break;
+        case Stage::kColorMap:
+            engine.colorMap();
+            break;
+        case Stage::kPortraitProtect:
+            engine.portraitProtect();
+            break;
+    }
 }
 
 // Stage after stage over the whole frame.
@@ -74,11 +83,22 @@ int runStages(CHuevance_NEON& engine, int table) {
         engine.sdYuvBackup();
     }
     for (const Stage stage : huevance::planCapture(on)) {
-        if (runStage(engine, stage, table) != 0) {
+        if (prepareStage(engine, stage, table) != 0) {
+            return -1;
+        }
+        runStage(engine, stage);
+    }
+    return 0;
+}
+
+// All stages in one pass; their tables depend on the input alone.
+int runFused(CHuevance_NEON& engine, int table) {
+    for (const Stage stage : huevance::planCapture(engine.switches())) {
+        if (prepareStage(engine, stage, table) != 0) {
             return -1;
         }
     }
-    return 0;
+    return engine.fusedCapture();
 }
 
 int enhance(CHuevance_NEON& engine, void* frame, IMAGE_FORMAT_TYPE type, int scene) {
@@ -93,7 +113,7 @@ int enhance(CHuevance_NEON& engine, void* frame, IMAGE_FORMAT_TYPE type, int sce
         return -1;
     }
     engine.setDstYuv(frame);
-    const int result = runStages(engine, table);
+    const int result = engine.canFuse() ? runFused(engine, table) : runStages(engine, table);
     engine.getDstYuv(frame);
     return result;
 }
@@ -105,7 +125,16 @@ int CHuevancePhoto_NEON::setDataBit(int dataBit) {
     return 0;
 }
 
-int CHuevancePhoto_NEON::malloc(char* directory, RoiInfo roi) { return g_photoEngine.captureMalloc(directory, roi); }
+int CHuevancePhoto_NEON::malloc(char* directory, RoiInfo roi) {
+    if (g_photoEngine.captureMalloc(directory, roi) != 0) {
+        return -1;
+    }
+    if (g_photoEngine.fusedCaptureMalloc() != 0) {
+        free();
+        return -1;
+    }
+    return 0;
+}
 
 int CHuevancePhoto_NEON::setExtParam(char* key, void* value) { return g_photoEngine.setExtParam(key, value); }
 
@@ -140,6 +169,7 @@ int CHuevancePhoto_NEON::process(void* frame, IMAGE_FORMAT_TYPE yuvType, int sce
 }
 
 int CHuevancePhoto_NEON::free() {
+    g_photoEngine.fusedCaptureFree();
     g_photoEngine.captureFree();
     return 0;
 }

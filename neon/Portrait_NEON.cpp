@@ -10,36 +10,6 @@ namespace {
 
 using namespace neon;
 
-float32x4_t distance(float32x4_t u, float32x4_t v, const ChromaPoint& point) {
-    const float32x4_t du = vsubq_f32(u, vdupq_n_f32(point.u));
-    const float32x4_t dv = vsubq_f32(v, vdupq_n_f32(point.v));
-    return squareRoot(vaddq_f32(vmulq_f32(du, du), vmulq_f32(dv, dv)));
-}
-
-// Of four chroma pairs, 0 .. 255.
-float32x4_t skinProbabilities(float32x4_t uSample, float32x4_t vSample) {
-    const float32x4_t white = vdupq_n_f32(255.0F);
-    const float32x4_t u = divide(uSample, white);
-    const float32x4_t v = divide(vSample, white);
-    const float32x4_t d1 = distance(u, v, kSkinPoints[0]);
-    const float32x4_t d2 = distance(u, v, kSkinPoints[1]);
-    const float32x4_t sum = vaddq_f32(vaddq_f32(d1, d2), vdupq_n_f32(1e-16F));
-    return smallest(divide(vdupq_n_f32(kSkinReach), sum), vdupq_n_f32(1.0F));
-}
-
-template <typename T>
-void protectRow(const T* backup, T* processed, const float* mask, int samples) {
-    const float32x4_t max = vdupq_n_f32(static_cast<float>(std::numeric_limits<T>::max()));
-    forEachEight(samples, [=](int x, int n) {
-        const Floats8 from = toFloats(loadUpTo8(backup + x, n));
-        const Floats8 to = toFloats(loadUpTo8(processed + x, n));
-        const Floats8 m = loadUpTo8(mask + x, n);
-        const float32x4_t low = clampLevels(protect(from.low, to.low, m.low), max);
-        const float32x4_t high = clampLevels(protect(from.high, to.high, m.high), max);
-        storeUpTo8(processed + x, packShorts(toInts(low), toInts(high)), n);
-    });
-}
-
 // Both samples of a pair take the mask value of their block's first column.
 template <typename T>
 void protectPairs(const T* backup, T* processed, const float* mask, int samples) {

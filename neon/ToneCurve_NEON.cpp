@@ -17,7 +17,7 @@ void mapPlane(const PlaneView<unsigned char>& plane, const float* curve, int bin
         unsigned char* row = plane.row(y);
         int x = 0;
         for (; x + 16 <= plane.width; x += 16) {
-            vst1q_u8(row + x, table.at(vld1q_u8(row + x)));
+            table.map(row + x, row + x);
         }
         for (; x < plane.width; ++x) {
             row[x] = levels.get()[row[x]];

@@ -138,7 +138,7 @@ INSTANTIATE_TEST_SUITE_P(
     nameOfPlanted);
 
 TEST(PlantedFaultDeathTest, ReadBeyondTheFrameNamesItsCase) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    GTEST_FLAG_SET(death_test_style, "fast");
     KernelTable table = huevance::referenceKernels();
     table.covertYuv_8u16u = readBeyondTheFrame;
     EXPECT_DEATH(checkPlanted("covertYuv_8u16u", table), "crashed in covertYuv_8u16u .*seed");
