@@ -6,17 +6,14 @@
 
 namespace huevance::neon {
 
-// Room that tables of column weights need behind their last entry.
+// Columns of room that tables of column weights need behind their last entry.
 inline constexpr int kColumnSlack = 8;
+inline constexpr int kWeightFloats = 4;
 
-inline double packWeight(const TileAxis::Position& position) {
-    return packPair(1.0F - position.weight, position.weight);
-}
-
-// {1 - w, w, 1 - w, w}
-inline float32x4_t rowWeights(const TileAxis::Position& position) {
-    const double packed = packWeight(position);
-    return loadPairTwice(&packed);
+// Weights of the tiles before and after a position: {1 - w, w, 1 - w, w}.
+inline void packWeights(const TileAxis::Position& position, float* weights) {
+    weights[0] = weights[2] = 1.0F - position.weight;
+    weights[1] = weights[3] = position.weight;
 }
 
 inline void storeLevels(unsigned char* out, float32x4_t low, float32x4_t high, float /*max*/) {
@@ -29,39 +26,43 @@ inline void storeLevels(unsigned short* out, float32x4_t low, float32x4_t high, 
     vst1q_u16(out, packShorts(toInts(clampLevels(low, top)), toInts(clampLevels(high, top))));
 }
 
-// kRows rows that share their columns. corners(row, sample) gives the curve values {upper left, upper right, lower left,
-// lower right} of a sample.
+// kRows rows that share their columns. corners.locate(samples, places) says where the curve values of kClaheStep samples
+// are, corners.at(row, place) reads those of one: {upper left, upper right, lower left, lower right}.
+inline constexpr int kClaheStep = 8;
+
 template <typename T, int kRows, typename Corners>
 class ClaheColumns {
 public:
     ClaheColumns(const Corners& corners, const TileAxis::Position (&rows)[kRows], float max)
         : m_corners(corners), m_max(max) {
         for (int r = 0; r < kRows; ++r) {
-            m_rowWeights[r] = rowWeights(rows[r]);
+            float weights[kWeightFloats];
+            packWeights(rows[r], weights);
+            m_rowWeights[r] = vld1q_f32(weights);
         }
     }
 
-    // Maps n columns. `out` must not overlap `in`; `weights` holds n + kColumnSlack packed column weights.
-    void map(const T* const (&in)[kRows], T* const (&out)[kRows], const double* weights, int n) const {
-        if (n < kStep) {
+    // Maps n columns. `out` must not overlap `in`; `weights` holds those of n + kColumnSlack columns.
+    void map(const T* const (&in)[kRows], T* const (&out)[kRows], const float* weights, int n) const {
+        if (n < kClaheStep) {
             mapFew(in, out, weights, n);
             return;
         }
         int x = 0;
-        for (; x + kStep <= n; x += kStep) {
+        for (; x + kClaheStep <= n; x += kClaheStep) {
             mapStep(in, out, weights, x);
         }
         if (x < n) {
-            mapStep(in, out, weights, n - kStep);  // again a few columns that are done: nothing was overwritten
+            mapStep(in, out, weights, n - kClaheStep);  // again a few columns that are done: nothing was overwritten
         }
     }
 
 private:
-    static constexpr int kStep = 8;
+    using Place = typename Corners::Place;
 
-    void mapFew(const T* const (&in)[kRows], T* const (&out)[kRows], const double* weights, int n) const {
-        T padded[kRows][kStep] = {};
-        T mapped[kRows][kStep];
+    void mapFew(const T* const (&in)[kRows], T* const (&out)[kRows], const float* weights, int n) const {
+        T padded[kRows][kClaheStep] = {};
+        T mapped[kRows][kClaheStep];
         const T* paddedRows[kRows];
         T* mappedRows[kRows];
         for (int r = 0; r < kRows; ++r) {
@@ -75,28 +76,32 @@ private:
         }
     }
 
-    void mapStep(const T* const (&in)[kRows], T* const (&out)[kRows], const double* weights, int x) const {
+    void mapStep(const T* const (&in)[kRows], T* const (&out)[kRows], const float* weights, int x) const {
+        Place places[kRows][kClaheStep];
+        for (int r = 0; r < kRows; ++r) {
+            m_corners.locate(in[r] + x, places[r]);
+        }
         float32x4_t low[kRows];
         float32x4_t high[kRows];
-        mapFour(in, weights, x, low);
-        mapFour(in, weights, x + 4, high);
+        mapFour<0>(places, weights + kWeightFloats * x, low);
+        mapFour<4>(places, weights + kWeightFloats * x, high);
         for (int r = 0; r < kRows; ++r) {
             storeLevels(out[r] + x, low[r], high[r], m_max);
         }
     }
 
-    void mapFour(const T* const (&in)[kRows], const double* weights, int x, float32x4_t (&result)[kRows]) const {
-        const float32x4_t w0 = loadPairTwice(weights + x);
-        const float32x4_t w1 = loadPairTwice(weights + x + 1);
-        const float32x4_t w2 = loadPairTwice(weights + x + 2);
-        const float32x4_t w3 = loadPairTwice(weights + x + 3);
+    // Four columns from kFirst on.
+    template <int kFirst>
+    void mapFour(const Place (&places)[kRows][kClaheStep], const float* weights, float32x4_t (&result)[kRows]) const {
+        float32x4_t w[4];
+        for (int i = 0; i < 4; ++i) {
+            w[i] = vld1q_f32(weights + kWeightFloats * (kFirst + i));
+        }
         for (int r = 0; r < kRows; ++r) {
-            const T* samples = in[r] + x;
+            const auto weighted = [&](int i) { return vmulq_f32(m_corners.at(r, places[r][kFirst + i]), w[i]); };
             // {top, bottom} of two columns each, then the blend of top and bottom.
-            const float32x4_t left = addPairs(vmulq_f32(m_corners(r, samples[0]), w0),
-                                              vmulq_f32(m_corners(r, samples[1]), w1));
-            const float32x4_t right = addPairs(vmulq_f32(m_corners(r, samples[2]), w2),
-                                               vmulq_f32(m_corners(r, samples[3]), w3));
+            const float32x4_t left = addPairs(weighted(0), weighted(1));
+            const float32x4_t right = addPairs(weighted(2), weighted(3));
             const float32x4_t level =
                 addPairs(vmulq_f32(left, m_rowWeights[r]), vmulq_f32(right, m_rowWeights[r]));
             result[r] = vaddq_f32(level, vdupq_n_f32(0.5F));

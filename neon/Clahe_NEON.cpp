@@ -165,10 +165,16 @@ struct TableCorners {
     int last;
     bool border;  // there is no tile to the right
 
-    float32x4_t operator()(int /*row*/, T sample) const {
-        const std::ptrdiff_t offset = tiles * std::min<int>(last, sample);
-        const float* a = upper + offset;
-        const float* b = lower + offset;
+    using Place = std::ptrdiff_t;
+
+    void locate(const T* samples, Place (&places)[kClaheStep]) const {
+        for (int i = 0; i < kClaheStep; ++i) {
+            places[i] = tiles * std::min<int>(last, samples[i]);
+        }
+    }
+    float32x4_t at(int /*row*/, Place place) const {
+        const float* a = upper + place;
+        const float* b = lower + place;
         if (border) {
             const float repeated[4] = {*a, *a, *b, *b};
             return vld1q_f32(repeated);
@@ -184,7 +190,7 @@ constexpr int kBand = 16;    // rows that share a computation of column weights
 struct Segment {
     TileAxis::Position first;
     int length = 0;
-    double weights[kChunk + kColumnSlack] = {};
+    float weights[kWeightFloats * (kChunk + kColumnSlack)] = {};
 
     Segment(const TileAxis& axis, int x, int width) : first(axis.at(x)) {
         const int most = std::min(kChunk, width - x);
@@ -193,7 +199,7 @@ struct Segment {
             if (position.index != first.index) {
                 break;
             }
-            weights[length] = packWeight(position);
+            packWeights(position, weights + kWeightFloats * length);
         }
     }
 };

@@ -30,7 +30,7 @@ int FusedCapture::allocate(const HostEngine& engine) {
     }
     const bool skin = on.portraitProtect && engine.m_iMaskSource == kMaskSkin;
     m_usable = (!clahe || allocateClahe(engine)) &&
-               (!on.colorMap || m_slabs.allocate(std::size_t{kBins8} * kPointB)) && (!skin || allocateSkin());
+               (!on.colorMap || m_slabs.allocate(kSlabsBegin + std::size_t{kBins8} * kPointB)) && (!skin || allocateSkin());
     if (!m_usable) {
         release();
         return -1;
@@ -50,14 +50,14 @@ void FusedCapture::release() {
 bool FusedCapture::allocateClahe(const HostEngine& engine) {
     const int width = engine.m_stRoi8.width;
     if (!m_cells.allocate(elementCount(engine.m_iGridWidth, engine.m_iGridHeight, kCellFloats)) ||
-        !m_columnWeights.allocate(elementCount(width + kColumnSlack, 1)) ||
+        !m_columnWeights.allocate(elementCount(width + kColumnSlack, kWeightFloats)) ||
         !m_segmentEnds.allocate(elementCount(engine.m_iGridWidth, 1))) {
         return false;
     }
     const TileAxis axis(engine.m_iGridWidth, engine.m_stTile.tileWidth);
     for (int x = 0; x < width; ++x) {
         const TileAxis::Position position = axis.at(x);
-        m_columnWeights.get()[x] = packWeight(position);
+        packWeights(position, m_columnWeights.get() + std::ptrdiff_t{kWeightFloats} * x);
         for (int i = position.index; i < engine.m_iGridWidth; ++i) {
             m_segmentEnds.get()[i] = x + 1;
         }
@@ -105,7 +105,7 @@ void FusedCapture::packColors(const float* lut) {
     float lattice[kLatticeFloats];
     packLattice(lut, lattice);
     const float s = static_cast<float>(kLatticeSize - 1) / static_cast<float>(kBins8 - 1);
-    float* out = m_slabs.get();
+    float* out = m_slabs.get() + kSlabsBegin;
     for (int b = 0; b < kBins8; ++b) {
         const LatticeAxis axis(s * static_cast<float>(b), kLatticeSize);
         const float32x4_t weight = vdupq_n_f32(axis.weight);

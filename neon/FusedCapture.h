@@ -33,7 +33,7 @@ private:
 
     bool m_usable = false;
     Buffer<float> m_cells;  // as FusedTables has them
-    Buffer<double> m_columnWeights;
+    Buffer<float> m_columnWeights;
     Buffer<int> m_segmentEnds;
     Buffer<float> m_slabs;
     Buffer<float> m_skin;

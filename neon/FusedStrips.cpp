@@ -10,7 +10,10 @@ namespace {
 struct PackedCorners {
     const float* cell[2];  // of each row
 
-    float32x4_t operator()(int row, unsigned char sample) const { return vld1q_f32(cell[row] + 4 * sample); }
+    using Place = TableOffset;  // bytes into the cell
+
+    void locate(const unsigned char* samples, Place (&places)[kClaheStep]) const { vectorOffsets(samples, places); }
+    float32x4_t at(int row, Place place) const { return vld1q_f32(addBytes(cell[row], place)); }
 };
 
 // Sums of the four luma samples of eight blocks.
@@ -120,8 +123,7 @@ void FusedStrips::chunk(const Rows<unsigned char>& frame, int x, int columns) {
             break;
     }
     const Rows<const unsigned char> toned = mapTones(in, x, columns);
-    unpackChroma(toned.pairs, m_base);
-    m_processed = m_base;
+    unpackChroma(toned.pairs);
     if (m_on.colorCorrect) {
         correct(in, toned);
     }
@@ -181,7 +183,7 @@ void FusedStrips::mapClahe(const unsigned char* const (&in)[kRows], unsigned cha
             to[r] = out[r] + done;
         }
         const ClaheColumns<unsigned char, kRows, PackedCorners> cells(corners, rows, 255.0F);
-        cells.map(from, to, m_tables.columnWeights + x + done, length);
+        cells.map(from, to, m_tables.columnWeights + std::ptrdiff_t{kWeightFloats} * (x + done), length);
         done += length;
     }
 }
@@ -211,48 +213,54 @@ FusedStrips::Rows<const unsigned char> FusedStrips::mapTones(const Rows<const un
 
 // From the input's chroma.
 void FusedStrips::readSkin(const unsigned char* pairs) {
-    alignas(16) std::uint16_t index[kBlocks];
-    for (int i = 0; i < m_filled; i += 16) {
-        const uint8x16_t bytes = vld1q_u8(pairs + i);
-        vst1q_u16(index + i / 2, vreinterpretq_u16_u8(m_uFirst ? bytes : vrev16q_u8(bytes)));
-    }
-    for (int i = 0; i < m_filled / 2; ++i) {
-        m_skinMask[i] = m_tables.skin[index[i]];
+    const float* skin = m_tables.skin;
+    for (int x = 0; x < m_filled; x += 16) {
+        const uint8x16_t bytes = vld1q_u8(pairs + x);
+        std::uint16_t index[8];
+        vst1q_u16(index, vreinterpretq_u16_u8(m_uFirst ? bytes : vrev16q_u8(bytes)));
+        for (int i = 0; i < 8; ++i) {
+            m_skinMask[x / 2 + i] = skin[index[i]];
+        }
     }
 }
 
-void FusedStrips::unpackChroma(const unsigned char* pairs, Chroma& out) const {
-    for (int i = 0; i < m_filled / 2; i += 8) {
+void FusedStrips::unpackChroma(const unsigned char* pairs) {
+    const int blocks = m_filled / 2;
+    for (int i = 0; i < blocks; i += 8) {
         const FloatPairs8 chroma = toFloatPairs(vld1q_u8(pairs + 2 * i));
-        vst1q_f32(out.first + i, chroma.first.low);
-        vst1q_f32(out.first + i + 4, chroma.first.high);
-        vst1q_f32(out.second + i, chroma.second.low);
-        vst1q_f32(out.second + i + 4, chroma.second.high);
+        vst1q_f32(m_base.first + i, chroma.first.low);
+        vst1q_f32(m_base.first + i + 4, chroma.first.high);
+        vst1q_f32(m_base.second + i, chroma.second.low);
+        vst1q_f32(m_base.second + i + 4, chroma.second.high);
     }
+    m_chroma = &m_base;
 }
 
 void FusedStrips::correct(const Rows<const unsigned char>& in, const Rows<const unsigned char>& toned) {
     constexpr float kHalf = 128.0F;
     const auto four = [this](int i, float32x4_t before, float32x4_t after) {
         const float32x4_t neutral = vdupq_n_f32(kHalf);
-        const FloatPairs4 corrected = correctChroma(vsubq_f32(vld1q_f32(m_base.first + i), neutral),
-                                                    vsubq_f32(vld1q_f32(m_base.second + i), neutral), before, after,
-                                                    kHalf);
-        vst1q_f32(m_processed.first + i, truncate(corrected.first));
-        vst1q_f32(m_processed.second + i, truncate(corrected.second));
+        const float32x4_t u = vsubq_f32(vld1q_f32(m_base.first + i), neutral);
+        const float32x4_t v = vsubq_f32(vld1q_f32(m_base.second + i), neutral);
+        const FloatPairs4 corrected = correctChroma(u, v, before, after, kHalf);
+        vst1q_f32(m_corrected.first + i, truncate(corrected.first));
+        vst1q_f32(m_corrected.second + i, truncate(corrected.second));
     };
-    for (int i = 0; i < m_filled / 2; i += 8) {
+    const int blocks = m_filled / 2;
+    for (int i = 0; i < blocks; i += 8) {
         const Floats8 before = toFloats(vshrq_n_u16(blockSums(in.luma[0] + 2 * i, in.luma[1] + 2 * i), 2));
         const Floats8 after = toFloats(vshrq_n_u16(blockSums(toned.luma[0] + 2 * i, toned.luma[1] + 2 * i), 2));
         four(i, before.low, after.low);
         four(i + 4, before.high, after.high);
     }
+    m_chroma = &m_corrected;
 }
 
 // Coordinates of the colour look-ups. Axis A is U.
 void FusedStrips::prepareLookUps(const Rows<const unsigned char>& toned) {
-    const float* axisA = m_uFirst ? m_processed.first : m_processed.second;
-    const float* axisB = m_uFirst ? m_processed.second : m_processed.first;
+    const float* axisA = m_uFirst ? m_chroma->first : m_chroma->second;
+    const float* axisB = m_uFirst ? m_chroma->second : m_chroma->first;
+    constexpr float kPointBytes = sizeof(float);
     const float32x4_t s = vdupq_n_f32(static_cast<float>(kLatticeSize - 1) / static_cast<float>(kBins8 - 1));
     const auto four = [=, this](int i, float32x4_t sums) {
         const float32x4_t mean = vmulq_f32(vdupq_n_f32(0.25F), sums);
@@ -260,15 +268,16 @@ void FusedStrips::prepareLookUps(const Rows<const unsigned char>& toned) {
         const float32x4_t a = vmulq_f32(s, vld1q_f32(axisA + i));
         const float32x4_t indexY = truncate(y);
         const float32x4_t indexA = truncate(a);
-        const float32x4_t slab = vmulq_f32(vld1q_f32(axisB + i), vdupq_n_f32(static_cast<float>(kPointB)));
-        const float32x4_t row = vmulq_f32(indexA, vdupq_n_f32(static_cast<float>(kPointA)));
-        const float32x4_t point = vmulq_f32(indexY, vdupq_n_f32(static_cast<float>(kPointY)));
+        const float32x4_t slab = vmulq_f32(vld1q_f32(axisB + i), vdupq_n_f32(kPointBytes * kPointB));
+        const float32x4_t row = vmulq_f32(indexA, vdupq_n_f32(kPointBytes * kPointA));
+        const float32x4_t point = vmulq_f32(indexY, vdupq_n_f32(kPointBytes * kPointY));
         vst1q_s32(m_corner + i, toInts(vaddq_f32(vaddq_f32(slab, row), point)));  // below 2^24: exact
         vst1q_f32(m_mean + i, mean);
         vst1q_f32(m_weightY + i, vsubq_f32(y, indexY));
         vst1q_f32(m_weightA + i, vsubq_f32(a, indexA));
     };
-    for (int i = 0; i < m_filled / 2; i += 8) {
+    const int blocks = m_filled / 2;
+    for (int i = 0; i < blocks; i += 8) {
         const Floats8 sums = toFloats(blockSums(toned.luma[0] + 2 * i, toned.luma[1] + 2 * i));
         four(i, sums.low);
         four(i + 4, sums.high);
@@ -276,85 +285,85 @@ void FusedStrips::prepareLookUps(const Rows<const unsigned char>& toned) {
 }
 
 void FusedStrips::lookUp() {
-    float* axisA = m_uFirst ? m_processed.first : m_processed.second;
-    float* axisB = m_uFirst ? m_processed.second : m_processed.first;
-    for (int i = 0; i < m_filled / 2; i += 4) {
+    const float* axisA = m_uFirst ? m_chroma->first : m_chroma->second;
+    const float* axisB = m_uFirst ? m_chroma->second : m_chroma->first;
+    float* newA = m_uFirst ? m_corrected.first : m_corrected.second;
+    float* newB = m_uFirst ? m_corrected.second : m_corrected.first;
+    const float* slabs = m_tables.slabs;
+    const float strength = m_strength;
+    const int blocks = m_filled / 2;
+    for (int i = 0; i < blocks; i += 4) {
         const float32x4_t weightY = vld1q_f32(m_weightY + i);
         const float32x4_t weightA = vld1q_f32(m_weightA + i);
         const float32x4_t restY = oneMinus(weightY);
         const float32x4_t restA = oneMinus(weightA);
         // Along axis A, then Y; axis B is done.
         const auto block = [&]<int kBlock>(std::integral_constant<int, kBlock>) {
-            const float* corner = m_tables.slabs + m_corner[i + kBlock];
-            const float32x4_t lower =
-                along<kBlock>(vld1q_f32(corner), vld1q_f32(corner + kPointA), restA, weightA);
-            const float32x4_t upper =
-                along<kBlock>(vld1q_f32(corner + kPointY), vld1q_f32(corner + kPointA + kPointY), restA, weightA);
-            return along<kBlock>(lower, upper, restY, weightY);
+            const float* lower = addBytes(slabs, m_corner[i + kBlock]) + kSlabsBegin;
+            const float* upper = lower + kPointA;
+            const float32x4_t before = along<kBlock>(vld1q_f32(lower), vld1q_f32(upper), restA, weightA);
+            const float32x4_t after =
+                along<kBlock>(vld1q_f32(lower + kPointY), vld1q_f32(upper + kPointY), restA, weightA);
+            return along<kBlock>(before, after, restY, weightY);
         };
-        const Mapped4 mapped = transpose({block(std::integral_constant<int, 0>()), block(std::integral_constant<int, 1>()),
-                                          block(std::integral_constant<int, 2>()), block(std::integral_constant<int, 3>())});
+        const Mapped4 mapped =
+            transpose({block(std::integral_constant<int, 0>()), block(std::integral_constant<int, 1>()),
+                       block(std::integral_constant<int, 2>()), block(std::integral_constant<int, 3>())});
         const float32x4_t moved = vsubq_f32(mapped.y, vld1q_f32(m_mean + i));
-        vst1q_f32(m_delta + i, vmulq_f32(vdupq_n_f32(m_strength), moved));
-        const float32x4_t newA = blendChroma(vld1q_f32(axisA + i), mapped.a, m_strength, 255.0F);
-        const float32x4_t newB = blendChroma(vld1q_f32(axisB + i), mapped.b, m_strength, 255.0F);
-        vst1q_f32(axisA + i, truncate(newA));
-        vst1q_f32(axisB + i, truncate(newB));
+        vst1q_f32(m_delta + i, vmulq_f32(vdupq_n_f32(strength), moved));
+        vst1q_f32(newA + i, truncate(blendChroma(vld1q_f32(axisA + i), mapped.a, strength, 255.0F)));
+        vst1q_f32(newB + i, truncate(blendChroma(vld1q_f32(axisB + i), mapped.b, strength, 255.0F)));
     }
+    m_chroma = &m_corrected;
 }
 
-// One row: the offset of the colour look-up, and protection. `mask` holds a value for each block (skin) or sample (host).
+// The offset of the colour look-up, and protection.
 template <bool kColor, FusedStrips::Mask kMask>
-void FusedStrips::writeLuma(const unsigned char* in, const unsigned char* toned, const float* mask,
-                            unsigned char* out) const {
-    for (int x = 0; x < m_filled; x += 16) {
-        Floats16 luma = toFloats(vld1q_u8(toned + x));
-        if constexpr (kColor) {
-            const Floats16 delta = spread(m_delta + x / 2);
-            for (int q = 0; q < 4; ++q) {
+void FusedStrips::writeLuma(const Rows<const unsigned char>& in, const Rows<const unsigned char>& toned,
+                            const Rows<unsigned char>& out) const {
+    const int filled = m_filled;
+    for (int x = 0; x < filled; x += 16) {
+        const Floats16 delta = kColor ? spread(m_delta + x / 2) : Floats16{};
+        const Floats16 skin = kMask == Mask::kSkin ? spread(m_skinMask + x / 2) : Floats16{};
+        for (int r = 0; r < 2; ++r) {
+            Floats16 luma = toFloats(vld1q_u8(toned.luma[r] + x));
+            for (int q = 0; kColor && q < 4; ++q) {
                 luma.quarter[q] = truncate(offsetLuma(luma.quarter[q], delta.quarter[q], 255.0F));
             }
+            const Floats16 backup = kMask == Mask::kNone ? Floats16{} : toFloats(vld1q_u8(in.luma[r] + x));
+            for (int q = 0; kMask != Mask::kNone && q < 4; ++q) {
+                const float32x4_t mask =
+                    kMask == Mask::kSkin ? skin.quarter[q] : vld1q_f32(m_maskRow[r] + x + 4 * q);
+                luma.quarter[q] = protect(backup.quarter[q], luma.quarter[q], mask);
+            }
+            // The host's mask may hold values outside 0 .. 1.
+            vst1q_u8(out.luma[r] + x, kMask == Mask::kHost ? toBytesSaturated(luma) : toBytes(luma));
         }
-        if constexpr (kMask == Mask::kNone) {
-            vst1q_u8(out + x, toBytes(luma));
-            continue;
-        }
-        const Floats16 backup = toFloats(vld1q_u8(in + x));
-        Floats16 m = {};
-        if constexpr (kMask == Mask::kSkin) {
-            m = spread(mask + x / 2);
-        } else {
-            m = {{vld1q_f32(mask + x), vld1q_f32(mask + x + 4), vld1q_f32(mask + x + 8), vld1q_f32(mask + x + 12)}};
-        }
-        for (int q = 0; q < 4; ++q) {
-            luma.quarter[q] = protect(backup.quarter[q], luma.quarter[q], m.quarter[q]);
-        }
-        // The host's values may lie outside 0 .. 1.
-        vst1q_u8(out + x, kMask == Mask::kHost ? toBytesSaturated(luma) : toBytes(luma));
     }
 }
 
 template <FusedStrips::Mask kMask>
 void FusedStrips::writePairs(unsigned char* out) const {
-    const float32x4_t max = vdupq_n_f32(255.0F);
-    const auto level = [this, max](const float* base, const float* processed, int i) {
+    const auto level = [&](const float* base, const float* processed, int i) {
         const float32x4_t value = vld1q_f32(processed + i);
         if constexpr (kMask == Mask::kNone) {
             return toInts(value);
         } else if constexpr (kMask == Mask::kSkin) {
             return toInts(protect(vld1q_f32(base + i), value, vld1q_f32(m_skinMask + i)));
         } else {
-            const float* mask = m_maskRow[0] + 2 * i;
+            const float* mask = m_maskRow[0] + 2 * i;  // of each block, the first column's
             const float32x4_t m = vuzp1q_f32(vld1q_f32(mask), vld1q_f32(mask + 4));
-            return toInts(clampLevels(protect(vld1q_f32(base + i), value, m), max));
+            return toInts(clampLevels(protect(vld1q_f32(base + i), value, m), vdupq_n_f32(255.0F)));
         }
     };
     const auto eight = [&](const float* base, const float* processed, int i) {
         return packShorts(level(base, processed, i), level(base, processed, i + 4));
     };
-    for (int i = 0; i < m_filled / 2; i += 8) {
-        const uint16x8_t first = eight(m_base.first, m_processed.first, i);
-        const uint16x8_t second = eight(m_base.second, m_processed.second, i);
+    const Chroma& chroma = *m_chroma;
+    const int blocks = m_filled / 2;
+    for (int i = 0; i < blocks; i += 8) {
+        const uint16x8_t first = eight(m_base.first, chroma.first, i);
+        const uint16x8_t second = eight(m_base.second, chroma.second, i);
         vst1q_u8(out + 2 * i, vreinterpretq_u8_u16(vorrq_u16(first, vshlq_n_u16(second, 8))));
     }
 }
@@ -362,14 +371,23 @@ void FusedStrips::writePairs(unsigned char* out) const {
 template <FusedStrips::Mask kMask>
 void FusedStrips::write(const Rows<const unsigned char>& in, const Rows<const unsigned char>& toned,
                         const Rows<unsigned char>& out) const {
-    writePairs<kMask>(out.pairs);
-    for (int r = 0; r < 2; ++r) {
-        const float* mask = kMask == Mask::kHost ? m_maskRow[r] : m_skinMask;
-        if (m_on.colorMap) {
-            writeLuma<true, kMask>(in.luma[r], toned.luma[r], mask, out.luma[r]);
-        } else {
-            writeLuma<false, kMask>(in.luma[r], toned.luma[r], mask, out.luma[r]);
+    const auto copy = [this](const unsigned char* from, unsigned char* to) {
+        if (from != to) {
+            std::copy_n(from, m_filled, to);
         }
+    };
+    if (kMask == Mask::kNone && m_chroma == &m_base) {
+        copy(toned.pairs, out.pairs);
+    } else {
+        writePairs<kMask>(out.pairs);
+    }
+    if (m_on.colorMap) {
+        writeLuma<true, kMask>(in, toned, out);
+    } else if (kMask == Mask::kNone) {
+        copy(toned.luma[0], out.luma[0]);
+        copy(toned.luma[1], out.luma[1]);
+    } else {
+        writeLuma<false, kMask>(in, toned, out);
     }
 }
 

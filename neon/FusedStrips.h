@@ -13,13 +13,17 @@ namespace huevance::neon {
 // Floats of one cell of packed CLAHE curves.
 inline constexpr int kCellFloats = 4 * kBins8;
 
+// Floats before the first slab. The loads of a look-up's points then have offsets, which compilers pair.
+inline constexpr int kSlabsBegin = 4;
+
 struct FusedTables {
     // For each tile row and column: 256 times the four curve values around the cell that begins at the tile's centre,
     // {upper left, upper right, lower left, lower right}; the last tile repeats. Null: no CLAHE.
     const float* cells;
-    const double* columnWeights;  // {1 - w, w} packed, for each column
+    const float* columnWeights;  // of each column
     const int* segmentEnds;       // for each tile column: where the columns of its cells end
-    // The colour lattice, interpolated along axis B for each of the 256 samples that it can meet: 17 x 17 points each.
+    // From kSlabsBegin on, the colour lattice, interpolated along axis B for each of the 256 samples that it can meet:
+    // 17 x 17 points each.
     const float* slabs;
     const float* skin;  // the probability of the pair U + 256 x V
 };
@@ -62,12 +66,13 @@ private:
                   const TileAxis::Position (&rows)[kRows]);
     Rows<const unsigned char> mapTones(const Rows<const unsigned char>& in, int x, int columns);
     void readSkin(const unsigned char* pairs);
-    void unpackChroma(const unsigned char* pairs, Chroma& out) const;
+    void unpackChroma(const unsigned char* pairs);
     void correct(const Rows<const unsigned char>& in, const Rows<const unsigned char>& toned);
     void prepareLookUps(const Rows<const unsigned char>& toned);
     void lookUp();
     template <bool kColor, Mask kMask>
-    void writeLuma(const unsigned char* in, const unsigned char* toned, const float* mask, unsigned char* out) const;
+    void writeLuma(const Rows<const unsigned char>& in, const Rows<const unsigned char>& toned,
+                   const Rows<unsigned char>& out) const;
     template <Mask kMask>
     void writePairs(unsigned char* out) const;
     template <Mask kMask>
@@ -97,11 +102,12 @@ private:
     alignas(16) float m_maskCopy[2][kChunk] = {};
     const float* m_maskRow[2] = {};  // the host's, of this chunk
     Chroma m_base = {};       // after the curves
-    Chroma m_processed = {};  // after correction and colour look-up; whole levels
+    Chroma m_corrected = {};
+    const Chroma* m_chroma = nullptr;  // of m_base and m_corrected, the last that was made; whole levels
     alignas(16) float m_mean[kBlocks] = {};
     alignas(16) float m_weightY[kBlocks] = {};
     alignas(16) float m_weightA[kBlocks] = {};
-    alignas(16) std::int32_t m_corner[kBlocks] = {};  // where the look-up begins, floats into the slabs
+    alignas(16) std::int32_t m_corner[kBlocks] = {};  // where the look-up begins, bytes into the slabs
     alignas(16) float m_delta[kBlocks] = {};          // the look-up's offset of luma
     alignas(16) float m_skinMask[kBlocks] = {};
 };

@@ -100,23 +100,6 @@ inline float32x4_t addPairs(float32x4_t a, float32x4_t b) {
 #endif
 }
 
-// Two floats that are loaded as one.
-inline double packPair(float first, float second) {
-    const float pair[2] = {first, second};
-    double packed;
-    std::memcpy(&packed, pair, sizeof(packed));
-    return packed;
-}
-
-// {first, second, first, second} of a packed pair.
-inline float32x4_t loadPairTwice(const double* packed) {
-#if defined(__aarch64__)
-    return vreinterpretq_f32_f64(vld1q_dup_f64(packed));
-#else
-    return simde_mm_castpd_ps(simde_mm_loaddup_pd(packed));
-#endif
-}
-
 // {a[0], a[1], b[0], b[1]}
 inline float32x4_t loadTwoPairs(const float* a, const float* b) {
 #if defined(__aarch64__)
@@ -136,7 +119,7 @@ inline float32x4_t repeatLane(float32x4_t a) {
 #if defined(__aarch64__)
     return vdupq_laneq_f32(a, kLane);
 #else
-    return simde_mm_shuffle_ps(a, a, kLane * 0x55);
+    return simde_mm_castsi128_ps(simde_mm_shuffle_epi32(simde_mm_castps_si128(a), kLane * 0x55));
 #endif
 }
 
@@ -291,7 +274,22 @@ inline uint16x8_t shiftRight(uint16x8_t a, int shift) {
 #endif
 }
 
-// --- Byte tables ---
+// --- Tables ---
+
+// Where eight samples' entries of four floats stand in a table, in bytes.
+#if defined(__aarch64__)
+using TableOffset = std::uint16_t;
+inline void vectorOffsets(const unsigned char* samples, TableOffset (&offsets)[8]) {
+    vst1q_u16(offsets, vshll_n_u8(vld1_u8(samples), 4));
+}
+#else
+using TableOffset = std::uint64_t;  // a load widens for nothing
+inline void vectorOffsets(const unsigned char* samples, TableOffset (&offsets)[8]) {
+    for (int i = 0; i < 8; ++i) {
+        offsets[i] = TableOffset{samples[i]} << 4;
+    }
+}
+#endif
 
 // A table of 256 bytes, held in registers where there are enough.
 class ByteTable {
