@@ -41,6 +41,31 @@ int HostEngine::setRoiInfo(RoiInfo roi) {
     return 0;
 }
 
+int HostEngine::captureMalloc(const char* directory, RoiInfo roi) {
+    // The engine may still hold what another handle set up, perhaps for another bit depth.
+    captureFree();
+    if (setSensorPath(directory) != 0) {
+        return -1;
+    }
+    readPhotoSet();
+    if (setRoiInfo(roi) != 0 || portraitMaskMalloc() != 0 || backUpYuvMalloc() != 0 || claheLutMalloc() != 0 ||
+        curveLutMalloc() != 0 || colorLutMalloc() != 0) {
+        captureFree();
+        return -1;
+    }
+    return 0;
+}
+
+void HostEngine::captureFree() {
+    colorLutFree();
+    curveLutFree();
+    claheLutFree();
+    backUpYuvFree();
+    portraitMaskFree();
+    // The host may free its mask from here on.
+    forgetHostMask();
+}
+
 int HostEngine::portraitMaskMalloc() {
     m_stSkinMaskRoi = skinMaskRoi(m_stRoi8);
     const std::size_t cells = elementCount(m_stSkinMaskRoi.stride / 4, m_stSkinMaskRoi.height);
@@ -199,6 +224,21 @@ int HostEngine::checkHostMask() const {
         return -1;
     }
     return 0;
+}
+
+int HostEngine::checkMask(const char* who) const {
+    const bool missing =
+        (m_iMaskSource == kMaskSkin && m_skinMask.empty()) || (m_iMaskSource == kMaskHost && m_pfMask == nullptr);
+    if (missing) {
+        ALOG_ERROR("%sportrait mask pointer is NULL!", who);
+        return -1;
+    }
+    const bool protect = switches().portraitProtect;
+    if (protect && m_iMaskSource == kMaskNone) {
+        ALOG_ERROR("%smask source is 0, however portrait protect switch is 1!", who);
+        return -1;
+    }
+    return protect && m_iMaskSource == kMaskHost ? checkHostMask() : 0;
 }
 
 int HostEngine::setYuvType(IMAGE_FORMAT_TYPE type) {
