@@ -1,5 +1,5 @@
-// The subcommands: what the command line asked for, and the functions that do it. They return an exit code or throw a
-// ToolError.
+// The subcommands: what the command line asked for, and the functions that do it. They return an exit code or
+// throw a ToolError.
 #pragma once
 
 #include <optional>

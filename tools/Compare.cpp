@@ -18,7 +18,7 @@ constexpr int kGap = 8;
 
 // Differences of one plane, over all frames.
 class PlaneDifference {
-public:
+  public:
     void add(const Planes::Plane& a, const Planes::Plane& b) {
         for (std::size_t i = 0; i < a.samples.size(); ++i) {
             const int difference = std::abs(a.samples[i] - b.samples[i]);
@@ -40,7 +40,7 @@ public:
     // Absolute difference -> number of samples.
     const std::map<int, std::uint64_t>& histogram() const { return m_histogram; }
 
-private:
+  private:
     double samples() const { return sum(0); }
     double sum(int power) const {
         double total = 0.0;
@@ -69,7 +69,9 @@ void addFrame(Comparison& result, const Planes& a, const Planes& b) {
     ++result.frames;
 }
 
-std::string sizeText(Size size) { return std::to_string(size.width) + "x" + std::to_string(size.height); }
+std::string sizeText(Size size) {
+    return std::to_string(size.width) + "x" + std::to_string(size.height);
+}
 
 Comparison compareAll(FrameSource& a, FrameSource& b) {
     Comparison result;
@@ -77,7 +79,8 @@ Comparison compareAll(FrameSource& a, FrameSource& b) {
         if (a.picture()->size == b.picture()->size) {
             addFrame(result, planesOf(*a.picture()), planesOf(*b.picture()));
         } else {
-            result.mismatch = "sizes differ: " + sizeText(a.picture()->size) + " and " + sizeText(b.picture()->size);
+            result.mismatch =
+                "sizes differ: " + sizeText(a.picture()->size) + " and " + sizeText(b.picture()->size);
         }
         return result;
     }
@@ -87,7 +90,8 @@ Comparison compareAll(FrameSource& a, FrameSource& b) {
         const bool moreA = a.read(frameA);
         const bool moreB = b.read(frameB);
         if (moreA != moreB) {
-            result.mismatch = "one file ends after " + std::to_string(result.frames) + " frames, the other goes on";
+            result.mismatch =
+                "one file ends after " + std::to_string(result.frames) + " frames, the other goes on";
         }
         if (!moreA || !moreB) {
             return result;
@@ -115,13 +119,14 @@ std::string textReport(const Comparison& result, bool different) {
     for (int i = 0; i < 3; ++i) {
         const PlaneDifference& plane = result.planes[i];
         const std::optional<double> psnr = plane.psnr(result.bits);
-        std::snprintf(line, sizeof(line), "%s: PSNR %s%s, maximum difference %d, mean %.4f\n   ", kPlaneNames[i],
-                      psnr ? std::to_string(*psnr).c_str() : "infinite", psnr ? " dB" : "", plane.maximum(),
-                      plane.mean());
+        std::snprintf(line, sizeof(line), "%s: PSNR %s%s, maximum difference %d, mean %.4f\n   ",
+                      kPlaneNames[i], psnr ? std::to_string(*psnr).c_str() : "infinite", psnr ? " dB" : "",
+                      plane.maximum(), plane.mean());
         text += line;
         for (const auto& [top, count] : coarse(plane.histogram())) {
             const int low = top <= 2 ? top : top / 2 + 1;
-            const std::string levels = low == top ? std::to_string(top) : std::to_string(low) + "-" + std::to_string(top);
+            const std::string levels =
+                low == top ? std::to_string(top) : std::to_string(low) + "-" + std::to_string(top);
             text.append(" ").append(levels).append(": ").append(std::to_string(count)).append(" ");
         }
         text += "\n";
@@ -185,9 +190,11 @@ void writeSideBySide(const CompareOptions& options) {
     };
     place(left, 0);
     place(right, rightBegins);
-    const FileKind kind = kindOfName(options.sideBySide) == FileKind::kJpeg ? FileKind::kJpeg : FileKind::kPng;
-    writeFile(options.sideBySide, encodePicture(both, kind, parseMatrix(options.color.matrix, options.color.range),
-                                                options.color.quality));
+    const FileKind kind =
+        kindOfName(options.sideBySide) == FileKind::kJpeg ? FileKind::kJpeg : FileKind::kPng;
+    writeFile(options.sideBySide,
+              encodePicture(both, kind, parseMatrix(options.color.matrix, options.color.range),
+                            options.color.quality));
 }
 
 }  // namespace

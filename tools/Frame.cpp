@@ -17,11 +17,14 @@ Planes::Plane planeOf(const Bytes& levels, int width, int height) {
     return {width, height, {levels.begin(), levels.end()}};
 }
 
-std::size_t index(int row, int width) { return static_cast<std::size_t>(row) * static_cast<std::size_t>(width); }
+std::size_t index(int row, int width) {
+    return static_cast<std::size_t>(row) * static_cast<std::size_t>(width);
+}
 
 }  // namespace
 
-Frame::Frame(const RoiInfo& roi, const FrameFormat& format) : m_roi(roi), m_format(format), m_bytes(frameBytes(roi)) {
+Frame::Frame(const RoiInfo& roi, const FrameFormat& format)
+    : m_roi(roi), m_format(format), m_bytes(frameBytes(roi)) {
     m_descriptor = memfd_create("huevance frame", MFD_CLOEXEC);
     void* map = MAP_FAILED;
     if (m_descriptor >= 0 && ftruncate(m_descriptor, static_cast<off_t>(m_bytes)) == 0) {
@@ -44,10 +47,15 @@ Frame::Frame(const RoiInfo& roi, const FrameFormat& format) : m_roi(roi), m_form
     m_image.total_size = roi.stride * (roi.scanline + halfScanline);
     m_image.bt = 3;
     m_image.format = format.type;
-    m_image.planes[0] = {roi.width, roi.height, roi.stride, roi.scanline, roi.stride * roi.scanline, m_descriptor,
-                         m_data};
-    m_image.planes[1] = {roi.width,    roi.height / 2, roi.stride, halfScanline, roi.stride * halfScanline,
-                         m_descriptor, m_data + index(roi.scanline, roi.stride)};
+    m_image.planes[0] = {roi.width,    roi.height, roi.stride, roi.scanline, roi.stride * roi.scanline,
+                         m_descriptor, m_data};
+    m_image.planes[1] = {roi.width,
+                         roi.height / 2,
+                         roi.stride,
+                         halfScanline,
+                         roi.stride * halfScanline,
+                         m_descriptor,
+                         m_data + index(roi.scanline, roi.stride)};
 }
 
 Frame::~Frame() {
@@ -109,9 +117,11 @@ void Frame::get(Picture& picture) const {
     for (int row = 0; row < picture.size.height; ++row) {
         loadRow(row, samples);
         std::transform(samples.begin(), samples.begin() + picture.size.width,
-                       picture.y.begin() + static_cast<std::ptrdiff_t>(index(row, picture.size.width)), level);
+                       picture.y.begin() + static_cast<std::ptrdiff_t>(index(row, picture.size.width)),
+                       level);
     }
-    // A frame of an odd size has no chroma of its own at the far edge: the nearest stands in. Without any: neutral.
+    // A frame of an odd size has no chroma of its own at the far edge: the nearest stands in. Without any:
+    // neutral.
     if (m_roi.width < 2 || m_roi.height < 2) {
         return;
     }
@@ -148,7 +158,9 @@ Planes Frame::planes() const {
     return planes;
 }
 
-Size frameSizeOf(const Picture& picture) { return {picture.chromaWidth() * 2, picture.chromaHeight() * 2}; }
+Size frameSizeOf(const Picture& picture) {
+    return {picture.chromaWidth() * 2, picture.chromaHeight() * 2};
+}
 
 Planes planesOf(const Picture& picture) {
     return {planeOf(picture.y, picture.size.width, picture.size.height),

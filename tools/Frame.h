@@ -20,9 +20,10 @@ struct Planes {
     int bits = 8;
 };
 
-// Owns the pixel memory: shared memory with a descriptor, as camera buffers have, for back ends that import it.
+// Owns the pixel memory: shared memory with a descriptor, as camera buffers have, for back ends that import
+// it.
 class Frame {
-public:
+  public:
     Frame(const RoiInfo& roi, const FrameFormat& format);
     ~Frame();
     Frame(const Frame&) = delete;
@@ -36,14 +37,14 @@ public:
     const RoiInfo& roi() const { return m_roi; }
     const FrameFormat& format() const { return m_format; }
 
-    // From a picture whose size, rounded up to even sizes, is the frame's: the last column and row are repeated into
-    // the rest. 16-bit frames hold the levels shifted up.
+    // From a picture whose size, rounded up to even sizes, is the frame's: the last column and row are
+    // repeated into the rest. 16-bit frames hold the levels shifted up.
     void set(const Picture& picture);
     // Into a picture whose size is the frame's or one less. 16-bit samples are rounded to 8 bits.
     void get(Picture& picture) const;
     Planes planes() const;
 
-private:
+  private:
     // Sample values with the significant bits at the bottom.
     void loadRow(int row, std::vector<std::uint16_t>& samples) const;
     void storeRow(int row, const std::vector<std::uint16_t>& samples);

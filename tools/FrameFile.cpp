@@ -16,7 +16,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// A JPEG's planes are full-range BT.601 by definition: with other planes the colours would be wrong without a word.
+// A JPEG's planes are full-range BT.601 by definition: with other planes the colours would be wrong without a
+// word.
 void checkJpegMatrix(const ColorOptions& color) {
     if (parseMatrix(color.matrix, color.range) != ColorMatrix::kBt601Full) {
         throw usageError("a JPEG's planes are full-range BT.601: --matrix and --range cannot say otherwise");
@@ -97,7 +98,9 @@ bool FrameSource::read(Frame& frame) {
 FrameSink::FrameSink(const std::string& name, const std::string& kind, const FrameSource& source,
                      const ColorOptions& color)
     : m_name(name),
-      m_kind(!kind.empty() ? parseKind(kind) : name == "-" ? source.kind() : kindOfName(name)),
+      m_kind(!kind.empty() ? parseKind(kind)
+             : name == "-" ? source.kind()
+                           : kindOfName(name)),
       m_source(source),
       m_color(color) {
     if (m_kind == FileKind::kJpeg) {
@@ -127,12 +130,14 @@ void FrameSink::write(const Frame& frame) {
 
 void FrameSink::finish(const Frame& last) {
     if (m_kind != FileKind::kRaw) {
-        Picture picture(m_source.picture() ? m_source.picture()->size : Size{last.roi().width, last.roi().height});
+        Picture picture(m_source.picture() ? m_source.picture()->size
+                                           : Size{last.roi().width, last.roi().height});
         last.get(picture);
         if (m_source.picture()) {
             picture.jpegSegments = m_source.picture()->jpegSegments;
         }
-        writeFile(m_name, encodePicture(picture, m_kind, parseMatrix(m_color.matrix, m_color.range), m_color.quality));
+        writeFile(m_name, encodePicture(picture, m_kind, parseMatrix(m_color.matrix, m_color.range),
+                                        m_color.quality));
     } else if (m_name != "-") {
         const int result = close(m_descriptor);
         m_descriptor = -1;

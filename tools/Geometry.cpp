@@ -35,7 +35,8 @@ constexpr NamedFormat kFormats[] = {
 }  // namespace
 
 bool sizeInRange(long long width, long long height) {
-    return width >= 1 && height >= 1 && width <= kMaxSide && height <= kMaxSide && width * height <= kMaxPixels;
+    return width >= 1 && height >= 1 && width <= kMaxSide && height <= kMaxSide &&
+           width * height <= kMaxPixels;
 }
 
 Size parseSize(const std::string& text) {
@@ -58,8 +59,8 @@ FrameFormat parseFormat(const std::string& name, int bits) {
         }
         const int depth = bits == 0 ? format.usualBits : bits;
         if (format.usualBits == 8 ? depth != 8 : depth < 10 || depth > 16) {
-            throw usageError(name + " has " + (format.usualBits == 8 ? "8" : "10 to 16") + " bits per sample, not " +
-                             std::to_string(bits));
+            throw usageError(name + " has " + (format.usualBits == 8 ? "8" : "10 to 16") +
+                             " bits per sample, not " + std::to_string(bits));
         }
         return {format.type, depth};
     }
@@ -69,7 +70,8 @@ FrameFormat parseFormat(const std::string& name, int bits) {
 std::string toString(const FrameFormat& format) {
     for (const NamedFormat& named : kFormats) {
         if (named.type == format.type) {
-            return format.bits == 8 ? named.name : std::string(named.name) + " " + std::to_string(format.bits) + " bits";
+            return format.bits == 8 ? named.name
+                                    : std::string(named.name) + " " + std::to_string(format.bits) + " bits";
         }
     }
     return "?";
@@ -105,9 +107,11 @@ SceneScript::SceneScript(const std::string& text, int before) : m_changes{{0, be
         const std::string_view step = std::string_view(text).substr(begin, end - begin);
         const std::size_t colon = step.find(':');
         const auto frame = parseNumber<std::size_t>(step.substr(0, colon), 0);
-        const auto scene = colon == std::string_view::npos ? std::nullopt : parseNumber<int>(step.substr(colon + 1), 0);
+        const auto scene =
+            colon == std::string_view::npos ? std::nullopt : parseNumber<int>(step.substr(colon + 1), 0);
         if (!frame || !scene) {
-            throw usageError("'" + text + "' is no scene script: FRAME:SCENE,... is wanted, such as 0:0,120:2");
+            throw usageError("'" + text +
+                             "' is no scene script: FRAME:SCENE,... is wanted, such as 0:0,120:2");
         }
         if (!first && *frame <= m_changes.back().first) {
             throw usageError("the frames of the scene script '" + text + "' must rise");

@@ -46,7 +46,8 @@ HostLibrary::HostLibrary(const std::string& path, bool verbose) : m_path(path) {
     if (library == nullptr) {
         throw fileError(std::string("cannot load the library: ") + dlerror());
     }
-    // The simulated Android log can be turned away from standard error. A phone's has no such entry, and no need.
+    // The simulated Android log can be turned away from standard error. A phone's has no such entry, and no
+    // need.
     const auto setSink = reinterpret_cast<decltype(&sim_log_set_sink)>(dlsym(library, "sim_log_set_sink"));
     if (setSink != nullptr && !verbose) {
         setSink(keepErrors, nullptr);
@@ -84,16 +85,21 @@ HostHandle::HostHandle(const HostLibrary& library, const SetUp& setUp) : m_api(l
     m_init.directory2 = second.c_str();
     m_init.imageRoi = setUp.roi;
     const int floatBytes = static_cast<int>(sizeof(float));
-    m_init.portraitMaskRoi = {setUp.roi.width, setUp.roi.height, setUp.roi.width * floatBytes, setUp.roi.height};
+    m_init.portraitMaskRoi = {setUp.roi.width, setUp.roi.height, setUp.roi.width * floatBytes,
+                              setUp.roi.height};
     m_init.portraitMask = setUp.mask == nullptr ? nullptr : setUp.mask->data();
     m_setUpResult = m_api.algoInitHandle(&m_handle, &m_init);
     // The library has copied the path; the locals end here.
     m_init.directory1 = m_init.directory2 = nullptr;
 }
 
-HostHandle::~HostHandle() { release(); }
+HostHandle::~HostHandle() {
+    release();
+}
 
-bool HostHandle::supports(IMAGE_FORMAT_TYPE type) const { return m_api.isSupportFormat(m_handle, type) == 1; }
+bool HostHandle::supports(IMAGE_FORMAT_TYPE type) const {
+    return m_api.isSupportFormat(m_handle, type) == 1;
+}
 
 int HostHandle::process(Frame& frame, int scene) {
     return m_api.singleProcessImage(m_handle, frame.image(), &scene, nullptr);

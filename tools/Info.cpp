@@ -41,10 +41,8 @@ struct Driver {
 };
 // As phones name them, then as Linux does.
 constexpr Driver kDrivers[] = {
-    {"Android log", {"liblog.so", nullptr}},
-    {"hardware buffers", {"libnativewindow.so", nullptr}},
-    {"OpenCL", {"libOpenCL.so", "libOpenCL.so.1"}},
-    {"EGL", {"libEGL.so", "libEGL.so.1"}},
+    {"Android log", {"liblog.so", nullptr}},           {"hardware buffers", {"libnativewindow.so", nullptr}},
+    {"OpenCL", {"libOpenCL.so", "libOpenCL.so.1"}},    {"EGL", {"libEGL.so", "libEGL.so.1"}},
     {"OpenGL ES", {"libGLESv2.so", "libGLESv2.so.2"}},
 };
 
@@ -98,12 +96,13 @@ std::string text(const nlohmann::ordered_json& json) {
         value.resize(std::max(width, value.size()), ' ');
         return value;
     };
-    std::string out = "huevance " + word(json["version"]) + " (" + word(json["architecture"]) + ")\nlibrary " +
-                      word(json["library"]) + "\ninterface " + word(json["interface"]) +
+    std::string out = "huevance " + word(json["version"]) + " (" + word(json["architecture"]) +
+                      ")\nlibrary " + word(json["library"]) + "\ninterface " + word(json["interface"]) +
                       "\n\nback end  photo  frame\n";
     for (const auto& backEnd : json["backends"]) {
         const auto yes = [&](const char* mode) { return backEnd[mode].get<bool>() ? "yes" : "-"; };
-        out += pad(word(backEnd["name"]), 10) + pad(yes("photo"), 7) + pad(yes("frame"), 7) + word(backEnd["what"]);
+        out += pad(word(backEnd["name"]), 10) + pad(yes("photo"), 7) + pad(yes("frame"), 7) +
+               word(backEnd["what"]);
         out += word(backEnd["note"]).empty() ? "\n" : ", " + word(backEnd["note"]) + "\n";
     }
     out += "\ndriver\n";

@@ -15,7 +15,8 @@ namespace {
 
 using Handle = std::unique_ptr<void, int (*)(void*)>;
 
-// The segments that say how to look at the picture: APP1 (orientation and other camera data) and APP2 (profile).
+// The segments that say how to look at the picture: APP1 (orientation and other camera data) and APP2
+// (profile).
 Bytes describingSegments(const Bytes& jpeg) {
     Bytes kept;
     for (std::size_t at = 2; at + 4 <= jpeg.size() && jpeg[at] == 0xFF;) {
@@ -123,7 +124,8 @@ Bytes encodeJpeg(const Picture& picture, int quality) {
     Bytes luma(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
     for (int row = 0; row < height; ++row) {
         const int from = std::min(row, picture.size.height - 1);
-        const std::uint8_t* source = picture.y.data() + static_cast<std::ptrdiff_t>(from) * picture.size.width;
+        const std::uint8_t* source =
+            picture.y.data() + static_cast<std::ptrdiff_t>(from) * picture.size.width;
         std::uint8_t* target = luma.data() + static_cast<std::ptrdiff_t>(row) * width;
         std::memcpy(target, source, static_cast<std::size_t>(picture.size.width));
         std::fill(target + picture.size.width, target + width, source[picture.size.width - 1]);
@@ -132,8 +134,8 @@ Bytes encodeJpeg(const Picture& picture, int quality) {
     unsigned char* jpeg = nullptr;
     unsigned long size = 0;
     const int result =
-        tjCompressFromYUVPlanes(handle.get(), planes, picture.size.width, nullptr, picture.size.height, TJSAMP_420,
-                                &jpeg, &size, quality, TJFLAG_ACCURATEDCT);
+        tjCompressFromYUVPlanes(handle.get(), planes, picture.size.width, nullptr, picture.size.height,
+                                TJSAMP_420, &jpeg, &size, quality, TJFLAG_ACCURATEDCT);
     const std::unique_ptr<unsigned char, void (*)(unsigned char*)> owner(jpeg, tjFree);
     if (result != 0) {
         throw fileError(std::string("cannot encode a JPEG: ") + tjGetErrorStr2(handle.get()));

@@ -5,7 +5,8 @@
 
 namespace tool {
 
-// Any chroma subsampling; 4:2:0 passes untouched, others are filtered to it. Gray pictures get neutral chroma.
+// Any chroma subsampling; 4:2:0 passes untouched, others are filtered to it. Gray pictures get neutral
+// chroma.
 Picture decodeJpeg(const Bytes& contents, const std::string& name);
 // 4:2:0, quality 1 to 100.
 Bytes encodeJpeg(const Picture& picture, int quality);

@@ -23,10 +23,12 @@ namespace {
 
 constexpr std::uint8_t kNeutral = 128;
 
-std::size_t area(int width, int height) { return static_cast<std::size_t>(width) * static_cast<std::size_t>(height); }
+std::size_t area(int width, int height) {
+    return static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+}
 
 class Descriptor {
-public:
+  public:
     explicit Descriptor(int value, bool owned) : m_value(value), m_owned(owned) {}
     ~Descriptor() {
         if (m_owned && m_value >= 0) {
@@ -43,7 +45,7 @@ public:
         return good;
     }
 
-private:
+  private:
     int m_value;
     bool m_owned;
 };
@@ -77,9 +79,10 @@ GrayPicture decodePgm(const Bytes& contents, const std::string& name) {
     if (contents.size() < at + levels) {
         throw fileError("cannot read " + name + ": the PGM ends early");
     }
-    std::transform(contents.begin() + static_cast<std::ptrdiff_t>(at),
-                   contents.begin() + static_cast<std::ptrdiff_t>(at + levels), std::back_inserter(gray.levels),
-                   [maximum](int level) { return static_cast<std::uint8_t>(std::min(level, maximum) * 255 / maximum); });
+    std::transform(
+        contents.begin() + static_cast<std::ptrdiff_t>(at),
+        contents.begin() + static_cast<std::ptrdiff_t>(at + levels), std::back_inserter(gray.levels),
+        [maximum](int level) { return static_cast<std::uint8_t>(std::min(level, maximum) * 255 / maximum); });
     return gray;
 }
 
@@ -104,7 +107,8 @@ FileKind kindOfContents(const Bytes& contents) {
     if (contents.size() >= 3 && contents[0] == 0xFF && contents[1] == 0xD8 && contents[2] == 0xFF) {
         return FileKind::kJpeg;
     }
-    if (contents.size() >= sizeof(kPngMagic) && std::equal(std::begin(kPngMagic), std::end(kPngMagic), contents.begin())) {
+    if (contents.size() >= sizeof(kPngMagic) &&
+        std::equal(std::begin(kPngMagic), std::end(kPngMagic), contents.begin())) {
         return FileKind::kPng;
     }
     return FileKind::kRaw;
@@ -150,8 +154,9 @@ Bytes readFile(const std::string& name) {
 
 void writeFile(const std::string& name, const Bytes& contents) {
     const bool standard = name == "-";
-    Descriptor file(standard ? stdoutDescriptor() : open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666),
-                    !standard);
+    Descriptor file(
+        standard ? stdoutDescriptor() : open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666),
+        !standard);
     if (file.get() < 0) {
         throw fileError("cannot write " + name + ": " + std::strerror(errno));
     }
@@ -179,10 +184,10 @@ Bytes encodePicture(const Picture& picture, FileKind kind, ColorMatrix matrix, i
 
 Picture resized(const Picture& picture, Size size) {
     Picture result(size);
-    libyuv::I420Scale(picture.y.data(), picture.size.width, picture.u.data(), picture.chromaWidth(), picture.v.data(),
-                      picture.chromaWidth(), picture.size.width, picture.size.height, result.y.data(), size.width,
-                      result.u.data(), result.chromaWidth(), result.v.data(), result.chromaWidth(), size.width,
-                      size.height, libyuv::kFilterBox);
+    libyuv::I420Scale(picture.y.data(), picture.size.width, picture.u.data(), picture.chromaWidth(),
+                      picture.v.data(), picture.chromaWidth(), picture.size.width, picture.size.height,
+                      result.y.data(), size.width, result.u.data(), result.chromaWidth(), result.v.data(),
+                      result.chromaWidth(), size.width, size.height, libyuv::kFilterBox);
     result.jpegSegments = picture.jpegSegments;
     return result;
 }

@@ -15,7 +15,7 @@ namespace {
 constexpr png_color kWhite = {255, 255, 255};
 
 class PngImage {
-public:
+  public:
     PngImage() { m_image.version = PNG_IMAGE_VERSION; }
     ~PngImage() { png_image_free(&m_image); }
     PngImage(const PngImage&) = delete;
@@ -23,7 +23,7 @@ public:
     png_image* operator->() { return &m_image; }
     png_image* get() { return &m_image; }
 
-private:
+  private:
     png_image m_image{};
 };
 
@@ -47,12 +47,14 @@ Bytes readPixels(const Bytes& contents, png_uint_32 format, Size& size, const st
     return pixels;
 }
 
-std::uint8_t toLevel(float value) { return static_cast<std::uint8_t>(std::clamp(value, 0.0F, 255.0F) + 0.5F); }
+std::uint8_t toLevel(float value) {
+    return static_cast<std::uint8_t>(std::clamp(value, 0.0F, 255.0F) + 0.5F);
+}
 
-// BT.709 in floats: libyuv's tables go from RGB to BT.601 only, and its limited-range BT.709 cuts the coefficient of
-// blue at 2.
+// BT.709 in floats: libyuv's tables go from RGB to BT.601 only, and its limited-range BT.709 cuts the
+// coefficient of blue at 2.
 class Bt709 {
-public:
+  public:
     explicit Bt709(bool limited)
         : m_lumaGain(limited ? 219.0F / 255.0F : 1.0F),
           m_chromaGain(limited ? 224.0F / 255.0F : 1.0F),
@@ -73,8 +75,10 @@ public:
             for (int column = 0; column < picture.size.width; ++column, ++at) {
                 const std::size_t chroma = index(row / 2, column / 2, picture.chromaWidth());
                 const float luma = (static_cast<float>(picture.y[at]) - m_black) / m_lumaGain;
-                const float blue = luma + kBlueRange * (static_cast<float>(picture.u[chroma]) - 128.0F) / m_chromaGain;
-                const float red = luma + kRedRange * (static_cast<float>(picture.v[chroma]) - 128.0F) / m_chromaGain;
+                const float blue =
+                    luma + kBlueRange * (static_cast<float>(picture.u[chroma]) - 128.0F) / m_chromaGain;
+                const float red =
+                    luma + kRedRange * (static_cast<float>(picture.v[chroma]) - 128.0F) / m_chromaGain;
                 bgr[3 * at] = toLevel(blue);
                 bgr[3 * at + 1] = toLevel((luma - kRed * red - kBlue * blue) / kGreen);
                 bgr[3 * at + 2] = toLevel(red);
@@ -82,12 +86,13 @@ public:
         }
     }
 
-private:
+  private:
     static constexpr float kRed = 0.2126F, kBlue = 0.0722F, kGreen = 1.0F - kRed - kBlue;
     static constexpr float kBlueRange = 2.0F * (1.0F - kBlue), kRedRange = 2.0F * (1.0F - kRed);
 
     static std::size_t index(int row, int column, int width) {
-        return static_cast<std::size_t>(row) * static_cast<std::size_t>(width) + static_cast<std::size_t>(column);
+        return static_cast<std::size_t>(row) * static_cast<std::size_t>(width) +
+               static_cast<std::size_t>(column);
     }
 
     void blockFromRgb(const Bytes& rgb, Picture& picture, int row, int column) const {
@@ -112,7 +117,9 @@ private:
     float m_lumaGain, m_chromaGain, m_black;
 };
 
-bool isBt709(ColorMatrix matrix) { return matrix == ColorMatrix::kBt709Full || matrix == ColorMatrix::kBt709Limited; }
+bool isBt709(ColorMatrix matrix) {
+    return matrix == ColorMatrix::kBt709Full || matrix == ColorMatrix::kBt709Limited;
+}
 bool isLimited(ColorMatrix matrix) {
     return matrix == ColorMatrix::kBt601Limited || matrix == ColorMatrix::kBt709Limited;
 }
@@ -128,8 +135,8 @@ Picture decodePng(const Bytes& contents, ColorMatrix matrix, const std::string& 
     } else {
         // libyuv's RAW is red first in memory; J420 is the full range.
         const auto convert = isLimited(matrix) ? libyuv::RAWToI420 : libyuv::RAWToJ420;
-        convert(rgb.data(), 3 * size.width, picture.y.data(), size.width, picture.u.data(), picture.chromaWidth(),
-                picture.v.data(), picture.chromaWidth(), size.width, size.height);
+        convert(rgb.data(), 3 * size.width, picture.y.data(), size.width, picture.u.data(),
+                picture.chromaWidth(), picture.v.data(), picture.chromaWidth(), size.width, size.height);
     }
     return picture;
 }
@@ -147,10 +154,10 @@ Bytes encodePng(const Picture& picture, ColorMatrix matrix) {
         Bt709(isLimited(matrix)).toBgr(picture, bgr);
     } else {
         // libyuv's RGB24 is blue first in memory.
-        libyuv::I420ToRGB24Matrix(picture.y.data(), width, picture.u.data(), picture.chromaWidth(), picture.v.data(),
-                                  picture.chromaWidth(), bgr.data(), 3 * width,
-                                  isLimited(matrix) ? &libyuv::kYuvI601Constants : &libyuv::kYuvJPEGConstants, width,
-                                  height);
+        libyuv::I420ToRGB24Matrix(picture.y.data(), width, picture.u.data(), picture.chromaWidth(),
+                                  picture.v.data(), picture.chromaWidth(), bgr.data(), 3 * width,
+                                  isLimited(matrix) ? &libyuv::kYuvI601Constants : &libyuv::kYuvJPEGConstants,
+                                  width, height);
     }
     PngImage image;
     image->width = static_cast<png_uint_32>(width);

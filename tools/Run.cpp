@@ -22,11 +22,12 @@ constexpr std::size_t kMaxDirectory = 480;
 
 std::vector<float> readMask(const std::string& name, const FrameSource& source) {
     const GrayPicture gray = readGray(name);
-    const Size wanted = source.picture() ? source.picture()->size : Size{source.roi().width, source.roi().height};
+    const Size wanted =
+        source.picture() ? source.picture()->size : Size{source.roi().width, source.roi().height};
     if (!(gray.size == wanted)) {
         throw usageError("the mask " + name + " is " + std::to_string(gray.size.width) + "x" +
-                         std::to_string(gray.size.height) + ", the frame " + std::to_string(wanted.width) + "x" +
-                         std::to_string(wanted.height));
+                         std::to_string(gray.size.height) + ", the frame " + std::to_string(wanted.width) +
+                         "x" + std::to_string(wanted.height));
     }
     std::vector<float> mask;
     for (int y = 0; y < source.roi().height; ++y) {
@@ -45,7 +46,8 @@ void warnIfMaskUnused(const RunOptions& options, bool photo) {
     const std::string source =
         iniValue(options.tuning + (photo ? "/photoSet.ini" : "/frameSet.ini"), "portrait", "maskSource");
     if (!options.mask.empty() && source != "1") {
-        note("the tuning does not ask for a mask (maskSource=" + source + "): " + options.mask + " has no effect");
+        note("the tuning does not ask for a mask (maskSource=" + source + "): " + options.mask +
+             " has no effect");
     }
 }
 
@@ -58,7 +60,7 @@ void checkNotOverwritten(const RunOptions& options) {
 }
 
 class Timings {
-public:
+  public:
     void add(double milliseconds) { m_all.push_back(milliseconds); }
     std::size_t count() const { return m_all.size(); }
     double median() const {
@@ -75,11 +77,12 @@ public:
                   {"total", std::accumulate(m_all.begin(), m_all.end(), 0.0)}}}};
     }
 
-private:
+  private:
     std::vector<double> m_all;
 };
 
-void report(const RunOptions& options, const std::string& backEnd, const FrameSource& source, const Timings& timings) {
+void report(const RunOptions& options, const std::string& backEnd, const FrameSource& source,
+            const Timings& timings) {
     const std::string size = std::to_string(source.roi().width) + "x" + std::to_string(source.roi().height);
     if (!options.report.empty()) {
         nlohmann::json json = timings.json();
@@ -107,7 +110,8 @@ struct Refusal {
 };
 
 std::optional<Refusal> refusedBy(HostHandle& handle, const char* entry, int code) {
-    // A back end that the library does not know passes the set-up; only the release tells that nothing was there.
+    // A back end that the library does not know passes the set-up; only the release tells that nothing was
+    // there.
     const std::string errors = HostLibrary::takeErrors();
     const bool noBackEnd = !handle.release();
     HostLibrary::takeErrors();
@@ -127,7 +131,8 @@ std::optional<Refusal> processAll(const HostLibrary& library, const RunOptions& 
     Frame frame(source.roi(), source.format());
     // A picture is one frame unless more are asked for; a stream ends with its file.
     const std::size_t wanted = options.frames != 0 ? options.frames : source.picture() ? 1 : SIZE_MAX;
-    const std::size_t shown = source.count() != 0 && !source.picture() ? std::min(wanted, source.count()) : wanted;
+    const std::size_t shown =
+        source.count() != 0 && !source.picture() ? std::min(wanted, source.count()) : wanted;
     Progress progress(shown == SIZE_MAX ? 0 : shown);
     for (std::size_t i = 0; i < wanted && source.read(frame); ++i) {
         const auto begin = std::chrono::steady_clock::now();
@@ -147,9 +152,10 @@ std::optional<Refusal> processAll(const HostLibrary& library, const RunOptions& 
     return std::nullopt;
 }
 
-[[noreturn]] void fail(const HostLibrary& library, const Refusal& refusal, const std::string& backEnd, bool photo) {
-    // A set-up that fails may mean a driver that is not there, or a tuning that is wrong: a tuning that is known to be
-    // right tells which.
+[[noreturn]] void fail(const HostLibrary& library, const Refusal& refusal, const std::string& backEnd,
+                       bool photo) {
+    // A set-up that fails may mean a driver that is not there, or a tuning that is wrong: a tuning that is
+    // known to be right tells which.
     const bool unavailable = refusal.noBackEnd || (refusal.code == kInitFailed && !backEnd.empty() &&
                                                    !backEndRuns(library, backEnd, photo));
     if (unavailable) {
@@ -187,7 +193,8 @@ ExitCode run(const RunOptions& options) {
         overlay.emplace(options.tuning, options.backEnd);
     }
     const std::string directory = overlay ? overlay->path() : options.tuning;
-    const std::string backEnd = iniValue(directory + "/platformSet.ini", "platform", photo ? "photo" : "frame");
+    const std::string backEnd =
+        iniValue(directory + "/platformSet.ini", "platform", photo ? "photo" : "frame");
     Timings timings;
     const SetUp setUp = {photo, directory, source.roi(), source.format(), mask.empty() ? nullptr : &mask};
     const std::optional<Refusal> refusal = processAll(library, options, setUp, scenes, source, timings);

@@ -52,12 +52,14 @@ Yuv graded(const Look& look, Yuv in) {
 
 std::string photoOrFrameText(bool photo, const std::string& sceneIdx) {
     std::ostringstream out;
-    out << "[save]\r\n" << (photo ? "photo=0\r\n[switch]\r\nphotoSwitch=1\r\n" : "frame=0\r\n[switch]\r\nframeSwitch=1\r\n")
+    out << "[save]\r\n"
+        << (photo ? "photo=0\r\n[switch]\r\nphotoSwitch=1\r\n" : "frame=0\r\n[switch]\r\nframeSwitch=1\r\n")
         << "[hvc]\r\nclaheSwitch=1\r\ncurveSwitch=1\r\ncolorSwitch=1\r\ncCorrSwitch=1\r\n"
         << "gridWidth=8\r\ngridHeight=6\r\nsampRate=4\r\n"
         << (photo ? "" : "transFrameNum=30\r\n")
         // Skin detection and protection belong to captures; previews do without.
-        << "[portrait]\r\nmaskSource=" << (photo ? 2 : 0) << "\r\npProtectSwitch=" << (photo ? 1 : 0) << "\r\n"
+        << "[portrait]\r\nmaskSource=" << (photo ? 2 : 0) << "\r\npProtectSwitch=" << (photo ? 1 : 0)
+        << "\r\n"
         << "[scene]\r\nsceneNum=" << starterLooks().size() << "\r\nsceneIdx=" << sceneIdx << "\r\n";
     return out.str();
 }
@@ -75,17 +77,22 @@ std::string readmeText() {
     out << "A starter tuning for libHuevance. Host scene numbers and their tables:\n\n";
     for (std::size_t scene = 0; scene < starterSceneIdx().size(); ++scene) {
         const int table = starterSceneIdx()[scene];
-        out << "  scene " << scene << "  " << starterLooks()[static_cast<std::size_t>(table)].name << ": param" << table
-            << ".ini, curveLut" << table << ", colorLut" << table << "\n";
+        out << "  scene " << scene << "  " << starterLooks()[static_cast<std::size_t>(table)].name
+            << ": param" << table << ".ini, curveLut" << table << ", colorLut" << table << "\n";
     }
     out << "\nNeutral is table 1, because a preview's first frames fade in from table 1.\n"
-           "Lines of platformSet.ini must end in carriage return and line feed; sections must have no blank lines;\n"
-           "every element of a list needs a \"/\" after it. CurveLut and ColorLut are all the tables one after another,\n"
-           "for the GPU back end: make them again when a table changes (cat curveLut0 curveLut1 ... > CurveLut).\n";
+           "Lines of platformSet.ini must end in carriage return and line feed; sections must have no blank "
+           "lines;\n"
+           "every element of a list needs a \"/\" after it. CurveLut and ColorLut are all the tables one "
+           "after another,\n"
+           "for the GPU back end: make them again when a table changes (cat curveLut0 curveLut1 ... > "
+           "CurveLut).\n";
     return out.str();
 }
 
-Bytes bytesOf(const std::string& text) { return {text.begin(), text.end()}; }
+Bytes bytesOf(const std::string& text) {
+    return {text.begin(), text.end()};
+}
 
 // Raw little-endian floats, which is what this program's machines have.
 Bytes bytesOf(const std::vector<float>& values) {
@@ -117,7 +124,8 @@ std::vector<float> starterCurve(const Look& look) {
     for (int i = 0; i < 256; ++i) {
         const float x = static_cast<float>(i) / 255.0F;
         const float lifted = x + look.lift * 6.75F * x * (1.0F - x) * (1.0F - x);
-        // One period of a sine, subtracted: steeper in the middle, gentler at both ends, fixed at 0, 1/2 and 1.
+        // One period of a sine, subtracted: steeper in the middle, gentler at both ends, fixed at 0, 1/2
+        // and 1.
         const float y = lifted - look.contrast / (2.0F * kPi) * std::sin(2.0F * kPi * lifted);
         curve.push_back(255.0F * std::clamp(y, 0.0F, 1.0F));
     }

@@ -1,12 +1,12 @@
 #include "tools/TemporaryTuning.h"
 
-#include <csignal>
 #include <dirent.h>
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -21,8 +21,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// What the signal handler may touch: names fixed before it can run. One directory at a time lives here, which is as
-// many as the program has.
+// What the signal handler may touch: names fixed before it can run. One directory at a time lives here, which
+// is as many as the program has.
 constexpr int kNames = 4096;
 char g_directory[512];
 char g_names[kNames][64];
@@ -87,11 +87,13 @@ std::string iniValue(const std::string& file, const std::string& section, const 
 }
 
 bool isBackEndName(const std::string& name) {
-    return !name.empty() && std::all_of(name.begin(), name.end(), [](char c) { return c > ' ' && c < '\x7f'; });
+    return !name.empty() &&
+           std::all_of(name.begin(), name.end(), [](char c) { return c > ' ' && c < '\x7f'; });
 }
 
 std::string platformText(const std::string& backEnd, const std::string& cacheDirectory) {
-    return "[platform]\r\nphoto=" + backEnd + "\r\nframe=" + backEnd + "\r\n[cache]\r\npath=" + cacheDirectory + "\r\n";
+    return "[platform]\r\nphoto=" + backEnd + "\r\nframe=" + backEnd +
+           "\r\n[cache]\r\npath=" + cacheDirectory + "\r\n";
 }
 
 TemporaryTuning::TemporaryTuning(const std::string& directory, const std::string& backEnd) {
@@ -127,7 +129,9 @@ TemporaryTuning::TemporaryTuning(const std::function<void(const std::string&, co
     }
 }
 
-TemporaryTuning::~TemporaryTuning() { remove(); }
+TemporaryTuning::~TemporaryTuning() {
+    remove();
+}
 
 void TemporaryTuning::create() {
     std::error_code failed;

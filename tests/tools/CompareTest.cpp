@@ -19,7 +19,8 @@ struct CompareTest : testing::Test {
     ToolBench bench;
 
     ToolResult compare(const Bytes& a, const Bytes& b, const std::vector<std::string>& more = {}) {
-        std::vector<std::string> arguments = {"compare", bench.write("a.yuv", a), bench.write("b.yuv", b), "--size", "16x12"};
+        std::vector<std::string> arguments = {"compare", bench.write("a.yuv", a), bench.write("b.yuv", b),
+                                              "--size", "16x12"};
         arguments.insert(arguments.end(), more.begin(), more.end());
         return bench.run(arguments);
     }
@@ -37,7 +38,8 @@ TEST_F(CompareTest, EqualFilesAreGood) {
 }
 
 TEST_F(CompareTest, NumbersOfEachPlane) {
-    // Luma: 4 samples off by 10 and one by -20. First chroma: every sample off by 1. Second: equal. NV21: V comes first.
+    // Luma: 4 samples off by 10 and one by -20. First chroma: every sample off by 1. Second: equal. NV21: V
+    // comes first.
     Bytes a(kFrame, 100), b = a;
     for (const std::size_t i : {0U, 5U, 17U, 100U}) {
         b[i] = 110;
@@ -64,7 +66,9 @@ TEST_F(CompareTest, NumbersOfEachPlane) {
 
     EXPECT_EQ(compare(a, b, {"--tolerance", "20"}).exitCode, 0);
     EXPECT_EQ(compare(a, b, {"--tolerance", "19"}).exitCode, 1);
-    EXPECT_THAT(compare(a, b).out, HasSubstr("maximum difference 20"));
+    const std::string text = compare(a, b).out;
+    EXPECT_THAT(text, HasSubstr("maximum difference 20"));
+    EXPECT_THAT(text, HasSubstr(" 0: 187  9-16: 4  17-32: 1 \n"));
 }
 
 TEST_F(CompareTest, SixteenBitsAreMeasuredAgainstTheirOwnRange) {

@@ -50,7 +50,9 @@ struct Plane {
 
 // The planes of a file that was decoded in one go; luma is padded to whole chroma samples there.
 std::vector<Plane> planesOf(const JpegPlanes& jpeg) {
-    const int across = jpeg.subsampling == k420 || jpeg.subsampling == k422 ? 2 : jpeg.subsampling == k411 ? 4 : 1;
+    const int across = jpeg.subsampling == k420 || jpeg.subsampling == k422 ? 2
+                       : jpeg.subsampling == k411                           ? 4
+                                                                            : 1;
     const int down = jpeg.subsampling == k420 || jpeg.subsampling == k440 ? 2 : 1;
     std::vector<Plane> planes;
     auto from = jpeg.planes.begin();
@@ -68,7 +70,8 @@ std::vector<Plane> planesOf(const JpegPlanes& jpeg) {
 TEST_F(FilesTest, JpegPlanesReachTheFrameUntouched) {
     const int sizes[][2] = {{1, 1}, {2, 2}, {3, 5}, {17, 9}, {40, 30}, {641, 3}};
     for (const auto& [width, height] : sizes) {
-        const Bytes jpeg = encodeJpeg(noise(static_cast<std::size_t>(3 * width * height), 7), width, height, k420);
+        const Bytes jpeg =
+            encodeJpeg(noise(static_cast<std::size_t>(3 * width * height), 7), width, height, k420);
         const std::vector<Plane> planes = planesOf(decodeJpeg(jpeg));
         const std::string in = bench.write("in.jpg", jpeg);
         // The frame of an odd picture is even, and holds the picture's last chroma column and row.
@@ -79,7 +82,8 @@ TEST_F(FilesTest, JpegPlanesReachTheFrameUntouched) {
             const bool firstIsU = std::string(format) == "nv12";
             for (int y = 0; y < height; ++y) {
                 for (int x = 0; x < width; ++x) {
-                    ASSERT_EQ(frame[static_cast<std::size_t>(y * frameWidth + x)], planes[0].at(x, y)) << width << format;
+                    ASSERT_EQ(frame[static_cast<std::size_t>(y * frameWidth + x)], planes[0].at(x, y))
+                        << width << format;
                 }
             }
             for (int y = 0; y < frameHeight / 2; ++y) {
@@ -108,11 +112,14 @@ TEST_F(FilesTest, OtherSubsamplingsAreFilteredToTheFrame) {
                     double mean = 0.0;
                     for (int i = 0; i < 4; ++i) {
                         mean += planes[static_cast<std::size_t>(plane)].at((2 * x + i % 2) / across,
-                                                                           (2 * y + i / 2) / down) / 4.0;
+                                                                           (2 * y + i / 2) / down) /
+                                4.0;
                     }
-                    const int got = frame[static_cast<std::size_t>((kHeight + y) * kWidth + 2 * x + plane - 1)];
+                    const int got =
+                        frame[static_cast<std::size_t>((kHeight + y) * kWidth + 2 * x + plane - 1)];
                     // Where the file has fewer columns than the frame they are interpolated.
-                    ASSERT_NEAR(got, mean, subsampling == k411 ? 5.0 : 3.0) << subsampling << " " << x << " " << y;
+                    ASSERT_NEAR(got, mean, subsampling == k411 ? 5.0 : 3.0)
+                        << subsampling << " " << x << " " << y;
                 }
             }
         }
@@ -158,17 +165,22 @@ constexpr MatrixCase kMatrices[] = {
 };
 
 TEST_F(FilesTest, PngColoursFollowTheNamedMatrix) {
-    const int colors[][3] = {{0, 0, 0}, {255, 255, 255}, {200, 40, 30}, {30, 180, 60}, {20, 60, 220}, {228, 172, 140}};
+    const int colors[][3] = {{0, 0, 0},     {255, 255, 255}, {200, 40, 30},
+                             {30, 180, 60}, {20, 60, 220},   {228, 172, 140}};
     for (const MatrixCase& matrix : kMatrices) {
-        const double lumaGain = matrix.limited ? 219.0 / 255.0 : 1.0, chromaGain = matrix.limited ? 224.0 / 255.0 : 1.0;
+        const double lumaGain = matrix.limited ? 219.0 / 255.0 : 1.0,
+                     chromaGain = matrix.limited ? 224.0 / 255.0 : 1.0;
         for (const auto& color : colors) {
-            const double luma = matrix.red * color[0] + (1 - matrix.red - matrix.blue) * color[1] + matrix.blue * color[2];
+            const double luma =
+                matrix.red * color[0] + (1 - matrix.red - matrix.blue) * color[1] + matrix.blue * color[2];
             const double expected[] = {
                 (matrix.limited ? 16.0 : 0.0) + lumaGain * luma,
                 std::min(128.0 + chromaGain * (color[2] - luma) / (2 * (1 - matrix.blue)), 255.0),
                 std::min(128.0 + chromaGain * (color[0] - luma) / (2 * (1 - matrix.red)), 255.0)};
-            const std::string in = bench.write("in.png", encodePng(solid(6, 5, color[0], color[1], color[2])));
-            const std::vector<std::string> options = {"--matrix", matrix.matrix, "--range", matrix.range, "--format", "nv12"};
+            const std::string in =
+                bench.write("in.png", encodePng(solid(6, 5, color[0], color[1], color[2])));
+            const std::vector<std::string> options = {"--matrix",   matrix.matrix, "--range",
+                                                      matrix.range, "--format",    "nv12"};
             const Bytes frame = convert(in, "out.nv12", options);
             ASSERT_EQ(frame.size(), 6U * 6U * 3U / 2U);
             EXPECT_NEAR(frame[0], expected[0], 1.5) << matrix.matrix << matrix.range << color[0];
@@ -180,13 +192,15 @@ TEST_F(FilesTest, PngColoursFollowTheNamedMatrix) {
             const RgbPicture picture = decodePng(convert(bench.path("out.nv12"), "out.png", back));
             ASSERT_EQ(picture.width, 6);
             for (std::size_t i = 0; i < 3; ++i) {
-                EXPECT_NEAR(picture.rgb[i], color[i], 4) << matrix.matrix << matrix.range << color[0] << " " << i;
+                EXPECT_NEAR(picture.rgb[i], color[i], 4)
+                    << matrix.matrix << matrix.range << color[0] << " " << i;
             }
         }
     }
     // A JPEG's planes have one meaning only.
     bench.write("in.png", encodePng(solid(6, 5, 1, 2, 3)));
-    EXPECT_EQ(bench.run({"convert", bench.path("in.png"), bench.path("o.jpg"), "--range", "limited"}).exitCode, 2);
+    EXPECT_EQ(
+        bench.run({"convert", bench.path("in.png"), bench.path("o.jpg"), "--range", "limited"}).exitCode, 2);
 }
 
 TEST_F(FilesTest, SixteenBitFramesHoldShiftedLevels) {
@@ -196,7 +210,8 @@ TEST_F(FilesTest, SixteenBitFramesHoldShiftedLevels) {
         int shift;  // from the 8-bit level to the stored sample
     };
     const std::string in = bench.write("in.png", encodePng(solid(4, 2, 77, 77, 77)));
-    for (const Depth& depth : {Depth{"nv12-16", "10", 2}, {"nv12-16", "16", 8}, {"p010", "10", 8}, {"p010", "12", 8}}) {
+    for (const Depth& depth :
+         {Depth{"nv12-16", "10", 2}, {"nv12-16", "16", 8}, {"p010", "10", 8}, {"p010", "12", 8}}) {
         const std::vector<std::string> options = {"--format", depth.format, "--bits", depth.bits};
         const Bytes frame = convert(in, "out.yuv", options);
         ASSERT_EQ(frame.size(), 4U * 3U * 2U);
@@ -206,7 +221,8 @@ TEST_F(FilesTest, SixteenBitFramesHoldShiftedLevels) {
         back.insert(back.end(), {"--size", "4x2"});
         EXPECT_EQ(decodePng(convert(bench.path("out.yuv"), "out.png", back)).rgb[0], 77);
     }
-    // On the way to 8 bits levels are rounded, not cut: 309 of 1023 is nearer to 77 than to 78, 310 is half-way.
+    // On the way to 8 bits levels are rounded, not cut: 309 of 1023 is nearer to 77 than to 78, 310 is
+    // half-way.
     for (const auto& [sample, level] : {std::pair{309, 77}, {310, 78}, {1023, 255}}) {
         Bytes frame;
         for (int i = 0; i < 12; ++i) {
@@ -214,7 +230,8 @@ TEST_F(FilesTest, SixteenBitFramesHoldShiftedLevels) {
             frame.push_back(static_cast<std::uint8_t>(value));
             frame.push_back(static_cast<std::uint8_t>(value >> 8));
         }
-        const Bytes png = convert(bench.write("in.yuv", frame), "out.png", {"--size", "4x2", "--format", "nv12-16"});
+        const Bytes png =
+            convert(bench.write("in.yuv", frame), "out.png", {"--size", "4x2", "--format", "nv12-16"});
         EXPECT_EQ(decodePng(png).rgb[0], level);
     }
 }
@@ -223,7 +240,8 @@ TEST_F(FilesTest, RawFramesOfOddSizesBecomePictures) {
     // 3 x 3: one chroma pair, which stands for the whole picture.
     const Bytes frame = {100, 100, 100, 100, 100, 100, 100, 100, 100, 90, 160, 0};
     for (const char* name : {"out.png", "out.jpg"}) {
-        convert(bench.write("in.nv12", frame), name, {"--size", "3x3", "--format", "nv12", "--quality", "100"});
+        convert(bench.write("in.nv12", frame), name,
+                {"--size", "3x3", "--format", "nv12", "--quality", "100"});
     }
     const RgbPicture png = decodePng(bench.read("out.png"));
     ASSERT_EQ(png.width * png.height, 9);
@@ -263,7 +281,8 @@ TEST_F(FilesTest, DamagedFilesAreRefusedInWords) {
     const Bytes png = encodePng({64, 48, gradient(64, 48)});
     std::vector<std::pair<std::string, Bytes>> files = {{"empty", {}}, {"text", {'h', 'e', 'l', 'l', 'o'}}};
     for (const Bytes& whole : {jpeg, png}) {
-        for (const std::size_t length : {std::size_t{3}, std::size_t{8}, std::size_t{24}, whole.size() / 2, whole.size() * 9 / 10}) {
+        for (const std::size_t length :
+             {std::size_t{3}, std::size_t{8}, std::size_t{24}, whole.size() / 2, whole.size() * 9 / 10}) {
             files.emplace_back("first " + std::to_string(length) + " bytes",
                                Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length)));
         }
@@ -295,9 +314,11 @@ TEST_F(FilesTest, DamagedMasksAreRefusedInWords) {
     TuningDir tuning;
     writeConstantCurves(tuning, {50});
     const std::string in = bench.write("in.nv21", Bytes(6));
-    for (const char* text : {"P5", "P5 2", "P5 2 2 255\nabc", "P5 0 0 255\n", "P5 99999999999 2 255\n", "P5 2 2 65535\nabcdefgh",
-                             "P5 65535 65535 255\nab", "P2 2 2 255 1 2 3 4", "# 2 2", ""}) {
-        const std::string mask = bench.write("mask", Bytes(text, text + std::char_traits<char>::length(text)));
+    for (const char* text :
+         {"P5", "P5 2", "P5 2 2 255\nabc", "P5 0 0 255\n", "P5 99999999999 2 255\n", "P5 2 2 65535\nabcdefgh",
+          "P5 65535 65535 255\nab", "P2 2 2 255 1 2 3 4", "# 2 2", ""}) {
+        const std::string mask =
+            bench.write("mask", Bytes(text, text + std::char_traits<char>::length(text)));
         const ToolResult result =
             bench.run({"run", in, bench.path("o"), "--size", "2x2", "-t", tuning.path(), "--mask", mask});
         EXPECT_EQ(result.exitCode, 3) << text << result.err;

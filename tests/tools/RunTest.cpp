@@ -78,8 +78,12 @@ TEST_F(RunTest, UsageMistakesEndWithTwo) {
 
 TEST_F(RunTest, HelpHasExamplesAndExitCodes) {
     for (const std::vector<std::string>& arguments :
-         std::vector<std::vector<std::string>>{{"--help"}, {"run", "--help"}, {"compare", "--help"},
-                                               {"tuning", "new", "--help"}, {"info", "--help"}, {"convert", "--help"}}) {
+         std::vector<std::vector<std::string>>{{"--help"},
+                                               {"run", "--help"},
+                                               {"compare", "--help"},
+                                               {"tuning", "new", "--help"},
+                                               {"info", "--help"},
+                                               {"convert", "--help"}}) {
         const ToolResult result = bench.run(arguments);
         EXPECT_EQ(result.exitCode, 0);
         EXPECT_THAT(result.out, HasSubstr("Example"));
@@ -135,7 +139,11 @@ TEST_F(RunTest, RefusalsSayWhatTheLibraryAnswered) {
         {"name nobody knows", {}, {"--backend", "XYZ"}, 5, "'XYZ' is not available"},
         {"name in the wrong case", {}, {"--backend", "cpu"}, 5, "'cpu' is not available"},
         {"name too long", {}, {"--backend", "ABCDEFGHIJKLMNOPQRST"}, 5, "is not available"},
-        {"16-bit on a name nobody knows", {}, {"--backend", "XYZ", "--format", "p010"}, 5, "is not available"},
+        {"16-bit on a name nobody knows",
+         {},
+         {"--backend", "XYZ", "--format", "p010"},
+         5,
+         "is not available"},
         {"photo on GPU", {}, {"--backend", "GPU"}, 5, "not available for photos"},
         {"preview on NEON", {}, {"--backend", "NEON", "--mode", "frame"}, 5, "not available for previews"},
     };
@@ -170,7 +178,8 @@ TEST_F(RunTest, StandardOutputCarriesDataAlone) {
     const Bytes frame = noise(kFrameBytes, 3);
     Bytes expected = frame;
     std::fill_n(expected.begin(), kWidth * kHeight, std::uint8_t{50});
-    for (const std::vector<std::string>& more : std::vector<std::vector<std::string>>{{}, {"--verbose"}, {"--mode", "frame"}}) {
+    for (const std::vector<std::string>& more :
+         std::vector<std::vector<std::string>>{{}, {"--verbose"}, {"--mode", "frame"}}) {
         const ToolResult result = bench.run(rawRun("-", "-", more), frame);
         EXPECT_EQ(result.exitCode, 0) << result.err;
         EXPECT_EQ(Bytes(result.out.begin(), result.out.end()), expected);
@@ -182,7 +191,9 @@ TEST_F(RunTest, StandardOutputCarriesDataAlone) {
     EXPECT_THAT(verbose.err, HasSubstr("running photo"));
     EXPECT_THAT(verbose.err, HasSubstr("HuevanceProcess succeeded!"));
     // No progress bar into a file, however many frames.
-    EXPECT_EQ(bench.run(rawRun("-", bench.path("o.nv21"), {"--mode", "frame"}), noise(20 * kFrameBytes, 1)).err, "");
+    EXPECT_EQ(
+        bench.run(rawRun("-", bench.path("o.nv21"), {"--mode", "frame"}), noise(20 * kFrameBytes, 1)).err,
+        "");
 }
 
 TEST_F(RunTest, PicturesThroughStandardInputAndOutput) {
@@ -237,8 +248,9 @@ TEST_F(RunTest, SceneScriptsAndFrameCounts) {
 TEST_F(RunTest, PictureIsRepeatedForAStream) {
     writeConstantCurves(tuning, {10, 120});
     const std::string in = bench.write("in.png", encodePng(solid(32, 24, 80, 80, 80)));
-    const ToolResult result = bench.run({"run", in, bench.path("out.nv21"), "-t", tuning.path(), "-m", "frame", "-n", "3",
-                                         "--scenes", "0:0,1:1", "--report", bench.path("report.json")});
+    const ToolResult result =
+        bench.run({"run", in, bench.path("out.nv21"), "-t", tuning.path(), "-m", "frame", "-n", "3",
+                   "--scenes", "0:0,1:1", "--report", bench.path("report.json")});
     ASSERT_EQ(result.exitCode, 0) << result.err;
     const Bytes out = bench.read("out.nv21");
     ASSERT_EQ(out.size(), 3 * kFrameBytes);
@@ -264,9 +276,9 @@ TEST_F(RunTest, FormatsStridesAndOddSizesKeepTheirBytes) {
         const char* bits;
     };
     const Layout layouts[] = {
-        {"nv21", 1, 1, 1, 1, "8"},      {"nv12", 3, 5, 3, 5, "8"},         {"nv21", 33, 17, 64, 20, "8"},
-        {"nv12", 32, 24, 32, 24, "8"},  {"nv12-16", 7, 3, 14, 3, "10"},    {"nv12-16", 16, 16, 128, 32, "16"},
-        {"p010", 16, 9, 40, 11, "10"},  {"p010", 16, 8, 32, 8, "12"},
+        {"nv21", 1, 1, 1, 1, "8"},     {"nv12", 3, 5, 3, 5, "8"},      {"nv21", 33, 17, 64, 20, "8"},
+        {"nv12", 32, 24, 32, 24, "8"}, {"nv12-16", 7, 3, 14, 3, "10"}, {"nv12-16", 16, 16, 128, 32, "16"},
+        {"p010", 16, 9, 40, 11, "10"}, {"p010", 16, 8, 32, 8, "12"},
     };
     for (const Layout& layout : layouts) {
         const std::size_t bytes = static_cast<std::size_t>(layout.stride) *
@@ -283,10 +295,11 @@ TEST_F(RunTest, FormatsStridesAndOddSizesKeepTheirBytes) {
             }
         }
         const std::string in = bench.write("in.yuv", frame);
-        const ToolResult result = bench.run(
-            {"run", in, bench.path("out.yuv"), "-t", tuning.path(), "--size",
-             std::to_string(layout.width) + "x" + std::to_string(layout.height), "--format", layout.format, "--stride",
-             std::to_string(layout.stride), "--scanline", std::to_string(layout.scanline), "--bits", layout.bits});
+        const ToolResult result =
+            bench.run({"run", in, bench.path("out.yuv"), "-t", tuning.path(), "--size",
+                       std::to_string(layout.width) + "x" + std::to_string(layout.height), "--format",
+                       layout.format, "--stride", std::to_string(layout.stride), "--scanline",
+                       std::to_string(layout.scanline), "--bits", layout.bits});
         EXPECT_EQ(result.exitCode, 0) << layout.format << result.err;
         EXPECT_EQ(bench.read("out.yuv"), frame) << layout.format << layout.width;
     }
@@ -322,7 +335,8 @@ TEST_F(RunTest, MasksOfEveryKindProtect) {
     const std::string small = bench.write("small.png", encodePng(solid(31, 24, 255, 255, 255)));
     EXPECT_EQ(bench.run(rawRun(in, bench.path("out.nv21"), {"--mask", small})).exitCode, 2);
     writeConstantCurves(tuning, {200});
-    const ToolResult unused = bench.run(rawRun(in, bench.path("out.nv21"), {"--mask", bench.path("mask.png")}));
+    const ToolResult unused =
+        bench.run(rawRun(in, bench.path("out.nv21"), {"--mask", bench.path("mask.png")}));
     EXPECT_EQ(unused.exitCode, 0);
     EXPECT_THAT(unused.err, HasSubstr("has no effect"));
 }
@@ -333,7 +347,8 @@ TEST_F(RunTest, BackEndChoiceLeavesTuningAndTemporaryPlaceAlone) {
     const auto contents = [&] {
         std::map<std::string, std::string> files;
         for (const auto& entry : std::filesystem::directory_iterator(tuning.path())) {
-            files[entry.path().filename().string()] = std::to_string(entry.file_size()) + " " +
+            files[entry.path().filename().string()] =
+                std::to_string(entry.file_size()) + " " +
                 std::to_string(entry.last_write_time().time_since_epoch().count());
         }
         return files;
@@ -344,7 +359,8 @@ TEST_F(RunTest, BackEndChoiceLeavesTuningAndTemporaryPlaceAlone) {
     EXPECT_EQ(bench.read("out.nv21")[0], 50);
     EXPECT_THAT(bench.leftovers(), IsEmpty());
     // Preview needs the cache directory of the tuning, and the same files.
-    const ToolResult frame = bench.run(rawRun(in, bench.path("out.nv21"), {"--backend", "CPU", "-m", "frame", "-v"}));
+    const ToolResult frame =
+        bench.run(rawRun(in, bench.path("out.nv21"), {"--backend", "CPU", "-m", "frame", "-v"}));
     EXPECT_EQ(frame.exitCode, 0);
     EXPECT_THAT(frame.err, HasSubstr("cache path /some/cache"));
     // Errors while it works: no room for the result, a stream that ends early.
@@ -357,8 +373,8 @@ TEST_F(RunTest, BackEndChoiceLeavesTuningAndTemporaryPlaceAlone) {
 TEST_F(RunTest, SignalsLeaveNothingBehind) {
     writeConstantCurves(tuning, {50});
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        const ToolResult result =
-            bench.runAndKill(rawRun("-", bench.path("out.nv21"), {"--backend", "CPU", "-m", "frame"}), signal);
+        const ToolResult result = bench.runAndKill(
+            rawRun("-", bench.path("out.nv21"), {"--backend", "CPU", "-m", "frame"}), signal);
         EXPECT_EQ(result.exitCode, 128 + signal);
         EXPECT_THAT(bench.leftovers(), IsEmpty()) << signal;
     }

@@ -49,7 +49,9 @@ std::string ToolBench::write(const std::string& name, const Bytes& contents) con
     return path(name);
 }
 
-Bytes ToolBench::read(const std::string& name) const { return readWhole(path(name)); }
+Bytes ToolBench::read(const std::string& name) const {
+    return readWhole(path(name));
+}
 
 // Through files, so that no pipe can fill up. `input` may be a pipe's name.
 pid_t ToolBench::start(const std::vector<std::string>& arguments, const std::string& input) const {
@@ -66,6 +68,7 @@ pid_t ToolBench::start(const std::vector<std::string>& arguments, const std::str
         redirect(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, STDOUT_FILENO);
         redirect(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, STDERR_FILENO);
         setenv("TMPDIR", m_temporary.path().c_str(), 1);
+        alarm(300);  // a program that hangs fails its test
         execv(program.c_str(), argv.data());
         _exit(127);
     }
@@ -134,11 +137,12 @@ JpegPlanes decodeJpeg(const Bytes& jpeg) {
     JpegPlanes result;
     tjhandle handle = tjInitDecompress();
     int colorSpace = 0;
-    if (tjDecompressHeader3(handle, jpeg.data(), jpeg.size(), &result.width, &result.height, &result.subsampling,
-                            &colorSpace) == 0) {
+    if (tjDecompressHeader3(handle, jpeg.data(), jpeg.size(), &result.width, &result.height,
+                            &result.subsampling, &colorSpace) == 0) {
         // Row alignment of 1; planes are padded to whole chroma samples.
         result.planes.resize(tjBufSizeYUV2(result.width, 1, result.height, result.subsampling));
-        tjDecompressToYUV2(handle, jpeg.data(), jpeg.size(), result.planes.data(), result.width, 1, result.height, 0);
+        tjDecompressToYUV2(handle, jpeg.data(), jpeg.size(), result.planes.data(), result.width, 1,
+                           result.height, 0);
     }
     tjDestroy(handle);
     return result;
@@ -148,8 +152,8 @@ Bytes encodeJpeg(const Bytes& rgb, int width, int height, int subsampling) {
     tjhandle handle = tjInitCompress();
     unsigned char* data = nullptr;
     unsigned long size = 0;
-    const int result =
-        tjCompress2(handle, rgb.data(), width, 0, height, TJPF_RGB, &data, &size, subsampling, 95, TJFLAG_ACCURATEDCT);
+    const int result = tjCompress2(handle, rgb.data(), width, 0, height, TJPF_RGB, &data, &size, subsampling,
+                                   95, TJFLAG_ACCURATEDCT);
     const Bytes jpeg = result == 0 ? Bytes(data, data + size) : Bytes();
     tjFree(data);
     tjDestroy(handle);
@@ -162,7 +166,8 @@ RgbPicture decodePng(const Bytes& png) {
     RgbPicture picture;
     if (png_image_begin_read_from_memory(&image, png.data(), png.size()) != 0) {
         image.format = PNG_FORMAT_RGB;
-        picture = {static_cast<int>(image.width), static_cast<int>(image.height), Bytes(PNG_IMAGE_SIZE(image))};
+        picture = {static_cast<int>(image.width), static_cast<int>(image.height),
+                   Bytes(PNG_IMAGE_SIZE(image))};
         png_image_finish_read(&image, nullptr, picture.rgb.data(), 0, nullptr);
     }
     png_image_free(&image);

@@ -21,7 +21,7 @@ struct ToolResult {
 
 // A directory for one test's files, and the program run with it as its TMPDIR.
 class ToolBench {
-public:
+  public:
     ToolBench();
     ~ToolBench();
     ToolBench(const ToolBench&) = delete;
@@ -38,7 +38,7 @@ public:
     // Whether anything was left in TMPDIR.
     std::vector<std::string> leftovers() const;
 
-private:
+  private:
     pid_t start(const std::vector<std::string>& arguments, const std::string& input) const;
     ToolResult wait(pid_t child) const;
 
@@ -50,7 +50,8 @@ private:
 void writeConstantCurves(const TuningDir& tuning, const std::vector<int>& levels,
                          std::map<std::string, std::string> values = {});
 
-// Decoded by the JPEG library's all-in-one call: Y, U and V, rows without padding, at the file's own subsampling.
+// Decoded by the JPEG library's all-in-one call: Y, U and V, rows without padding, at the file's own
+// subsampling.
 struct JpegPlanes {
     int width = 0;
     int height = 0;

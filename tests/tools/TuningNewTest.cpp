@@ -56,11 +56,13 @@ struct TuningNewTest : testing::Test {
                 section = line.substr(1, line.size() - 2);
             } else {
                 EXPECT_NE(equals, std::string::npos) << name << ": " << line;
-                // The library finds a key anywhere in a line: an earlier line must not hold a later one's key.
+                // The library finds a key anywhere in a line: an earlier line must not hold a later one's
+                // key.
                 const std::string key = line.substr(0, equals);
                 for (const auto& [earlier, value] : values) {
                     if (earlier.rfind(section + ".", 0) == 0) {
-                        EXPECT_EQ((earlier.substr(section.size() + 1) + "=" + value).find(key), std::string::npos)
+                        EXPECT_EQ((earlier.substr(section.size() + 1) + "=" + value).find(key),
+                                  std::string::npos)
                             << name << ": " << key;
                     }
                 }
@@ -97,13 +99,15 @@ Yuv lookUp(const std::vector<float>& lut, Yuv in) {
 
 TEST_F(TuningNewTest, IniFilesAreComplete) {
     const std::string cache = bench.path("t");
-    EXPECT_EQ(ini("platformSet.ini"), (std::map<std::string, std::string>{
-                                          {"platform.photo", "CPU"}, {"platform.frame", "CPU"}, {"cache.path", cache}}));
+    EXPECT_EQ(ini("platformSet.ini"),
+              (std::map<std::string, std::string>{
+                  {"platform.photo", "CPU"}, {"platform.frame", "CPU"}, {"cache.path", cache}}));
     for (const bool photo : {true, false}) {
         auto values = ini(photo ? "photoSet.ini" : "frameSet.ini");
-        std::vector<std::string> keys = {"hvc.claheSwitch", "hvc.curveSwitch", "hvc.colorSwitch", "hvc.cCorrSwitch",
-                                         "hvc.gridWidth", "hvc.gridHeight", "hvc.sampRate", "portrait.maskSource",
-                                         "portrait.pProtectSwitch", "scene.sceneNum", "scene.sceneIdx"};
+        std::vector<std::string> keys = {"hvc.claheSwitch", "hvc.curveSwitch",     "hvc.colorSwitch",
+                                         "hvc.cCorrSwitch", "hvc.gridWidth",       "hvc.gridHeight",
+                                         "hvc.sampRate",    "portrait.maskSource", "portrait.pProtectSwitch",
+                                         "scene.sceneNum",  "scene.sceneIdx"};
         if (photo) {
             keys.insert(keys.end(), {"save.photo", "switch.photoSwitch"});
         } else {
@@ -168,8 +172,8 @@ TEST_F(TuningNewTest, EverySceneMakesAnotherPicture) {
     for (const char* mode : {"photo", "frame"}) {
         std::vector<Bytes> pictures;
         for (const char* scene : {"0", "1", "2", "3"}) {
-            const ToolResult result = bench.run({"run", photo, bench.path("out.nv12"), "-t", bench.path("t"), "-m", mode,
-                                                 "-s", scene, "--format", "nv12"});
+            const ToolResult result = bench.run({"run", photo, bench.path("out.nv12"), "-t", bench.path("t"),
+                                                 "-m", mode, "-s", scene, "--format", "nv12"});
             ASSERT_EQ(result.exitCode, 0) << result.err;
             pictures.push_back(bench.read("out.nv12"));
         }
