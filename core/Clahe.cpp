@@ -49,6 +49,7 @@ void tileCurve(const float* hist, float* lut, int stride, float claheStrength) {
     }
     clipHistogram(h, largest, claheStrength);
 
+    // On purpose not shifted to start at 0.
     float cumulated = 0.0F;  // bin order
     for (int b = 0; b < kBins8; ++b) {
         cumulated += h[b];
@@ -161,7 +162,7 @@ int hist2claheLut(const float* hist, float* lut, float strength) {
 
 int claheLutFilt(float* lut, int gridWidth, int gridHeight) {
     const int tiles = tileCount(gridWidth, gridHeight);
-    Buffer<float> scratch;
+    Buffer<float> scratch;  // one bin's plane: small, made per call
     if (!scratch.allocate(static_cast<std::size_t>(tiles))) {
         return -1;
     }

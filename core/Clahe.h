@@ -15,7 +15,8 @@ namespace huevance {
 int computeClaheLut(const unsigned char* image, RoiInfo roi, float* hist, float* lut, int sampRate, int gridWidth,
                     int gridHeight, int tileWidth, int tileHeight, float claheStrength);
 
-// Counts every sampRate-th sample of every tile in both directions. Samples right of or below the tiles never count.
+// Counts every sampRate-th sample of every tile in both directions. Samples right of or below the tiles never count, on
+// purpose.
 // Rows of the image advance by roi.stride bytes.
 int getGridHist(const unsigned char* image, RoiInfo roi, float* hist, int sampRate, int gridWidth, int gridHeight,
                 int tileWidth, int tileHeight);

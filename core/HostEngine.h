@@ -27,6 +27,7 @@ public:
     int setRoiInfo(RoiInfo roi);
     // All steps of a capture's set-up, in order, each only after the one before succeeded: setSensorPath, readPhotoSet,
     // setRoiInfo, and the five buffers of a capture, whatever the switches say. -1 releases the buffers again.
+    // captureFree also forgets the host's mask.
     int captureMalloc(const char* directory, RoiInfo roi);
     void captureFree();
     int portraitMaskMalloc();
@@ -39,6 +40,7 @@ public:
     int sceneCurveLutMalloc();
     int sceneColorLutMalloc();
     void portraitMaskFree();
+    void forgetHostMask();
     void backUpYuvFree();
     void claheLutFree();
     void curveLutFree();
@@ -55,8 +57,8 @@ public:
     // --- Checks before a frame is touched: 0, or -1 with one error line ---
 
     int checkFrame(const void* frame) const;     // null, or a geometry that cannot hold the frame
-    int checkCapture() const;                    // buffers of a capture are missing
-    int checkPreview() const;                    // buffers of a preview stream are missing
+    int checkCapture() const;                    // buffers of a capture are missing, or made for another depth or size
+    int checkPreview() const;                    // the same for the stages of a preview stream
     int checkHostMask() const;                   // the host's mask does not cover the frame
     // The mask that the tuning asks for is missing or unusable. The two lines about a missing mask begin with `who`.
     int checkMask(const char* who) const;
@@ -120,9 +122,13 @@ protected:
     ~HostEngine() = default;
 
 private:
-    int tiles() const { return m_iGridWidth * m_iGridHeight; }
     unsigned char* backup8() { return m_backup.get(); }
     unsigned short* backup16() { return reinterpret_cast<unsigned short*>(m_backup.get()); }
+    bool isDepthSupported() const { return m_iDataBit == 8 || (m_iDataBit >= 10 && m_iDataBit <= 16); }
+    bool isClaheReady() const;
+    bool isWorkingCopyReady() const;
+    bool isCurveReady() const;
+    bool isColorReady() const;
     void narrowToWorkingCopy();
     void widenCurves();
     void widenColors();

@@ -25,7 +25,8 @@ std::optional<int> skinPlaceOfU(IMAGE_FORMAT_TYPE type);
 float skinProbability(float u, float v);
 
 // Writes the probability of every 2 x 2 block into its four mask cells; cells outside whole blocks stay as they were.
-// NV12, 9 and 10 have U first, NV21 has V first; any other format writes nothing. Returns 0.
+// NV12, 9 and 10 have U first, NV21 has V first; any other format writes nothing, so
+// that the mask of the frame before stays. Returns 0.
 int skinColorDetect(const unsigned char* image, RoiInfo roi, IMAGE_FORMAT_TYPE type, float* mask, RoiInfo maskRoi);
 
 // processed = truncation of (m x backup + (1 - m) x processed), luma per sample, chroma per pair with the mask value of

@@ -40,13 +40,13 @@ void runStage(CHuevance_CPU& engine, Stage stage, int table) {
 
 int enhance(CHuevance_CPU& engine, void* yuv, IMAGE_FORMAT_TYPE type, int scene) {
     const int table = engine.tableOfScene(scene);
-    if (table < 0 || engine.checkCapture() != 0) {
+    if (table < 0) {
         return -1;
     }
     engine.setYuvType(type);
     engine.readHvcParam(table);
     // Before setDstYuv, which shifts high-aligned samples in place: a refused frame stays as it was.
-    if (engine.checkMask("") != 0) {
+    if (engine.checkMask("") != 0 || engine.checkCapture() != 0) {
         return -1;
     }
     engine.setDstYuv(yuv);
@@ -87,7 +87,7 @@ int CHuevancePhoto_CPU::process(void* yuv, IMAGE_FORMAT_TYPE type, int scene) {
     if (engine.m_iSavePhoto == 1) {
         cpu::dumpFrame(yuv, dumpRoi(engine), "srcPhoto save failed!");
     }
-    std::printf("running photo");
+    std::printf("running photo");  // on purpose: without a line feed, and also when the switch is off
     if (engine.m_iPhotoSwitch == 1 && enhance(engine, yuv, type, scene) != 0) {
         return -1;
     }

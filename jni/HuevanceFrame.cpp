@@ -90,9 +90,13 @@ int HuevanceFrameFree_CPU(void* handle) {
 int HuevanceFrameMalloc_GPU(char*, RoiInfo, int, char*, void**) { return 0; }
 int HuevanceFrameSetExtParam_GPU(void*, char*, void*) { return 0; }
 int HuevanceFrameProcess_GPU(void*, void*, int, IMAGE_FORMAT_TYPE, int) { return 0; }
-int HuevanceFrameFree_GPU(void*) { return 0; }
+int HuevanceFrameFree_GPU(void* handle) {
+    return dispatch::refuseNull(handle, "HuevanceFree_GPU failed! HvcHandle is NULL!\n");
+}
 
 int HuevanceFrameMalloc_OGL(char*, RoiInfo, int, char*, void**) { return 0; }
 int HuevanceFrameSetExtParam_OGL(void*, char*, void*) { return 0; }
 int HuevanceFrameProcess_OGL(void*, void*, int, void*, IMAGE_FORMAT_TYPE, int) { return 0; }
-int HuevanceFrameFree_OGL(void*) { return 0; }
+int HuevanceFrameFree_OGL(void* handle) {
+    return dispatch::refuseNull(handle, "HuevanceFrameFree_OGL failed! HvcHandle is NULL!\n");
+}

@@ -123,4 +123,4 @@ int HuevancePhotoFree_NEON(void* handle) { return freeHost<CHuevancePhoto_NEON>(
 int HuevancePhotoMalloc_OGL(char*, RoiInfo, int, void**) { return 0; }
 int HuevancePhotoSetExtParam_OGL(void*, char*, void*) { return 0; }
 int HuevancePhotoProcess_OGL(void*, void*, void*, IMAGE_FORMAT_TYPE, int) { return 0; }
-int HuevancePhotoFree_OGL(void*) { return 0; }
+int HuevancePhotoFree_OGL(void* handle) { return dispatch::refuseNull(handle, kFreeNullText); }

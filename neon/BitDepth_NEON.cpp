@@ -56,8 +56,10 @@ void shiftPlane(const PlaneView<const S>& from, const PlaneView<D>& to, int shif
 }
 
 template <bool kLeft, typename S, typename D>
-int shiftFrame(const S* source, const RoiInfo& sourceRoi, D* destination, const RoiInfo& destinationRoi,
+int shiftFrame(const S* source, const RoiInfo& sourceRoi, D* destination, RoiInfo destinationRoi,
                int shift) {
+    destinationRoi.width = sourceRoi.width;
+    destinationRoi.height = sourceRoi.height;
     shiftPlane<kLeft>(lumaPlane(source, sourceRoi), lumaPlane(destination, destinationRoi), shift);
     shiftPlane<kLeft>(chromaPlane(source, sourceRoi), chromaPlane(destination, destinationRoi), shift);
     return 0;

@@ -103,13 +103,13 @@ int runFused(CHuevance_NEON& engine, int table) {
 
 int enhance(CHuevance_NEON& engine, void* frame, IMAGE_FORMAT_TYPE type, int scene) {
     const int table = engine.tableOfScene(scene);
-    if (table < 0 || engine.checkCapture() != 0) {
+    if (table < 0) {
         return -1;
     }
     engine.setYuvType(type);
     engine.readHvcParam(table);
     // Before setDstYuv, which shifts high-aligned samples in place: a refused frame stays as it was.
-    if (engine.checkMask("CHuevancePhoto_NEON: ") != 0) {
+    if (engine.checkMask("CHuevancePhoto_NEON: ") != 0 || engine.checkCapture() != 0) {
         return -1;
     }
     engine.setDstYuv(frame);
@@ -126,11 +126,12 @@ int CHuevancePhoto_NEON::setDataBit(int dataBit) {
 }
 
 int CHuevancePhoto_NEON::malloc(char* directory, RoiInfo roi) {
+    g_photoEngine.fusedCaptureFree();
     if (g_photoEngine.captureMalloc(directory, roi) != 0) {
         return -1;
     }
     if (g_photoEngine.fusedCaptureMalloc() != 0) {
-        free();
+        g_photoEngine.captureFree();
         return -1;
     }
     return 0;

@@ -178,10 +178,33 @@ TEST_F(NeonPhoto, RefusesScenesWithoutTable) {
 }
 
 TEST_F(NeonPhoto, RefusesCapturesAfterFree) {
-    m_tuning.select(31, huevance::kMaskSkin);
+    m_tuning.select(15, huevance::kMaskNone);
     setUp();
     m_photo.free();
     expectRefusal(IMAGE_FORMAT_TYPE_NV21, 0, {"capture is not set up!"});
+}
+
+// The engine is shared: another handle's depth must not meet this one's tables.
+TEST_F(NeonPhoto, RefusesCapturesOfAnotherDepth) {
+    m_tuning.select(15, huevance::kMaskNone);
+    setUp();
+    m_photo.setDataBit(10);
+    Frame frame({20, 10, 40, 10}, 2);
+    EXPECT_EQ(m_photo.process(frame.data(), IMAGE_FORMAT_TYPE_YUV16_LOW, 0), -1);
+    m_photo.setDataBit(8);
+    EXPECT_EQ(m_photo.process(m_frame.data(), IMAGE_FORMAT_TYPE_NV21, 0), 0);
+}
+
+TEST_F(NeonPhoto, ForgetsTheMaskWhenFreed) {
+    m_tuning.select(16, huevance::kMaskHost);
+    setUp();
+    test::HostMask mask(kRoi, 0);
+    setMask(mask.data());
+    std::string path = m_tuning.path();
+    m_photo.free();
+    ASSERT_EQ(m_photo.malloc(path.data(), kRoi), 0);
+    m_log.clear();
+    expectRefusal(IMAGE_FORMAT_TYPE_NV21, 0, {"CHuevancePhoto_NEON: portrait mask pointer is NULL!"});
 }
 
 TEST_F(NeonPhoto, FailedSetUpReleasesEverything) {
