@@ -27,6 +27,7 @@ public:
     int setRoiInfo(RoiInfo roi);
     // All steps of a capture's set-up, in order, each only after the one before succeeded: setSensorPath, readPhotoSet,
     // setRoiInfo, and the five buffers of a capture, whatever the switches say. -1 releases the buffers again.
+    // captureFree also forgets the host's mask.
     int captureMalloc(const char* directory, RoiInfo roi);
     void captureFree();
     int portraitMaskMalloc();

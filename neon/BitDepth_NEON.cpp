@@ -15,10 +15,12 @@ void store16(unsigned short* out, uint16x8_t low, uint16x8_t high) {
     vst1q_u16(out + 8, high);
 }
 
-void store16(unsigned char* out, uint16x8_t low, uint16x8_t high) { vst1q_u8(out, neon::packLowBytes(low, high)); }
+void store16(unsigned char* out, uint16x8_t low, uint16x8_t high) {
+    vst1q_u8(out, neon::packLowBytes(low, high));
+}
 
-// Whether the rows share memory without being the same row. Rows that begin at one address may go through the vectors:
-// each chunk is read whole before it is written.
+// Whether the rows share memory without being the same row. Rows that begin at one address may go through the
+// vectors: each chunk is read whole before it is written.
 template <typename S, typename D>
 bool overlap(const S* in, const D* out, int width) {
     const std::less<const void*> before;
@@ -54,7 +56,10 @@ void shiftPlane(const PlaneView<const S>& from, const PlaneView<D>& to, int shif
 }
 
 template <bool kLeft, typename S, typename D>
-int shiftFrame(const S* source, const RoiInfo& sourceRoi, D* destination, const RoiInfo& destinationRoi, int shift) {
+int shiftFrame(const S* source, const RoiInfo& sourceRoi, D* destination, RoiInfo destinationRoi,
+               int shift) {
+    destinationRoi.width = sourceRoi.width;
+    destinationRoi.height = sourceRoi.height;
     shiftPlane<kLeft>(lumaPlane(source, sourceRoi), lumaPlane(destination, destinationRoi), shift);
     shiftPlane<kLeft>(chromaPlane(source, sourceRoi), chromaPlane(destination, destinationRoi), shift);
     return 0;

@@ -1,5 +1,6 @@
-// The arithmetic of the stages on vectors of four or eight samples, in the order of operations of the reference: every
-// lane computes what core/ computes for one sample or block. Eight samples of a row are four 2 x 2 blocks wide.
+// The arithmetic of the stages on vectors of four or eight samples, in the order of operations of the
+// reference: every lane computes what core/ computes for one sample or block. Eight samples of a row are four
+// 2 x 2 blocks wide.
 #pragma once
 
 #include <algorithm>
@@ -101,7 +102,9 @@ inline uint16x8_t joinPairs(float32x4_t first, float32x4_t second) {
 }
 
 // The value of each block for its two columns.
-inline Floats8 twice(float32x4_t blocks) { return {vzip1q_f32(blocks, blocks), vzip2q_f32(blocks, blocks)}; }
+inline Floats8 twice(float32x4_t blocks) {
+    return {vzip1q_f32(blocks, blocks), vzip2q_f32(blocks, blocks)};
+}
 
 // --- Stages ---
 
@@ -109,11 +112,14 @@ inline float32x4_t mix(float32x4_t lower, float32x4_t upper, float32x4_t rest, f
     return vaddq_f32(vmulq_f32(rest, lower), vmulq_f32(weight, upper));
 }
 
-inline float32x4_t oneMinus(float32x4_t weight) { return vsubq_f32(vdupq_n_f32(1.0F), weight); }
+inline float32x4_t oneMinus(float32x4_t weight) {
+    return vsubq_f32(vdupq_n_f32(1.0F), weight);
+}
 
-// Colour correction: the chroma (u, v), relative to neutral, of four blocks whose mean luma went from `before` to `after`.
-// No clamp is needed: the gain's own limit keeps |u| and |v| below `half`.
-inline FloatPairs4 correctChroma(float32x4_t u, float32x4_t v, float32x4_t before, float32x4_t after, float half) {
+// Colour correction: the chroma (u, v), relative to neutral, of four blocks whose mean luma went from
+// `before` to `after`. No clamp is needed: the gain's own limit keeps |u| and |v| below `half`.
+inline FloatPairs4 correctChroma(float32x4_t u, float32x4_t v, float32x4_t before, float32x4_t after,
+                                 float half) {
     const float32x4_t tiny = vdupq_n_f32(1e-16F);
     const float32x4_t chroma = squareRoot(vaddq_f32(vmulq_f32(u, u), vmulq_f32(v, v)));
     const float32x4_t target = divide(vmulq_f32(chroma, before), vaddq_f32(after, tiny));

@@ -26,13 +26,14 @@ inline void storeLevels(unsigned short* out, float32x4_t low, float32x4_t high, 
     vst1q_u16(out, packShorts(toInts(clampLevels(low, top)), toInts(clampLevels(high, top))));
 }
 
-// kRows rows that share their columns. corners.locate(samples, places) says where the curve values of kClaheStep samples
-// are, corners.at(row, place) reads those of one: {upper left, upper right, lower left, lower right}.
+// kRows rows that share their columns. corners.locate(samples, places) says where the curve values of
+// kClaheStep samples are, corners.at(row, place) reads those of one: {upper left, upper right, lower left,
+// lower right}.
 inline constexpr int kClaheStep = 8;
 
 template <typename T, int kRows, typename Corners>
 class ClaheColumns {
-public:
+  public:
     ClaheColumns(const Corners& corners, const TileAxis::Position (&rows)[kRows], float max)
         : m_corners(corners), m_max(max) {
         for (int r = 0; r < kRows; ++r) {
@@ -53,11 +54,12 @@ public:
             mapStep(in, out, weights, x);
         }
         if (x < n) {
-            mapStep(in, out, weights, n - kClaheStep);  // again a few columns that are done: nothing was overwritten
+            mapStep(in, out, weights,
+                    n - kClaheStep);  // again a few columns that are done: nothing was overwritten
         }
     }
 
-private:
+  private:
     using Place = typename Corners::Place;
 
     void mapFew(const T* const (&in)[kRows], T* const (&out)[kRows], const float* weights, int n) const {
@@ -92,13 +94,16 @@ private:
 
     // Four columns from kFirst on.
     template <int kFirst>
-    void mapFour(const Place (&places)[kRows][kClaheStep], const float* weights, float32x4_t (&result)[kRows]) const {
+    void mapFour(const Place (&places)[kRows][kClaheStep], const float* weights,
+                 float32x4_t (&result)[kRows]) const {
         float32x4_t w[4];
         for (int i = 0; i < 4; ++i) {
             w[i] = vld1q_f32(weights + kWeightFloats * (kFirst + i));
         }
         for (int r = 0; r < kRows; ++r) {
-            const auto weighted = [&](int i) { return vmulq_f32(m_corners.at(r, places[r][kFirst + i]), w[i]); };
+            const auto weighted = [&](int i) {
+                return vmulq_f32(m_corners.at(r, places[r][kFirst + i]), w[i]);
+            };
             // {top, bottom} of two columns each, then the blend of top and bottom.
             const float32x4_t left = addPairs(weighted(0), weighted(1));
             const float32x4_t right = addPairs(weighted(2), weighted(3));

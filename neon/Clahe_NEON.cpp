@@ -11,7 +11,9 @@ namespace {
 
 using namespace neon;
 
-int tileCount(int gridWidth, int gridHeight) { return std::max(gridWidth, 0) * std::max(gridHeight, 0); }
+int tileCount(int gridWidth, int gridHeight) {
+    return std::max(gridWidth, 0) * std::max(gridHeight, 0);
+}
 
 // Calls step(t, n) for the tiles t .. t + n - 1, n = 4 but for the last.
 template <typename Step>
@@ -49,8 +51,8 @@ void countTiles(const unsigned char* image, const RoiInfo& roi, float* hist, int
     for (int tile = 0; tile < tiles; ++tile) {
         std::uint32_t counts[2][kBins8] = {};
         if (sampRate >= 1) {
-            countTile(luma, tile % gridWidth * tileWidth, tile / gridWidth * tileHeight, tileWidth, tileHeight,
-                      sampRate, counts);
+            countTile(luma, tile % gridWidth * tileWidth, tile / gridWidth * tileHeight, tileWidth,
+                      tileHeight, sampRate, counts);
         }
         float* out = hist + tile;
         for (int b = 0; b < kBins8; ++b, out += tiles) {
@@ -99,7 +101,8 @@ void tileCurves(const float* hist, float* lut, int tiles, int n, float claheStre
     float32x4_t cumulated = vdupq_n_f32(0.0F);
     for (int b = 0; b < kBins8; ++b) {
         cumulated = vaddq_f32(cumulated, vld1q_f32(h[b]));
-        storeUpTo4(lut + static_cast<std::ptrdiff_t>(b) * tiles, vmulq_f32(cumulated, vdupq_n_f32(255.0F)), n);
+        storeUpTo4(lut + static_cast<std::ptrdiff_t>(b) * tiles, vmulq_f32(cumulated, vdupq_n_f32(255.0F)),
+                   n);
     }
     for (int lane = 0; lane < n; ++lane) {
         for (int b = 0; b < kBins8 && !(sums[lane] > 0.0F); ++b) {
@@ -110,7 +113,8 @@ void tileCurves(const float* hist, float* lut, int tiles, int n, float claheStre
 
 // --- Smoothing ---
 
-// Planes of a bin with their border repeated, as large as the stack should hold. Larger grids take the plain version.
+// Planes of a bin with their border repeated, as large as the stack should hold. Larger grids take the plain
+// version.
 constexpr int kPlaneFloats = 2048;
 
 bool fitsPlane(int gridWidth, int gridHeight) {
@@ -147,9 +151,8 @@ void smooth(float* lut, int gridWidth, int gridHeight) {
         for (int r = 0; r < gridHeight; ++r) {
             const float* corner = padded + r * (gridWidth + 2);
             float* out = plane + r * gridWidth;
-            forEachFour(gridWidth, [=](int c, int n) {
-                storeUpTo4(out + c, meanOfNine(corner + c, gridWidth + 2), n);
-            });
+            forEachFour(gridWidth,
+                        [=](int c, int n) { storeUpTo4(out + c, meanOfNine(corner + c, gridWidth + 2), n); });
         }
     }
 }
@@ -205,8 +208,8 @@ struct Segment {
 };
 
 template <typename T>
-int claheMap(T* image, const RoiInfo& roi, const float* lut, int bins, int tileWidth, int tileHeight, int gridWidth,
-             int gridHeight) {
+int claheMap(T* image, const RoiInfo& roi, const float* lut, int bins, int tileWidth, int tileHeight,
+             int gridWidth, int gridHeight) {
     const PlaneView<T> luma = lumaPlane(image, roi);
     const TileAxis vertical(gridHeight, tileHeight);
     const TileAxis horizontal(gridWidth, tileWidth);
@@ -214,8 +217,8 @@ int claheMap(T* image, const RoiInfo& roi, const float* lut, int bins, int tileW
     const auto mapRow = [&](int x, int y, const Segment& segment) {
         const TileAxis::Position row[1] = {vertical.at(y)};
         const float* left = lut + segment.first.index;
-        const TableCorners<T> corners = {left + row[0].index * gridWidth, left + row[0].next * gridWidth, tiles,
-                                         bins - 1, segment.first.next == segment.first.index};
+        const TableCorners<T> corners = {left + row[0].index * gridWidth, left + row[0].next * gridWidth,
+                                         tiles, bins - 1, segment.first.next == segment.first.index};
         T mapped[kChunk];
         T* samples = luma.row(y) + x;
         const ClaheColumns<T, 1, TableCorners<T>> columns(corners, row, static_cast<float>(bins - 1));
@@ -236,8 +239,8 @@ int claheMap(T* image, const RoiInfo& roi, const float* lut, int bins, int tileW
 
 }  // namespace
 
-int computeClaheLut_neon(const unsigned char* image, RoiInfo roi, float* hist, float* lut, int sampRate, int gridWidth,
-                         int gridHeight, int tileWidth, int tileHeight, float claheStrength) {
+int computeClaheLut_neon(const unsigned char* image, RoiInfo roi, float* hist, float* lut, int sampRate,
+                         int gridWidth, int gridHeight, int tileWidth, int tileHeight, float claheStrength) {
     const int tiles = tileCount(gridWidth, gridHeight);
     countTiles(image, roi, hist, sampRate, gridWidth, gridHeight, tileWidth, tileHeight);
     forEachFour(tiles, [=](int t, int n) { tileCurves(hist + t, lut + t, tiles, n, claheStrength); });
@@ -248,8 +251,8 @@ int computeClaheLut_neon(const unsigned char* image, RoiInfo roi, float* hist, f
     return 0;
 }
 
-int resizeClaheLut_neon(const float* source, int sourceBins, float* destination, int destinationBins, int gridWidth,
-                        int gridHeight) {
+int resizeClaheLut_neon(const float* source, int sourceBins, float* destination, int destinationBins,
+                        int gridWidth, int gridHeight) {
     const int tiles = tileCount(gridWidth, gridHeight);
     const LutWidening widening(sourceBins, destinationBins);
     const float32x4_t rescale = vdupq_n_f32(widening.rescale());
@@ -268,13 +271,13 @@ int resizeClaheLut_neon(const float* source, int sourceBins, float* destination,
     return 0;
 }
 
-int claheMap_8u_neon(unsigned char* image, RoiInfo roi, const float* lut, int bins, int tileWidth, int tileHeight,
-                     int gridWidth, int gridHeight) {
+int claheMap_8u_neon(unsigned char* image, RoiInfo roi, const float* lut, int bins, int tileWidth,
+                     int tileHeight, int gridWidth, int gridHeight) {
     return claheMap(image, roi, lut, bins, tileWidth, tileHeight, gridWidth, gridHeight);
 }
 
-int claheMap_16u_neon(unsigned short* image, RoiInfo roi, const float* lut, int bins, int tileWidth, int tileHeight,
-                      int gridWidth, int gridHeight) {
+int claheMap_16u_neon(unsigned short* image, RoiInfo roi, const float* lut, int bins, int tileWidth,
+                      int tileHeight, int gridWidth, int gridHeight) {
     return claheMap(image, roi, lut, bins, tileWidth, tileHeight, gridWidth, gridHeight);
 }
 

@@ -10,9 +10,10 @@ using namespace neon;
 
 // Four look-ups that share their vectors of weights.
 class Interpolation {
-public:
+  public:
     Interpolation(const float* lattice, const LatticeAxis4& y, const LatticeAxis4& a, const LatticeAxis4& b)
-        : m_lattice(lattice), m_weight{y.weight, a.weight, b.weight},
+        : m_lattice(lattice),
+          m_weight{y.weight, a.weight, b.weight},
           m_rest{oneMinus(y.weight), oneMinus(a.weight), oneMinus(b.weight)} {
         const auto step = [](float32x4_t index, int floats) {
             return vmulq_f32(index, vdupq_n_f32(static_cast<float>(floats)));
@@ -39,7 +40,7 @@ public:
 
     Mapped4 all() const { return transpose({at<0>(), at<1>(), at<2>(), at<3>()}); }
 
-private:
+  private:
     const float* m_lattice;
     float32x4_t m_weight[3];
     float32x4_t m_rest[3];
@@ -53,8 +54,10 @@ void colorMapRow(T* top, T* bottom, T* pair, int samples, bool swapped, int rang
     const float max = static_cast<float>(range - 1);
     const auto move = [max](T* row, int n, const Floats8& offset) {
         const Floats8 luma = toFloats(loadUpTo8(row, n));
-        storeUpTo8(row, packShorts(toInts(offsetLuma(luma.low, offset.low, max)),
-                                   toInts(offsetLuma(luma.high, offset.high, max))), n);
+        storeUpTo8(row,
+                   packShorts(toInts(offsetLuma(luma.low, offset.low, max)),
+                              toInts(offsetLuma(luma.high, offset.high, max))),
+                   n);
     };
     forEachEight(samples, [=](int x, int n) {
         const uint32x4_t sums =
@@ -63,8 +66,9 @@ void colorMapRow(T* top, T* bottom, T* pair, int samples, bool swapped, int rang
         const FloatPairs4 input = splitPairs(loadUpTo8(pair + x, n));
         const float32x4_t a = swapped ? input.second : input.first;
         const float32x4_t b = swapped ? input.first : input.second;
-        const Mapped4 mapped = Interpolation(lattice, latticeAxis(vmulq_f32(s, mean)), latticeAxis(vmulq_f32(s, a)),
-                                             latticeAxis(vmulq_f32(s, b))).all();
+        const Mapped4 mapped = Interpolation(lattice, latticeAxis(vmulq_f32(s, mean)),
+                                             latticeAxis(vmulq_f32(s, a)), latticeAxis(vmulq_f32(s, b)))
+                                   .all();
         const Floats8 offset = twice(vmulq_f32(vdupq_n_f32(strength), vsubq_f32(mapped.y, mean)));
         move(top + x, n, offset);
         move(bottom + x, n, offset);
@@ -81,8 +85,8 @@ void colorMapBlocks(T* image, const RoiInfo& roi, bool swapped, int range, const
     const PlaneView<T> luma = lumaPlane(image, roi);
     const PlaneView<T> chroma = chromaPlane(image, roi);
     for (int j = 0; j < blockRows(roi); ++j) {
-        colorMapRow(luma.row(2 * j), luma.row(2 * j + 1), chroma.row(j), 2 * blockColumns(roi), swapped, range,
-                    lattice, strength);
+        colorMapRow(luma.row(2 * j), luma.row(2 * j + 1), chroma.row(j), 2 * blockColumns(roi), swapped,
+                    range, lattice, strength);
     }
 }
 

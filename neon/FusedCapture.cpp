@@ -25,12 +25,14 @@ int FusedCapture::allocate(const HostEngine& engine) {
     release();
     const StageSwitches on = engine.switches();
     const bool clahe = claheFits(engine);
-    if (engine.is16Bit() || (clahe && elementCount(engine.m_iGridWidth, engine.m_iGridHeight) > kMaxPackedTiles)) {
+    if (engine.is16Bit() ||
+        (clahe && elementCount(engine.m_iGridWidth, engine.m_iGridHeight) > kMaxPackedTiles)) {
         return 0;
     }
     const bool skin = on.portraitProtect && engine.m_iMaskSource == kMaskSkin;
     m_usable = (!clahe || allocateClahe(engine)) &&
-               (!on.colorMap || m_slabs.allocate(kSlabsBegin + std::size_t{kBins8} * kPointB)) && (!skin || allocateSkin());
+               (!on.colorMap || m_slabs.allocate(kSlabsBegin + std::size_t{kBins8} * kPointB)) &&
+               (!skin || allocateSkin());
     if (!m_usable) {
         release();
         return -1;

@@ -12,7 +12,9 @@ struct PackedCorners {
 
     using Place = TableOffset;  // bytes into the cell
 
-    void locate(const unsigned char* samples, Place (&places)[kClaheStep]) const { vectorOffsets(samples, places); }
+    void locate(const unsigned char* samples, Place (&places)[kClaheStep]) const {
+        vectorOffsets(samples, places);
+    }
     float32x4_t at(int row, Place place) const { return vld1q_f32(addBytes(cell[row], place)); }
 };
 
@@ -75,7 +77,8 @@ void FusedStrips::run() {
 void FusedStrips::blockRow(int j) {
     m_y = 2 * j;
     m_tileColumn = 0;
-    const Rows<unsigned char> frame = {{m_lumaPlane.row(m_y), m_lumaPlane.row(m_y + 1)}, m_chromaPlane.row(j)};
+    const Rows<unsigned char> frame = {{m_lumaPlane.row(m_y), m_lumaPlane.row(m_y + 1)},
+                                       m_chromaPlane.row(j)};
     const int last = m_lumaPlane.width / 2 * 2;
     for (int x = 0; x < last; x += kChunk) {
         chunk({{frame.luma[0] + x, frame.luma[1] + x}, frame.pairs + x}, x, std::min(kChunk, last - x));
@@ -110,8 +113,10 @@ void FusedStrips::chunk(const Rows<unsigned char>& frame, int x, int columns) {
     m_filled = (columns + 15) / 16 * 16;
     const bool full = columns == m_filled;
     const Rows<const unsigned char> in =
-        full ? Rows<const unsigned char>{{frame.luma[0], frame.luma[1]}, frame.pairs} : filledInput(frame, columns);
-    const Rows<unsigned char> out = full ? frame : Rows<unsigned char>{{m_output[0], m_output[1]}, m_output[2]};
+        full ? Rows<const unsigned char>{{frame.luma[0], frame.luma[1]}, frame.pairs}
+             : filledInput(frame, columns);
+    const Rows<unsigned char> out =
+        full ? frame : Rows<unsigned char>{{m_output[0], m_output[1]}, m_output[2]};
     switch (m_mask) {
         case Mask::kHost:
             fillMask(x, columns);
@@ -149,7 +154,8 @@ void FusedStrips::chunk(const Rows<unsigned char>& frame, int x, int columns) {
     }
 }
 
-FusedStrips::Rows<const unsigned char> FusedStrips::filledInput(const Rows<unsigned char>& frame, int columns) {
+FusedStrips::Rows<const unsigned char> FusedStrips::filledInput(const Rows<unsigned char>& frame,
+                                                                int columns) {
     std::copy_n(frame.luma[0], columns, m_input[0]);
     std::copy_n(frame.luma[1], columns, m_input[1]);
     std::copy_n(frame.pairs, columns, m_input[2]);
@@ -193,7 +199,8 @@ FusedStrips::Rows<const unsigned char> FusedStrips::mapTones(const Rows<const un
                                                              int columns) {
     Rows<const unsigned char> toned = in;
     if (m_tables.cells != nullptr) {
-        mapClahe<2>(in.luma, {m_toned[0], m_toned[1]}, x, columns, {m_vertical.at(m_y), m_vertical.at(m_y + 1)});
+        mapClahe<2>(in.luma, {m_toned[0], m_toned[1]}, x, columns,
+                    {m_vertical.at(m_y), m_vertical.at(m_y + 1)});
         toned = {{m_toned[0], m_toned[1]}, in.pairs};
     }
     if (m_on.curve) {
@@ -249,7 +256,8 @@ void FusedStrips::correct(const Rows<const unsigned char>& in, const Rows<const 
     const int blocks = m_filled / 2;
     for (int i = 0; i < blocks; i += 8) {
         const Floats8 before = toFloats(vshrq_n_u16(blockSums(in.luma[0] + 2 * i, in.luma[1] + 2 * i), 2));
-        const Floats8 after = toFloats(vshrq_n_u16(blockSums(toned.luma[0] + 2 * i, toned.luma[1] + 2 * i), 2));
+        const Floats8 after =
+            toFloats(vshrq_n_u16(blockSums(toned.luma[0] + 2 * i, toned.luma[1] + 2 * i), 2));
         four(i, before.low, after.low);
         four(i + 4, before.high, after.high);
     }

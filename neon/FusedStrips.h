@@ -17,27 +17,27 @@ inline constexpr int kCellFloats = 4 * kBins8;
 inline constexpr int kSlabsBegin = 4;
 
 struct FusedTables {
-    // For each tile row and column: 256 times the four curve values around the cell that begins at the tile's centre,
-    // {upper left, upper right, lower left, lower right}; the last tile repeats. Null: no CLAHE.
+    // For each tile row and column: 256 times the four curve values around the cell that begins at the tile's
+    // centre, {upper left, upper right, lower left, lower right}; the last tile repeats. Null: no CLAHE.
     const float* cells;
     const float* columnWeights;  // of each column
-    const int* segmentEnds;       // for each tile column: where the columns of its cells end
-    // From kSlabsBegin on, the colour lattice, interpolated along axis B for each of the 256 samples that it can meet:
-    // 17 x 17 points each.
+    const int* segmentEnds;      // for each tile column: where the columns of its cells end
+    // From kSlabsBegin on, the colour lattice, interpolated along axis B for each of the 256 samples that it
+    // can meet: 17 x 17 points each.
     const float* slabs;
     const float* skin;  // the probability of the pair U + 256 x V
 };
 
-// One capture. A chunk is some columns of a block row; its planes pass from stage to stage through the arrays below, filled
-// up to whole vectors.
+// One capture. A chunk is some columns of a block row; its planes pass from stage to stage through the arrays
+// below, filled up to whole vectors.
 class FusedStrips {
-public:
+  public:
     FusedStrips(const FusedTables& tables, const HostEngine& engine);
 
     // Sends the engine's frame through the stages that are on.
     void run();
 
-private:
+  private:
     static constexpr int kChunk = 256;  // columns
     static constexpr int kBlocks = kChunk / 2;
 
@@ -62,8 +62,8 @@ private:
     Rows<const unsigned char> filledInput(const Rows<unsigned char>& frame, int columns);
     void fillMask(int x, int columns);
     template <int kRows>
-    void mapClahe(const unsigned char* const (&in)[kRows], unsigned char* const (&out)[kRows], int x, int columns,
-                  const TileAxis::Position (&rows)[kRows]);
+    void mapClahe(const unsigned char* const (&in)[kRows], unsigned char* const (&out)[kRows], int x,
+                  int columns, const TileAxis::Position (&rows)[kRows]);
     Rows<const unsigned char> mapTones(const Rows<const unsigned char>& in, int x, int columns);
     void readSkin(const unsigned char* pairs);
     void unpackChroma(const unsigned char* pairs);
@@ -96,12 +96,13 @@ private:
     int m_tileColumn = 0;  // of the next column
     int m_filled = 0;      // columns of the chunk, rounded up to a multiple of 16
 
-    alignas(16) unsigned char m_input[3][kChunk] = {};   // two luma rows and the pairs, of a chunk that is not full
+    alignas(16) unsigned char m_input[3][kChunk] =
+        {};  // two luma rows and the pairs, of a chunk that is not full
     alignas(16) unsigned char m_output[3][kChunk] = {};
-    alignas(16) unsigned char m_toned[3][kChunk] = {};   // after CLAHE and curves
+    alignas(16) unsigned char m_toned[3][kChunk] = {};  // after CLAHE and curves
     alignas(16) float m_maskCopy[2][kChunk] = {};
     const float* m_maskRow[2] = {};  // the host's, of this chunk
-    Chroma m_base = {};       // after the curves
+    Chroma m_base = {};              // after the curves
     Chroma m_corrected = {};
     const Chroma* m_chroma = nullptr;  // of m_base and m_corrected, the last that was made; whole levels
     alignas(16) float m_mean[kBlocks] = {};

@@ -24,15 +24,15 @@ void logSwitches(const CHuevance_NEON& engine) {
               engine.m_iMaskSource);
     ALOG_INFO("CHuevancePhoto_NEON: m_iPProtectSwitch=%d m_iClaheSwitch=%d\n", engine.m_iPProtectSwitch,
               engine.m_iClaheSwitch);
-    ALOG_INFO("CHuevancePhoto_NEON: m_iCurveSwitch=%d m_iCCorrSwitch=%d m_iColorSwitch=%d\n", engine.m_iCurveSwitch,
-              engine.m_iCCorrSwitch, engine.m_iColorSwitch);
+    ALOG_INFO("CHuevancePhoto_NEON: m_iCurveSwitch=%d m_iCCorrSwitch=%d m_iColorSwitch=%d\n",
+              engine.m_iCurveSwitch, engine.m_iCCorrSwitch, engine.m_iColorSwitch);
 }
 
 // Writes the frame to /data/hvcSave/<kind>photo_<width>x<height>_<scene>_<counter>.yuv.
 bool dump(const char* kind, const void* frame, const RoiInfo& roi, int scene, int counter) {
     char path[512];
-    formatPath(path, sizeof(path), "/data/hvcSave/%sphoto_%dx%d_%d_%d.yuv", kind, roi.width, roi.height, scene,
-               counter);
+    formatPath(path, sizeof(path), "/data/hvcSave/%sphoto_%dx%d_%d_%d.yuv", kind, roi.width, roi.height,
+               scene, counter);
     return saveBuffer(path, frame, huevance::dumpBytes(roi));
 }
 
@@ -126,14 +126,20 @@ int CHuevancePhoto_NEON::setDataBit(int dataBit) {
 }
 
 int CHuevancePhoto_NEON::malloc(char* directory, RoiInfo roi) {
-    if (g_photoEngine.captureMalloc(directory, roi) != 0 || g_photoEngine.fusedCaptureMalloc() != 0) {
-        free();
+    g_photoEngine.fusedCaptureFree();
+    if (g_photoEngine.captureMalloc(directory, roi) != 0) {
+        return -1;
+    }
+    if (g_photoEngine.fusedCaptureMalloc() != 0) {
+        g_photoEngine.captureFree();
         return -1;
     }
     return 0;
 }
 
-int CHuevancePhoto_NEON::setExtParam(char* key, void* value) { return g_photoEngine.setExtParam(key, value); }
+int CHuevancePhoto_NEON::setExtParam(char* key, void* value) {
+    return g_photoEngine.setExtParam(key, value);
+}
 
 int CHuevancePhoto_NEON::process(void* frame, IMAGE_FORMAT_TYPE yuvType, int scene) {
     CHuevance_NEON& engine = g_photoEngine;

@@ -1,5 +1,5 @@
-// The colour lattice as the vector code reads it: {Y, A, B, 0} per point, 17 points a side with the last plane repeated,
-// so that every point has an upper neighbour and one load fetches a corner.
+// The colour lattice as the vector code reads it: {Y, A, B, 0} per point, 17 points a side with the last
+// plane repeated, so that every point has an upper neighbour and one load fetches a corner.
 #pragma once
 
 #include "core/ColorLut.h"
@@ -31,13 +31,14 @@ inline void packLattice(const float* lut, float* padded) {
     }
 }
 
-// One axis of four look-ups: the point at or below, as a float, and the weight of the point above. Samples above the
-// range use the last point.
+// One axis of four look-ups: the point at or below, as a float, and the weight of the point above. Samples
+// above the range use the last point.
 struct LatticeAxis4 {
     float32x4_t index, weight;
 };
 inline LatticeAxis4 latticeAxis(float32x4_t coordinate) {
-    const float32x4_t index = smallest(truncate(coordinate), vdupq_n_f32(static_cast<float>(kLatticeSize - 1)));
+    const float32x4_t index =
+        smallest(truncate(coordinate), vdupq_n_f32(static_cast<float>(kLatticeSize - 1)));
     return {index, smallest(vsubq_f32(coordinate, index), vdupq_n_f32(1.0F))};
 }
 

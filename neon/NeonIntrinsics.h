@@ -1,9 +1,10 @@
-// The vector instructions of this back end: AArch64's own, or their emulation on the other machines that build and test
-// the library. The only file that includes either. The emulation lacks division, square roots and more, and emulates some
-// instructions slowly: everything that is not a plain lane-wise operation is wrapped here, with one meaning everywhere.
+// The vector instructions of this back end: AArch64's own, or their emulation on the other machines that
+// build and test the library. The only file that includes either. The emulation lacks division, square roots
+// and more, and emulates some instructions slowly: everything that is not a plain lane-wise operation is
+// wrapped here, with one meaning everywhere.
 //
-// Bytes must not depend on the machine: there are no estimates and no fused multiply-adds, and a product that is added to
-// something is vmulq, then vaddq.
+// Bytes must not depend on the machine: there are no estimates and no fused multiply-adds, and a product that
+// is added to something is vmulq, then vaddq.
 #pragma once
 
 #include <bit>
@@ -87,7 +88,8 @@ inline float32x4_t clampLevels(float32x4_t a, float32x4_t max) {
 #if defined(__aarch64__)
     return vminq_f32(vmaxnmq_f32(a, vdupq_n_f32(0.0F)), max);
 #else
-    return simde_mm_min_ps(simde_mm_max_ps(a, simde_mm_setzero_ps()), max);  // of a not-a-number, max_ps takes the other
+    return simde_mm_min_ps(simde_mm_max_ps(a, simde_mm_setzero_ps()),
+                           max);  // of a not-a-number, max_ps takes the other
 #endif
 }
 
@@ -125,7 +127,9 @@ inline float32x4_t repeatLane(float32x4_t a) {
 
 // --- Integers to floats ---
 
-inline float32x4_t toFloats(uint32x4_t a) { return vcvtq_f32_s32(vreinterpretq_s32_u32(a)); }  // below 2^31
+inline float32x4_t toFloats(uint32x4_t a) {
+    return vcvtq_f32_s32(vreinterpretq_s32_u32(a));
+}  // below 2^31
 
 struct Floats8 {
     float32x4_t low, high;
@@ -175,7 +179,9 @@ inline FloatPairs8 toFloatPairs(uint8x16_t a) {
 }
 
 // Sums of neighbouring samples: 0 + 1, 2 + 3, ...
-inline uint16x8_t sumPairs(uint8x16_t a) { return vpaddlq_u8(a); }
+inline uint16x8_t sumPairs(uint8x16_t a) {
+    return vpaddlq_u8(a);
+}
 inline uint32x4_t sumPairs(uint16x8_t a) {
 #if defined(__aarch64__)
     return vpaddlq_u16(a);
@@ -239,12 +245,13 @@ inline uint16x8_t load8(const unsigned char* samples) {
 #if defined(__aarch64__)
     return vmovl_u8(vld1_u8(samples));
 #else
-    return as<uint16x8_t>(
-        simde_mm_unpacklo_epi8(simde_mm_loadl_epi64(reinterpret_cast<const simde__m128i*>(samples)),
-                               simde_mm_setzero_si128()));
+    return as<uint16x8_t>(simde_mm_unpacklo_epi8(
+        simde_mm_loadl_epi64(reinterpret_cast<const simde__m128i*>(samples)), simde_mm_setzero_si128()));
 #endif
 }
-inline uint16x8_t load8(const unsigned short* samples) { return vld1q_u16(samples); }
+inline uint16x8_t load8(const unsigned short* samples) {
+    return vld1q_u16(samples);
+}
 
 // Values of 0 .. 255.
 inline void store8(unsigned char* samples, uint16x8_t a) {
@@ -254,7 +261,9 @@ inline void store8(unsigned char* samples, uint16x8_t a) {
     simde_mm_storel_epi64(reinterpret_cast<simde__m128i*>(samples), simde_mm_packus_epi16(bits(a), bits(a)));
 #endif
 }
-inline void store8(unsigned short* samples, uint16x8_t a) { vst1q_u16(samples, a); }
+inline void store8(unsigned short* samples, uint16x8_t a) {
+    vst1q_u16(samples, a);
+}
 
 // --- Shifts of 16-bit samples by 0 .. 15 ---
 
@@ -293,7 +302,7 @@ inline void vectorOffsets(const unsigned char* samples, TableOffset (&offsets)[8
 
 // A table of 256 bytes, held in registers where there are enough.
 class ByteTable {
-public:
+  public:
     explicit ByteTable(const unsigned char* table) {
 #if defined(__aarch64__)
         for (int i = 0; i < 4; ++i) {
@@ -323,7 +332,7 @@ public:
 #endif
     }
 
-private:
+  private:
 #if defined(__aarch64__)
     uint8x16x4_t m_part[4];
 #else

@@ -1,5 +1,5 @@
-// The vector versions of the kernels, under the reference's names with the suffix _neon: same arguments, same result, and
-// every byte the same.
+// The vector versions of the kernels, under the reference's names with the suffix _neon: same arguments, same
+// result, and every byte the same.
 #pragma once
 
 #include "core/KernelTable.h"

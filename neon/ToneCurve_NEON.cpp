@@ -30,8 +30,9 @@ void mapPlane(const PlaneView<unsigned short>& plane, const float* curve, int bi
     const float top = static_cast<float>(bins - 1);
     const int last = bins - 1;
     const auto four = [=](const unsigned short* samples) {
-        const float levels[4] = {curve[std::min<int>(samples[0], last)], curve[std::min<int>(samples[1], last)],
-                                 curve[std::min<int>(samples[2], last)], curve[std::min<int>(samples[3], last)]};
+        const float levels[4] = {
+            curve[std::min<int>(samples[0], last)], curve[std::min<int>(samples[1], last)],
+            curve[std::min<int>(samples[2], last)], curve[std::min<int>(samples[3], last)]};
         return neon::toInts(
             neon::clampLevels(vaddq_f32(vld1q_f32(levels), vdupq_n_f32(0.5F)), vdupq_n_f32(top)));
     };
@@ -60,7 +61,8 @@ int curveMap_8u_neon(unsigned char* image, RoiInfo roi, const float* yCurve, con
     return mapFrame(image, roi, yCurve, uvCurve, bins);
 }
 
-int curveMap_16u_neon(unsigned short* image, RoiInfo roi, const float* yCurve, const float* uvCurve, int bins) {
+int curveMap_16u_neon(unsigned short* image, RoiInfo roi, const float* yCurve, const float* uvCurve,
+                      int bins) {
     return mapFrame(image, roi, yCurve, uvCurve, bins);
 }
 

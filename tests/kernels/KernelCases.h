@@ -1,4 +1,5 @@
-// The cases that every table of kernels is checked on: for each kernel, how to set its arguments up from a scenario.
+// The cases that every table of kernels is checked on: for each kernel, how to set its arguments up from a
+// scenario.
 #pragma once
 
 #include <cstdint>
@@ -32,18 +33,19 @@ std::vector<Scenario> allScenarios(std::uint32_t seed);
 
 // Floats in guarded memory.
 class GuardedFloats {
-public:
+  public:
     explicit GuardedFloats(std::size_t count);
     float* get() { return reinterpret_cast<float*>(m_memory.data()); }
     const float* get() const { return reinterpret_cast<const float*>(m_memory.data()); }
     std::size_t size() const { return m_memory.size() / sizeof(float); }
 
-private:
+  private:
     GuardedMemory m_memory;
 };
 
-// One call, ready to be made. Made once with the reference and once with another table, all buffers must be equal:
-// every byte of the frames, padding included, and every float, where any not-a-number equals any other.
+// One call, ready to be made. Made once with the reference and once with another table, all buffers must be
+// equal: every byte of the frames, padding included, and every float, where any not-a-number equals any
+// other.
 struct PreparedCall {
     std::vector<std::shared_ptr<Frame>> frames;
     std::vector<std::shared_ptr<GuardedFloats>> floats;

@@ -22,7 +22,7 @@ void reportCrash(int signal) {
 }
 
 class CrashReport {
-public:
+  public:
     CrashReport() {
         struct sigaction action = {};
         action.sa_handler = reportCrash;
@@ -37,7 +37,7 @@ public:
         std::snprintf(g_running, sizeof(g_running), "crashed in %s\n", what.c_str());
     }
 
-private:
+  private:
     struct sigaction m_previous = {};
 };
 
@@ -46,7 +46,8 @@ std::optional<std::string> differingFloat(const GuardedFloats& expected, const G
         const float a = expected.get()[i];
         const float b = actual.get()[i];
         if (std::memcmp(&a, &b, sizeof(a)) != 0 && !(std::isnan(a) && std::isnan(b))) {
-            return "float " + std::to_string(i) + ": expected " + std::to_string(a) + ", got " + std::to_string(b);
+            return "float " + std::to_string(i) + ": expected " + std::to_string(a) + ", got " +
+                   std::to_string(b);
         }
     }
     return std::nullopt;
@@ -61,9 +62,9 @@ std::optional<std::string> differingByte(Frame& expected, Frame& actual) {
     }
     const auto offset = at - a;
     const RoiInfo& roi = expected.roi();
-    return "row " + std::to_string(offset / roi.stride) + " (chroma from row " + std::to_string(roi.scanline) +
-           "), byte " + std::to_string(offset % roi.stride) + ": expected " + std::to_string(*at) + ", got " +
-           std::to_string(b[offset]);
+    return "row " + std::to_string(offset / roi.stride) + " (chroma from row " +
+           std::to_string(roi.scanline) + "), byte " + std::to_string(offset % roi.stride) + ": expected " +
+           std::to_string(*at) + ", got " + std::to_string(b[offset]);
 }
 
 std::optional<std::string> difference(PreparedCall& expected, PreparedCall& actual) {
@@ -80,7 +81,8 @@ std::optional<std::string> difference(PreparedCall& expected, PreparedCall& actu
     return std::nullopt;
 }
 
-double nanosecondsPerSample(const KernelCase& kernel, const huevance::KernelTable& table, const Scenario& scenario) {
+double nanosecondsPerSample(const KernelCase& kernel, const huevance::KernelTable& table,
+                            const Scenario& scenario) {
     using Clock = std::chrono::steady_clock;
     PreparedCall prepared = kernel.prepare(scenario);
     double best = 1e30;
@@ -121,7 +123,8 @@ void benchKernels(const char* tableName, const huevance::KernelTable& candidate)
     scenario.height = 1080;
     scenario.content = Content::kPhotoLike;
     scenario.type = IMAGE_FORMAT_TYPE_NV12;
-    std::printf("%-22s %12s %12s %8s  (ns per luma sample, 1920 x 1080)\n", "kernel", "reference", tableName, "ratio");
+    std::printf("%-22s %12s %12s %8s  (ns per luma sample, 1920 x 1080)\n", "kernel", "reference", tableName,
+                "ratio");
     for (const KernelCase& kernel : kernelCases()) {
         Scenario own = scenario;
         if (kernel.name == "colorCorrect_16u") {
@@ -129,7 +132,8 @@ void benchKernels(const char* tableName, const huevance::KernelTable& candidate)
         }
         const double reference = nanosecondsPerSample(kernel, huevance::referenceKernels(), own);
         const double measured = nanosecondsPerSample(kernel, candidate, own);
-        std::printf("%-22s %12.3f %12.3f %8.2f\n", kernel.name.c_str(), reference, measured, reference / measured);
+        std::printf("%-22s %12.3f %12.3f %8.2f\n", kernel.name.c_str(), reference, measured,
+                    reference / measured);
     }
 }
 

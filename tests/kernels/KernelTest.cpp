@@ -1,4 +1,5 @@
-// Every table of kernels against the reference. --seed=N draws other cases, --bench times the kernels instead.
+// Every table of kernels against the reference. --seed=N draws other cases, --bench times the kernels
+// instead.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -58,7 +59,8 @@ int protectWithoutTail(const unsigned char* backup, RoiInfo backupRoi, unsigned 
 }
 
 // The reference, but lanes 2 and 3 of every eight luma samples change places.
-int mapWithSwappedLanes(unsigned char* image, RoiInfo roi, const float* yCurve, const float* uvCurve, int bins) {
+int mapWithSwappedLanes(unsigned char* image, RoiInfo roi, const float* yCurve, const float* uvCurve,
+                        int bins) {
     const int result = huevance::curveMap_8u(image, roi, yCurve, uvCurve, bins);
     for (int y = 0; y < roi.height; ++y) {
         for (int x = 0; x + 8 <= roi.width; x += 8) {
@@ -69,8 +71,8 @@ int mapWithSwappedLanes(unsigned char* image, RoiInfo roi, const float* yCurve, 
 }
 
 // The reference, but the last column stays as it was.
-int claheWithoutEdge(unsigned char* image, RoiInfo roi, const float* lut, int bins, int tileWidth, int tileHeight,
-                     int gridWidth, int gridHeight) {
+int claheWithoutEdge(unsigned char* image, RoiInfo roi, const float* lut, int bins, int tileWidth,
+                     int tileHeight, int gridWidth, int gridHeight) {
     const std::vector<unsigned char> input(image, image + huevance::frameBytes(roi));
     const int result =
         huevance::claheMap_8u(image, roi, lut, bins, tileWidth, tileHeight, gridWidth, gridHeight);
@@ -82,8 +84,8 @@ int claheWithoutEdge(unsigned char* image, RoiInfo roi, const float* lut, int bi
 }
 
 // The reference, but one sample behind each row is written, too.
-int shiftBeyondTheRow(const unsigned short* source, RoiInfo sourceRoi, unsigned short* destination, RoiInfo roi,
-                      int shift) {
+int shiftBeyondTheRow(const unsigned short* source, RoiInfo sourceRoi, unsigned short* destination,
+                      RoiInfo roi, int shift) {
     const int result = huevance::rightBitShift_16u16u(source, sourceRoi, destination, roi, shift);
     if (roi.stride > 2 * sourceRoi.width) {
         destination[sourceRoi.width] = 0;
@@ -92,7 +94,8 @@ int shiftBeyondTheRow(const unsigned short* source, RoiInfo sourceRoi, unsigned 
 }
 
 // Right, but it looks one sample behind the last chroma row.
-int readBeyondTheFrame(const unsigned char* source, RoiInfo sourceRoi, unsigned short* destination, RoiInfo roi) {
+int readBeyondTheFrame(const unsigned char* source, RoiInfo sourceRoi, unsigned short* destination,
+                       RoiInfo roi) {
     volatile unsigned char seen = source[huevance::frameBytes(sourceRoi)];
     static_cast<void>(seen);
     return huevance::covertYuv_8u16u(source, sourceRoi, destination, roi);
@@ -113,7 +116,9 @@ struct Planted {
     void (*plant)(KernelTable&);
 };
 
-std::string nameOfPlanted(const testing::TestParamInfo<Planted>& test) { return test.param.fault; }
+std::string nameOfPlanted(const testing::TestParamInfo<Planted>& test) {
+    return test.param.fault;
+}
 
 class PlantedFault : public testing::TestWithParam<Planted> {};
 
@@ -129,12 +134,14 @@ TEST_P(PlantedFault, IsCaught) {
 
 INSTANTIATE_TEST_SUITE_P(
     Checker, PlantedFault,
-    testing::Values(
-        Planted{"WrongTail", "portraitProtect_8u", [](KernelTable& table) { table.portraitProtect_8u = protectWithoutTail; }},
-        Planted{"SwappedLane", "curveMap_8u", [](KernelTable& table) { table.curveMap_8u = mapWithSwappedLanes; }},
-        Planted{"MissedEdge", "claheMap_8u", [](KernelTable& table) { table.claheMap_8u = claheWithoutEdge; }},
-        Planted{"WriteIntoPadding", "rightBitShift_16u16u",
-                [](KernelTable& table) { table.rightBitShift_16u16u = shiftBeyondTheRow; }}),
+    testing::Values(Planted{"WrongTail", "portraitProtect_8u",
+                            [](KernelTable& table) { table.portraitProtect_8u = protectWithoutTail; }},
+                    Planted{"SwappedLane", "curveMap_8u",
+                            [](KernelTable& table) { table.curveMap_8u = mapWithSwappedLanes; }},
+                    Planted{"MissedEdge", "claheMap_8u",
+                            [](KernelTable& table) { table.claheMap_8u = claheWithoutEdge; }},
+                    Planted{"WriteIntoPadding", "rightBitShift_16u16u",
+                            [](KernelTable& table) { table.rightBitShift_16u16u = shiftBeyondTheRow; }}),
     nameOfPlanted);
 
 TEST(PlantedFaultDeathTest, ReadBeyondTheFrameNamesItsCase) {

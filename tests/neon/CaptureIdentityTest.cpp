@@ -1,5 +1,5 @@
-// Whole captures: every byte that the NEON back end writes equals the CPU back end's, and the pass over strips gives what
-// the stage operations give one after the other.
+// Whole captures: every byte that the NEON back end writes equals the CPU back end's, and the pass over
+// strips gives what the stage operations give one after the other.
 #include <gtest/gtest.h>
 
 #include "cpu/HuevancePhoto_CPU.h"
@@ -41,8 +41,8 @@ struct Capture {
 
     std::string text() const {
         return std::to_string(shape.width) + " x " + std::to_string(shape.height) + ", type " +
-               std::to_string(static_cast<int>(format.type)) + ", " + std::to_string(format.dataBit) + " bits, " +
-               test::toString(content) + ", switches " + std::to_string(switches) + ", mask " +
+               std::to_string(static_cast<int>(format.type)) + ", " + std::to_string(format.dataBit) +
+               " bits, " + test::toString(content) + ", switches " + std::to_string(switches) + ", mask " +
                std::to_string(maskSource);
     }
     Frame frame() const {
@@ -55,7 +55,7 @@ struct Capture {
 };
 
 class CaptureIdentity : public testing::Test {
-protected:
+  protected:
     // The frame after a capture of one back end, and its result code.
     template <typename Photo>
     std::pair<int, std::vector<unsigned char>> run(const Capture& capture) {
@@ -75,13 +75,15 @@ protected:
     }
 
     void expectEqual(const Capture& capture) {
-        m_tuning.select(capture.switches, capture.maskSource, capture.shape.gridWidth, capture.shape.gridHeight);
+        m_tuning.select(capture.switches, capture.maskSource, capture.shape.gridWidth,
+                        capture.shape.gridHeight);
         const auto expected = run<CHuevancePhoto_CPU>(capture);
         const auto actual = run<CHuevancePhoto_NEON>(capture);
         EXPECT_EQ(expected.first, actual.first) << capture.text();
         const bool refused = (capture.switches & 16) != 0 && capture.maskSource == huevance::kMaskNone;
         EXPECT_EQ(expected.first, refused ? -1 : 0) << capture.text();
-        const auto differs = std::mismatch(expected.second.begin(), expected.second.end(), actual.second.begin());
+        const auto differs =
+            std::mismatch(expected.second.begin(), expected.second.end(), actual.second.begin());
         EXPECT_TRUE(differs.first == expected.second.end())
             << capture.text() << ": byte " << differs.first - expected.second.begin();
     }
@@ -96,7 +98,8 @@ constexpr Format kNv21 = {IMAGE_FORMAT_TYPE_NV21, 8};
 constexpr Format kNv12 = {IMAGE_FORMAT_TYPE_NV12, 8};
 
 TEST_F(CaptureIdentity, EverySwitchAndMask) {
-    // A frame of vectors only; odd sides with padding; more than a chunk, with a grid whose tiles end between vectors.
+    // A frame of vectors only; odd sides with padding; more than a chunk, with a grid whose tiles end between
+    // vectors.
     constexpr Shape kShapes[] = {{64, 20, 0, 0, 3, 2}, {67, 13, 5, 2, 5, 3}, {531, 9, 1, 1, 8, 2}};
     int n = 0;
     for (const Shape& shape : kShapes) {
@@ -145,7 +148,8 @@ TEST_F(CaptureIdentity, SixteenBits) {
             }
         }
     }
-    expectEqual({{18, 6, 1, 0, 1, 1}, {IMAGE_FORMAT_TYPE_YUV16_LOW, 16}, Content::kNoise, 31, huevance::kMaskSkin});
+    expectEqual(
+        {{18, 6, 1, 0, 1, 1}, {IMAGE_FORMAT_TYPE_YUV16_LOW, 16}, Content::kNoise, 31, huevance::kMaskSkin});
 }
 
 // Grids that do not fit the frame, and one too fine for packed tables.
@@ -177,8 +181,11 @@ TEST_F(CaptureIdentity, RepeatedCaptures) {
 TEST_F(CaptureIdentity, StageOperationsGiveTheSame) {
     for (const int maskSource : {huevance::kMaskHost, huevance::kMaskSkin}) {
         for (int switches = 0; switches < kAllSwitches; ++switches) {
-            const Capture capture = {{83, 25, 2, 1, 3, 2}, switches % 2 == 0 ? kNv12 : kNv21, Content::kPhotoLike,
-                                     switches, maskSource};
+            const Capture capture = {{83, 25, 2, 1, 3, 2},
+                                     switches % 2 == 0 ? kNv12 : kNv21,
+                                     Content::kPhotoLike,
+                                     switches,
+                                     maskSource};
             m_tuning.select(switches, maskSource);
             Frame staged = capture.frame();
             Frame fused = capture.frame();
@@ -209,7 +216,8 @@ TEST_F(CaptureIdentity, StageOperationsGiveTheSame) {
             EXPECT_EQ(on.portraitProtect ? engine.portraitProtect() : 0, 0);
             EXPECT_EQ(fused.copyBytes(), staged.copyBytes()) << capture.text();
             // Without CLAHE, curves and colour table there is little to correct or to protect from.
-            EXPECT_TRUE((switches & 11) == 0 || fused.copyBytes() != capture.frame().copyBytes()) << capture.text();
+            EXPECT_TRUE((switches & 11) == 0 || fused.copyBytes() != capture.frame().copyBytes())
+                << capture.text();
         }
     }
 }

@@ -44,7 +44,7 @@ using testing::HasSubstr;
 constexpr RoiInfo kRoi = {20, 10, 24, 10};
 
 class NeonPhoto : public testing::Test {
-protected:
+  protected:
     void SetUp() override { m_tuning.select(0, huevance::kMaskNone); }
     void TearDown() override { m_photo.free(); }
 
@@ -63,7 +63,8 @@ protected:
     void expectRefusal(IMAGE_FORMAT_TYPE type, int scene, const std::vector<std::string>& errors) {
         expectRefusal(m_frame, type, scene, errors);
     }
-    void expectRefusal(Frame& frame, IMAGE_FORMAT_TYPE type, int scene, const std::vector<std::string>& errors) {
+    void expectRefusal(Frame& frame, IMAGE_FORMAT_TYPE type, int scene,
+                       const std::vector<std::string>& errors) {
         const std::vector<unsigned char> before = frame.copyBytes();
         EXPECT_EQ(m_photo.process(frame.data(), type, scene), -1);
         EXPECT_EQ(m_log.texts(test::kError), errors);
@@ -85,12 +86,13 @@ TEST_F(NeonPhoto, LogsTheRequestAndTheSwitches) {
     m_tuning.select(31, huevance::kMaskSkin);
     setUp();
     EXPECT_EQ(m_photo.process(m_frame.data(), IMAGE_FORMAT_TYPE_NV12, 0), 0);
-    EXPECT_THAT(m_log.texts(),
-                ElementsAre("CHuevancePhoto_NEON: yuvType: IMAGE_FORMAT_TYPE_NV12", "CHuevancePhoto_NEON: scene: 0",
-                            "CHuevancePhoto_NEON: m_iPhotoSwitch=1 m_iMaskSource=2\n",
-                            "CHuevancePhoto_NEON: m_iPProtectSwitch=1 m_iClaheSwitch=1\n",
-                            "CHuevancePhoto_NEON: m_iCurveSwitch=1 m_iCCorrSwitch=1 m_iColorSwitch=1\n",
-                            HasSubstr("readHvcParam finished!")));
+    EXPECT_THAT(
+        m_log.texts(),
+        ElementsAre("CHuevancePhoto_NEON: yuvType: IMAGE_FORMAT_TYPE_NV12", "CHuevancePhoto_NEON: scene: 0",
+                    "CHuevancePhoto_NEON: m_iPhotoSwitch=1 m_iMaskSource=2\n",
+                    "CHuevancePhoto_NEON: m_iPProtectSwitch=1 m_iClaheSwitch=1\n",
+                    "CHuevancePhoto_NEON: m_iCurveSwitch=1 m_iCCorrSwitch=1 m_iColorSwitch=1\n",
+                    HasSubstr("readHvcParam finished!")));
     EXPECT_EQ(m_log.lines().front().tag, test::kVersionTag);
     EXPECT_EQ(m_log.texts(test::kError).size(), 0U);
     EXPECT_EQ(m_stdout.text(), "");
@@ -155,7 +157,8 @@ TEST_F(NeonPhoto, RefusalsLeaveHighAlignedSamples) {
     Frame frame({20, 10, 40, 10}, 2);
     frame.fill(test::Content::kAboveRange, 1 << 16);
     setUp(10, frame.roi());
-    expectRefusal(frame, IMAGE_FORMAT_TYPE_YUV16_HIGH, 0, {"CHuevancePhoto_NEON: portrait mask pointer is NULL!"});
+    expectRefusal(frame, IMAGE_FORMAT_TYPE_YUV16_HIGH, 0,
+                  {"CHuevancePhoto_NEON: portrait mask pointer is NULL!"});
 }
 
 TEST_F(NeonPhoto, RefusesAMaskThatDoesNotCoverTheFrame) {
@@ -185,6 +188,29 @@ TEST_F(NeonPhoto, RefusesCapturesAfterFree) {
     expectRefusal(IMAGE_FORMAT_TYPE_NV21, 0, {"capture is not set up!"});
 }
 
+// The engine is shared: another handle's depth must not meet this one's tables.
+TEST_F(NeonPhoto, RefusesCapturesOfAnotherDepth) {
+    m_tuning.select(15, huevance::kMaskNone);
+    setUp();
+    m_photo.setDataBit(10);
+    Frame frame({20, 10, 40, 10}, 2);
+    EXPECT_EQ(m_photo.process(frame.data(), IMAGE_FORMAT_TYPE_YUV16_LOW, 0), -1);
+    m_photo.setDataBit(8);
+    EXPECT_EQ(m_photo.process(m_frame.data(), IMAGE_FORMAT_TYPE_NV21, 0), 0);
+}
+
+TEST_F(NeonPhoto, ForgetsTheMaskWhenFreed) {
+    m_tuning.select(16, huevance::kMaskHost);
+    setUp();
+    test::HostMask mask(kRoi, 0);
+    setMask(mask.data());
+    std::string path = m_tuning.path();
+    m_photo.free();
+    ASSERT_EQ(m_photo.malloc(path.data(), kRoi), 0);
+    m_log.clear();
+    expectRefusal(IMAGE_FORMAT_TYPE_NV21, 0, {"CHuevancePhoto_NEON: portrait mask pointer is NULL!"});
+}
+
 TEST_F(NeonPhoto, FailedSetUpReleasesEverything) {
     change("gridWidth", "2000000000");
     std::string path = m_tuning.path();
@@ -204,7 +230,7 @@ TEST_F(NeonPhoto, LogsAGridThatDoesNotFit) {
 }
 
 class NeonDump : public NeonPhoto {
-protected:
+  protected:
     void SetUp() override { change("photo", "1"); }
     void TearDown() override {
         g_dumpFolder.clear();
@@ -261,7 +287,8 @@ TEST(NeonDispatch, ReachesThePipelineByName) {
     EXPECT_NE(frame.copyBytes(), before);
     const std::vector<std::string> lines = log.texts();
     ASSERT_GE(lines.size(), 2U);
-    EXPECT_THAT(lines[lines.size() - 2], testing::MatchesRegex("Huevance in NEON run time is [0-9]+\\.[0-9][0-9]ms\n"));
+    EXPECT_THAT(lines[lines.size() - 2],
+                testing::MatchesRegex("Huevance in NEON run time is [0-9]+\\.[0-9][0-9]ms\n"));
     EXPECT_EQ(lines.back(), "HuevancePhotoProcess_NEON succeeded!\n");
     EXPECT_EQ(HuevancePhotoFree(name.data(), handle), 0);
 }
