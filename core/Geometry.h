@@ -62,7 +62,7 @@ inline std::size_t frameBytes(const RoiInfo& roi) {
     return rows > 0 && roi.stride > 0 ? static_cast<std::size_t>(rows) * static_cast<std::size_t>(roi.stride) : 0;
 }
 
-// Bytes that a dump of a frame writes: scanline x 3 / 2 x stride.
+// Bytes that a dump of a frame writes: scanline x 3 / 2, in whole rows on purpose, x stride.
 inline std::size_t dumpBytes(const RoiInfo& roi) {
     return elementCount(roi.scanline, 3) / 2 * elementCount(roi.stride, 1);
 }

@@ -23,6 +23,8 @@ int report(bool allocated, const char* what) {
 
 int HostEngine::setRoiInfo(RoiInfo roi) {
     ALOG_INFO("roiInfo: %d, %d, %d, %d", roi.width, roi.height, roi.stride, roi.scanline);
+    m_stRoi8 = m_stRoi16 = {};
+    m_stTile = {};
     if (!isDepthSupported()) {
         ALOG_ERROR("dataBit %d is not supported!", m_iDataBit);
         return -1;
@@ -427,6 +429,37 @@ int HostEngine::portraitProtect() {
         return m_kernels.portraitProtect_16u(backup16(), m_stRoi16, m_pusImage16, m_stRoi16, mask, maskRoi);
     }
     return m_kernels.portraitProtect_8u(backup8(), m_stRoi8, m_pucImage8, m_stRoi8, mask, maskRoi);
+}
+
+int HostEngine::prepareStage(Stage stage, int table) {
+    switch (stage) {
+        case Stage::kClahe:
+            return setClaheLut();
+        case Stage::kCurve:
+            return readCurveLut(table);
+        case Stage::kColorMap:
+            return readColorLut(table);
+        case Stage::kColorCorrect:
+        case Stage::kPortraitProtect:
+            break;
+    }
+    return 0;
+}
+
+int HostEngine::runStage(Stage stage) {
+    switch (stage) {
+        case Stage::kClahe:
+            return claheMap();
+        case Stage::kCurve:
+            return curveMap();
+        case Stage::kColorCorrect:
+            return colorCorrect();
+        case Stage::kColorMap:
+            return colorMap();
+        case Stage::kPortraitProtect:
+            return portraitProtect();
+    }
+    return 0;
 }
 
 int HostEngine::portraitLightUp() { return 0; }

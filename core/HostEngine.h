@@ -82,12 +82,17 @@ public:
     int setSkinColor();
     int setPortraitLut();  // called by no pipeline
     int portraitProtect();
-    int portraitLightUp();  // on purpose does nothing
+    // The tables of a stage for one scene table: setClaheLut, readCurveLut, readColorLut, or nothing.
+    int prepareStage(Stage stage, int table);
+    // The stage itself.
+    int runStage(Stage stage);
+    int portraitLightUp();  // on purpose does nothing: no kernel lights portraits up
 
     // Whether claheMap has tables to map with: the last setClaheLut succeeded on a grid that fits the frame.
     bool claheUsable() const { return m_bClaheUsable; }
     bool is16Bit() const { return m_iDataBit != 8; }
-    int bins16() const { return 1 << m_iDataBit; }
+    // Levels of 16-bit samples; 0 for an unsupported depth.
+    int bins16() const { return isDepthSupported() ? 1 << m_iDataBit : 0; }
     // The geometry of the host's frames.
     const RoiInfo& frameRoi() const { return is16Bit() ? m_stRoi16 : m_stRoi8; }
 

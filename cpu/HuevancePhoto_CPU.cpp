@@ -15,29 +15,6 @@ const RoiInfo& dumpRoi(const CHuevance_CPU& engine) {
     return engine.m_iDataBit == 256 ? engine.m_stRoi8 : engine.m_stRoi16;
 }
 
-void runStage(CHuevance_CPU& engine, Stage stage, int table) {
-    switch (stage) {
-        case Stage::kClahe:
-            engine.setClaheLut();
-            engine.claheMap();
-            break;
-        case Stage::kCurve:
-            engine.readCurveLut(table);
-            engine.curveMap();
-            break;
-        case Stage::kColorCorrect:
-            engine.colorCorrect();
-            break;
-        case Stage::kColorMap:
-            engine.readColorLut(table);
-            engine.colorMap();
-            break;
-        case Stage::kPortraitProtect:
-            engine.portraitProtect();
-            break;
-    }
-}
-
 int enhance(CHuevance_CPU& engine, void* yuv, IMAGE_FORMAT_TYPE type, int scene) {
     const int table = engine.tableOfScene(scene);
     if (table < 0) {
@@ -58,7 +35,8 @@ int enhance(CHuevance_CPU& engine, void* yuv, IMAGE_FORMAT_TYPE type, int scene)
         engine.sdYuvBackup();
     }
     for (const Stage stage : huevance::planCapture(on)) {
-        runStage(engine, stage, table);
+        engine.prepareStage(stage, table);
+        engine.runStage(stage);
     }
     engine.getDstYuv(yuv);
     cpu::logStrengths(engine);

@@ -115,7 +115,7 @@ void tileCurves(const float* hist, float* lut, int tiles, int n, float claheStre
 
 // Planes of a bin with their border repeated, as large as the stack should hold. Larger grids take the plain
 // version.
-constexpr int kPlaneFloats = 2048;
+constexpr int kPlaneFloats = 3584;
 
 bool fitsPlane(int gridWidth, int gridHeight) {
     return (static_cast<std::int64_t>(gridWidth) + 2) * (static_cast<std::int64_t>(gridHeight) + 2) + 4 <=
@@ -242,6 +242,9 @@ int claheMap(T* image, const RoiInfo& roi, const float* lut, int bins, int tileW
 int computeClaheLut_neon(const unsigned char* image, RoiInfo roi, float* hist, float* lut, int sampRate,
                          int gridWidth, int gridHeight, int tileWidth, int tileHeight, float claheStrength) {
     const int tiles = tileCount(gridWidth, gridHeight);
+    if (tiles == 0) {
+        return 0;
+    }
     countTiles(image, roi, hist, sampRate, gridWidth, gridHeight, tileWidth, tileHeight);
     forEachFour(tiles, [=](int t, int n) { tileCurves(hist + t, lut + t, tiles, n, claheStrength); });
     if (!fitsPlane(gridWidth, gridHeight)) {
@@ -273,6 +276,9 @@ int resizeClaheLut_neon(const float* source, int sourceBins, float* destination,
 
 int claheMap_8u_neon(unsigned char* image, RoiInfo roi, const float* lut, int bins, int tileWidth,
                      int tileHeight, int gridWidth, int gridHeight) {
+    if (bins != kBins8) {  // the vector path saturates at 255
+        return claheMap_8u(image, roi, lut, bins, tileWidth, tileHeight, gridWidth, gridHeight);
+    }
     return claheMap(image, roi, lut, bins, tileWidth, tileHeight, gridWidth, gridHeight);
 }
 

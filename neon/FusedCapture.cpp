@@ -1,5 +1,7 @@
 #include "neon/FusedCapture.h"
 
+#include <algorithm>
+
 #include "core/Geometry.h"
 #include "core/Portrait.h"
 #include "neon/ClaheColumns.h"
@@ -21,18 +23,26 @@ bool claheFits(const HostEngine& engine) {
 
 // --- Set-up ---
 
+FusedCapture::Key::Key(const HostEngine& engine)
+    : dataBit(engine.m_iDataBit),
+      width(engine.m_stRoi8.width),
+      gridWidth(engine.m_iGridWidth),
+      gridHeight(engine.m_iGridHeight),
+      tileWidth(engine.m_stTile.tileWidth),
+      clahe(claheFits(engine)),
+      colorMap(engine.switches().colorMap),
+      skin(engine.switches().portraitProtect && engine.m_iMaskSource == kMaskSkin) {}
+
 int FusedCapture::allocate(const HostEngine& engine) {
     release();
-    const StageSwitches on = engine.switches();
-    const bool clahe = claheFits(engine);
+    m_key = Key(engine);
     if (engine.is16Bit() ||
-        (clahe && elementCount(engine.m_iGridWidth, engine.m_iGridHeight) > kMaxPackedTiles)) {
+        (m_key.clahe && elementCount(m_key.gridWidth, m_key.gridHeight) > kMaxPackedTiles)) {
         return 0;
     }
-    const bool skin = on.portraitProtect && engine.m_iMaskSource == kMaskSkin;
-    m_usable = (!clahe || allocateClahe(engine)) &&
-               (!on.colorMap || m_slabs.allocate(kSlabsBegin + std::size_t{kBins8} * kPointB)) &&
-               (!skin || allocateSkin());
+    m_usable = (!m_key.clahe || allocateClahe(engine)) &&
+               (!m_key.colorMap || m_slabs.allocate(kSlabsBegin + std::size_t{kBins8} * kPointB)) &&
+               (!m_key.skin || allocateSkin());
     if (!m_usable) {
         release();
         return -1;

@@ -36,41 +36,26 @@ bool dump(const char* kind, const void* frame, const RoiInfo& roi, int scene, in
     return saveBuffer(path, frame, huevance::dumpBytes(roi));
 }
 
-// What a stage reads beside the frame. 0, or -1 with one error line.
+// The tables of a stage. 0, or -1 with one error line.
 int prepareStage(CHuevance_NEON& engine, Stage stage, int table) {
-    if (stage == Stage::kClahe && engine.setClaheLut() != 0) {
-        ALOG_ERROR("CHuevancePhoto_NEON: setClaheLut failed");
-        return -1;
+    if (engine.prepareStage(stage, table) == 0) {
+        return 0;
     }
-    if (stage == Stage::kCurve && engine.readCurveLut(table) != 0) {
-        ALOG_ERROR("CHuevancePhoto_NEON: readCurveLut failed!");
-        return -1;
-    }
-    if (stage == Stage::kColorMap && engine.readColorLut(table) != 0) {
-        ALOG_ERROR("CHuevancePhoto_NEON: readColorLut failed!");
-        return -1;
-    }
-    return 0;
-}
-
-void runStage(CHuevance_NEON& engine, Stage stage) {
     switch (stage) {
         case Stage::kClahe:
-            engine.claheMap();
+            ALOG_ERROR("CHuevancePhoto_NEON: setClaheLut failed");
             break;
         case Stage::kCurve:
-            engine.curveMap();
-            break;
-        case Stage::kColorCorrect:
-            engine.colorCorrect();
+            ALOG_ERROR("CHuevancePhoto_NEON: readCurveLut failed!");
             break;
         case Stage::kColorMap:
-            engine.colorMap();
+            ALOG_ERROR("CHuevancePhoto_NEON: readColorLut failed!");
             break;
+        case Stage::kColorCorrect:
         case Stage::kPortraitProtect:
-            engine.portraitProtect();
-            break;
+            break;  // have no tables
     }
+    return -1;
 }
 
 // Stage after stage over the whole frame.
@@ -86,7 +71,7 @@ int runStages(CHuevance_NEON& engine, int table) {
         if (prepareStage(engine, stage, table) != 0) {
             return -1;
         }
-        runStage(engine, stage);
+        engine.runStage(stage);
     }
     return 0;
 }
@@ -126,14 +111,19 @@ int CHuevancePhoto_NEON::setDataBit(int dataBit) {
 }
 
 int CHuevancePhoto_NEON::malloc(char* directory, RoiInfo roi) {
-    g_photoEngine.fusedCaptureFree();
-    if (g_photoEngine.captureMalloc(directory, roi) != 0) {
-        return -1;
-    }
-    if (g_photoEngine.fusedCaptureMalloc() != 0) {
-        g_photoEngine.captureFree();
-        return -1;
-    }
+    CHuevance_NEON& engine = g_photoEngine;
+    // The engine may still hold what another handle set up, perhaps for another bit depth.
+    free();
+    // On purpose no result is looked at: a failed step shows in its own line, and captures are then refused.
+    engine.setSensorPath(directory);
+    engine.readPhotoSet();
+    engine.setRoiInfo(roi);
+    engine.portraitMaskMalloc();
+    engine.backUpYuvMalloc();
+    engine.claheLutMalloc();
+    engine.curveLutMalloc();
+    engine.colorLutMalloc();
+    engine.fusedCaptureMalloc();
     return 0;
 }
 

@@ -9,10 +9,10 @@ class CHuevance_NEON final : public huevance::HostEngine {
   public:
     CHuevance_NEON() : HostEngine(huevance::neonKernels()) {}
 
-    // After captureMalloc: the tables of fused captures. -1 with one error line when memory is missing.
+    // After the other allocations: the tables of fused captures. -1 with one error line when memory is missing.
     int fusedCaptureMalloc();
     void fusedCaptureFree() { m_fused.release(); }
-    bool canFuse() const { return m_fused.usable(); }
+    bool canFuse() const { return m_fused.usable(*this); }
     // All stages that are on, in one pass over the frame: the bytes that the stage operations give one after
     // the other. Only when canFuse(), and after the tables of those stages were made (setClaheLut,
     // readCurveLut, readColorLut).

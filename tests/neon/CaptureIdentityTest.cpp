@@ -9,6 +9,28 @@
 #include "tests/support/LogCapture.h"
 #include "tests/support/StdoutCapture.h"
 
+// The linker sends this program's allocations through here.
+namespace {
+int g_allocations = 0;
+}
+extern "C" {
+void* __real_calloc(std::size_t count, std::size_t size);
+void* __real_malloc(std::size_t size);
+void* __real__Znwm(std::size_t size);
+void* __wrap_calloc(std::size_t count, std::size_t size) {
+    ++g_allocations;
+    return __real_calloc(count, size);
+}
+void* __wrap_malloc(std::size_t size) {
+    ++g_allocations;
+    return __real_malloc(size);
+}
+void* __wrap__Znwm(std::size_t size) {
+    ++g_allocations;
+    return __real__Znwm(size);
+}
+}
+
 namespace {
 
 using test::Content;
@@ -159,6 +181,32 @@ TEST_F(CaptureIdentity, OddGrids) {
     }
 }
 
+// Levels and strengths far outside the ranges of a sane tuning.
+TEST_F(CaptureIdentity, ExtremeTuning) {
+    constexpr float kLevels[] = {-300.0F, 400.0F, 1e38F, -1e38F, 127.5F, 0.0F};
+    std::vector<float> levels(huevance::kColorLutFloats);
+    for (std::size_t i = 0; i < levels.size(); ++i) {
+        levels[i] = kLevels[i * 7 % 6];
+    }
+    const test::TuningDir& directory = m_tuning.directory();
+    directory.writeFloats("colorLut0", levels);
+    levels.resize(256);
+    directory.writeFloats("curveLut0", levels);
+    constexpr float kStrengths[][3] = {
+        {-0.6F, 1.9F, -2.0F}, {1.9F, -3.0F, 0.0F}, {1e30F, 1e30F, 1e30F}, {-3e38F, -3e38F, -3e38F}};
+    for (const auto& [color, saturation, clahe] : kStrengths) {
+        directory.writeParam(0, color, saturation, clahe);
+        for (const Content content : {Content::kNoise, Content::kPhotoLike, Content::kZero}) {
+            expectEqual({{67, 20, 0, 0, 3, 2}, kNv21, content, 31, huevance::kMaskHost});
+            expectEqual({{34, 10, 0, 0, 3, 2},
+                         {IMAGE_FORMAT_TYPE_YUV16_LOW, 10},
+                         content,
+                         31,
+                         huevance::kMaskSkin});
+        }
+    }
+}
+
 // The second capture of a set-up must not see the first.
 TEST_F(CaptureIdentity, RepeatedCaptures) {
     m_tuning.select(31, huevance::kMaskSkin);
@@ -202,8 +250,10 @@ TEST_F(CaptureIdentity, StageOperationsGiveTheSame) {
             engine.readColorLut(0);
 
             engine.setDstYuv(fused.data());
+            const int allocations = g_allocations;
             engine.setClaheLut();
             engine.fusedCapture();
+            EXPECT_EQ(g_allocations, allocations) << "a capture allocates nothing";
 
             engine.setDstYuv(staged.data());
             engine.setSkinColor();
@@ -215,6 +265,10 @@ TEST_F(CaptureIdentity, StageOperationsGiveTheSame) {
             EXPECT_EQ(on.colorMap ? engine.colorMap() : 0, 0);
             EXPECT_EQ(on.portraitProtect ? engine.portraitProtect() : 0, 0);
             EXPECT_EQ(fused.copyBytes(), staged.copyBytes()) << capture.text();
+
+            // Set up anew for wider frames, the engine has no tables for the one pass.
+            engine.setRoiInfo({512, 25, 512, 25});
+            EXPECT_FALSE(engine.canFuse());
             // Without CLAHE, curves and colour table there is little to correct or to protect from.
             EXPECT_TRUE((switches & 11) == 0 || fused.copyBytes() != capture.frame().copyBytes())
                 << capture.text();

@@ -211,14 +211,28 @@ TEST_F(NeonPhoto, ForgetsTheMaskWhenFreed) {
     expectRefusal(IMAGE_FORMAT_TYPE_NV21, 0, {"CHuevancePhoto_NEON: portrait mask pointer is NULL!"});
 }
 
-TEST_F(NeonPhoto, FailedSetUpReleasesEverything) {
-    change("gridWidth", "2000000000");
-    std::string path = m_tuning.path();
-    EXPECT_EQ(m_photo.malloc(path.data(), kRoi), -1);
-    EXPECT_EQ(m_log.texts(test::kError).size(), 1U);
-    m_log.clear();
-    expectRefusal(IMAGE_FORMAT_TYPE_NV21, 0, {"capture is not set up!"});
-    EXPECT_EQ(m_photo.malloc(nullptr, kRoi), -1);
+// A set-up never fails; what it could not do shows in its log, and captures are refused.
+TEST_F(NeonPhoto, FailedSetUpStepsOnlyLog) {
+    const struct {
+        int dataBit;
+        RoiInfo roi;
+        const char* line;
+    } cases[] = {{9, kRoi, "dataBit 9 is not supported!"},
+                 {40, kRoi, "dataBit 40 is not supported!"},
+                 {8, {1 << 30, 10, 1 << 30, 10}, "frame width 1073741824 is not supported!"},
+                 {8, {100000, 100000, 100000, 100000}, "portrait mask cannot be allocated!"}};
+    for (const auto& c : cases) {
+        std::string path = m_tuning.path();
+        m_photo.setDataBit(c.dataBit);
+        m_log.clear();
+        EXPECT_EQ(m_photo.malloc(path.data(), c.roi), 0);
+        const std::vector<std::string> errors = m_log.texts(test::kError);
+        ASSERT_FALSE(errors.empty());
+        EXPECT_EQ(errors[0], c.line);
+        EXPECT_EQ(m_photo.process(m_frame.data(), IMAGE_FORMAT_TYPE_NV21, 0), -1) << c.line;
+    }
+    m_photo.setDataBit(8);
+    EXPECT_EQ(m_photo.malloc(nullptr, kRoi), 0);
 }
 
 // A grid that the frame cannot be divided into is one line; the other stages run.
