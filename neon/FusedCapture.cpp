@@ -95,19 +95,19 @@ bool FusedCapture::allocateSkin() {
 void FusedCapture::packCells(const HostEngine& engine) {
     const int width = engine.m_iGridWidth;
     const int height = engine.m_iGridHeight;
-    const float* plane = engine.m_gridLut.get();
-    for (int b = 0; b < kBins8; ++b, plane += width * height) {
-        float* corners = m_cells.get() + 4 * b;
-        for (int r = 0; r < height; ++r) {
-            const float* upper = plane + r * width;
-            const float* lower = plane + std::min(r + 1, height - 1) * width;
-            for (int c = 0; c < width; ++c, corners += kCellFloats) {
-                const int next = std::min(c + 1, width - 1);
-                corners[0] = upper[c];
-                corners[1] = upper[next];
-                corners[2] = lower[c];
-                corners[3] = lower[next];
-            }
+    const std::ptrdiff_t tiles = std::ptrdiff_t{width} * height;
+    float* corners = m_cells.get();
+    for (int cell = 0; cell < tiles; ++cell) {
+        const int r = cell / width;
+        const int c = cell % width;
+        const float* upper = engine.m_gridLut.get() + cell;
+        const std::ptrdiff_t right = c + 1 < width ? 1 : 0;
+        const std::ptrdiff_t down = r + 1 < height ? width : 0;
+        for (int b = 0; b < kBins8; ++b, upper += tiles, corners += 4) {
+            corners[0] = upper[0];
+            corners[1] = upper[right];
+            corners[2] = upper[down];
+            corners[3] = upper[down + right];
         }
     }
 }
