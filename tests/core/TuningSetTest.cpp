@@ -1,9 +1,8 @@
 // The tuning set: defaults, files and keys, the order of its log lines, and what is not there.
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <algorithm>
 
-#include "core/ColorLut.h"
 #include "core/TuningSet.h"
 #include "tests/support/DeathTest.h"
 #include "tests/support/LogCapture.h"
@@ -47,143 +46,119 @@ vector<int> integers(const TuningSet& t) {
 }
 const vector<int> kDefaults = {0, 0, 0, 0, 0, 0, 0, 0, 8, 6, 4, 8, 60, 0, 0, 1, 1};
 
-vector<test::LogLine> infos(const vector<string>& texts) {
-    vector<test::LogLine> lines;
-    for (const string& text : texts) {
-        lines.push_back({test::kInfo, test::kVersionTag, text});
-    }
-    return lines;
-}
-
 TEST(TuningSet, Defaults) {
     const TuningSet tuning;
     EXPECT_EQ(integers(tuning), kDefaults);
     EXPECT_EQ(tuning.m_aiSceneIdx[0], 0);
     EXPECT_EQ(tuning.m_fPortraitLutStrength, 0.2F);
-    EXPECT_EQ(tuning.m_fColorStrength, 0.0F);
-    EXPECT_EQ(tuning.m_fSatStrength, 0.0F);
-    EXPECT_EQ(tuning.m_fClaheStrength, 0.0F);
+    EXPECT_TRUE(tuning.m_fColorStrength == 0.0F && tuning.m_fSatStrength == 0.0F &&
+                tuning.m_fClaheStrength == 0.0F);
 }
 
-TEST(TuningSet, PhotoSetReadsItsKeysAndLogsThemInOrder) {
+TEST(TuningSet, FilesAreReadAndLoggedInOrder) {
     const test::TuningDir dir;
     dir.write("photoSet.ini", kPhotoSet);
-    TuningSet tuning = tuningOf(dir);
-    tuning.m_iDataBit = 10;
-    const test::LogCapture log;
-    EXPECT_EQ(tuning.readPhotoSet(), 0);
-    EXPECT_EQ(log.lines(),
-              infos({"save-photo: 2", "switch-photoSwitch: 3", "hvc-claheSwitch: 4", "hvc-curveSwitch: 5",
-                     "hvc-colorSwitch: 6", "hvc-cCorrSwitch: 7", "hvc-gridWidth: 9", "hvc-gridHeight: 10",
-                     "hvc-sampRate: 11", "hvc-dataBit: 10", "portrait-maskSource: 13",
-                     "portrait-pProtectSwitch: 14", "scene-sceneNum: 15", "scene-idxNum: 3"}));
-    EXPECT_EQ(integers(tuning), (vector<int>{2, 0, 3, 0, 4, 5, 6, 7, 9, 10, 11, 10, 60, 13, 14, 15, 3}));
-    EXPECT_EQ(vector<int>(tuning.m_aiSceneIdx, tuning.m_aiSceneIdx + 4), (vector<int>{2, 0, 1, 0}));
-}
-
-TEST(TuningSet, FrameSetReadsItsKeysAndLogsThemInOrder) {
-    const test::TuningDir dir;
     dir.write("frameSet.ini", frameSet());
-    TuningSet tuning = tuningOf(dir);
-    const test::LogCapture log;
-    EXPECT_EQ(tuning.readFrameSet(), 0);
-    EXPECT_EQ(log.lines(),
-              infos({"save-frame: 2", "switch-frameSwitch: 3", "hvc-claheSwitch: 4", "hvc-curveSwitch: 5",
-                     "hvc-colorSwitch: 6", "hvc-cCorrSwitch: 7", "hvc-gridWidth: 9", "hvc-gridHeight: 10",
-                     "hvc-sampRate: 11", "hvc-dataBit: 8", "hvc-transFrameNum: 12", "portrait-maskSource: 13",
-                     "portrait-pProtectSwitch: 14", "scene-sceneNum: 15", "scene-idxNum: 3"}));
-    EXPECT_EQ(integers(tuning), (vector<int>{0, 2, 0, 3, 4, 5, 6, 7, 9, 10, 11, 8, 12, 13, 14, 15, 3}));
+    for (const bool photo : {true, false}) {
+        TuningSet tuning = tuningOf(dir);
+        tuning.m_iDataBit = 10;
+        const test::LogCapture log;
+        EXPECT_EQ(photo ? tuning.readPhotoSet() : tuning.readFrameSet(), 0);
+        vector<string> texts = {"hvc-claheSwitch: 4",      "hvc-curveSwitch: 5",
+                                "hvc-colorSwitch: 6",      "hvc-cCorrSwitch: 7",
+                                "hvc-gridWidth: 9",        "hvc-gridHeight: 10",
+                                "hvc-sampRate: 11",        "hvc-dataBit: 10",
+                                "portrait-maskSource: 13", "portrait-pProtectSwitch: 14",
+                                "scene-sceneNum: 15",      "scene-idxNum: 3"};
+        texts.insert(texts.begin(), {photo ? "save-photo: 2" : "save-frame: 2",
+                                     photo ? "switch-photoSwitch: 3" : "switch-frameSwitch: 3"});
+        if (!photo) {
+            texts.insert(texts.begin() + 10, "hvc-transFrameNum: 12");
+        }
+        vector<test::LogLine> lines;
+        for (const string& text : texts) {
+            lines.push_back({test::kInfo, test::kVersionTag, text});
+        }
+        EXPECT_EQ(log.lines(), lines);
+        EXPECT_EQ(integers(tuning),
+                  (photo ? vector<int>{2, 0, 3, 0, 4, 5, 6, 7, 9, 10, 11, 10, 60, 13, 14, 15, 3}
+                         : vector<int>{0, 2, 0, 3, 4, 5, 6, 7, 9, 10, 11, 10, 12, 13, 14, 15, 3}));
+        EXPECT_EQ(vector<int>(tuning.m_aiSceneIdx, tuning.m_aiSceneIdx + 4), (vector<int>{2, 0, 1, 0}));
+    }
 }
 
 TEST(TuningSet, WhatIsMissingStaysAsItWas) {
     const test::TuningDir dir;
-    TuningSet tuning = tuningOf(dir);
     {
+        TuningSet tuning = tuningOf(dir);
         const test::LogCapture quiet;
-        EXPECT_EQ(tuning.readPhotoSet(), 0);
-        EXPECT_EQ(tuning.readFrameSet(), 0);
+        EXPECT_EQ(tuning.readPhotoSet() + tuning.readFrameSet(), 0);
+        EXPECT_EQ(integers(tuning), kDefaults);
     }
-    EXPECT_EQ(integers(tuning), kDefaults);
-
     // Each key alone is left out in turn.
-    const char* const keys[] = {"photo",       "photoSwitch", "claheSwitch",    "curveSwitch",
-                                "colorSwitch", "cCorrSwitch", "gridWidth",      "gridHeight",
-                                "sampRate",    "maskSource",  "pProtectSwitch", "sceneNum"};
-    const int position[] = {0, 2, 4, 5, 6, 7, 8, 9, 10, 13, 14, 15};
-    for (std::size_t i = 0; i < std::size(keys); ++i) {
-        SCOPED_TRACE(keys[i]);
+    const struct {
+        const char* key;
+        std::size_t position;
+    } keys[] = {{"photo", 0},       {"photoSwitch", 2}, {"claheSwitch", 4},     {"curveSwitch", 5},
+                {"colorSwitch", 6}, {"cCorrSwitch", 7}, {"gridWidth", 8},       {"gridHeight", 9},
+                {"sampRate", 10},   {"maskSource", 13}, {"pProtectSwitch", 14}, {"sceneNum", 15}};
+    for (const auto& [key, position] : keys) {
+        SCOPED_TRACE(key);
         string text = kPhotoSet;
-        const std::size_t at = text.find(test::format("\n%s=", keys[i]));
-        ASSERT_NE(at, string::npos);
-        text.insert(at + 1, "#");
+        text.insert(text.find(test::format("\n%s=", key)) + 1, "#");
         dir.write("photoSet.ini", text);
-        TuningSet partial = tuningOf(dir);
-        TuningSet whole = tuningOf(dir);
+        TuningSet tuning = tuningOf(dir);
         const test::LogCapture quiet;
-        partial.readPhotoSet();
-        dir.write("photoSet.ini", kPhotoSet);
-        whole.readPhotoSet();
-        vector<int> expected = integers(whole);
-        const auto index = static_cast<std::size_t>(position[i]);
-        expected[index] = kDefaults[index];
-        EXPECT_EQ(integers(partial), expected);
+        tuning.readPhotoSet();
+        vector<int> expected = {2, 0, 3, 0, 4, 5, 6, 7, 9, 10, 11, 8, 60, 13, 14, 15, 3};
+        expected[position] = kDefaults[position];
+        EXPECT_EQ(integers(tuning), expected);
     }
 }
 
-TEST(TuningSet, EmptyValuesAreThereAndCountAsZero) {
-    const test::TuningDir dir;
-    dir.write("photoSet.ini", "[hvc]\r\ngridWidth=\r\n[scene]\r\nsceneNum=2\r\nsceneIdx=\r\n");
-    TuningSet tuning = tuningOf(dir);
-    const test::LogCapture log;
-    tuning.readPhotoSet();
-    EXPECT_EQ(tuning.m_iGridWidth, 0);
-    EXPECT_EQ(tuning.m_iIdxNum, 0);
-    EXPECT_EQ(tuning.tableOfScene(0), -1);
-}
-
-TEST(TuningSet, SceneListNeverLeavesItsArray) {
-    const test::TuningDir dir;
-    dir.write("photoSet.ini", "[scene]\r\nsceneNum=1\r\nsceneIdx=" + string(800, '/') + "\r\n");
-    TuningSet tuning = tuningOf(dir);
-    tuning.m_fColorStrength = 0.5F;  // the field behind the array
-    const test::LogCapture log;
-    tuning.readPhotoSet();
-    EXPECT_EQ(tuning.m_iIdxNum, 512);
-    EXPECT_EQ(tuning.m_fColorStrength, 0.5F);
-    EXPECT_EQ(tuning.tableOfScene(511), 0);
-    EXPECT_EQ(tuning.tableOfScene(512), -1);
-}
-
-TEST(TuningSet, SceneNumbersMapToTables) {
-    const test::TuningDir dir;
-    dir.write("frameSet.ini", "[scene]\r\nsceneNum=3\r\nsceneIdx=2/0/1/3/-1/\r\n");
-    TuningSet tuning = tuningOf(dir);
-    test::LogCapture log;
-    tuning.readFrameSet();
-    log.clear();
-    const int cases[][2] = {{0, 2}, {1, 0}, {2, 1}, {3, -1}, {4, -1}, {5, -1}, {-1, -1}, {600, -1}};
+TEST(TuningSet, SceneListMapsScenesToTables) {
+    const struct {
+        string scenes;
+        int count;
+        vector<std::pair<int, int>> tables;  // scene and table
+    } cases[] = {
+        {"sceneNum=3\r\nsceneIdx=2/0/1/3/-1/",
+         5,
+         {{0, 2}, {1, 0}, {2, 1}, {3, -1}, {4, -1}, {5, -1}, {-1, -1}, {600, -1}}},
+        {"sceneNum=2\r\nsceneIdx=", 0, {{0, -1}}},  // empty values are there, and count as zero
+        {"sceneNum=1\r\nsceneIdx=" + string(800, '/'), 512, {{511, 0}, {512, -1}}},
+    };
     for (const auto& c : cases) {
-        log.clear();
-        EXPECT_EQ(tuning.tableOfScene(c[0]), c[1]) << c[0];
-        EXPECT_EQ(log.texts(test::kError).size(), c[1] < 0 ? 1U : 0U);
-        EXPECT_EQ(log.lines().size(), c[1] < 0 ? 1U : 0U);
+        const test::TuningDir dir;
+        dir.write("frameSet.ini", "[hvc]\r\ngridWidth=\r\n[scene]\r\n" + c.scenes + "\r\n");
+        TuningSet tuning = tuningOf(dir);
+        tuning.m_fColorStrength = 0.5F;  // the field behind the array
+        test::LogCapture log;
+        tuning.readFrameSet();
+        EXPECT_EQ(tuning.m_iGridWidth, 0);
+        EXPECT_EQ(tuning.m_iIdxNum, c.count);
+        EXPECT_EQ(tuning.m_fColorStrength, 0.5F);
+        for (const auto& [scene, table] : c.tables) {
+            log.clear();
+            EXPECT_EQ(tuning.tableOfScene(scene), table) << scene;
+            EXPECT_EQ(log.texts(test::kError).size(), table < 0 ? 1U : 0U);
+            EXPECT_EQ(log.lines().size(), table < 0 ? 1U : 0U);
+        }
     }
 }
 
 TEST(TuningSet, SwitchIsOnAtExactlyOne) {
-    TuningSet tuning;
-    int* const fields[] = {&tuning.m_iClaheSwitch, &tuning.m_iCurveSwitch, &tuning.m_iCCorrSwitch,
-                           &tuning.m_iColorSwitch, &tuning.m_iPProtectSwitch};
     for (int field = 0; field < 5; ++field) {
-        for (const int value : {0, 1, 2, -1, 256}) {
+        for (const int value : {0, 1, 2, -1}) {
+            TuningSet tuning;
+            int* const fields[] = {&tuning.m_iClaheSwitch, &tuning.m_iCurveSwitch, &tuning.m_iCCorrSwitch,
+                                   &tuning.m_iColorSwitch, &tuning.m_iPProtectSwitch};
             *fields[field] = value;
             const huevance::StageSwitches s = tuning.switches();
-            const bool on[] = {s.clahe, s.curve, s.colorCorrect, s.colorMap, s.portraitProtect};
-            for (int i = 0; i < 5; ++i) {
-                EXPECT_EQ(on[i], i == field && value == 1) << field << " = " << value;
-            }
+            const int on =
+                s.clahe | s.curve << 1 | s.colorCorrect << 2 | s.colorMap << 3 | s.portraitProtect << 4;
+            EXPECT_EQ(on, value == 1 ? 1 << field : 0) << field << " = " << value;
         }
-        *fields[field] = 0;
     }
 }
 
@@ -205,49 +180,32 @@ TEST(TuningSet, StrengthsOfATable) {
         SCOPED_TRACE(step.table);
         const test::LogCapture log;
         EXPECT_EQ(tuning.readHvcParam(step.table), 0);
-        EXPECT_EQ(tuning.m_fColorStrength, step.color);
-        EXPECT_EQ(tuning.m_fSatStrength, step.sat);
-        EXPECT_EQ(tuning.m_fClaheStrength, step.clahe);
-        EXPECT_EQ(log.texts().back(), "CHuevance_CPU::readHvcParam finished!");
-        EXPECT_EQ(log.lines().back().priority, test::kInfo);
+        EXPECT_EQ((vector<float>{tuning.m_fColorStrength, tuning.m_fSatStrength, tuning.m_fClaheStrength}),
+                  (vector<float>{step.color, step.sat, step.clahe}));
+        EXPECT_EQ(log.texts(test::kInfo).back(), "CHuevance_CPU::readHvcParam finished!");
     }
 }
 
 TEST(TuningSet, RawTablesOfAScene) {
-    struct Kind {
-        const char* file;
-        void (TuningSet::*read)(int, float*) const;
-        std::size_t floats;
-    };
-    for (const Kind& kind : {Kind{"curveLut10", &TuningSet::readCurveFile, 256},
-                             Kind{"colorLut10", &TuningSet::readColorFile, 12288}}) {
-        SCOPED_TRACE(kind.file);
-        const test::TuningDir dir;
-        const TuningSet tuning = tuningOf(dir);
-        vector<float> file(kind.floats + 5);
-        for (std::size_t i = 0; i < file.size(); ++i) {
-            file[i] = static_cast<float>(i % 255) + 0.5F;
-        }
-        file[7] = NAN;
-        // Missing, short, exact and long files.
-        for (const std::size_t floats : {std::size_t{0}, std::size_t{100}, kind.floats, kind.floats + 5}) {
+    const test::TuningDir dir;
+    const TuningSet tuning = tuningOf(dir);
+    const test::LogCapture log;
+    for (const bool curve : {true, false}) {
+        const long whole = curve ? 256 : 12288;
+        vector<float> file(12300, 1.5F);
+        file[static_cast<std::size_t>(whole - 1)] = 2.5F;
+        // Missing, short and long files.
+        for (const long floats : {0L, 100L, whole + 5}) {
             if (floats != 0) {
-                dir.writeFloats(kind.file,
-                                vector<float>(file.begin(), file.begin() + static_cast<long>(floats)));
+                dir.writeFloats(curve ? "curveLut10" : "colorLut10", {file.begin(), file.begin() + floats});
             }
-            vector<float> table(kind.floats + 5, -7.0F);
-            vector<float> expected = table;
-            std::copy_n(file.begin(), std::min(floats, kind.floats), expected.begin());
-            if (floats != 0) {
-                expected[7] = 0.0F;
-            }
-            const test::LogCapture log;
-            (tuning.*kind.read)(10, table.data());
+            vector<float> table(12300, -7.0F), expected = table;
+            std::copy_n(file.begin(), std::min(floats, whole), expected.begin());
+            curve ? tuning.readCurveFile(10, table.data()) : tuning.readColorFile(10, table.data());
             EXPECT_EQ(table, expected) << floats;
-            EXPECT_EQ(log.lines().size(), 0U) << "silent";
         }
     }
-    EXPECT_EQ(huevance::kColorLutFloats, 12288);
+    EXPECT_EQ(log.lines().size(), 0U) << "silent";
 }
 
 TEST(TuningSetDeathTest, PathsThatDoNotFitAreFatal) {

@@ -17,12 +17,14 @@ namespace {
 using std::string;
 using std::vector;
 using test::format;
-using test::hostLine;
 
-constexpr const char* kFile = "ImageOperation.cpp";
+constexpr auto kNv21 = IMAGE_FORMAT_TYPE_NV21, kNv12 = IMAGE_FORMAT_TYPE_NV12;
 
 IMAGE_FORMAT_TYPE formatOf(int value) {
     return static_cast<IMAGE_FORMAT_TYPE>(value);
+}
+string line(const char* function, const string& message) {
+    return test::hostLine("ImageOperation.cpp", function, message);
 }
 
 // A record whose every byte is set, so that a field left alone can be told from one written.
@@ -31,25 +33,20 @@ Image markedImage() {
     std::memset(static_cast<void*>(&image), 0x5A, sizeof(image));
     return image;
 }
-
 bool sameBytes(const Image& a, const Image& b) {
     return std::memcmp(&a, &b, sizeof(Image)) == 0;
 }
-
 vector<int> geometry(const ImagePlane& p) {
     return {p.w, p.h, p.stride, p.scanline, p.plane_size};
 }
 
-struct GeometryCase {
+const struct GeometryCase {
     int format, w, h, stride, scanline;
     vector<vector<int>> planes;  // w, h, stride, scanline, size
     int total;
-};
-
-const GeometryCase kGeometryCases[] = {
+} kGeometryCases[] = {
     // clang-format off
     {5, 4000, 3000, 4096, 3008, {{4000, 3000, 4096, 3008, 12320768}, {4000, 1500, 4096, 1504, 6160384}}, 18481152},
-    // clang-format on
     {6, 5, 3, 7, 5, {{5, 3, 7, 5, 35}, {5, 1, 7, 2, 14}}, 49},
     {9, 8, 4, 16, 4, {{8, 4, 16, 4, 64}, {8, 2, 16, 2, 32}}, 96},
     {10, 1, 1, 2, 1, {{1, 1, 2, 1, 2}, {1, 0, 2, 0, 0}}, 2},
@@ -57,141 +54,120 @@ const GeometryCase kGeometryCases[] = {
     {2, 8, 4, 16, 8, {{8, 4, 8, 4, 32}, {4, 2, 8, 4, 32}, {4, 2, 8, 4, 32}}, 96},
     {3, 7, 5, 9, 7, {{7, 5, 7, 5, 35}, {3, 2, 4, 3, 12}, {3, 2, 4, 3, 12}}, 59},
     // Everything else: one plane.
-    {0, 8, 4, 16, 6, {{8, 4, 16, 6, 96}}, 96},
-    {4, 8, 4, 16, 6, {{8, 4, 16, 6, 96}}, 96},
-    {7, 8, 4, 16, 6, {{8, 4, 16, 6, 96}}, 96},
-    {-1, 8, 4, 16, 6, {{8, 4, 16, 6, 96}}, 96},
+    {0, 8, 4, 16, 6, {{8, 4, 16, 6, 96}}, 96}, {4, 8, 4, 16, 6, {{8, 4, 16, 6, 96}}, 96},
+    {7, 8, 4, 16, 6, {{8, 4, 16, 6, 96}}, 96}, {-1, 8, 4, 16, 6, {{8, 4, 16, 6, 96}}, 96},
+    // clang-format on
 };
 
 TEST(SetImage, GeometryFollowsFromSizesAndFormat) {
     for (const GeometryCase& c : kGeometryCases) {
         SCOPED_TRACE(testing::Message() << "format " << c.format << " " << c.w << " x " << c.h);
         const Image before = markedImage();
-        Image image = before;
+        Image image = before, reference = before;
         setImage(&image, c.w, c.h, c.stride, c.scanline, formatOf(c.format));
-        EXPECT_EQ(image.w, c.w);
-        EXPECT_EQ(image.h, c.h);
-        EXPECT_EQ(image.pixel_count, c.w * c.h);
-        EXPECT_EQ(image.total_size, c.total);
-        EXPECT_EQ(image.bt, 3);
-        EXPECT_EQ(image.o, 0);
-        EXPECT_EQ(image.format, formatOf(c.format));
+        EXPECT_EQ((vector<int>{image.w, image.h, image.pixel_count, image.total_size, image.bt, image.o,
+                               image.format}),
+                  (vector<int>{c.w, c.h, c.w * c.h, c.total, 3, 0, c.format}));
         ASSERT_EQ(image.num_plane, static_cast<int>(c.planes.size()));
         for (std::size_t i = 0; i < c.planes.size(); ++i) {
             EXPECT_EQ(geometry(image.planes[i]), c.planes[i]) << "plane " << i;
             EXPECT_EQ(image.planes[i].data, before.planes[i].data);
             EXPECT_EQ(image.planes[i].fd, before.planes[i].fd);
         }
-
-        Image byReference = before;
-        setImage(byReference, c.w, c.h, c.stride, c.scanline, formatOf(c.format));
-        EXPECT_TRUE(sameBytes(image, byReference));
+        setImage(reference, c.w, c.h, c.stride, c.scanline, formatOf(c.format));
+        EXPECT_TRUE(sameBytes(image, reference));
     }
-}
-
-TEST(SetImage, PointsThePlanesIntoTheDataOneAfterAnother) {
+    // With data the planes lie one after another.
     vector<unsigned char> data(96);
-    Image image = markedImage();
+    Image image = markedImage(), reference = image;
     setImage(&image, data.data(), 8, 4, 16, 8, formatOf(2));
-    EXPECT_EQ(image.planes[0].data, data.data());
-    EXPECT_EQ(image.planes[1].data, data.data() + 32);
-    EXPECT_EQ(image.planes[2].data, data.data() + 64);
-    Image byReference = markedImage();
-    setImage(byReference, data.data(), 8, 4, 16, 8, formatOf(2));
-    EXPECT_TRUE(sameBytes(image, byReference));
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(image.planes[i].data, data.data() + 32 * i);
+    }
+    setImage(reference, data.data(), 8, 4, 16, 8, formatOf(2));
+    EXPECT_TRUE(sameBytes(image, reference));
 }
 
 TEST(SetImage, RefusesSizesBelowOneAndNull) {
-    const int sizes[][4] = {{0, 4, 8, 4}, {8, 0, 8, 4}, {8, 4, 0, 4}, {8, 4, 8, 0}, {-8, 4, 8, 4}};
     const Image before = markedImage();
+    Image image = before;
+    // The last size: its products pass the record's ints.
+    const int sizes[][4] = {{0, 4, 8, 4}, {8, 0, 8, 4},  {8, 4, 0, 4},
+                            {8, 4, 8, 0}, {-8, 4, 8, 4}, {65536, 65536, 65536, 65536}};
     for (const auto& s : sizes) {
-        Image image = before;
         const test::LogCapture log;
-        setImage(&image, s[0], s[1], s[2], s[3], IMAGE_FORMAT_TYPE_NV21);
+        setImage(&image, s[0], s[1], s[2], s[3], kNv21);
+        if (s[0] < 65536) {
+            EXPECT_EQ(
+                log.hostLines(),
+                vector<string>{line("setImage", format("error : image %p w %d h %d stride %d scanLine %d",
+                                                       static_cast<void*>(&image), s[0], s[1], s[2], s[3]))});
+        }
+        setImage(&image, &image, s[0], s[1], s[2], s[3], kNv21);
         EXPECT_TRUE(sameBytes(image, before));
-        EXPECT_EQ(log.hostLines(),
-                  vector<string>{hostLine(kFile, "setImage",
-                                          format("error : image %p w %d h %d stride %d scanLine %d",
-                                                 static_cast<void*>(&image), s[0], s[1], s[2], s[3]))});
-        setImage(&image, &image, s[0], s[1], s[2], s[3], IMAGE_FORMAT_TYPE_NV21);
-        EXPECT_TRUE(sameBytes(image, before)) << "with data";
     }
     const test::LogCapture log;
-    setImage(static_cast<Image*>(nullptr), 8, 4, 8, 4, IMAGE_FORMAT_TYPE_NV21);
+    setImage(static_cast<Image*>(nullptr), 8, 4, 8, 4, kNv21);
     EXPECT_EQ(log.hostLines(),
-              vector<string>{hostLine(kFile, "setImage", "error : image (nil) w 8 h 4 stride 8 scanLine 4")});
-    // Sizes whose products pass the record's ints.
-    Image image = before;
-    setImage(&image, 65536, 65536, 65536, 65536, IMAGE_FORMAT_TYPE_NV21);
-    EXPECT_TRUE(sameBytes(image, before));
+              vector<string>{line("setImage", "error : image (nil) w 8 h 4 stride 8 scanLine 4")});
 }
 
 TEST(CreateImage, OneAllocationForAllPlanes) {
-    Image* image = createImage(5, 4, 8, 6, IMAGE_FORMAT_TYPE_NV12);
+    Image* image = createImage(5, 4, 8, 6, kNv12);
     ASSERT_NE(image, nullptr);
-    EXPECT_EQ(geometry(image->planes[0]), (vector<int>{5, 4, 8, 6, 48}));
     EXPECT_EQ(geometry(image->planes[1]), (vector<int>{5, 2, 8, 3, 24}));
     auto* data = static_cast<unsigned char*>(image->planes[0].data);
     ASSERT_NE(data, nullptr);
     EXPECT_EQ(image->planes[1].data, data + 48);
     std::memset(data, 1, 72);
-    freeImage(*image);
-    galloc_free(image);  // freeImage leaves the record
-
     Image* tight = createImage(5, 4, formatOf(1));
     ASSERT_NE(tight, nullptr);
     EXPECT_EQ(geometry(tight->planes[0]), (vector<int>{5, 4, 5, 4, 20}));
-    freeImage(*tight);
-    galloc_free(tight);
-}
-
-TEST(CreateImage, RefusesSizesBelowOne) {
+    for (Image* made : {image, tight}) {
+        freeImage(*made);
+        galloc_free(made);  // freeImage leaves the record
+    }
     const test::LogCapture log;
-    EXPECT_EQ(createImage(0, 10, IMAGE_FORMAT_TYPE_NV12), nullptr);
-    EXPECT_EQ(createImage(10, -1, IMAGE_FORMAT_TYPE_NV12), nullptr);
-    EXPECT_EQ(createImage(8, 8, 0, 8, IMAGE_FORMAT_TYPE_NV12), nullptr);
-    EXPECT_EQ(createImage(8, 8, 8, 0, IMAGE_FORMAT_TYPE_NV12), nullptr);
-    EXPECT_EQ(log.hostLines(), (vector<string>{hostLine(kFile, "createImage", "error w 0 h 10"),
-                                               hostLine(kFile, "createImage", "error w 10 h -1"),
-                                               hostLine(kFile, "createImage", "error w 8 h 8"),
-                                               hostLine(kFile, "createImage", "error w 8 h 8")}));
+    EXPECT_EQ(createImage(0, 10, kNv12), nullptr);
+    EXPECT_EQ(createImage(10, -1, kNv12), nullptr);
+    EXPECT_EQ(createImage(8, 8, 0, 8, kNv12), nullptr);
+    EXPECT_EQ(createImage(8, 8, 8, 0, kNv12), nullptr);
+    EXPECT_EQ(log.hostLines(),
+              (vector<string>{line("createImage", "error w 0 h 10"), line("createImage", "error w 10 h -1"),
+                              line("createImage", "error w 8 h 8"), line("createImage", "error w 8 h 8")}));
 }
 
-TEST(ReadImage, RefusesEveryPath) {
+TEST(ReadImage, RefusesEveryPathAndFillsARecordWithoutOne) {
     const Image before = markedImage();
     Image image = before;
     const char* path = "/dev/null";
-    const void* address = path;
     const test::LogMask mask(test::kErrorsAndInfo);
-    const test::LogCapture log;
-    readImage(path, &image, 8, 4, 8, 4, IMAGE_FORMAT_TYPE_NV21);
-    readImage(path, image, 8, 4, 8, 4, IMAGE_FORMAT_TYPE_NV21);
-    readImage(nullptr, static_cast<Image*>(nullptr), 8, 4, 8, 4, IMAGE_FORMAT_TYPE_NV21);
-    readImage(nullptr, &image, 8, 4, 8, 0, IMAGE_FORMAT_TYPE_NV21);
-    const auto line = [&](const void* p, const Image* i, int scanline) {
-        return hostLine(kFile, "readImage",
-                        format("error : path %p image %p w 8 h 4 stride 8 scanLine %d", p,
-                               static_cast<const void*>(i), scanline));
+    test::LogCapture log;
+    readImage(path, &image, 8, 4, 8, 4, kNv21);
+    readImage(path, image, 8, 4, 8, 4, kNv21);
+    readImage(nullptr, static_cast<Image*>(nullptr), 8, 4, 8, 4, kNv21);
+    readImage(nullptr, &image, 8, 4, 8, 0, kNv21);
+    const auto refusal = [](const void* p, const void* i, int scanline) {
+        return line("readImage",
+                    format("error : path %p image %p w 8 h 4 stride 8 scanLine %d", p, i, scanline));
     };
-    EXPECT_EQ(log.hostLines(), (vector<string>{line(address, &image, 4), line(address, &image, 4),
-                                               line(nullptr, nullptr, 4), line(nullptr, &image, 0)}));
+    EXPECT_EQ(log.hostLines(), (vector<string>{refusal(path, &image, 4), refusal(path, &image, 4),
+                                               refusal(nullptr, nullptr, 4), refusal(nullptr, &image, 0)}));
     EXPECT_TRUE(sameBytes(image, before));
-}
 
-TEST(ReadImage, NullPathGivesARecordWithoutPixels) {
-    Image image = markedImage();
-    const test::LogMask mask(test::kErrorsAndInfo);
-    const test::LogCapture log;
-    readImage(nullptr, image, 8, 4, 8, 4, IMAGE_FORMAT_TYPE_NV21);
+    log.clear();
+    readImage(nullptr, image, 8, 4, 8, 4, kNv21);
     EXPECT_EQ(geometry(image.planes[1]), (vector<int>{8, 2, 8, 2, 16}));
     EXPECT_EQ(image.planes[0].data, nullptr);
-    const char* reader = "FileOperation.cpp";
-    EXPECT_EQ(log.hostLines(), (vector<string>{hostLine(reader, "fread_file", "read_files (null)", "INFO"),
-                                               hostLine(reader, "fread_file", "not find path 0"),
-                                               hostLine(reader, "fread_file", "end_files (null)", "INFO")}));
+    const auto reader = [](const char* text, const char* kind) {
+        return test::hostLine("FileOperation.cpp", "fread_file", text, kind);
+    };
+    EXPECT_EQ(log.hostLines(),
+              (vector<string>{reader("read_files (null)", "INFO"), reader("not find path 0", "ERROR"),
+                              reader("end_files (null)", "INFO")}));
 }
 
-// A frame of `format` in guarded memory that ends where its last plane ends; byte i of it holds i modulo 251.
+// A frame in guarded memory that ends where its last plane ends; byte i of it holds i modulo 251.
 struct NumberedImage {
     NumberedImage(int type, int w, int h, int stride, int scanline)
         : memory(sizeOf(type, w, h, stride, scanline)) {
@@ -220,7 +196,6 @@ TEST(CopyToImage, CopiesHeaderGeometryAndPixelsAndKeepsPointers) {
     dst.planes[0].data = memory.data();
     dst.planes[1].data = memory.data() + 48;
     copyToImage(&src.image, &dst);
-
     EXPECT_EQ(std::memcmp(&dst, &src.image, offsetof(Image, planes)), 0) << "header";
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(geometry(dst.planes[i]), geometry(src.image.planes[i]));
@@ -232,16 +207,21 @@ TEST(CopyToImage, CopiesHeaderGeometryAndPixelsAndKeepsPointers) {
     EXPECT_EQ(std::memcmp(memory.data(), src.memory.data(), 72), 0);
 }
 
-TEST(CopyToImage, RefusesNull) {
+TEST(Copies, RefuseNull) {
     const Image before = markedImage();
     Image image = before;
-    const auto number = [](const Image* p) { return static_cast<int>(reinterpret_cast<std::intptr_t>(p)); };
+    const void* address = &image;
+    const int number = static_cast<int>(reinterpret_cast<std::intptr_t>(address));
     const test::LogCapture log;
     copyToImage(nullptr, &image);
     copyToImage(&image, nullptr);
+    copyBufferToImage(nullptr, &image);
+    copyBufferToImage(&image, nullptr);
     EXPECT_EQ(log.hostLines(),
-              (vector<string>{hostLine(kFile, "copyToImage", format("pIn 0 pOut %d", number(&image))),
-                              hostLine(kFile, "copyToImage", format("pIn %d pOut 0", number(&image)))}));
+              (vector<string>{line("copyToImage", format("pIn 0 pOut %d", number)),
+                              line("copyToImage", format("pIn %d pOut 0", number)),
+                              line("copyBufferToImage", format("pBuffer (nil) pOut %p", address)),
+                              line("copyBufferToImage", format("pBuffer %p pOut (nil)", address))}));
     EXPECT_TRUE(sameBytes(image, before));
 }
 
@@ -253,39 +233,28 @@ TEST(CopyBuffer, PacksWholePlanesBothWays) {
         copyToBuffer(src.image, packed.data());
         // The planes lie one after another already.
         EXPECT_EQ(std::memcmp(packed.data(), src.memory.data(), packed.size()), 0);
-
         // And into planes that do not.
-        vector<vector<unsigned char>> planes;
+        vector<vector<unsigned char>> planes(4);
         Image dst = src.image;
-        for (int i = 0; i < dst.num_plane; ++i) {
-            planes.emplace_back(static_cast<std::size_t>(dst.planes[i].plane_size));
-            dst.planes[i].data = planes.back().data();
+        for (std::size_t i = 0; i < 4; ++i) {
+            planes[i].resize(static_cast<std::size_t>(dst.num_plane) > i
+                                 ? static_cast<std::size_t>(dst.planes[i].plane_size)
+                                 : 0);
+            dst.planes[i].data = planes[i].data();
         }
         copyBufferToImage(packed.data(), &dst);
-        for (int i = 0; i < dst.num_plane; ++i) {
-            const auto& plane = planes[static_cast<std::size_t>(i)];
-            EXPECT_EQ(std::memcmp(plane.data(), src.image.planes[i].data, plane.size()), 0);
+        for (std::size_t i = 0; i < 4; ++i) {
+            EXPECT_TRUE(std::equal(planes[i].begin(), planes[i].end(),
+                                   static_cast<unsigned char*>(src.image.planes[i].data)));
         }
     }
-    Image image = {};
-    const test::LogCapture log;
-    copyBufferToImage(nullptr, &image);
-    copyBufferToImage(&image, nullptr);
-    const void* address = &image;
-    EXPECT_EQ(
-        log.hostLines(),
-        (vector<string>{hostLine(kFile, "copyBufferToImage", format("pBuffer (nil) pOut %p", address)),
-                        hostLine(kFile, "copyBufferToImage", format("pBuffer %p pOut (nil)", address))}));
 }
 
-struct ValidDataCase {
-    int format, w, h, stride, scanline;
-    // Visible rows in the numbered memory: byte offset, bytes, rows, one entry for each plane.
-    vector<vector<int>> planes;
-};
-
 TEST(CopyValidDataToBuffer, PacksVisibleRows) {
-    const ValidDataCase cases[] = {
+    const struct {
+        int format, w, h, stride, scanline;
+        vector<vector<int>> planes;  // visible rows in the numbered memory: byte offset, bytes, rows
+    } cases[] = {
         {6, 6, 4, 6, 4, {{0, 36, 1}}},              // nothing to leave out
         {6, 5, 4, 8, 4, {{0, 5, 4}, {32, 5, 2}}},   // padded rows
         {5, 6, 4, 6, 7, {{0, 6, 4}, {42, 6, 2}}},   // rows below the frame
@@ -295,9 +264,8 @@ TEST(CopyValidDataToBuffer, PacksVisibleRows) {
         {1, 3, 2, 5, 4, {{0, 3, 2}}},               // one plane
         {2, 6, 4, 16, 6, {{0, 24 + 24 + 24, 1}}},   // plane 0 is never padded there: copied whole
     };
-    for (const ValidDataCase& c : cases) {
-        SCOPED_TRACE(testing::Message() << "format " << c.format << " " << c.w << " x " << c.h << " in "
-                                        << c.stride << " x " << c.scanline);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << "format " << c.format << " " << c.w << " x " << c.h);
         NumberedImage src(c.format, c.w, c.h, c.stride, c.scanline);
         vector<unsigned char> expected;
         for (const auto& plane : c.planes) {
@@ -315,7 +283,7 @@ TEST(CopyValidDataToBuffer, PacksVisibleRows) {
 TEST(PrintfImage, PrintsHeaderAndPlanes) {
     unsigned char data[24];
     Image image = {};
-    setImage(&image, data, 4, 4, 4, 4, IMAGE_FORMAT_TYPE_NV21);
+    setImage(&image, data, 4, 4, 4, 4, kNv21);
     const string expected = format(
         "\nnum_plane 2 bt 3 o 0 image_info(4 4 16 24) format 5 \n"
         "\nplane.[0](w:4 h:4 stride:4 scanline:4 data:%p plane_size:16)\n"
@@ -323,9 +291,7 @@ TEST(PrintfImage, PrintsHeaderAndPlanes) {
         static_cast<void*>(data), static_cast<void*>(data + 16));
     test::StdoutCapture output;
     EXPECT_EQ(printfImage(&image), 0);
-    EXPECT_EQ(output.text(), expected);
     EXPECT_EQ(printfImage(static_cast<const Image&>(image)), 0);
-    EXPECT_EQ(output.text(), expected + expected);
     EXPECT_EQ(printfImage(static_cast<Image*>(nullptr)), -1);
     EXPECT_EQ(output.text(), expected + expected + "algo: image:(nil) \n");
 }
@@ -333,20 +299,18 @@ TEST(PrintfImage, PrintsHeaderAndPlanes) {
 TEST(CheckImage, NeedsARecordWithAWidthAndAHeight) {
     const test::LogCapture log;
     Image image = {};
-    image.w = 1;
-    image.h = -1;
-    EXPECT_EQ(checkImage(&image), 1);
-    image.h = 0;
-    EXPECT_EQ(checkImage(&image), 0);
-    image = {};
-    image.h = 3;
-    EXPECT_EQ(checkImage(&image), 0);
-    EXPECT_EQ(checkImage(nullptr), 0);
+    const auto check = [&](int w, int h) {
+        image.w = w;
+        image.h = h;
+        return checkImage(&image);
+    };
+    EXPECT_EQ(check(1, -1), 1);
+    EXPECT_EQ((vector<int>{check(1, 0), check(0, 3), checkImage(nullptr)}), (vector<int>{0, 0, 0}));
     const void* address = &image;
     EXPECT_EQ(log.hostLines(),
-              (vector<string>{hostLine(kFile, "checkImage", format("image err: in:%p w 1 * h 0", address)),
-                              hostLine(kFile, "checkImage", format("image err: in:%p w 0 * h 3", address)),
-                              hostLine(kFile, "checkImage", "image err: in:(nil) w 0 * h 0")}));
+              (vector<string>{line("checkImage", format("image err: in:%p w 1 * h 0", address)),
+                              line("checkImage", format("image err: in:%p w 0 * h 3", address)),
+                              line("checkImage", "image err: in:(nil) w 0 * h 0")}));
 }
 
 TEST(Align, RoundsUpButForOneAboveAMultiple) {
@@ -367,9 +331,8 @@ TEST(Align, RoundsUpButForOneAboveAMultiple) {
 }
 
 TEST(Galloc, NullAndZeroAreIgnored) {
-    EXPECT_EQ(galloc_malloc(0), nullptr);
-    EXPECT_EQ(galloc_alloc(0), nullptr);
-    EXPECT_EQ(galloc_realloc(nullptr, 8), nullptr);
+    EXPECT_TRUE(galloc_malloc(0) == nullptr && galloc_alloc(0) == nullptr &&
+                galloc_realloc(nullptr, 8) == nullptr);
     galloc_free(nullptr);
     auto* bytes = static_cast<unsigned char*>(galloc_alloc(64));
     ASSERT_NE(bytes, nullptr);
@@ -382,7 +345,6 @@ TEST(Galloc, NullAndZeroAreIgnored) {
     galloc_memcpy(bytes, nullptr, 8);
     galloc_memcpy(bytes, bytes + 1, 0);
     bytes = static_cast<unsigned char*>(galloc_realloc(bytes, 128));
-    EXPECT_EQ(std::accumulate(bytes, bytes + 64, 0), 7 * 64);
     galloc_memcpy(bytes + 64, bytes, 64);
     EXPECT_EQ(std::accumulate(bytes, bytes + 128, 0), 7 * 128);
     galloc_free(bytes);

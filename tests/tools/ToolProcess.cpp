@@ -1,48 +1,26 @@
 #include "tests/tools/ToolProcess.h"
 
-#include <fcntl.h>
 #include <png.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <turbojpeg.h>
-#include <unistd.h>
 
-#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <stdexcept>
 
 #include "tests/support/Frames.h"
 
 namespace test {
 
-namespace fs = std::filesystem;
-
 namespace {
 
-Bytes readWhole(const std::string& path) {
+std::string readText(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
-std::string readText(const std::string& path) {
-    const Bytes bytes = readWhole(path);
-    return {bytes.begin(), bytes.end()};
-}
-
-void redirect(const char* path, int flags, int descriptor) {
-    const int file = open(path, flags, 0600);
-    if (file < 0 || dup2(file, descriptor) < 0) {
-        _exit(126);
-    }
-}
-
 }  // namespace
-
-ToolBench::ToolBench() = default;
-ToolBench::~ToolBench() = default;
 
 std::string ToolBench::write(const std::string& name, const Bytes& contents) const {
     m_files.write(name, std::string(contents.begin(), contents.end()));
@@ -50,67 +28,42 @@ std::string ToolBench::write(const std::string& name, const Bytes& contents) con
 }
 
 Bytes ToolBench::read(const std::string& name) const {
-    return readWhole(path(name));
+    const std::string text = readText(path(name));
+    return {text.begin(), text.end()};
 }
 
-// Through files, so that no pipe can fill up. `input` may be a pipe's name.
-pid_t ToolBench::start(const std::vector<std::string>& arguments, const std::string& input) const {
-    const std::string program = std::string(HUEVANCE_BINARY_DIR) + "/huevance";
-    std::vector<char*> argv = {const_cast<char*>(program.c_str())};
+// The shell becomes the program, which reads and writes files, so that no pipe can fill up.
+ToolResult ToolBench::shell(const std::string& before, const Words& arguments,
+                            const std::string& input) const {
+    std::string command =
+        "export TMPDIR='" + m_temporary.path() + "'; " + before + " exec '" HUEVANCE_BINARY_DIR "/huevance'";
     for (const std::string& argument : arguments) {
-        argv.push_back(const_cast<char*>(argument.c_str()));
+        command += " '" + argument + "'";
     }
-    argv.push_back(nullptr);
-    const std::string out = path("stdout.txt"), err = path("stderr.txt");
-    const pid_t child = fork();
-    if (child == 0) {
-        redirect(input.c_str(), O_RDWR, STDIN_FILENO);
-        redirect(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, STDOUT_FILENO);
-        redirect(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, STDERR_FILENO);
-        setenv("TMPDIR", m_temporary.path().c_str(), 1);
-        alarm(300);  // a program that hangs fails its test
-        execv(program.c_str(), argv.data());
-        _exit(127);
-    }
-    return child;
-}
-
-ToolResult ToolBench::wait(pid_t child) const {
-    int status = 0;
-    if (waitpid(child, &status, 0) != child) {
-        throw std::runtime_error("waitpid failed");
-    }
+    command += input + " >'" + path("stdout.txt") + "' 2>'" + path("stderr.txt") + "'";
+    const int status = std::system(command.c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), readText(path("stdout.txt")),
             readText(path("stderr.txt"))};
 }
 
-ToolResult ToolBench::run(const std::vector<std::string>& arguments, const Bytes& input) const {
-    return wait(start(arguments, write("stdin", input)));
+ToolResult ToolBench::run(const Words& arguments, const Bytes& input) const {
+    return shell("", arguments, " <'" + write("stdin", input) + "'");
 }
 
-ToolResult ToolBench::runAndKill(const std::vector<std::string>& arguments, int signal) const {
-    const std::string pipe = path("endless");
-    if (mkfifo(pipe.c_str(), 0600) != 0) {
-        throw std::runtime_error("mkfifo failed");
-    }
-    const pid_t child = start(arguments, pipe);
+ToolResult ToolBench::runAndKill(const Words& arguments, int signal) const {
+    const std::string pipe = "'" + path("endless" + std::to_string(signal)) + "'";
     // At work: its temporary directory is complete.
-    for (int i = 0; i < 2000; ++i) {
-        const std::vector<std::string> made = leftovers();
-        if (!made.empty() && fs::exists(m_temporary.path() + "/" + made.front() + "/platformSet.ini")) {
-            break;
-        }
-        usleep(5000);
-    }
-    usleep(20000);
-    kill(child, signal);
-    fs::remove(pipe);
-    return wait(child);
+    const std::string killer =
+        "mkfifo " + pipe +
+        "; (until [ -e \"$TMPDIR\"/*/platformSet.ini ] || ! kill -0 $$; do sleep 0.01; done;"
+        " sleep 0.05; kill -" +
+        std::to_string(signal) + " $$) >/dev/null 2>&1 &";
+    return shell(killer, arguments, " <>" + pipe);
 }
 
-std::vector<std::string> ToolBench::leftovers() const {
-    std::vector<std::string> names;
-    for (const fs::directory_entry& entry : fs::directory_iterator(m_temporary.path())) {
+Words ToolBench::leftovers() const {
+    Words names;
+    for (const auto& entry : std::filesystem::directory_iterator(m_temporary.path())) {
         names.push_back(entry.path().filename().string());
     }
     return names;
@@ -133,16 +86,20 @@ void writeConstantCurves(const TuningDir& tuning, const std::vector<int>& levels
     tuning.writeSets(values);
 }
 
-JpegPlanes decodeJpeg(const Bytes& jpeg) {
-    JpegPlanes result;
+JpegPicture decodeJpeg(const Bytes& jpeg) {
+    JpegPicture result;
     tjhandle handle = tjInitDecompress();
-    int colorSpace = 0;
-    if (tjDecompressHeader3(handle, jpeg.data(), jpeg.size(), &result.width, &result.height,
-                            &result.subsampling, &colorSpace) == 0) {
-        // Row alignment of 1; planes are padded to whole chroma samples.
-        result.planes.resize(tjBufSizeYUV2(result.width, 1, result.height, result.subsampling));
-        tjDecompressToYUV2(handle, jpeg.data(), jpeg.size(), result.planes.data(), result.width, 1,
-                           result.height, 0);
+    int subsampling = 0, colorSpace = 0;
+    if (tjDecompressHeader3(handle, jpeg.data(), jpeg.size(), &result.width, &result.height, &subsampling,
+                            &colorSpace) == 0) {
+        unsigned char* planes[3] = {};
+        for (int i = 0; i < (subsampling == TJSAMP_GRAY ? 1 : 3); ++i) {
+            const int width = tjPlaneWidth(i, result.width, subsampling);
+            const int height = tjPlaneHeight(i, result.height, subsampling);
+            result.planes.push_back({width, height, Bytes(static_cast<std::size_t>(width * height))});
+            planes[i] = result.planes.back().samples.data();
+        }
+        tjDecompressToYUVPlanes(handle, jpeg.data(), jpeg.size(), planes, 0, nullptr, 0, 0);
     }
     tjDestroy(handle);
     return result;
@@ -188,11 +145,9 @@ Bytes encodePng(const RgbPicture& picture) {
 }
 
 RgbPicture solid(int width, int height, int red, int green, int blue) {
-    RgbPicture picture = {width, height, {}};
-    for (int i = 0; i < width * height; ++i) {
-        for (const int level : {red, green, blue}) {
-            picture.rgb.push_back(static_cast<std::uint8_t>(level));
-        }
+    RgbPicture picture = {width, height, Bytes(static_cast<std::size_t>(3 * width * height))};
+    for (std::size_t i = 0; i < picture.rgb.size(); ++i) {
+        picture.rgb[i] = static_cast<std::uint8_t>(i % 3 == 0 ? red : i % 3 == 1 ? green : blue);
     }
     return picture;
 }
