@@ -28,7 +28,7 @@ test::Frame makeFrame(const Shape& shape, test::Content content, std::uint32_t s
     return frame;
 }
 
-model::Tuning makeTuning(std::uint32_t seed) {
+model::Tuning makeTuning(std::uint32_t seed, int stages) {
     test::Random random(seed);
     model::Tuning tuning;
     tuning.colorStrength = 0.25F + 0.5F * random.unit();
@@ -44,15 +44,12 @@ model::Tuning makeTuning(std::uint32_t seed) {
         const float moved = 17.0F * static_cast<float>(coordinate) + 48.0F * (random.unit() - 0.5F);
         tuning.lattice[static_cast<std::size_t>(i)] = std::clamp(moved, 0.0F, 255.0F);
     }
+    tuning.clahe = (stages & 1) != 0;
+    tuning.curve = (stages & 2) != 0;
+    tuning.correct = (stages & 4) != 0;
+    tuning.color = (stages & 8) != 0;
+    tuning.protect = (stages & 16) != 0;
     return tuning;
-}
-
-void setStages(model::Tuning& tuning, int mask) {
-    tuning.clahe = (mask & 1) != 0;
-    tuning.curve = (mask & 2) != 0;
-    tuning.correct = (mask & 4) != 0;
-    tuning.color = (mask & 8) != 0;
-    tuning.protect = (mask & 16) != 0;
 }
 
 void write(const test::TuningDir& dir, const std::vector<model::Tuning>& tables,
@@ -62,17 +59,18 @@ void write(const test::TuningDir& dir, const std::vector<model::Tuning>& tables,
     for (std::size_t i = 0; i < tables.size(); ++i) {
         scenes += std::to_string(i) + "/";
     }
-    more.insert({{"claheSwitch", first.clahe ? "1" : "0"},
-                 {"curveSwitch", first.curve ? "1" : "0"},
-                 {"cCorrSwitch", first.correct ? "1" : "0"},
-                 {"colorSwitch", first.color ? "1" : "0"},
-                 {"pProtectSwitch", first.protect ? "1" : "0"},
-                 {"maskSource", std::to_string(first.maskSource)},
-                 {"gridWidth", std::to_string(first.grid.width)},
-                 {"gridHeight", std::to_string(first.grid.height)},
-                 {"sampRate", std::to_string(first.grid.rate)},
-                 {"sceneNum", std::to_string(tables.size())},
-                 {"sceneIdx", scenes}});
+    const auto add = [&more](const char* key, int value) { more.insert({key, std::to_string(value)}); };
+    add("claheSwitch", first.clahe);
+    add("curveSwitch", first.curve);
+    add("cCorrSwitch", first.correct);
+    add("colorSwitch", first.color);
+    add("pProtectSwitch", first.protect);
+    add("maskSource", first.maskSource);
+    add("gridWidth", first.grid.width);
+    add("gridHeight", first.grid.height);
+    add("sampRate", first.grid.rate);
+    add("sceneNum", static_cast<int>(tables.size()));
+    more.insert({"sceneIdx", scenes});
     dir.writeSets(more);
     for (std::size_t i = 0; i < tables.size(); ++i) {
         const int table = static_cast<int>(i);

@@ -30,10 +30,9 @@ std::string toString(const Shape& shape);
 // Filled for the shape: format 10 has its samples at the top, and noise in the bits below them.
 test::Frame makeFrame(const Shape& shape, test::Content content, std::uint32_t seed = 1);
 
-// All stages off; strengths, curve and lattice differ with the seed. Made of exact arithmetic only.
-model::Tuning makeTuning(std::uint32_t seed);
-// The stages of the five low bits: CLAHE, curves, colour correction, colour table, protection.
-void setStages(model::Tuning& tuning, int mask);
+// Strengths, curve and lattice differ with the seed; made of exact arithmetic only. The low five bits of
+// `stages` switch CLAHE, curves, colour correction, colour table and protection on.
+model::Tuning makeTuning(std::uint32_t seed, int stages = 0);
 
 // photoSet.ini and frameSet.ini (switches and grid of the first tuning, `more` on top), and the files of
 // every scene table.
@@ -53,19 +52,22 @@ class HostMask {
     test::GuardedMemory m_memory;
 };
 
+// Equal samples, and no byte beside them touched.
+void expectSame(const test::Frame& frame, const model::Picture& expected, const std::string& what);
+
 // One handle's life with a pipeline: set-up, mask, frames, and release at the end.
 template <typename Pipeline>
 class Handle {
   public:
-    Handle(const test::TuningDir& dir, const Shape& shape) : m_shape(shape) { setUpResult = setUp(dir); }
+    Handle(const test::TuningDir& dir, const Shape& its) : shape(its), setUpResult(setUp(dir)) {}
     ~Handle() { pipeline.free(); }
     Handle(const Handle&) = delete;
     Handle& operator=(const Handle&) = delete;
 
     int setUp(const test::TuningDir& dir) {
         std::string path = dir.path();
-        pipeline.setDataBit(m_shape.bits);
-        return pipeline.malloc(path.data(), m_shape.roi);
+        pipeline.setDataBit(shape.bits);
+        return pipeline.malloc(path.data(), shape.roi);
     }
     void setMask(RoiInfo roi, float* data) {
         char roiKey[] = "portraitMaskRoiInfo";
@@ -73,18 +75,27 @@ class Handle {
         EXPECT_EQ(pipeline.setExtParam(roiKey, &roi), 0);
         EXPECT_EQ(pipeline.setExtParam(pointerKey, data), 0);
     }
-    int process(test::Frame& frame, int scene = 0) {
-        return pipeline.process(frame.data(), m_shape.type(), scene);
+    // Processes one frame and compares it with the model.
+    void check(const model::Tuning& tuning, test::Content content, const std::string& what, int scene = 0,
+               std::uint32_t seed = 1) {
+        test::Frame frame = makeFrame(shape, content, seed);
+        const auto expected = model::enhanced(model::fromFrame(frame), tuning, shape.format, shape.bits);
+        EXPECT_EQ(pipeline.process(frame.data(), shape.type(), scene), 0) << what;
+        expectSame(frame, expected, toString(shape) + ", " + test::toString(content) + ", " + what);
+    }
+    // Processes a frame that has to stay as it is, and gives the error lines.
+    std::vector<std::string> expectUntouched(test::LogCapture& log, int result, int scene = 0) {
+        test::Frame frame = makeFrame(shape, test::Content::kPhotoLike);
+        const auto before = frame.copyBytes();
+        log.clear();
+        EXPECT_EQ(pipeline.process(frame.data(), shape.type(), scene), result) << toString(shape);
+        EXPECT_EQ(frame.copyBytes(), before) << toString(shape);
+        return log.texts(test::kError);
     }
 
+    Shape shape;
     Pipeline pipeline;
     int setUpResult;
-
-  protected:
-    Shape m_shape;
 };
-
-// Equal samples, and no byte beside them touched.
-void expectSame(const test::Frame& frame, const model::Picture& expected, const std::string& what);
 
 }  // namespace rig

@@ -53,7 +53,8 @@ std::uint32_t Random::next() {
 Frame::Frame(RoiInfo roi, int bytesPerSample)
     : m_roi(roi),
       m_bytesPerSample(bytesPerSample),
-      m_memory(static_cast<std::size_t>(roi.scanline + roi.height / 2) * static_cast<std::size_t>(roi.stride)) {}
+      m_memory(static_cast<std::size_t>(roi.scanline + roi.height / 2) *
+               static_cast<std::size_t>(roi.stride)) {}
 
 void Frame::fill(Content content, int range, std::uint32_t seed) {
     Random random(seed);
@@ -81,62 +82,51 @@ void Frame::fill(Content content, int range, std::uint32_t seed) {
         }
         return 0;
     };
-    for (int y = 0; y < m_roi.height; ++y) {
-        for (int x = 0; x < m_roi.width; ++x) {
-            setLuma(x, y, value(x, y, false));
-        }
-    }
-    for (int y = 0; y < m_roi.height / 2; ++y) {
-        for (int x = 0; x < m_roi.width; ++x) {
-            setChroma(x, y, value(x, y, true));
+    for (const bool chroma : {false, true}) {
+        for (int y = 0; y < m_roi.height / (chroma ? 2 : 1); ++y) {
+            for (int x = 0; x < m_roi.width; ++x) {
+                setSample(chroma ? m_roi.scanline + y : y, x, value(x, y, chroma));
+            }
         }
     }
 }
 
 int Frame::sample(int row, int x) const {
-    const unsigned char* at = m_memory.data() + static_cast<std::ptrdiff_t>(row) * m_roi.stride + x * m_bytesPerSample;
-    if (m_bytesPerSample == 1) {
-        return *at;
-    }
-    std::uint16_t value;
-    std::memcpy(&value, at, sizeof(value));
+    std::uint16_t value = 0;
+    std::memcpy(&value, m_memory.data() + row * m_roi.stride + x * m_bytesPerSample,
+                static_cast<std::size_t>(m_bytesPerSample));
     return value;
 }
 
 void Frame::setSample(int row, int x, int value) {
-    unsigned char* at = m_memory.data() + static_cast<std::ptrdiff_t>(row) * m_roi.stride + x * m_bytesPerSample;
-    if (m_bytesPerSample == 1) {
-        *at = static_cast<unsigned char>(value);
-    } else {
-        const auto wide = static_cast<std::uint16_t>(value);
-        std::memcpy(at, &wide, sizeof(wide));
-    }
+    const auto wide = static_cast<std::uint16_t>(value);
+    std::memcpy(m_memory.data() + row * m_roi.stride + x * m_bytesPerSample, &wide,
+                static_cast<std::size_t>(m_bytesPerSample));
 }
 
 std::vector<int> Frame::samples() const {
     std::vector<int> result;
-    for (int y = 0; y < m_roi.height; ++y) {
+    for (int row = 0; row < m_roi.height + m_roi.height / 2; ++row) {
         for (int x = 0; x < m_roi.width; ++x) {
-            result.push_back(luma(x, y));
-        }
-    }
-    for (int y = 0; y < m_roi.height / 2; ++y) {
-        for (int x = 0; x < m_roi.width; ++x) {
-            result.push_back(chroma(x, y));
+            result.push_back(row < m_roi.height ? luma(x, row) : chroma(x, row - m_roi.height));
         }
     }
     return result;
 }
 
-std::vector<unsigned char> Frame::copyBytes() const { return {m_memory.data(), m_memory.data() + m_memory.size()}; }
+std::vector<unsigned char> Frame::copyBytes() const {
+    return {m_memory.data(), m_memory.data() + m_memory.size()};
+}
 
-void Frame::restore(const std::vector<unsigned char>& bytes) { std::copy(bytes.begin(), bytes.end(), m_memory.data()); }
+void Frame::restore(const std::vector<unsigned char>& bytes) {
+    std::copy(bytes.begin(), bytes.end(), m_memory.data());
+}
 
 bool Frame::paddingUntouched() const {
     const int visible = m_roi.width * m_bytesPerSample;
     for (int row = 0; row < m_roi.scanline + m_roi.height / 2; ++row) {
         const bool hasSamples = row < m_roi.height || row >= m_roi.scanline;
-        const unsigned char* begin = m_memory.data() + static_cast<std::ptrdiff_t>(row) * m_roi.stride;
+        const unsigned char* begin = m_memory.data() + row * m_roi.stride;
         if (!std::all_of(begin + (hasSamples ? visible : 0), begin + m_roi.stride,
                          [](unsigned char byte) { return byte == kPoison; })) {
             return false;

@@ -10,9 +10,10 @@
 
 namespace test {
 
-// `size` bytes whose last byte is the last one that may be touched: the page after it is unreadable. Filled with poison.
+// `size` bytes whose last byte is the last one that may be touched: the page after it is unreadable. Filled
+// with poison.
 class GuardedMemory {
-public:
+  public:
     explicit GuardedMemory(std::size_t size);
     ~GuardedMemory();
     GuardedMemory(GuardedMemory&& other) noexcept;
@@ -22,7 +23,7 @@ public:
     const unsigned char* data() const { return m_data; }
     std::size_t size() const { return m_size; }
 
-private:
+  private:
     void* m_map;
     std::size_t m_mapped;
     unsigned char* m_data;
@@ -31,14 +32,15 @@ private:
 
 // Deterministic contents: `range` levels (256 or 2^dataBit; beyond it with kAboveRange).
 enum class Content { kZero, kMax, kAlternating, kRamp, kNoise, kPhotoLike, kAboveRange };
-inline constexpr Content kAllContents[] = {Content::kZero,  Content::kMax,       Content::kAlternating, Content::kRamp,
-                                           Content::kNoise, Content::kPhotoLike, Content::kAboveRange};
+inline constexpr Content kAllContents[] = {Content::kZero,      Content::kMax,   Content::kAlternating,
+                                           Content::kRamp,      Content::kNoise, Content::kPhotoLike,
+                                           Content::kAboveRange};
 std::string toString(Content content);
 
-// A two-plane frame of 8- or 16-bit samples, (scanline + height / 2) x stride bytes in guarded memory: the frame ends
-// where its last chroma row ends. Everything that is not a visible sample holds poison.
+// A two-plane frame of 8- or 16-bit samples, (scanline + height / 2) x stride bytes in guarded memory: the
+// frame ends where its last chroma row ends. Everything that is not a visible sample holds poison.
 class Frame {
-public:
+  public:
     // roi.stride in bytes.
     Frame(RoiInfo roi, int bytesPerSample);
 
@@ -63,7 +65,7 @@ public:
     // Whether every byte outside the visible samples still holds poison.
     bool paddingUntouched() const;
 
-private:
+  private:
     int sample(int row, int x) const;
     void setSample(int row, int x, int value);
 
@@ -77,13 +79,13 @@ std::uint64_t hashBytes(const void* data, std::size_t size);
 
 // A small deterministic generator (xorshift), the same on every platform.
 class Random {
-public:
+  public:
     explicit Random(std::uint32_t seed) : m_state(seed * 2654435761U + 0x9E3779B9U) {}
     std::uint32_t next();
     int below(int limit) { return static_cast<int>(next() % static_cast<std::uint32_t>(limit)); }
     float unit() { return static_cast<float>(next() >> 8) / 16777216.0F; }  // [0, 1)
 
-private:
+  private:
     std::uint32_t m_state;
 };
 

@@ -24,32 +24,26 @@ void LogCapture::sink(void* self, int priority, const char* tag, const char* tex
     static_cast<LogCapture*>(self)->m_lines.push_back({priority, tag, text});
 }
 
-std::vector<std::string> LogCapture::texts(int priority) const {
+std::vector<std::string> LogCapture::textsWhere(const auto& wanted) const {
     std::vector<std::string> result;
     for (const LogLine& line : m_lines) {
-        if (line.priority == priority) {
+        if (wanted(line)) {
             result.push_back(line.text);
         }
     }
     return result;
+}
+
+std::vector<std::string> LogCapture::texts(int priority) const {
+    return textsWhere([=](const LogLine& line) { return line.priority == priority; });
 }
 
 std::vector<std::string> LogCapture::texts() const {
-    std::vector<std::string> result;
-    for (const LogLine& line : m_lines) {
-        result.push_back(line.text);
-    }
-    return result;
+    return textsWhere([](const LogLine&) { return true; });
 }
 
 std::vector<std::string> LogCapture::tagged(const std::string& tag) const {
-    std::vector<std::string> result;
-    for (const LogLine& line : m_lines) {
-        if (line.tag == tag) {
-            result.push_back(line.text);
-        }
-    }
-    return result;
+    return textsWhere([&](const LogLine& line) { return line.tag == tag; });
 }
 
 std::vector<std::string> LogCapture::hostLines() const {

@@ -34,6 +34,7 @@ class LogCapture {
     void clear() { m_lines.clear(); }
 
   private:
+    std::vector<std::string> textsWhere(const auto& wanted) const;
     static void sink(void* self, int priority, const char* tag, const char* text);
     std::vector<LogLine> m_lines;
 };

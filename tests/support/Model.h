@@ -15,9 +15,7 @@ struct Picture {
     std::vector<int> luma;    // height rows of width
     std::vector<int> chroma;  // height / 2 rows of width
 
-    int y(int column, int row) const { return luma[static_cast<std::size_t>(row * width + column)]; }
     int& y(int column, int row) { return luma[static_cast<std::size_t>(row * width + column)]; }
-    int c(int column, int row) const { return chroma[static_cast<std::size_t>(row * width + column)]; }
     int& c(int column, int row) { return chroma[static_cast<std::size_t>(row * width + column)]; }
     // Luma rows, then chroma rows: comparable with test::Frame::samples().
     std::vector<int> samples() const;
@@ -33,24 +31,10 @@ struct Grid {
     int rate;
 };
 
-// One curve of 256 levels per tile, before and after smoothing; tile = row x grid.width + column.
+// The curve of 256 levels of one tile's histogram, before smoothing.
 Curve clippedCurve(const std::vector<float>& histogram, float strength);
-std::vector<Curve> tileCurves(const Picture& picture8, Grid grid, float strength);
-std::vector<Curve> smoothed(const std::vector<Curve>& curves, Grid grid);
-Curve widened(const Curve& curve, int bins);
-void mapTiles(Picture& picture, const std::vector<Curve>& curves, Grid grid);
-
-Curve saturationCurve(float satStrength);
-void mapCurves(Picture& picture, const Curve& y, const Curve& uv);
-
-void correctColor(const Picture& before, Picture& after, int range);
-
-// `first` is the column of axis A's sample in a chroma pair.
-void mapColor(Picture& picture, const std::vector<float>& lattice, int first, int range, float strength);
-
-// One weight per luma sample; 0 outside whole blocks.
-std::vector<float> skinMask(const Picture& picture8, bool uFirst);
-void protect(const Picture& before, Picture& after, const std::vector<float>& mask);
+// One smoothed curve per tile; tile = row x grid.width + column.
+std::vector<Curve> tileCurves(Picture picture8, Grid grid, float strength);
 
 // What a capture or one preview frame does to a picture.
 struct Tuning {
