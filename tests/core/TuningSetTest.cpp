@@ -64,12 +64,12 @@ TEST(TuningSet, FilesAreReadAndLoggedInOrder) {
         tuning.m_iDataBit = 10;
         const test::LogCapture log;
         EXPECT_EQ(photo ? tuning.readPhotoSet() : tuning.readFrameSet(), 0);
-        vector<string> texts = {"hvc-claheSwitch: 4",      "hvc-curveSwitch: 5",
-                                "hvc-colorSwitch: 6",      "hvc-cCorrSwitch: 7",
-                                "hvc-gridWidth: 9",        "hvc-gridHeight: 10",
-                                "hvc-sampRate: 11",        "hvc-dataBit: 10",
-                                "portrait-maskSource: 13", "portrait-pProtectSwitch: 14",
-                                "scene-sceneNum: 15",      "scene-idxNum: 3"};
+        // clang-format off
+        vector<string> texts = {
+            "hvc-claheSwitch: 4", "hvc-curveSwitch: 5", "hvc-colorSwitch: 6", "hvc-cCorrSwitch: 7", "hvc-gridWidth: 9",
+            "hvc-gridHeight: 10", "hvc-sampRate: 11", "hvc-dataBit: 10", "portrait-maskSource: 13",
+            "portrait-pProtectSwitch: 14", "scene-sceneNum: 15", "scene-idxNum: 3"};
+        // clang-format on
         texts.insert(texts.begin(), {photo ? "save-photo: 2" : "save-frame: 2",
                                      photo ? "switch-photoSwitch: 3" : "switch-frameSwitch: 3"});
         if (!photo) {
@@ -96,12 +96,12 @@ TEST(TuningSet, WhatIsMissingStaysAsItWas) {
         EXPECT_EQ(integers(tuning), kDefaults);
     }
     // Each key alone is left out in turn.
-    const struct {
-        const char* key;
-        std::size_t position;
-    } keys[] = {{"photo", 0},       {"photoSwitch", 2}, {"claheSwitch", 4},     {"curveSwitch", 5},
-                {"colorSwitch", 6}, {"cCorrSwitch", 7}, {"gridWidth", 8},       {"gridHeight", 9},
-                {"sampRate", 10},   {"maskSource", 13}, {"pProtectSwitch", 14}, {"sceneNum", 15}};
+    const std::pair<const char*, std::size_t> keys[] = {
+        // clang-format off
+        {"photo", 0}, {"photoSwitch", 2}, {"claheSwitch", 4}, {"curveSwitch", 5}, {"colorSwitch", 6}, {"cCorrSwitch", 7},
+        {"gridWidth", 8}, {"gridHeight", 9}, {"sampRate", 10}, {"maskSource", 13}, {"pProtectSwitch", 14}, {"sceneNum", 15},
+        // clang-format on
+    };
     for (const auto& [key, position] : keys) {
         SCOPED_TRACE(key);
         string text = kPhotoSet;

@@ -31,16 +31,19 @@ class ElfFile {
                 return string(&m_bytes.at(sections.at(section.sh_link).sh_offset + name));
             };
             if (section.sh_type == SHT_DYNSYM) {
-                for (const auto& symbol : list<Elf64_Sym>(section.sh_offset, section.sh_size / section.sh_entsize)) {
+                for (const auto& symbol :
+                     list<Elf64_Sym>(section.sh_offset, section.sh_size / section.sh_entsize)) {
                     if (symbol.st_name != 0 && ELF64_ST_BIND(symbol.st_info) != STB_LOCAL) {
                         (symbol.st_shndx == SHN_UNDEF ? undefined : defined).insert(text(symbol.st_name));
                     }
                 }
             } else if (section.sh_type == SHT_DYNAMIC) {
-                for (const auto& entry : list<Elf64_Dyn>(section.sh_offset, section.sh_size / section.sh_entsize)) {
+                for (const auto& entry :
+                     list<Elf64_Dyn>(section.sh_offset, section.sh_size / section.sh_entsize)) {
                     if (entry.d_tag == DT_NEEDED || entry.d_tag == DT_SONAME || entry.d_tag == DT_RUNPATH ||
                         entry.d_tag == DT_RPATH) {
-                        dynamic.emplace(entry.d_tag == DT_RPATH ? DT_RUNPATH : entry.d_tag, text(entry.d_un.d_val));
+                        dynamic.emplace(entry.d_tag == DT_RPATH ? DT_RUNPATH : entry.d_tag,
+                                        text(entry.d_un.d_val));
                     }
                 }
             }

@@ -42,8 +42,14 @@ class Soak : public testing::Test {
         sim_log_set_sink([](void*, int, const char*, const char*) {}, nullptr);
         m_api.setLogStatus(0);
         m_dir.writePlatform("CPU");
-        m_dir.writeSets({{"claheSwitch", "1"}, {"curveSwitch", "1"}, {"colorSwitch", "1"}, {"gridWidth", "2"},
-                         {"gridHeight", "2"}, {"transFrameNum", "5"}, {"sceneNum", "2"}, {"sceneIdx", "0/1/"}});
+        m_dir.writeSets({{"claheSwitch", "1"},
+                         {"curveSwitch", "1"},
+                         {"colorSwitch", "1"},
+                         {"gridWidth", "2"},
+                         {"gridHeight", "2"},
+                         {"transFrameNum", "5"},
+                         {"sceneNum", "2"},
+                         {"sceneIdx", "0/1/"}});
         for (int table = 0; table < 2; ++table) {
             m_dir.writeParam(table, 0.5F, 1.0F, 2.0F);
             m_dir.writeFloats("curveLut" + std::to_string(table), std::vector<float>(256, 100.0F));

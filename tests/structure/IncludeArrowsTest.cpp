@@ -98,7 +98,8 @@ vector<Include> includesUnder(const string& folder) {
             static const std::regex pattern("\\s*#\\s*include\\s*([\"<])([^\">]*)[\">].*");
             std::smatch match;
             if (std::regex_match(line, match, pattern)) {
-                result.push_back({entry.path().lexically_relative(root).string(), match[2], match[1] == "\""});
+                result.push_back(
+                    {entry.path().lexically_relative(root).string(), match[2], match[1] == "\""});
             }
         }
     }
@@ -110,12 +111,14 @@ TEST(IncludeArrows, TheRulesKnowRightFromWrong) {
         const char *file, *header;
         bool quoted, allowed;
     } cases[] = {
+        // clang-format off
         {"jni/Huevance.cpp", "cpu/HuevancePhoto_CPU.h", true, true}, {"cpu/A.cpp", "core/B.h", true, true},
         {"cpu/A.cpp", "jni/Huevance.h", true, false},                {"cpu/A.cpp", "neon/B.h", true, false},
         {"neon/A.cpp", "B.h", true, false},                          {"core/A.cpp", "cpu/B.h", true, false},
         {"ogl/A.cpp", "jni/opticommon/symb/A.h", true, false},       {"core/A.cpp", "unistd.h", false, false},
         {"core/A.cpp", "cstdint", false, true},                      {"gpu/A.cpp", "EGL/egl.h", false, false},
         {"ogl/A.cpp", "GLES3/gl32.h", false, true},                  {"jni/A.cpp", "tests/A.h", true, false},
+        // clang-format on
     };
     for (const auto& c : cases) {
         EXPECT_EQ(fault(c.file, c.header, c.quoted).empty(), c.allowed) << c.file << " -> " << c.header;
@@ -136,7 +139,8 @@ TEST(IncludeArrows, HoldInTheSources) {
 
 TEST(IncludeArrows, OneHeaderPicksTheVectorIntrinsics) {
     std::set<string> files;
-    for (const char* folder : {"jni", "core", "cpu", "neon", "gpu", "ogl", "tests", "bench", "fuzz", "tools", "sim"}) {
+    for (const char* folder :
+         {"jni", "core", "cpu", "neon", "gpu", "ogl", "tests", "bench", "fuzz", "tools", "sim"}) {
         for (const Include& include : includesUnder(folder)) {
             if (include.header == "arm_neon.h" || include.header.starts_with("simde/")) {
                 files.insert(include.file);
