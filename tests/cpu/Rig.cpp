@@ -1,6 +1,7 @@
 #include "tests/cpu/Rig.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace rig {
 
