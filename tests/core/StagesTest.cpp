@@ -133,21 +133,16 @@ std::vector<float> lattice(const Point& point) {
     return lut;
 }
 
-TEST(ColorMap, StrengthZeroAndTheIdentityLatticeChangeNothing) {
+TEST(ColorMap, TheIdentityLatticeChangesNothing) {
     const auto identity = lattice([](int p, int y, int a, int b) {
         return 17 * (p == 0 ? y : p == 1 ? a : b);
     });
-    const auto wild = lattice([](int p, int y, int a, int b) { return p * 80 + y + a + b; });
-    for (const test::Content content : test::kAllContents) {
-        for (const auto type : {IMAGE_FORMAT_TYPE_NV12, IMAGE_FORMAT_TYPE_NV21}) {
-            test::Frame frame({33, 21, 40, 22}, 1);
-            frame.fill(content, 256);
-            const Numbers before = frame.samples();
-            huevance::colorMap_8u(frame.data8(), frame.roi(), type, 256, wild.data(), 16, 0.0F);
-            EXPECT_EQ(frame.samples(), before) << test::toString(content);
-            huevance::colorMap_8u(frame.data8(), frame.roi(), type, 256, identity.data(), 16, 1.0F);
-            EXPECT_EQ(frame.samples(), before) << test::toString(content);
-        }
+    for (const auto type : {IMAGE_FORMAT_TYPE_NV12, IMAGE_FORMAT_TYPE_NV21}) {
+        test::Frame frame({33, 21, 40, 22}, 1);
+        frame.fill(test::Content::kNoise, 256);
+        const Numbers before = frame.samples();
+        huevance::colorMap_8u(frame.data8(), frame.roi(), type, 256, identity.data(), 16, 1.0F);
+        EXPECT_EQ(frame.samples(), before) << type;
     }
 }
 

@@ -1,6 +1,7 @@
 #include "tests/cpu/Rig.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace rig {
 
@@ -44,11 +45,10 @@ model::Tuning makeTuning(std::uint32_t seed, int stages) {
         const float moved = 17.0F * static_cast<float>(coordinate) + 48.0F * (random.unit() - 0.5F);
         tuning.lattice[static_cast<std::size_t>(i)] = std::clamp(moved, 0.0F, 255.0F);
     }
-    tuning.clahe = (stages & 1) != 0;
-    tuning.curve = (stages & 2) != 0;
-    tuning.correct = (stages & 4) != 0;
-    tuning.color = (stages & 8) != 0;
-    tuning.protect = (stages & 16) != 0;
+    bool* switches[] = {&tuning.clahe, &tuning.curve, &tuning.correct, &tuning.color, &tuning.protect};
+    for (int i = 0; i < 5; ++i) {
+        *switches[i] = (stages >> i & 1) != 0;
+    }
     return tuning;
 }
 
@@ -59,17 +59,15 @@ void write(const test::TuningDir& dir, const std::vector<model::Tuning>& tables,
     for (std::size_t i = 0; i < tables.size(); ++i) {
         scenes += std::to_string(i) + "/";
     }
-    const auto add = [&more](const char* key, int value) { more.insert({key, std::to_string(value)}); };
-    add("claheSwitch", first.clahe);
-    add("curveSwitch", first.curve);
-    add("cCorrSwitch", first.correct);
-    add("colorSwitch", first.color);
-    add("pProtectSwitch", first.protect);
-    add("maskSource", first.maskSource);
-    add("gridWidth", first.grid.width);
-    add("gridHeight", first.grid.height);
-    add("sampRate", first.grid.rate);
-    add("sceneNum", static_cast<int>(tables.size()));
+    const std::pair<const char*, int> values[] = {
+        {"claheSwitch", first.clahe},      {"curveSwitch", first.curve},
+        {"cCorrSwitch", first.correct},    {"colorSwitch", first.color},
+        {"pProtectSwitch", first.protect}, {"maskSource", first.maskSource},
+        {"gridWidth", first.grid.width},   {"gridHeight", first.grid.height},
+        {"sampRate", first.grid.rate},     {"sceneNum", static_cast<int>(tables.size())}};
+    for (const auto& [key, value] : values) {
+        more.insert({key, std::to_string(value)});
+    }
     more.insert({"sceneIdx", scenes});
     dir.writeSets(more);
     for (std::size_t i = 0; i < tables.size(); ++i) {
