@@ -122,7 +122,15 @@ void Frame::restore(const std::vector<unsigned char>& bytes) {
     std::copy(bytes.begin(), bytes.end(), m_memory.data());
 }
 
+bool GuardedMemory::slackUntouched() const {
+    const auto* begin = static_cast<const unsigned char*>(m_map);
+    return std::all_of(begin, static_cast<const unsigned char*>(m_data), [](unsigned char byte) { return byte == kPoison; });
+}
+
 bool Frame::paddingUntouched() const {
+    if (!m_memory.slackUntouched()) {
+        return false;
+    }
     const int visible = m_roi.width * m_bytesPerSample;
     for (int row = 0; row < m_roi.scanline + m_roi.height / 2; ++row) {
         const bool hasSamples = row < m_roi.height || row >= m_roi.scanline;

@@ -22,6 +22,8 @@ class GuardedMemory {
     unsigned char* data() { return m_data; }
     const unsigned char* data() const { return m_data; }
     std::size_t size() const { return m_size; }
+    // Whether the bytes of the mapping before data() still hold poison.
+    bool slackUntouched() const;
 
   private:
     void* m_map;
