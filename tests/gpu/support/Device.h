@@ -1,0 +1,24 @@
+// A fresh simulated driver for every test.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sim/opencl.h>
+
+namespace test {
+
+// Resets the driver's settings before and after each test, and expects that it had nothing to object to and that every
+// object was released. Skips where there is no device.
+class DeviceTest : public ::testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    // For tests that provoke one.
+    void expectViolation(const char* part);
+};
+
+// The extension string of a phone.
+inline constexpr const char* kPhoneExtensions =
+    "cl_khr_fp16 cl_qcom_ext_host_ptr cl_qcom_ion_host_ptr cl_qcom_priority_hint";
+
+}  // namespace test
