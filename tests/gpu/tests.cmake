@@ -11,6 +11,8 @@ function(huevance_gpu_test name)
 endfunction()
 
 huevance_gpu_test(opencl_binding_test gpu/OpenCLBindingTest.cpp)
+huevance_gpu_test(opencl_wrappers_test gpu/OpenCLWrappersTest.cpp)
+huevance_gpu_test(program_cache_test gpu/ProgramCacheTest.cpp)
 
 # The driver alone: no part of the library.
 add_executable(sim_opencl_test gpu/SimulatedDriverTest.cpp)
