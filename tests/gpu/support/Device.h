@@ -6,8 +6,8 @@
 
 namespace test {
 
-// Resets the driver's settings before and after each test, and expects that it had nothing to object to and that every
-// object was released. Skips where there is no device.
+// Resets the driver's settings before and after each test, and expects that it had nothing to object to and that
+// every object made in between was released. Skips where there is no device.
 class DeviceTest : public ::testing::Test {
 protected:
     void SetUp() override;
@@ -15,6 +15,9 @@ protected:
 
     // For tests that provoke one.
     void expectViolation(const char* part);
+
+private:
+    int m_liveBefore = 0;
 };
 
 // The extension string of a phone.
