@@ -38,6 +38,7 @@ void DeviceTable::release() {
         clSVMFree(m_context, m_shared);
         m_shared = nullptr;
     }
+    m_open = false;
     m_buffer.reset();
     m_bytes = 0;
 }
@@ -47,16 +48,17 @@ void* DeviceTable::open(cl_command_queue queue) {
         clEnqueueSVMMap(queue, CL_TRUE, CL_MAP_WRITE, m_shared, m_bytes, 0, nullptr, nullptr) != CL_SUCCESS) {
         return nullptr;
     }
+    m_open = m_shared != nullptr;
     return m_shared;
 }
 
 int DeviceTable::close(cl_command_queue queue) {
-    if (m_svmType != kSvmCoarse) {
-        return 0;
+    if (m_svmType == kSvmCoarse && (clEnqueueSVMUnmap(queue, m_shared, 0, nullptr, nullptr) != CL_SUCCESS ||
+                                    clFinish(queue) != CL_SUCCESS)) {
+        return -1;
     }
-    const cl_int unmapped = clEnqueueSVMUnmap(queue, m_shared, 0, nullptr, nullptr);
-    const cl_int finished = clFinish(queue);
-    return unmapped == CL_SUCCESS && finished == CL_SUCCESS ? 0 : -1;
+    m_open = false;
+    return 0;
 }
 
 int DeviceTable::write(cl_command_queue queue, const void* data, std::size_t bytes) {
@@ -74,6 +76,9 @@ int DeviceTable::write(cl_command_queue queue, const void* data, std::size_t byt
 }
 
 int DeviceTable::setArgument(cl_kernel kernel, cl_uint index) const {
+    if (m_open) {
+        return CL_INVALID_OPERATION;
+    }
     if (m_shared != nullptr) {
         return clSetKernelArgSVMPointer(kernel, index, m_shared);
     }

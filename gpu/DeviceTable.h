@@ -39,6 +39,7 @@ private:
     int m_svmType = kSvmNone;
     std::size_t m_bytes = 0;
     void* m_shared = nullptr;
+    bool m_open = false;  // also after a close that failed: kernels must not have it then
     Memory m_buffer;
 };
 

@@ -437,6 +437,7 @@ int CHuevance_GPU::setYuvType(IMAGE_FORMAT_TYPE type) {
 }
 
 int CHuevance_GPU::setDstYuv(void* frame, int fd) {
+    m_index.resetIndex();
     const std::size_t bytes = huevance::frameBytes(m_stSrcRoi);
     const bool ion = fd >= 0 && gpu::check_extension_support("cl_qcom_ion_host_ptr", m_device);
     cl_mem_ion_host_ptr record = {{CL_MEM_ION_HOST_PTR_QCOM, CL_MEM_HOST_UNCACHED_QCOM}, fd, frame};
@@ -451,7 +452,6 @@ int CHuevance_GPU::setDstYuv(void* frame, int fd) {
         report(launchBlocks(gpu::kDownScale, {m_frames[2], m_stSrcRoi, m_frames[3], m_stRoi}),
                "%s: m_downScale_kernel failed!", __func__);
     }
-    m_index.resetIndex();
     return 0;
 }
 

@@ -243,8 +243,8 @@ cl_int answer(entry::clEnqueueNDRangeKernel, cl_command_queue queue, cl_kernel k
               const std::size_t* offset, const std::size_t* global, const std::size_t* local, cl_uint count,
               const cl_event* wait, cl_event* event) {
     State& state = State::get();
-    if (std::any_of(state.svm.begin(), state.svm.end(), [](const auto& block) { return block.second.mapped; })) {
-        state.violate("a launch while shared virtual memory is mapped");
+    if (state.usesMappedSvm(kernel)) {
+        state.violate("a launch with mapped shared virtual memory");
     }
     if (state.launchSink != nullptr && global != nullptr) {
         reportLaunch(state, kernel, dimensions, offset, global, local);

@@ -1,6 +1,7 @@
 #include "sim/opencl/State.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace sim {
 
@@ -71,6 +72,19 @@ SvmBlock* State::svmAt(const void* address) {
     const auto* begin = static_cast<const unsigned char*>(block->first);
     const auto* at = static_cast<const unsigned char*>(address);
     return at < begin + std::max<std::size_t>(block->second.size, 1) ? &block->second : nullptr;
+}
+
+bool State::usesMappedSvm(const void* kernel) {
+    const auto& arguments = kernelArguments[kernel];
+    return std::any_of(arguments.begin(), arguments.end(), [this](const auto& argument) {
+        if (!argument.second.svm) {
+            return false;
+        }
+        const void* pointer = nullptr;
+        std::memcpy(&pointer, argument.second.bytes.data(), sizeof(pointer));
+        const SvmBlock* block = svmAt(pointer);
+        return block != nullptr && block->mapped;
+    });
 }
 
 }  // namespace sim

@@ -47,6 +47,8 @@ public:
 
     // The block that holds an address, or null.
     SvmBlock* svmAt(const void* address);
+    // Whether an argument of the kernel lies in a block that the host has mapped.
+    bool usesMappedSvm(const void* kernel);
 
     mutable std::mutex mutex;  // held by every function of the layer while it touches the rest
 

@@ -42,7 +42,7 @@ int sim_opencl_calls(const char* entry);
 int sim_opencl_live(const char* kind);
 
 // What a phone's driver would not forgive, as text: the first of them, or null. Shared virtual memory arguments that are
-// none, launches while such memory is mapped, buffers over ion memory that its descriptor does not cover, releases of
+// none, launches with such memory mapped, buffers over ion memory that its descriptor does not cover, releases of
 // what is not alive.
 const char* sim_opencl_violation(void);
 
