@@ -587,8 +587,9 @@ TEST_F(FramePipeline, SurvivesEveryCallThatFails) {
     }
 }
 
+// Before all others, as death tests run: this process has not bound a driver yet.
 TEST(FramePipelineDeathTest, APhoneWithoutADriverGetsAnError) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    GTEST_FLAG_SET(death_test_style, "fast");
     for (const char* library : {"libNoSuchDriver.so", "libm.so.6"}) {  // none, and one without a single entry point
         const auto scenario = [library] {
             MNN::OpenCLSymbols::candidatePaths() = {library};
