@@ -7,7 +7,9 @@ namespace huevance {
 namespace {
 
 template <typename S, typename D, typename Convert>
-int convertFrame(const S* source, RoiInfo sourceRoi, D* destination, const RoiInfo& destinationRoi, Convert convert) {
+int convertFrame(const S* source, const RoiInfo& sourceRoi, D* destination, RoiInfo destinationRoi, Convert convert) {
+    destinationRoi.width = sourceRoi.width;
+    destinationRoi.height = sourceRoi.height;
     const auto convertPlane = [&](const PlaneView<const S>& from, const PlaneView<D>& to) {
         for (int y = 0; y < from.height; ++y) {
             const S* in = from.row(y);

@@ -15,7 +15,8 @@ namespace huevance {
 int computeClaheLut(const unsigned char* image, RoiInfo roi, float* hist, float* lut, int sampRate, int gridWidth,
                     int gridHeight, int tileWidth, int tileHeight, float claheStrength);
 
-// Counts every sampRate-th sample of every tile in both directions. Samples right of or below the tiles never count.
+// Counts every sampRate-th sample of every tile in both directions. Samples right of or below the tiles never count, on
+// purpose.
 // Rows of the image advance by roi.stride bytes.
 int getGridHist(const unsigned char* image, RoiInfo roi, float* hist, int sampRate, int gridWidth, int gridHeight,
                 int tileWidth, int tileHeight);
@@ -53,6 +54,25 @@ int claheLutFilt_gpu(const float* source, float* destination, int gridWidth, int
 // all bins. The threshold solve is ill-conditioned for flat tiles (its quadratic term vanishes and rounding decides):
 // this one routine serves every back end.
 void clipHistogram(float* h, float largest, float claheStrength);
+
+// Where each bin of a widened table comes from.
+class LutWidening {
+public:
+    LutWidening(int sourceBins, int destinationBins);
+
+    struct Bin {
+        int lower;     // source bins
+        int upper;
+        float weight;  // of `upper`; `lower` weighs 1 - weight
+    };
+    Bin at(int destinationBin) const;
+    // Factor of every blended level: rescale x ((1 - weight) x lower + weight x upper).
+    float rescale() const { return 1.0F / m_scale; }
+
+private:
+    int m_sourceBins;
+    float m_scale;
+};
 
 // One axis of the mapping: tile coordinates of a sample position, clamped at the outer tile centres.
 class TileAxis {

@@ -25,6 +25,10 @@ public:
     // Keeps the geometry of the frames and derives the tiles; call it after the tuning was read. -1 with one error line
     // when the bit depth is none of 8 and 10 to 16, or the geometry overflows.
     int setRoiInfo(RoiInfo roi);
+    // All steps of a capture's set-up, in order, each only after the one before succeeded: setSensorPath, readPhotoSet,
+    // setRoiInfo, and the five buffers of a capture, whatever the switches say. -1 releases the buffers again.
+    int captureMalloc(const char* directory, RoiInfo roi);
+    void captureFree();
     int portraitMaskMalloc();
     int backUpYuvMalloc();
     int claheLutMalloc();
@@ -35,6 +39,7 @@ public:
     int sceneCurveLutMalloc();
     int sceneColorLutMalloc();
     void portraitMaskFree();
+    void forgetHostMask();
     void backUpYuvFree();
     void claheLutFree();
     void curveLutFree();
@@ -51,9 +56,11 @@ public:
     // --- Checks before a frame is touched: 0, or -1 with one error line ---
 
     int checkFrame(const void* frame) const;     // null, or a geometry that cannot hold the frame
-    int checkCapture() const;                    // buffers of a capture are missing
-    int checkPreview() const;                    // buffers of a preview stream are missing
+    int checkCapture() const;                    // buffers of a capture are missing, or made for another depth or size
+    int checkPreview() const;                    // the same for the stages of a preview stream
     int checkHostMask() const;                   // the host's mask does not cover the frame
+    // The mask that the tuning asks for is missing or unusable. The two lines about a missing mask begin with `who`.
+    int checkMask(const char* who) const;
 
     // --- One frame ---
 
@@ -76,6 +83,8 @@ public:
     int portraitProtect();
     int portraitLightUp();  // on purpose does nothing
 
+    // Whether claheMap has tables to map with: the last setClaheLut succeeded on a grid that fits the frame.
+    bool claheUsable() const { return m_bClaheUsable; }
     bool is16Bit() const { return m_iDataBit != 8; }
     int bins16() const { return 1 << m_iDataBit; }
     // The geometry of the host's frames.
@@ -112,9 +121,13 @@ protected:
     ~HostEngine() = default;
 
 private:
-    int tiles() const { return m_iGridWidth * m_iGridHeight; }
     unsigned char* backup8() { return m_backup.get(); }
     unsigned short* backup16() { return reinterpret_cast<unsigned short*>(m_backup.get()); }
+    bool isDepthSupported() const { return m_iDataBit == 8 || (m_iDataBit >= 10 && m_iDataBit <= 16); }
+    bool isClaheReady() const;
+    bool isWorkingCopyReady() const;
+    bool isCurveReady() const;
+    bool isColorReady() const;
     void narrowToWorkingCopy();
     void widenCurves();
     void widenColors();

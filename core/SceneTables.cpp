@@ -54,6 +54,7 @@ void SceneFade::end(int transFrameNum) {
     if (m_iPrevious == m_iCurrent) {
         return;
     }
+    // Not "equals": a later set-up may have shortened the fade.
     if (m_iCounter >= transFrameNum) {
         m_iCounter = 0;
         m_iPrevious = m_iCurrent;

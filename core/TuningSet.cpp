@@ -120,7 +120,7 @@ void TuningSet::readStrengths(int table) {
 
 int TuningSet::readHvcParam(int table) {
     readStrengths(table);
-    ALOG_INFO("CHuevance_CPU::readHvcParam finished!");
+    ALOG_INFO("CHuevance_CPU::readHvcParam finished!");  // every engine's words
     return 0;
 }
 

@@ -39,6 +39,8 @@ int CHuevanceFrame_CPU::setDataBit(int dataBit) {
 
 int CHuevanceFrame_CPU::malloc(char* directory, RoiInfo roi) {
     CHuevance_CPU& engine = g_frameEngine;
+    // The engine may still hold what another handle set up, perhaps for another bit depth.
+    releaseAll(engine);
     if (engine.setSensorPath(directory) != 0) {
         return -1;
     }
@@ -106,6 +108,7 @@ int CHuevanceFrame_CPU::process(void* yuv, IMAGE_FORMAT_TYPE type, int scene) {
         if (m_iDumpCounter == 0) {
             cpu::dumpFrame(yuv, dumpRoi(engine), "dstFrame save failed!");
         }
+        // On purpose: the counter runs 0 .. period inclusive, so that a dump comes every period + 1 frames.
         m_iDumpCounter = m_iDumpCounter == m_iDumpPeriod ? 0 : m_iDumpCounter + 1;
     }
     return 0;

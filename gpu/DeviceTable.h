@@ -1,4 +1,5 @@
-// A small table that host and device share: in shared virtual memory where the device has it, else in a buffer.
+// A small table that host and device share: in shared virtual memory where the device has it, else in a
+// buffer.
 #pragma once
 
 #include <cstddef>
@@ -11,7 +12,7 @@ namespace gpu {
 enum : int { kSvmNone = 0, kSvmCoarse = 1, kSvmFine = 2, kSvmFineSystem = 3 };
 
 class DeviceTable {
-public:
+  public:
     DeviceTable() = default;
     ~DeviceTable() { release(); }
     DeviceTable(const DeviceTable&) = delete;
@@ -21,8 +22,8 @@ public:
     int allocate(cl_context context, cl_command_queue queue, int svmType, std::size_t bytes);
     void release();
 
-    // Opens the table for the host to write, all of it; null on failure. close() hands it back to the device. No kernel
-    // may be using it. Buffers cannot be opened: they take write() alone.
+    // Opens the table for the host to write, all of it; null on failure. close() hands it back to the device.
+    // No kernel may be using it. Buffers cannot be opened: they take write() alone.
     void* open(cl_command_queue queue);
     int close(cl_command_queue queue);
 
@@ -34,7 +35,7 @@ public:
     bool empty() const { return m_shared == nullptr && !m_buffer; }
     std::size_t size() const { return m_bytes; }
 
-private:
+  private:
     cl_context m_context = nullptr;  // not owned
     int m_svmType = kSvmNone;
     std::size_t m_bytes = 0;

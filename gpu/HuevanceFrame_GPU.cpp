@@ -11,7 +11,7 @@ CHuevance_GPU& g_engine = *new CHuevance_GPU;
 
 // One step of a set-up: runs when all before it succeeded, and logs `message` when it fails.
 class Steps {
-public:
+  public:
     template <typename Step>
     Steps& run(bool on, const char* message, Step step) {
         if (m_result == 0 && on) {
@@ -24,7 +24,7 @@ public:
     }
     int result() const { return m_result; }
 
-private:
+  private:
     int m_result = 0;
 };
 
@@ -38,22 +38,25 @@ void logRequest(IMAGE_FORMAT_TYPE yuvType, int scene) {
 }
 
 void logSettings(const CHuevance_GPU& engine) {
-    ALOG_INFO("CHuevanceFrame_GPU: m_iFrameSwitch=%d m_iMaskSource=%d\n", engine.m_iFrameSwitch, engine.m_iMaskSource);
+    ALOG_INFO("CHuevanceFrame_GPU: m_iFrameSwitch=%d m_iMaskSource=%d\n", engine.m_iFrameSwitch,
+              engine.m_iMaskSource);
     ALOG_INFO("CHuevanceFrame_GPU: m_iPProtectSwitch=%d m_iClaheSwitch=%d\n", engine.m_iPProtectSwitch,
               engine.m_iClaheSwitch);
-    ALOG_INFO("CHuevanceFrame_GPU: m_iCurveSwitch=%d m_iCCorrSwitch=%d m_iColorSwitch=%d\n", engine.m_iCurveSwitch,
-              engine.m_iCCorrSwitch, engine.m_iColorSwitch);
+    ALOG_INFO("CHuevanceFrame_GPU: m_iCurveSwitch=%d m_iCCorrSwitch=%d m_iColorSwitch=%d\n",
+              engine.m_iCurveSwitch, engine.m_iCCorrSwitch, engine.m_iColorSwitch);
     ALOG_INFO("CHuevanceFrame_GPU: isisDownScale=%d srcWidth=%d srcHeight=%d srcStride=%d scanline=%d\n",
-              engine.m_bIsDownScale ? 1 : 0, engine.m_stRoi.width, engine.m_stRoi.height, engine.m_stRoi.stride,
-              engine.m_stRoi.scanline);
+              engine.m_bIsDownScale ? 1 : 0, engine.m_stRoi.width, engine.m_stRoi.height,
+              engine.m_stRoi.stride, engine.m_stRoi.scanline);
 }
 
 // The four numbers in the name: width, height, scene, and how far a fade is.
-void dumpFrame(const char* which, const void* frame, const RoiInfo& roi, int scene, int counter, const char* failure) {
+void dumpFrame(const char* which, const void* frame, const RoiInfo& roi, int scene, int counter,
+               const char* failure) {
     char name[512];
-    formatPath(name, sizeof(name), "/data/hvcSave/%sframe_%dx%d_%d_%d.yuv", which, roi.width, roi.height, scene,
-               counter);
-    const std::size_t bytes = huevance::elementCount(roi.scanline, 3) / 2 * huevance::elementCount(roi.stride, 1);
+    formatPath(name, sizeof(name), "/data/hvcSave/%sframe_%dx%d_%d_%d.yuv", which, roi.width, roi.height,
+               scene, counter);
+    const std::size_t bytes =
+        huevance::elementCount(roi.scanline, 3) / 2 * huevance::elementCount(roi.stride, 1);
     if (!saveBuffer(name, frame, bytes)) {
         ALOG_ERROR("%s", failure);
     }
@@ -80,7 +83,9 @@ int checkMask(const CHuevance_GPU& engine) {
 
 }  // namespace
 
-int CHuevanceFrame_GPU::setCachePath(char* path) { return g_engine.setCachePath(path); }
+int CHuevanceFrame_GPU::setCachePath(char* path) {
+    return g_engine.setCachePath(path);
+}
 
 int CHuevanceFrame_GPU::setDataBit(int bits) {
     g_engine.m_iDataBit = bits;

@@ -18,23 +18,18 @@ using gpu::KernelId;
 
 namespace {
 
-constexpr const char* kKernelNames[gpu::kKernelCount] = {"downScale_kernel",
-                                                         "upScale_kernel",
-                                                         "claheMap_kernel",
-                                                         "curveMap_kernel",
-                                                         "colorMap_NV12_kernel",
-                                                         "colorMap_NV21_kernel",
-                                                         "colorCorrect_kernel",
-                                                         "colorProtect_kernel",
-                                                         "skinDetectAndcolorProtect_kernel",
-                                                         "copyDataU8_kernel",
-                                                         "kernel_V2316"};
+constexpr const char* kKernelNames[gpu::kKernelCount] = {
+    "downScale_kernel",    "upScale_kernel",       "claheMap_kernel",
+    "curveMap_kernel",     "colorMap_NV12_kernel", "colorMap_NV21_kernel",
+    "colorCorrect_kernel", "colorProtect_kernel",  "skinDetectAndcolorProtect_kernel",
+    "copyDataU8_kernel",   "kernel_V2316"};
 
 constexpr int kPixelsPerItem = 8;
 constexpr std::size_t kTileBytes = huevance::kBins8 * sizeof(float);
 constexpr std::size_t kTileTexels = kTileBytes / (4 * sizeof(float));  // texels of four floats
 
-// The lattice on the device: one point more a side, so that every point has an upper neighbour; points of four floats.
+// The lattice on the device: one point more a side, so that every point has an upper neighbour; points of
+// four floats.
 constexpr int kDeviceLatticeSize = huevance::kLatticeSize + 1;
 constexpr std::size_t kDeviceLatticeFloats =
     std::size_t{4} * kDeviceLatticeSize * kDeviceLatticeSize * kDeviceLatticeSize;
@@ -58,7 +53,9 @@ void packLattice(const float* planes, float* out) {
 }
 
 // Truncating division; a divisor of 0 gives 0. Wide enough for every pair of ints.
-std::int64_t divide(std::int64_t a, std::int64_t b) { return b != 0 ? a / b : 0; }
+std::int64_t divide(std::int64_t a, std::int64_t b) {
+    return b != 0 ? a / b : 0;
+}
 
 // (tiles - 1) / (size - 1 - tile): tiles per sample between the outer tile centres.
 float tileScale(int tiles, int size, int tile) {
@@ -210,14 +207,21 @@ int CHuevance_GPU::clQueueMalloc() {
     return gpu::createCommandQueue(m_context.get(), m_device, m_queue.out()) == CL_SUCCESS ? 0 : -1;
 }
 
-int CHuevance_GPU::sceneHvcParamMalloc() { return m_scenes.loadStrengths(*this); }
+int CHuevance_GPU::sceneHvcParamMalloc() {
+    return m_scenes.loadStrengths(*this);
+}
 
-int CHuevance_GPU::sceneCurveLutMalloc() { return m_scenes.loadCurvesOfOneFile(*this); }
+int CHuevance_GPU::sceneCurveLutMalloc() {
+    return m_scenes.loadCurvesOfOneFile(*this);
+}
 
-int CHuevance_GPU::sceneColorLutMalloc() { return m_scenes.loadColorsOfOneFile(*this); }
+int CHuevance_GPU::sceneColorLutMalloc() {
+    return m_scenes.loadColorsOfOneFile(*this);
+}
 
 int CHuevance_GPU::portraitMaskMalloc() {
-    // On purpose none with other kinds of shared virtual memory: protection by the host's mask is not possible there.
+    // On purpose none with other kinds of shared virtual memory: protection by the host's mask is not
+    // possible there.
     const std::size_t bytes = maskBytes(m_stMaskRoi);
     if ((m_iSvmType != gpu::kSvmCoarse && m_iSvmType != gpu::kSvmFine) || bytes == 0) {
         return 0;
@@ -245,15 +249,15 @@ int CHuevance_GPU::claheLutMalloc() {
     description.image_width = kTileTexels;
     description.image_height = floats / huevance::kBins8;
     return m_gridHist.allocate(floats) && m_gridLut.allocate(floats) &&
-                   gpu::createImage(m_context.get(), CL_MEM_READ_ONLY | CL_MEM_ALLOC_HOST_PTR, &format, &description,
-                                    nullptr, m_claheLut.out()) == CL_SUCCESS
+                   gpu::createImage(m_context.get(), CL_MEM_READ_ONLY | CL_MEM_ALLOC_HOST_PTR, &format,
+                                    &description, nullptr, m_claheLut.out()) == CL_SUCCESS
                ? 0
                : -1;
 }
 
 int CHuevance_GPU::curveLutMalloc(int table) {
-    if (!m_curve.allocate(huevance::kBins8) ||
-        m_curveLut.allocate(m_context.get(), m_queue.get(), m_iSvmType, huevance::kBins8 * sizeof(float)) != 0) {
+    if (!m_curve.allocate(huevance::kBins8) || m_curveLut.allocate(m_context.get(), m_queue.get(), m_iSvmType,
+                                                                   huevance::kBins8 * sizeof(float)) != 0) {
         return -1;
     }
     return fuseCurveLut(table, table, 0);
@@ -341,15 +345,15 @@ int CHuevance_GPU::setExtParam(const char* key, const void* value) {
         if (m_queue && m_portraitMask.size() < maskBytes(m_stMaskRoi)) {
             portraitMaskMalloc();
         }
-    } else if (std::strcmp(key, "portraitMaskPointer") == 0 && m_stMaskRoi.width >= 2 && m_stMaskRoi.height >= 2 &&
-               !m_portraitMask.empty()) {
+    } else if (std::strcmp(key, "portraitMaskPointer") == 0 && m_stMaskRoi.width >= 2 &&
+               m_stMaskRoi.height >= 2 && !m_portraitMask.empty()) {
         copyPortraitMask(value);
     }
     return 0;
 }
 
-// Halves the mask: of every second row, every eighth float, four times. The part of a stride that is no multiple of four
-// is cut, on purpose. Neither buffer is touched beyond the mask's height x stride bytes.
+// Halves the mask: of every second row, every eighth float, four times. The part of a stride that is no
+// multiple of four is cut, on purpose. Neither buffer is touched beyond the mask's height x stride bytes.
 int CHuevance_GPU::copyPortraitMask(const void* mask) {
     auto* to = static_cast<unsigned char*>(m_portraitMask.open(m_queue.get()));
     if (to == nullptr) {
@@ -385,7 +389,8 @@ int CHuevance_GPU::checkFrame(const void* frame) const {
     }
     const RoiInfo& roi = m_stSrcRoi;
     if (!huevance::holdsFrame(roi, 1) || roi.width > INT_MAX / 8) {
-        ALOG_ERROR("roiInfo %d, %d, %d, %d cannot hold a frame!", roi.width, roi.height, roi.stride, roi.scanline);
+        ALOG_ERROR("roiInfo %d, %d, %d, %d cannot hold a frame!", roi.width, roi.height, roi.stride,
+                   roi.scanline);
         return -1;
     }
     return 0;
@@ -405,7 +410,8 @@ int CHuevance_GPU::checkPreview() const {
 
 // --- Launching ---
 
-int CHuevance_GPU::launch(KernelId id, int columns, int rows, std::initializer_list<KernelArgument> arguments) {
+int CHuevance_GPU::launch(KernelId id, int columns, int rows,
+                          std::initializer_list<KernelArgument> arguments) {
     cl_kernel kernel = m_kernels[id].get();
     if (kernel == nullptr || !m_queue) {
         return -1;
@@ -426,7 +432,8 @@ int CHuevance_GPU::launch(KernelId id, int columns, int rows, std::initializer_l
 
 // Over the frame's chroma rows, each with its two luma rows.
 int CHuevance_GPU::launchBlocks(KernelId id, std::initializer_list<KernelArgument> arguments) {
-    return launch(id, (m_stRoi.width + kPixelsPerItem - 1) / kPixelsPerItem, (m_stRoi.height + 1) / 2, arguments);
+    return launch(id, (m_stRoi.width + kPixelsPerItem - 1) / kPixelsPerItem, (m_stRoi.height + 1) / 2,
+                  arguments);
 }
 
 // --- One frame ---
@@ -462,16 +469,17 @@ int CHuevance_GPU::fuseHvcParam(int previous, int current, int counter) {
 
 int CHuevance_GPU::fuseCurveLut(int previous, int current, int counter) {
     m_scenes.fuseCurve(previous, current, counter, m_iTransFrameNum, m_curve.get());
-    return report(m_curveLut.write(m_queue.get(), m_curve.get(), huevance::kBins8 * sizeof(float)), "%s failed!",
-                  __func__);
+    return report(m_curveLut.write(m_queue.get(), m_curve.get(), huevance::kBins8 * sizeof(float)),
+                  "%s failed!", __func__);
 }
 
 int CHuevance_GPU::fuseColorLut(int previous, int current, int counter) {
     m_scenes.fuseColor(previous, current, counter, m_iTransFrameNum, m_colorLut.get());
     packLattice(m_colorLut.get(), m_lattice.get());
-    const bool written = m_colorLattice && clEnqueueWriteBuffer(m_queue.get(), m_colorLattice.get(), CL_TRUE, 0,
-                                                                kDeviceLatticeFloats * sizeof(float), m_lattice.get(),
-                                                                0, nullptr, nullptr) == CL_SUCCESS;
+    const bool written =
+        m_colorLattice && clEnqueueWriteBuffer(m_queue.get(), m_colorLattice.get(), CL_TRUE, 0,
+                                               kDeviceLatticeFloats * sizeof(float), m_lattice.get(), 0,
+                                               nullptr, nullptr) == CL_SUCCESS;
     return report(written ? 0 : -1, "%s failed!", __func__);
 }
 
@@ -487,10 +495,10 @@ int CHuevance_GPU::setClaheLut(const void* frame) {
     const std::size_t region[3] = {kTileTexels, m_gridLut.size() / huevance::kBins8, 1};
     m_bClaheUsable =
         huevance::computeClaheLut_gpu(static_cast<const unsigned char*>(frame), m_stSrcRoi, m_gridHist.get(),
-                                      m_gridLut.get(), m_iSampRate, m_iGridWidth, m_iGridHeight, source.tileWidth,
-                                      source.tileHeight, m_fClaheStrength) == 0 &&
-        clEnqueueWriteImage(m_queue.get(), m_claheLut.get(), CL_TRUE, origin, region, kTileBytes, 0, m_gridLut.get(),
-                            0, nullptr, nullptr) == CL_SUCCESS &&
+                                      m_gridLut.get(), m_iSampRate, m_iGridWidth, m_iGridHeight,
+                                      source.tileWidth, source.tileHeight, m_fClaheStrength) == 0 &&
+        clEnqueueWriteImage(m_queue.get(), m_claheLut.get(), CL_TRUE, origin, region, kTileBytes, 0,
+                            m_gridLut.get(), 0, nullptr, nullptr) == CL_SUCCESS &&
         clFlush(m_queue.get()) == CL_SUCCESS;
     return report(m_bClaheUsable ? 0 : -1, "%s failed!", __func__);
 }
@@ -506,8 +514,8 @@ int CHuevance_GPU::claheMap() {
     const float scaleY = tileScale(m_iGridHeight, m_stRoi.height, m_stTile.tileHeight);
     const int columns = (m_stRoi.width + kPixelsPerItem - 1) / kPixelsPerItem;
     if (report(launch(gpu::kClaheMap, columns, m_stRoi.height,
-                      {frame(m_index.m_iYIn), frame(m_index.m_iYOut), m_stRoi, m_claheLut, halfWidth, halfHeight,
-                       scaleX, scaleY}),
+                      {frame(m_index.m_iYIn), frame(m_index.m_iYOut), m_stRoi, m_claheLut, halfWidth,
+                       halfHeight, scaleX, scaleY}),
                "%s: m_claheMap_kernel failed!", __func__) != 0) {
         return -1;
     }
@@ -517,8 +525,8 @@ int CHuevance_GPU::claheMap() {
 
 int CHuevance_GPU::curveMap() {
     m_index.curveSetIndex();
-    if (report(launchBlocks(gpu::kCurveMap, {frame(m_index.m_iYIn), frame(m_index.m_iYOut), frame(m_index.m_iFinal),
-                                             m_stRoi, m_curveLut, m_fSatStrength}),
+    if (report(launchBlocks(gpu::kCurveMap, {frame(m_index.m_iYIn), frame(m_index.m_iYOut),
+                                             frame(m_index.m_iFinal), m_stRoi, m_curveLut, m_fSatStrength}),
                "%s: m_curveMap_kernel failed!", __func__) != 0) {
         return -1;
     }
@@ -543,10 +551,12 @@ int CHuevance_GPU::colorMap() {
     }
     const bool nv12 = m_eYuvType == IMAGE_FORMAT_TYPE_NV12;
     m_index.colorSetIndex();
-    if (report(launchBlocks(nv12 ? gpu::kColorMapNV12 : gpu::kColorMapNV21,
-                            {frame(m_index.m_iYIn), frame(m_index.m_iUvIn), frame(m_index.m_iYOut),
-                             frame(m_index.m_iUvOut), m_stRoi, m_colorLattice, kLatticeScale, m_fColorStrength}),
-               nv12 ? "%s: m_colorMap_NV12_kernel failed!" : "%s: m_colorMap_NV21_kernel failed!", __func__) != 0) {
+    if (report(
+            launchBlocks(nv12 ? gpu::kColorMapNV12 : gpu::kColorMapNV21,
+                         {frame(m_index.m_iYIn), frame(m_index.m_iUvIn), frame(m_index.m_iYOut),
+                          frame(m_index.m_iUvOut), m_stRoi, m_colorLattice, kLatticeScale, m_fColorStrength}),
+            nv12 ? "%s: m_colorMap_NV12_kernel failed!" : "%s: m_colorMap_NV21_kernel failed!",
+            __func__) != 0) {
         return -1;
     }
     m_index.colorUpdateIndex();
@@ -565,8 +575,8 @@ int CHuevance_GPU::portraitProtect(int maskSource) {
             return -1;
         }
     } else {
-        // The detector must know which chroma sample is U, and its arguments have no place for that: a negative scanline
-        // in the second geometry says V.
+        // The detector must know which chroma sample is U, and its arguments have no place for that: a
+        // negative scanline in the second geometry says V.
         RoiInfo order = m_stRoi;
         order.scanline = m_eYuvType == IMAGE_FORMAT_TYPE_NV21 ? -m_stRoi.scanline : m_stRoi.scanline;
         if (report(launchBlocks(gpu::kSkinDetectAndColorProtect, {luma, chroma, result, m_stRoi, order}),
@@ -587,7 +597,8 @@ int CHuevance_GPU::getDstYuv(void* /*frame*/) {
                         "%s: m_upScale_kernel failed!", __func__);
     }
     if (m_frameMemory == FrameMemory::kPlain && m_frames[2]) {
-        // A device with memory of its own may have worked on a copy: mapping brings the result to the host's memory.
+        // A device with memory of its own may have worked on a copy: mapping brings the result to the host's
+        // memory.
         cl_int code = CL_SUCCESS;
         void* mapped = clEnqueueMapBuffer(m_queue.get(), m_frames[2].get(), CL_TRUE, CL_MAP_READ, 0,
                                           huevance::frameBytes(m_stSrcRoi), 0, nullptr, nullptr, &code);

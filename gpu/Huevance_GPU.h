@@ -1,7 +1,9 @@
-// The OpenCL engine of the preview path: device, kernels, look-up tables in device memory, frame buffers, and one
-// operation per stage. There is one in the process, shared by all preview objects of this back end; nothing is locked.
+// The OpenCL engine of the preview path: device, kernels, look-up tables in device memory, frame buffers, and
+// one operation per stage. There is one in the process, shared by all preview objects of this back end;
+// nothing is locked.
 //
-// Operations return 0, or -1 with a line in the log. Frames are 8-bit NV12 or NV21; kernels work on them where they are.
+// Operations return 0, or -1 with a line in the log. Frames are 8-bit NV12 or NV21; kernels work on them
+// where they are.
 #pragma once
 
 #include <cstdint>
@@ -45,7 +47,7 @@ TileRecord tileRecord(const RoiInfo& roi, int gridWidth, int gridHeight, int sam
 
 // A kernel's argument: its bytes, a device table, or a buffer, which must exist.
 class KernelArgument {
-public:
+  public:
     KernelArgument(const int& value) : m_value(&value), m_size(sizeof(value)) {}
     KernelArgument(const float& value) : m_value(&value), m_size(sizeof(value)) {}
     KernelArgument(const RoiInfo& value) : m_value(&value), m_size(sizeof(value)) {}
@@ -54,7 +56,7 @@ public:
 
     cl_int set(cl_kernel kernel, cl_uint index) const;
 
-private:
+  private:
     const void* m_value = nullptr;
     cl_mem m_memory = nullptr;
     const DeviceTable* m_table = nullptr;
@@ -64,7 +66,7 @@ private:
 }  // namespace gpu
 
 class CHuevance_GPU : public huevance::TuningSet {
-public:
+  public:
     CHuevance_GPU() = default;
     CHuevance_GPU(const CHuevance_GPU&) = delete;
     CHuevance_GPU& operator=(const CHuevance_GPU&) = delete;
@@ -99,8 +101,8 @@ public:
     // All of the above.
     void releaseAll();
 
-    // The host's mask, while maskSource is 1: "portraitMaskRoiInfo" (a RoiInfo, copied) and "portraitMaskPointer" (floats,
-    // copied at half the size). Other keys are ignored. Always 0.
+    // The host's mask, while maskSource is 1: "portraitMaskRoiInfo" (a RoiInfo, copied) and
+    // "portraitMaskPointer" (floats, copied at half the size). Other keys are ignored. Always 0.
     int setExtParam(const char* key, const void* value);
 
     // --- Checks before a frame is touched: 0, or -1 with one error line ---
@@ -143,17 +145,17 @@ public:
     gpu::Kernel m_kernels[gpu::kKernelCount];
     gpu::Queue m_queue;
     gpu::Memory m_frames[4];
-    huevance::Buffer<float> m_curve;      // 256
-    gpu::DeviceTable m_curveLut;          // the same
-    huevance::Buffer<float> m_gridHist;   // tiles x 256
-    huevance::Buffer<float> m_gridLut;    // tiles x 256, tile after tile
-    gpu::Memory m_claheLut;               // an image, a tile's 256 floats in each row
-    huevance::Buffer<float> m_colorLut;   // kColorLutFloats
-    huevance::Buffer<float> m_lattice;    // the same as kernels read it
-    gpu::Memory m_colorLattice;           // the same
-    gpu::DeviceTable m_portraitMask;      // floats at half the mask's size, rows maskRoi.width floats apart
+    huevance::Buffer<float> m_curve;     // 256
+    gpu::DeviceTable m_curveLut;         // the same
+    huevance::Buffer<float> m_gridHist;  // tiles x 256
+    huevance::Buffer<float> m_gridLut;   // tiles x 256, tile after tile
+    gpu::Memory m_claheLut;              // an image, a tile's 256 floats in each row
+    huevance::Buffer<float> m_colorLut;  // kColorLutFloats
+    huevance::Buffer<float> m_lattice;   // the same as kernels read it
+    gpu::Memory m_colorLattice;          // the same
+    gpu::DeviceTable m_portraitMask;     // floats at half the mask's size, rows maskRoi.width floats apart
 
-private:
+  private:
     enum class FrameMemory { kIon, kPlain };
 
     void detectSvm();
@@ -164,7 +166,8 @@ private:
     int uploadColors();
     int copyPortraitMask(const void* mask);
     bool claheFits() const;
-    int launch(gpu::KernelId kernel, int columns, int rows, std::initializer_list<gpu::KernelArgument> arguments);
+    int launch(gpu::KernelId kernel, int columns, int rows,
+               std::initializer_list<gpu::KernelArgument> arguments);
     int launchBlocks(gpu::KernelId kernel, std::initializer_list<gpu::KernelArgument> arguments);
     const gpu::Memory& frame(int index) const { return m_frames[index]; }
 

@@ -9,6 +9,8 @@ extern const std::size_t kKernelSourceLength;
 
 namespace gpu {
 
-inline std::string_view kernelSource() { return {kKernelSource, kKernelSourceLength}; }
+inline std::string_view kernelSource() {
+    return {kKernelSource, kKernelSourceLength};
+}
 
 }  // namespace gpu

@@ -1,12 +1,12 @@
-// Which of the four frame buffers a stage reads and writes. 0 and 1 are intermediates, 2 is the host's frame, 3 its
-// half-size copy. The unprocessed frame stays in the final buffer until a plane's last stage writes it, so that portrait
-// protection can still read it there.
+// Which of the four frame buffers a stage reads and writes. 0 and 1 are intermediates, 2 is the host's frame,
+// 3 its half-size copy. The unprocessed frame stays in the final buffer until a plane's last stage writes it,
+// so that portrait protection can still read it there.
 #pragma once
 
 namespace gpu {
 
 class huevanceCLMemIndexEngine {
-public:
+  public:
     // The switches of a stream: a stage is on when its value is 1.
     void initIndex(bool isDownScale, int clahe, int curve, int correct, int color, int protect);
     // At the start of every frame.

@@ -7,12 +7,12 @@
 #include "jni/algocommon/LogPrintf.h"
 
 // Logs `...` (a format for the code) unless the code is CL_SUCCESS, and is the code.
-#define CL_CHECKED(code, ...)                  \
-    [](cl_int result) {                        \
-        if (result != CL_SUCCESS) {            \
-            ALOG_ERROR(__VA_ARGS__, result);   \
-        }                                      \
-        return result;                         \
+#define CL_CHECKED(code, ...)                \
+    [](cl_int result) {                      \
+        if (result != CL_SUCCESS) {          \
+            ALOG_ERROR(__VA_ARGS__, result); \
+        }                                    \
+        return result;                       \
     }(code)
 
 namespace gpu {
@@ -29,10 +29,10 @@ constexpr std::size_t kExtensionBytes = 1024;
 constexpr std::size_t kBuildLogBytes = 32768;
 
 // The codes of a failed build that get a line with their name.
-constexpr cl_int kNamedBuildErrors[] = {CL_INVALID_OPERATION,     CL_INVALID_PROGRAM,       CL_INVALID_BUILD_OPTIONS,
-                                        CL_INVALID_BINARY,        CL_INVALID_DEVICE,        CL_INVALID_VALUE,
-                                        CL_BUILD_PROGRAM_FAILURE, CL_OUT_OF_HOST_MEMORY,    CL_OUT_OF_RESOURCES,
-                                        CL_COMPILER_NOT_AVAILABLE};
+constexpr cl_int kNamedBuildErrors[] = {
+    CL_INVALID_OPERATION, CL_INVALID_PROGRAM,       CL_INVALID_BUILD_OPTIONS, CL_INVALID_BINARY,
+    CL_INVALID_DEVICE,    CL_INVALID_VALUE,         CL_BUILD_PROGRAM_FAILURE, CL_OUT_OF_HOST_MEMORY,
+    CL_OUT_OF_RESOURCES,  CL_COMPILER_NOT_AVAILABLE};
 
 int firstGpu(cl_platform_id platform, cl_device_id* device) {
     cl_uint count = 0;
@@ -41,8 +41,8 @@ int firstGpu(cl_platform_id platform, cl_device_id* device) {
         return -1;
     }
     std::vector<cl_device_id> devices(std::max<cl_uint>(count, 1));
-    if (CL_CHECKED(clGetDeviceIDs(platform, CL_DEVICE_TYPE_GPU, static_cast<cl_uint>(devices.size()), devices.data(),
-                                  nullptr),
+    if (CL_CHECKED(clGetDeviceIDs(platform, CL_DEVICE_TYPE_GPU, static_cast<cl_uint>(devices.size()),
+                                  devices.data(), nullptr),
                    "Second clGetDeviceIDs errCode: %d!") != CL_SUCCESS) {
         return -1;
     }
@@ -70,7 +70,8 @@ int createContext(cl_context* context, cl_device_id* device) {
         firstGpu(platform, device) != 0) {
         return -1;
     }
-    cl_context_properties properties[5] = {CL_CONTEXT_PLATFORM, reinterpret_cast<cl_context_properties>(platform), 0};
+    cl_context_properties properties[5] = {CL_CONTEXT_PLATFORM,
+                                           reinterpret_cast<cl_context_properties>(platform), 0};
     if (check_extension_support("cl_qcom_priority_hint", *device)) {
         // On purpose without the platform.
         const cl_context_properties hints[5] = {kPerfHint, kPerfHintLow, kPriorityHint, kPriorityHintHigh, 0};
@@ -124,9 +125,11 @@ int createProgramWithBinaryFile(const unsigned char* data, std::size_t size, cl_
 }
 
 int buildProgram(cl_device_id device, cl_program* program) {
-    const cl_int code = CL_CHECKED(
-        clBuildProgram(*program, 1, &device, "-cl-fast-relaxed-math", nullptr, nullptr), "clBuildProgram errCode: %d!");
-    if (std::find(std::begin(kNamedBuildErrors), std::end(kNamedBuildErrors), code) != std::end(kNamedBuildErrors)) {
+    const cl_int code =
+        CL_CHECKED(clBuildProgram(*program, 1, &device, "-cl-fast-relaxed-math", nullptr, nullptr),
+                   "clBuildProgram errCode: %d!");
+    if (std::find(std::begin(kNamedBuildErrors), std::end(kNamedBuildErrors), code) !=
+        std::end(kNamedBuildErrors)) {
         ALOG_ERROR("%s", getCLErrString(code));
     }
     return code == CL_BUILD_PROGRAM_FAILURE ? readBuildLog(device, *program) : code;
@@ -155,8 +158,8 @@ int createBuffer(cl_context context, cl_mem_flags flags, std::size_t size, void*
     return CL_CHECKED(code, "clCreateBuffer errCode: %d!\n");
 }
 
-int createImage(cl_context context, cl_mem_flags flags, const cl_image_format* format, const cl_image_desc* description,
-                void* host, cl_mem* memory) {
+int createImage(cl_context context, cl_mem_flags flags, const cl_image_format* format,
+                const cl_image_desc* description, void* host, cl_mem* memory) {
     cl_int code = CL_SUCCESS;
     *memory = clCreateImage(context, flags, format, description, host, &code);
     return CL_CHECKED(code, "clCreateImage errCode: %d!\n");

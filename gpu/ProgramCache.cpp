@@ -48,7 +48,8 @@ std::optional<Bytes> readFile(const char* path) {
     }
     const long end = std::ftell(file.get());
     std::rewind(file.get());
-    if (end < 0 || end > INT32_MAX) {  // no program comes near; a directory reports the largest number there is
+    if (end < 0 ||
+        end > INT32_MAX) {  // no program comes near; a directory reports the largest number there is
         return std::nullopt;
     }
     Bytes bytes(static_cast<std::size_t>(end));
@@ -87,8 +88,9 @@ void appendInfo(std::string& seal, const char* name, void* object, cl_uint what,
 
 std::string sealText(const Bytes& cache, cl_device_id device, std::string_view source) {
     char text[160];
-    std::snprintf(text, sizeof(text), "bytes: %zu\ndigest: %016" PRIx64 "\nsource: %zu %016" PRIx64 "\n", cache.size(),
-                  digest(cache.data(), cache.size()), source.size(), digest(source.data(), source.size()));
+    std::snprintf(text, sizeof(text), "bytes: %zu\ndigest: %016" PRIx64 "\nsource: %zu %016" PRIx64 "\n",
+                  cache.size(), digest(cache.data(), cache.size()), source.size(),
+                  digest(source.data(), source.size()));
     std::string seal = text;
 
     const Query platformInfo = [](void* object, cl_uint what, std::size_t size, void* value) {
@@ -181,7 +183,9 @@ int saveProgramsToBinary(const std::vector<cl_program>& programs, const char* pa
     return 0;
 }
 
-std::string cacheSealPath(const char* path) { return std::string(path) + ".seal"; }
+std::string cacheSealPath(const char* path) {
+    return std::string(path) + ".seal";
+}
 
 CacheSeal checkCacheSeal(const char* path, cl_device_id device, std::string_view source) {
     const std::optional<Bytes> seal = readFile(cacheSealPath(path).c_str());

@@ -75,11 +75,19 @@ int forwardTimed(void* handle, const char* timing, const Texts& texts, Call call
     return report(result, texts);
 }
 
+// -1 and one line for a null object, else 0.
+inline int refuseNull(const void* handle, const char* text) {
+    if (handle == nullptr) {
+        ALOG_ERROR("%s", text);
+        return -1;
+    }
+    return 0;
+}
+
 // Releases with release(object) and deletes the object; a release that fails leaves it alive.
 template <typename Object, typename Release>
 int destroy(void* handle, const char* nullText, const Texts& texts, Release release) {
-    if (handle == nullptr) {
-        ALOG_ERROR("%s", nullText);
+    if (refuseNull(handle, nullText) != 0) {
         return -1;
     }
     auto* object = static_cast<Object*>(handle);

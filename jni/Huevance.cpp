@@ -43,19 +43,23 @@ int Huevance::HuevanceMalloc(InitParam* init) {
     }
     std::memset(m_acPlatform, 0, sizeof(m_acPlatform));
     m_iFramePhotoFlag = init->framePhotoFlag;
+
+    // The paths come before the mode: one that is too long is fatal whatever the mode.
+    const bool hasDirectory = init->directory1 != nullptr && init->directory2 != nullptr;
+    char directory[kPathLength] = {};
+    char platformFile[kPathLength] = {};
+    if (hasDirectory) {
+        formatPath(directory, sizeof(directory), "%s/%s", init->directory1, init->directory2);
+        formatPath(platformFile, sizeof(platformFile), "%s/platformSet.ini", directory);
+    }
     if (m_iFramePhotoFlag != kPhotoMode && m_iFramePhotoFlag != kFrameMode) {
         LOG_ERROR("m_iFramePhotoFlag is invalid");
         return -1;
     }
-    if (init->directory1 == nullptr || init->directory2 == nullptr) {
+    if (!hasDirectory) {
         LOG_ERROR("the tuning directory is missing");
         return -1;
     }
-
-    char directory[kPathLength];
-    formatPath(directory, sizeof(directory), "%s/%s", init->directory1, init->directory2);
-    char platformFile[kPathLength];
-    formatPath(platformFile, sizeof(platformFile), "%s/platformSet.ini", directory);
 
     const int result = m_iFramePhotoFlag == kPhotoMode ? mallocPhoto(*init, directory, platformFile)
                                                        : mallocFrame(*init, directory, platformFile);
@@ -92,7 +96,7 @@ int Huevance::mallocPhoto(const InitParam& init, char* directory, const char* pl
 int Huevance::mallocFrame(const InitParam& init, char* directory, const char* platformFile) {
     char value[kIniLineLength] = {};
     const int platformResult = readIniKeyStr("platform", "frame", platformFile, value);
-    ALOG_INFO("platform %s", value);
+    ALOG_INFO("platform %s", value);  // on purpose before the result is looked at, here and below
     if (platformResult != 0 || !copyWithoutLast(m_acPlatform, sizeof(m_acPlatform), value) ||
         m_acPlatform[0] == '\0') {
         LOG_MALLOC_ERROR("platform is NULL");
@@ -147,6 +151,7 @@ int Huevance::HuevanceProcess(Image* image, int scene) {
     return 0;
 }
 
+// On purpose m_hvcHandle stays: the object is destroyed right after.
 int Huevance::HuevanceFree() {
     if (m_hvcHandle == nullptr) {
         LOG_ERROR("m_hvcHandle is null");

@@ -23,29 +23,11 @@ File openFile(const char* path, const char* mode) {
     return File(path != nullptr ? std::fopen(path, mode) : nullptr);
 }
 
-void* readWhole(const char* path, int& size) {
-    size = 0;
-    File file = openFile(path, "rb+");
-    if (!file) {
-        // On purpose: the path goes to a decimal conversion.
-        LOG_ERROR("not find path %d", static_cast<int>(reinterpret_cast<std::intptr_t>(path)));
-        return nullptr;
-    }
-    std::fseek(file.get(), 0, SEEK_END);
-    const long end = std::ftell(file.get());
-    const int bytes = end >= 0 && end < INT_MAX ? static_cast<int>(end) : 0;
-    LOG_INFO("read_size %d", bytes);
-    std::rewind(file.get());
-    LOG_INFO("read_size %d", bytes);  // on purpose: once before and once after rewinding
-
-    char* data = static_cast<char*>(galloc_malloc(static_cast<std::size_t>(bytes) + 1));
-    if (data == nullptr) {
-        LOG_ERROR("malloc error");
-        return nullptr;
-    }
-    size = static_cast<int>(std::fread(data, 1, static_cast<std::size_t>(bytes), file.get()));
-    data[size] = '\0';
-    return data;
+// The bytes of a file that an int can count, from the end position; 0 for what has none.
+int sizeOf(std::FILE* file) {
+    std::fseek(file, 0, SEEK_END);
+    const long end = std::ftell(file);
+    return end >= 0 && end < INT_MAX ? static_cast<int>(end) : 0;
 }
 
 }  // namespace
@@ -53,7 +35,24 @@ void* readWhole(const char* path, int& size) {
 void* fread_file(const char* path, int& size) {
     const char* const name = path != nullptr ? path : "(null)";
     LOG_INFO("read_files %s", name);
-    void* data = readWhole(path, size);
+    size = 0;
+    char* data = nullptr;
+    if (const File file = openFile(path, "rb+"); !file) {
+        // On purpose: the path goes to a decimal conversion.
+        LOG_ERROR("not find path %d", static_cast<int>(reinterpret_cast<std::intptr_t>(path)));
+    } else {
+        const int bytes = sizeOf(file.get());
+        LOG_INFO("read_size %d", bytes);
+        std::rewind(file.get());
+        LOG_INFO("read_size %d", bytes);  // on purpose: once before and once after rewinding
+        data = static_cast<char*>(galloc_malloc(static_cast<std::size_t>(bytes) + 1));
+        if (data == nullptr) {
+            LOG_ERROR("malloc error");
+        } else {
+            size = static_cast<int>(std::fread(data, 1, static_cast<std::size_t>(bytes), file.get()));
+            data[size] = '\0';
+        }
+    }
     LOG_INFO("end_files %s", name);
     return data;
 }

@@ -31,7 +31,7 @@ ImagePlane planeGeometry(const ImagePlane& old, int w, int h, int stride, int sc
     return {w, h, stride, scanline, size, old.fd, old.data};
 }
 
-// Row-less copies for null planes and null buffers: galloc_memcpy ignores them.
+// Visits the planes in use and where each lies in a packed buffer.
 template <typename CopyPlane>
 void forEachPacked(const Image& image, CopyPlane copy) {
     std::size_t offset = 0;
@@ -145,6 +145,9 @@ Image* createImage(int w, int h, int stride, int scanline, IMAGE_FORMAT_TYPE f) 
         return nullptr;
     }
     *image = {};
+    for (ImagePlane& plane : image->planes) {
+        plane.fd = -1;  // no descriptor: 0 would be a valid one
+    }
     setImage(image, w, h, stride, scanline, f);
     // On purpose not tested: a record without pixels is handed out when memory runs out.
     setImage(image, galloc_malloc(static_cast<std::size_t>(image->total_size)), w, h, stride, scanline, f);
@@ -204,6 +207,9 @@ void copyBufferToImage(void* buffer, const Image* dst) {
 }
 
 void copyToBuffer(const Image& image, void* buffer) {
+    if (buffer == nullptr) {
+        return;
+    }
     auto* packed = static_cast<unsigned char*>(buffer);
     forEachPacked(image, [packed](const void* plane, std::size_t offset, std::size_t size) {
         galloc_memcpy(packed + offset, plane, size);
@@ -211,6 +217,9 @@ void copyToBuffer(const Image& image, void* buffer) {
 }
 
 void copyValidDataToBuffer(const Image& image, void* buffer) {
+    if (buffer == nullptr) {
+        return;
+    }
     if (image.w == image.planes[0].stride && image.h == image.planes[0].scanline) {
         copyToBuffer(image, buffer);
         return;
@@ -265,8 +274,11 @@ int align(int value, int alignment) {
     if (alignment == 0) {
         return value;
     }
-    const int q = value / alignment;
+    // In 64 bits: neither the quotient nor the next multiple of an int need fit an int.
+    const std::int64_t q = std::int64_t{value} / alignment;
     const float fraction = static_cast<float>(value) / static_cast<float>(alignment) - static_cast<float>(q);
     // On purpose "greater": a value one above a multiple has exactly this fraction and stays as it is.
-    return fraction > 1.0F / static_cast<float>(alignment) ? (q + 1) * alignment : value;
+    const bool roundsUp = fraction > 1.0F / static_cast<float>(alignment);
+    const std::int64_t result = roundsUp ? (q + 1) * alignment : value;
+    return result >= INT_MIN && result <= INT_MAX ? static_cast<int>(result) : value;
 }

@@ -136,6 +136,9 @@ int readIniKeyIntArr(const char* section, const char* key, const char* path, int
 
 int readIniKeyIntArr(const char* section, const char* key, const char* path, int* values, int* count,
                      std::size_t capacity) {
+    if (count != nullptr) {
+        *count = 0;
+    }
     if (values == nullptr || count == nullptr) {
         return 0;
     }
@@ -145,6 +148,9 @@ int readIniKeyIntArr(const char* section, const char* key, const char* path, int
 }
 
 int readIniKeyFloatArr(const char* section, const char* key, const char* path, float* values, int* count) {
+    if (count != nullptr) {
+        *count = 0;
+    }
     if (values == nullptr || count == nullptr) {
         return 0;
     }
@@ -163,8 +169,8 @@ int split(char* text, char** pieces, const char* delimiters) {
     }
     int written = 0;
     char* rest = nullptr;
-    for (char* piece = strtok_r(text, delimiters, &rest); written < kMaxPieces;
-         piece = strtok_r(nullptr, delimiters, &rest)) {
+    for (char* start = text; written < kMaxPieces; start = nullptr) {
+        char* piece = strtok_r(start, delimiters, &rest);
         pieces[written++] = piece;
         if (piece == nullptr) {
             break;

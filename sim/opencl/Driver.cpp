@@ -1,5 +1,5 @@
-// The entry points of the simulated driver. Each counts, fails when told to, and passes on to `answer`: for most of them
-// the system's function alone, for the overloads below what the simulation adds.
+// The entry points of the simulated driver. Each counts, fails when told to, and passes on to `answer`: for
+// most of them the system's function alone, for the overloads below what the simulation adds.
 #include <algorithm>
 #include <cstring>
 
@@ -39,12 +39,15 @@ int indexOf(const char* name) {
     return -1;
 }
 
-const SystemOpenCL& system() { return systemOpenCL(); }
+const SystemOpenCL& system() {
+    return systemOpenCL();
+}
 
 template <typename Function, typename... A>
 auto callSystem(Function function, A... arguments) {
     using R = decltype(function(arguments...));
-    return function != nullptr ? function(arguments...) : opencl::failedCall<R>(CL_INVALID_OPERATION, arguments...);
+    return function != nullptr ? function(arguments...)
+                               : opencl::failedCall<R>(CL_INVALID_OPERATION, arguments...);
 }
 
 // --- What the simulation adds ---
@@ -78,9 +81,9 @@ cl_int giveText(const std::string& text, std::size_t capacity, void* out, std::s
 }
 
 // Everything without an overload of its own.
-#define HUEVANCE_CL_ENTRY(name, arguments)                                                             \
-    [[maybe_unused]] auto plain(entry::name, HUEVANCE_CL_PARAMETERS_##arguments(name)) {               \
-        return callSystem(system().name, HUEVANCE_CL_ARGUMENTS_##arguments);                           \
+#define HUEVANCE_CL_ENTRY(name, arguments)                                               \
+    [[maybe_unused]] auto plain(entry::name, HUEVANCE_CL_PARAMETERS_##arguments(name)) { \
+        return callSystem(system().name, HUEVANCE_CL_ARGUMENTS_##arguments);             \
     }
 #include "jni/opticommon/symb/OpenCLEntries.inc"
 
@@ -96,11 +99,12 @@ cl_int answer(entry::clGetDeviceIDs, cl_platform_id platform, cl_device_type typ
     if (type != CL_DEVICE_TYPE_GPU || result != CL_DEVICE_NOT_FOUND) {
         return result;
     }
-    return callSystem(system().clGetDeviceIDs, platform, cl_device_type{CL_DEVICE_TYPE_ALL}, capacity, devices, count);
+    return callSystem(system().clGetDeviceIDs, platform, cl_device_type{CL_DEVICE_TYPE_ALL}, capacity,
+                      devices, count);
 }
 
-cl_int answer(entry::clGetDeviceInfo, cl_device_id device, cl_device_info what, std::size_t capacity, void* out,
-              std::size_t* sizeOut) {
+cl_int answer(entry::clGetDeviceInfo, cl_device_id device, cl_device_info what, std::size_t capacity,
+              void* out, std::size_t* sizeOut) {
     const State& state = State::get();
     if (what == CL_DEVICE_TYPE) {
         const cl_device_type type = CL_DEVICE_TYPE_GPU;
@@ -124,14 +128,16 @@ cl_int answer(entry::clGetDeviceInfo, cl_device_id device, cl_device_info what, 
 
 // The hints mean nothing to the system: the context is made without them.
 cl_context answer(entry::clCreateContext, const cl_context_properties* properties, cl_uint count,
-                  const cl_device_id* devices, void(CL_CALLBACK* notify)(const char*, const void*, std::size_t, void*),
-                  void* user, cl_int* error) {
-    const bool hints = properties != nullptr && (properties[0] == kPerfHint || properties[0] == kPriorityHint);
+                  const cl_device_id* devices,
+                  void(CL_CALLBACK* notify)(const char*, const void*, std::size_t, void*), void* user,
+                  cl_int* error) {
+    const bool hints =
+        properties != nullptr && (properties[0] == kPerfHint || properties[0] == kPriorityHint);
     if (hints && !hasExtension(kHintExtension)) {
         return opencl::failedCall<cl_context>(CL_INVALID_PROPERTY, error);
     }
-    cl_context context =
-        callSystem(system().clCreateContext, hints ? nullptr : properties, count, devices, notify, user, error);
+    cl_context context = callSystem(system().clCreateContext, hints ? nullptr : properties, count, devices,
+                                    notify, user, error);
     State::get().created(Kind::kContext, context);
     return context;
 }
@@ -157,7 +163,8 @@ cl_mem answer(entry::clCreateBuffer, cl_context context, cl_mem_flags flags, std
     return memory;
 }
 
-void* answer(entry::clSVMAlloc, cl_context context, cl_svm_mem_flags flags, std::size_t size, cl_uint alignment) {
+void* answer(entry::clSVMAlloc, cl_context context, cl_svm_mem_flags flags, std::size_t size,
+             cl_uint alignment) {
     State& state = State::get();
     const bool fine = (flags & CL_MEM_SVM_FINE_GRAIN_BUFFER) != 0;
     if (state.svmLevel == 0 || (fine && state.svmLevel == 1)) {
@@ -179,8 +186,8 @@ void answer(entry::clSVMFree, cl_context context, void* block) {
     callSystem(system().clSVMFree, context, block);
 }
 
-cl_int answer(entry::clEnqueueSVMMap, cl_command_queue queue, cl_bool blocking, cl_map_flags flags, void* block,
-              std::size_t size, cl_uint count, const cl_event* wait, cl_event* event) {
+cl_int answer(entry::clEnqueueSVMMap, cl_command_queue queue, cl_bool blocking, cl_map_flags flags,
+              void* block, std::size_t size, cl_uint count, const cl_event* wait, cl_event* event) {
     SvmBlock* known = State::get().svmAt(block);
     if (known == nullptr || size > known->size) {
         State::get().violate("a map beyond shared virtual memory");
@@ -190,8 +197,8 @@ cl_int answer(entry::clEnqueueSVMMap, cl_command_queue queue, cl_bool blocking, 
     return callSystem(system().clEnqueueSVMMap, queue, blocking, flags, block, size, count, wait, event);
 }
 
-cl_int answer(entry::clEnqueueSVMUnmap, cl_command_queue queue, void* block, cl_uint count, const cl_event* wait,
-              cl_event* event) {
+cl_int answer(entry::clEnqueueSVMUnmap, cl_command_queue queue, void* block, cl_uint count,
+              const cl_event* wait, cl_event* event) {
     if (SvmBlock* known = State::get().svmAt(block)) {
         known->mapped = false;
     }
@@ -249,8 +256,8 @@ cl_int answer(entry::clEnqueueNDRangeKernel, cl_command_queue queue, cl_kernel k
     if (state.launchSink != nullptr && global != nullptr) {
         reportLaunch(state, kernel, dimensions, offset, global, local);
     }
-    return callSystem(system().clEnqueueNDRangeKernel, queue, kernel, dimensions, offset, global, local, count, wait,
-                      event);
+    return callSystem(system().clEnqueueNDRangeKernel, queue, kernel, dimensions, offset, global, local,
+                      count, wait, event);
 }
 
 cl_kernel answer(entry::clCreateKernel, cl_program program, const char* name, cl_int* error) {
@@ -290,20 +297,20 @@ cl_int release(Kind kind, Function function, Object object) {
     return result;
 }
 
-#define SIM_CREATES(name, kind)                                            \
-    template <typename... A>                                               \
-    auto answer(entry::name, A... arguments) {                             \
-        return create(Kind::kind, system().name, arguments...);            \
+#define SIM_CREATES(name, kind)                                 \
+    template <typename... A>                                    \
+    auto answer(entry::name, A... arguments) {                  \
+        return create(Kind::kind, system().name, arguments...); \
     }
-#define SIM_RETAINS(name, kind)                                            \
-    template <typename Object>                                             \
-    cl_int answer(entry::name, Object object) {                            \
-        return retain(Kind::kind, system().name, object);                  \
+#define SIM_RETAINS(name, kind)                           \
+    template <typename Object>                            \
+    cl_int answer(entry::name, Object object) {           \
+        return retain(Kind::kind, system().name, object); \
     }
-#define SIM_RELEASES(name, kind)                                           \
-    template <typename Object>                                             \
-    cl_int answer(entry::name, Object object) {                            \
-        return release(Kind::kind, system().name, object);                 \
+#define SIM_RELEASES(name, kind)                           \
+    template <typename Object>                             \
+    cl_int answer(entry::name, Object object) {            \
+        return release(Kind::kind, system().name, object); \
     }
 
 SIM_CREATES(clCreateContextFromType, kContext)
@@ -344,20 +351,20 @@ R enter(Tag tag, int index, A... arguments) {
 
 extern "C" {
 
-#define HUEVANCE_CL_ENTRY(name, arguments)                                                                            \
-    opencl::Result<decltype(::name)> name(HUEVANCE_CL_PARAMETERS_##arguments(name)) {                                 \
-        return sim::enter<opencl::Result<decltype(::name)>>(sim::entry::name{}, sim::index_##name,                    \
-                                                            HUEVANCE_CL_ARGUMENTS_##arguments);                       \
+#define HUEVANCE_CL_ENTRY(name, arguments)                                                         \
+    opencl::Result<decltype(::name)> name(HUEVANCE_CL_PARAMETERS_##arguments(name)) {              \
+        return sim::enter<opencl::Result<decltype(::name)>>(sim::entry::name{}, sim::index_##name, \
+                                                            HUEVANCE_CL_ARGUMENTS_##arguments);    \
     }
 #include "jni/opticommon/symb/OpenCLEntries.inc"
 
 int sim_opencl_available(void) {
     cl_platform_id platform = nullptr;
     cl_uint devices = 0;
-    return sim::callSystem(sim::system().clGetPlatformIDs, cl_uint{1}, &platform, static_cast<cl_uint*>(nullptr)) ==
-               CL_SUCCESS &&
-           sim::callSystem(sim::system().clGetDeviceIDs, platform, cl_device_type{CL_DEVICE_TYPE_ALL}, cl_uint{0},
-                           static_cast<cl_device_id*>(nullptr), &devices) == CL_SUCCESS &&
+    return sim::callSystem(sim::system().clGetPlatformIDs, cl_uint{1}, &platform,
+                           static_cast<cl_uint*>(nullptr)) == CL_SUCCESS &&
+           sim::callSystem(sim::system().clGetDeviceIDs, platform, cl_device_type{CL_DEVICE_TYPE_ALL},
+                           cl_uint{0}, static_cast<cl_device_id*>(nullptr), &devices) == CL_SUCCESS &&
            devices > 0;
 }
 
@@ -373,7 +380,8 @@ void sim_opencl_set_svm_level(int level) {
 
 void sim_opencl_set_extensions(const char* extensions) {
     const std::lock_guard lock(sim::State::get().mutex);
-    sim::State::get().extensions = extensions != nullptr ? std::optional<std::string>(extensions) : std::nullopt;
+    sim::State::get().extensions =
+        extensions != nullptr ? std::optional<std::string>(extensions) : std::nullopt;
 }
 
 void sim_opencl_set_driver_version(const char* version) {

@@ -22,7 +22,8 @@ struct Mapping {
 
 // The process's mapping that holds `address`.
 bool findMapping(std::uintptr_t address, Mapping& mapping) {
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> maps(std::fopen("/proc/self/maps", "r"), std::fclose);
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> maps(std::fopen("/proc/self/maps", "r"),
+                                                               std::fclose);
     char line[512];
     while (maps && std::fgets(line, sizeof(line), maps.get()) != nullptr) {
         if (std::sscanf(line, "%" SCNxPTR "-%" SCNxPTR " %4s %" SCNx64 " %*x:%*x %" SCNu64, &mapping.begin,

@@ -1,4 +1,5 @@
-// Whether a descriptor's memory really lies at a host address: what a phone's driver checks before it maps it.
+// Whether a descriptor's memory really lies at a host address: what a phone's driver checks before it maps
+// it.
 #pragma once
 
 #include <cstddef>

@@ -15,7 +15,8 @@
 namespace sim {
 
 enum class Kind { kContext, kQueue, kProgram, kKernel, kMemory, kSvm, kSampler };
-inline constexpr const char* kKindNames[] = {"context", "queue", "program", "kernel", "memory", "svm", "sampler"};
+inline constexpr const char* kKindNames[] = {"context", "queue", "program", "kernel",
+                                             "memory",  "svm",   "sampler"};
 inline constexpr int kKinds = 7;
 
 struct KernelArgument {
@@ -30,7 +31,7 @@ struct SvmBlock {
 };
 
 class State {
-public:
+  public:
     static State& get();
 
     void reset();
@@ -69,7 +70,7 @@ public:
     std::map<const void*, std::string> kernelNames;
     std::map<const void*, std::map<cl_uint, KernelArgument>> kernelArguments;
 
-private:
+  private:
     std::map<const void*, int> m_references[kKinds];
 };
 

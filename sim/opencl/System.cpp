@@ -9,7 +9,8 @@ namespace {
 SystemOpenCL load() {
     SystemOpenCL table;
     if (void* library = dlopen("libOpenCL.so.1", RTLD_NOW | RTLD_LOCAL)) {
-#define HUEVANCE_CL_ENTRY(name, arguments) table.name = reinterpret_cast<decltype(&::name)>(dlsym(library, #name));
+#define HUEVANCE_CL_ENTRY(name, arguments) \
+    table.name = reinterpret_cast<decltype(&::name)>(dlsym(library, #name));
 #include "jni/opticommon/symb/OpenCLEntries.inc"
     }
     return table;

@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
-#include <cstring>
 #include <array>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -43,7 +43,7 @@ TEST(TileRecord, DividesTruncatingAndTakesEveryDivisor) {
 }
 
 class Engine : public test::DeviceTest {
-protected:
+  protected:
     void SetUp() override {
         DeviceTest::SetUp();
         if (!IsSkipped()) {
@@ -66,7 +66,7 @@ protected:
     std::string cache = dir.path() + "/HvKernel.bin";
     test::LogCapture log;
 
-private:
+  private:
     std::unique_ptr<CHuevance_GPU> m_engine;
 };
 
@@ -94,8 +94,9 @@ TEST_F(Engine, FindsTheHighestKindOfSharedMemory) {
             }
         }
         EXPECT_EQ(lines, expected);
-        EXPECT_THAT(log.texts(test::kError), level == 0 ? testing::Matcher<std::vector<std::string>>(Contains("no support svm!"))
-                                                        : Not(Contains("no support svm!")));
+        EXPECT_THAT(log.texts(test::kError),
+                    level == 0 ? testing::Matcher<std::vector<std::string>>(Contains("no support svm!"))
+                               : Not(Contains("no support svm!")));
     }
 }
 
@@ -148,7 +149,8 @@ TEST_F(Engine, RebuildsWhatIsDamagedOrOfAnotherDriver) {
         restart();
         ASSERT_EQ(engine().clResMalloc(), 0);
         EXPECT_EQ(sim_opencl_calls("clCreateProgramWithSource"), before + 1);
-        EXPECT_EQ(sim_opencl_calls("clCreateProgramWithBinary"), binaries) << "no driver may see a damaged program";
+        EXPECT_EQ(sim_opencl_calls("clCreateProgramWithBinary"), binaries)
+            << "no driver may see a damaged program";
         EXPECT_THAT(log.texts(test::kError), Contains(HasSubstr(c.line)));
         EXPECT_EQ(gpu::getBinariesFromCache(cache.c_str()).size(), 1U) << "rewritten";
     }
@@ -160,14 +162,17 @@ TEST_F(Engine, ReplacesAProgramWithoutTheProbe) {
     ASSERT_EQ(engine().clResMalloc(), 0);
     {
         gpu::Program other;
-        ASSERT_EQ(gpu::createProgramWithSource(kOther, sizeof(kOther) - 1, engine().m_context.get(), other.out()), 0);
+        ASSERT_EQ(
+            gpu::createProgramWithSource(kOther, sizeof(kOther) - 1, engine().m_context.get(), other.out()),
+            0);
         ASSERT_EQ(gpu::buildProgram(engine().m_device, other.address()), 0);
         ASSERT_EQ(gpu::saveProgramsToBinary({other.get(), other.get()}, cache.c_str()), 0);
         std::filesystem::remove(gpu::cacheSealPath(cache.c_str()));
     }
     restart();
     ASSERT_EQ(engine().clResMalloc(), 0);
-    EXPECT_THAT(log.texts(test::kError), Contains("kernel_V2316 is not exsisted, kernel bin will be updated."));
+    EXPECT_THAT(log.texts(test::kError),
+                Contains("kernel_V2316 is not exsisted, kernel bin will be updated."));
     EXPECT_EQ(gpu::getBinariesFromCache(cache.c_str()).size(), 1U) << "rewritten with one program";
     restart();
     ASSERT_EQ(engine().clResMalloc(), 0);
@@ -221,7 +226,8 @@ std::vector<int> halvedMask(const std::vector<unsigned char>& mask, const RoiInf
             const long long to = 4 * r * roi.width + 16 * g;
             for (long long byte = 0; byte < 16; ++byte) {
                 if (from + 4 <= limit && to + 16 <= limit) {
-                    out[static_cast<std::size_t>(to + byte)] = mask[static_cast<std::size_t>(from + byte % 4)];
+                    out[static_cast<std::size_t>(to + byte)] =
+                        mask[static_cast<std::size_t>(from + byte % 4)];
                 }
             }
         }
@@ -230,7 +236,7 @@ std::vector<int> halvedMask(const std::vector<unsigned char>& mask, const RoiInf
 }
 
 TEST_F(Engine, HalvesTheHostsMaskToTheByte) {
-    constexpr RoiInfo kMasks[] = {{64, 48, 256, 48}, {61, 47, 244, 47},  {64, 10, 320, 10}, {16, 8, 67, 8},
+    constexpr RoiInfo kMasks[] = {{64, 48, 256, 48}, {61, 47, 244, 47}, {64, 10, 320, 10}, {16, 8, 67, 8},
                                   {2, 2, 8, 2},      {64, 48, 64, 48},  {1, 9, 64, 9},     {9, 1, 64, 1},
                                   {100, 6, 20, 6},   {64, 48, 256, 200}};
     ASSERT_EQ(engine().clResMalloc(), 0);
@@ -243,16 +249,19 @@ TEST_F(Engine, HalvesTheHostsMaskToTheByte) {
             engine().portraitMaskFree();
             engine().setExtParam("portraitMaskRoiInfo", &roi);
             ASSERT_EQ(engine().m_portraitMask.size(), static_cast<std::size_t>(roi.height * roi.stride));
-            test::GuardedMemory mask(static_cast<std::size_t>(roi.height * roi.stride));  // its end is the end
+            test::GuardedMemory mask(
+                static_cast<std::size_t>(roi.height * roi.stride));  // its end is the end
             test::Random random(4);
             for (std::size_t i = 0; i < mask.size(); ++i) {
                 mask.data()[i] = static_cast<unsigned char>(random.below(256));
             }
             engine().setExtParam("portraitMaskPointer", mask.data());
             const std::vector<int> expected = halvedMask({mask.data(), mask.data() + mask.size()}, roi);
-            const auto* got = static_cast<const unsigned char*>(engine().m_portraitMask.open(engine().m_queue.get()));
+            const auto* got =
+                static_cast<const unsigned char*>(engine().m_portraitMask.open(engine().m_queue.get()));
             for (std::size_t i = 0; i < expected.size(); ++i) {
-                ASSERT_EQ(got[i], std::max(expected[i], 0)) << roi.width << "x" << roi.height << " byte " << i;
+                ASSERT_EQ(got[i], std::max(expected[i], 0))
+                    << roi.width << "x" << roi.height << " byte " << i;
             }
             engine().m_portraitMask.close(engine().m_queue.get());
         }
@@ -296,12 +305,12 @@ struct Launch {
     bool operator==(const Launch&) const = default;
 };
 void PrintTo(const Launch& launch, std::ostream* out) {
-    *out << launch.kernel << " (" << launch.global[0] << ", " << launch.global[1] << "): "
-         << testing::PrintToString(launch.arguments);
+    *out << launch.kernel << " (" << launch.global[0] << ", " << launch.global[1]
+         << "): " << testing::PrintToString(launch.arguments);
 }
 
 class Launches : public Engine {
-protected:
+  protected:
     static constexpr RoiInfo kRoi = {61, 47, 80, 50};
 
     static void sink(void* self, const sim_opencl_launch* launch) {
@@ -334,9 +343,9 @@ protected:
                     return "buffer " + std::to_string(i);
                 }
             }
-            return memory == engine().m_claheLut.get()        ? "clahe image"
+            return memory == engine().m_claheLut.get()       ? "clahe image"
                    : memory == engine().m_colorLattice.get() ? "colour table"
-                                                               : "?";
+                                                             : "?";
         }
         std::uint32_t word = 0;
         EXPECT_EQ(argument.size, sizeof(word));
@@ -398,14 +407,16 @@ TEST_F(Launches, HaveTheirArgumentsInOrder) {
             ElementsAre(
                 Launch{"claheMap_kernel",
                        {8, 47},
-                       {"buffer 2", "buffer 0", roi, "clahe image", number(3), number(3), bits(7.0F / (61 - 1 - 7)),
-                        bits(5.0F / (47 - 1 - 7))}},
-                Launch{"curveMap_kernel", {8, 24}, {"buffer 0", "buffer 1", "buffer 2", roi, "svm", bits(1.25F)}},
+                       {"buffer 2", "buffer 0", roi, "clahe image", number(3), number(3),
+                        bits(7.0F / (61 - 1 - 7)), bits(5.0F / (47 - 1 - 7))}},
+                Launch{"curveMap_kernel",
+                       {8, 24},
+                       {"buffer 0", "buffer 1", "buffer 2", roi, "svm", bits(1.25F)}},
                 Launch{"colorCorrect_kernel", {8, 24}, {"buffer 1", "buffer 0", "buffer 2", roi, roi}},
                 Launch{nv12 ? "colorMap_NV12_kernel" : "colorMap_NV21_kernel",
                        {8, 24},
-                       {"buffer 1", "buffer 0", "buffer 0", "buffer 1", roi, "colour table", bits(1.0F / 17.0F),
-                        bits(0.75F)}},
+                       {"buffer 1", "buffer 0", "buffer 0", "buffer 1", roi, "colour table",
+                        bits(1.0F / 17.0F), bits(0.75F)}},
                 Launch{"colorProtect_kernel",
                        {8, 24},
                        {"buffer 0", "buffer 1", "buffer 2", roi, roi, "svm", "roi 60 46 240 46"}},
@@ -434,10 +445,11 @@ TEST_F(Launches, WorkAtHalfTheSizeWhereThatIsAskedFor) {
     ASSERT_EQ(engine().getDstYuv(frame.data()), 0);
     const std::string fullRoi = "roi 62 46 80 48";
     const std::string halfRoi = "roi 31 23 40 24";
-    EXPECT_THAT(launches, ElementsAre(Launch{"downScale_kernel", {4, 12}, {"buffer 2", fullRoi, "buffer 3", halfRoi}},
-                                      Launch{"upScale_kernel",
-                                             {4, 6},
-                                             {"buffer 3", "buffer 3", halfRoi, "buffer 2", fullRoi}}));
+    EXPECT_THAT(
+        launches,
+        ElementsAre(
+            Launch{"downScale_kernel", {4, 12}, {"buffer 2", fullRoi, "buffer 3", halfRoi}},
+            Launch{"upScale_kernel", {4, 6}, {"buffer 3", "buffer 3", halfRoi, "buffer 2", fullRoi}}));
     sim_opencl_set_launch_sink(nullptr, nullptr);
 }
 
@@ -468,12 +480,13 @@ TEST_F(Launches, ThatFailAreLoggedAndChangeNothing) {
     EXPECT_EQ(engine().portraitProtect(2), -1);
     engine().setYuvType(IMAGE_FORMAT_TYPE_NV12);
     EXPECT_EQ(engine().colorMap(), -1);
-    EXPECT_THAT(log.texts(test::kError),
-                ElementsAre("claheMap: m_claheMap_kernel failed!", "colorCorrect: m_colorCorrect_kernel failed!",
-                            "curveMap: m_curveMap_kernel failed!", "colorMap: m_colorMap_NV21_kernel failed!",
-                            "portraitProtect: m_colorProtect_kernel failed!",
-                            "portraitProtect: m_skinDetectAndcolorProtect_kernel failed!",
-                            "colorMap: m_colorMap_NV12_kernel failed!"));
+    EXPECT_THAT(
+        log.texts(test::kError),
+        ElementsAre("claheMap: m_claheMap_kernel failed!", "colorCorrect: m_colorCorrect_kernel failed!",
+                    "curveMap: m_curveMap_kernel failed!", "colorMap: m_colorMap_NV21_kernel failed!",
+                    "portraitProtect: m_colorProtect_kernel failed!",
+                    "portraitProtect: m_skinDetectAndcolorProtect_kernel failed!",
+                    "colorMap: m_colorMap_NV12_kernel failed!"));
     engine().getDstYuv(frame.data());
 }
 

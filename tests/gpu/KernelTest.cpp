@@ -28,12 +28,12 @@ constexpr Content kContents[] = {Content::kZero, Content::kMax, Content::kAltern
                                  Content::kPhotoLike};
 
 std::string describe(const RoiInfo& roi) {
-    return std::to_string(roi.width) + "x" + std::to_string(roi.height) + " in " + std::to_string(roi.stride) + "x" +
-           std::to_string(roi.scanline);
+    return std::to_string(roi.width) + "x" + std::to_string(roi.height) + " in " +
+           std::to_string(roi.stride) + "x" + std::to_string(roi.scanline);
 }
 
 class Kernels : public test::DeviceTest {
-protected:
+  protected:
     // One program for all tests: building it takes longer than they do.
     static void SetUpTestSuite() {
         if (!sim_opencl_available()) {
@@ -83,8 +83,8 @@ protected:
 
     std::vector<unsigned char> contentsOf(int index, std::size_t size) {
         std::vector<unsigned char> bytes(size);
-        EXPECT_EQ(clEnqueueReadBuffer(engine().m_queue.get(), engine().m_frames[index].get(), CL_TRUE, 0, size,
-                                      bytes.data(), 0, nullptr, nullptr),
+        EXPECT_EQ(clEnqueueReadBuffer(engine().m_queue.get(), engine().m_frames[index].get(), CL_TRUE, 0,
+                                      size, bytes.data(), 0, nullptr, nullptr),
                   0);
         return bytes;
     }
@@ -96,8 +96,9 @@ protected:
         std::size_t off = 0;
         for (std::size_t i = 0; i < got.size(); ++i) {
             const int distance = std::abs(int{got[i]} - int{want[i]});
-            ASSERT_LE(distance, 1) << what << " at row " << i / static_cast<std::size_t>(expected.roi().stride)
-                                   << " column " << i % static_cast<std::size_t>(expected.roi().stride);
+            ASSERT_LE(distance, 1) << what << " at row "
+                                   << i / static_cast<std::size_t>(expected.roi().stride) << " column "
+                                   << i % static_cast<std::size_t>(expected.roi().stride);
             off += distance != 0 ? 1 : 0;
         }
         EXPECT_LE(off, got.size() / 1000) << what;
@@ -124,7 +125,9 @@ std::vector<float> randomCurve(std::uint32_t seed) {
 }
 
 // The bytes of a buffer in which nothing has been written.
-std::vector<unsigned char> poison(const test::Frame& frame) { return std::vector<unsigned char>(frame.bytes(), 0xA5); }
+std::vector<unsigned char> poison(const test::Frame& frame) {
+    return std::vector<unsigned char>(frame.bytes(), 0xA5);
+}
 
 // Copies what a stage leaves alone, so that a whole frame can be compared.
 void copyLuma(test::Frame& to, const std::vector<unsigned char>& from) {
@@ -166,8 +169,8 @@ TEST_F(Kernels, ClaheMapsLikeTheReference) {
                                       grid[0], grid[1]);
                 copyChroma(expected, poison(frame));
                 expectClose(got, expected,
-                            describe(roi) + " grid " + std::to_string(grid[0]) + "x" + std::to_string(grid[1]) + " " +
-                                toString(content));
+                            describe(roi) + " grid " + std::to_string(grid[0]) + "x" +
+                                std::to_string(grid[1]) + " " + toString(content));
                 EXPECT_EQ(contentsOf(2, frame.bytes()), frame.copyBytes()) << "the frame itself stays";
             }
         }
@@ -200,10 +203,10 @@ TEST_F(Kernels, ClaheMapsWideGridsLikeTheReference) {
         expected.restore(frame.copyBytes());
         std::vector<float> hist(static_cast<std::size_t>(c.gridWidth * c.gridHeight * 256));
         std::vector<float> lut(hist.size());
-        huevance::computeClaheLut(expected.data8(), c.roi, hist.data(), lut.data(), 1, c.gridWidth, c.gridHeight,
-                                  tile.tileWidth, tile.tileHeight, 2.0F);
-        huevance::claheMap_8u(expected.data8(), c.roi, lut.data(), 256, tile.tileWidth, tile.tileHeight, c.gridWidth,
-                              c.gridHeight);
+        huevance::computeClaheLut(expected.data8(), c.roi, hist.data(), lut.data(), 1, c.gridWidth,
+                                  c.gridHeight, tile.tileWidth, tile.tileHeight, 2.0F);
+        huevance::claheMap_8u(expected.data8(), c.roi, lut.data(), 256, tile.tileWidth, tile.tileHeight,
+                              c.gridWidth, c.gridHeight);
         copyChroma(expected, poison(frame));
         expectClose(contentsOf(0, frame.bytes()), expected, describe(c.roi));
     }
@@ -213,7 +216,8 @@ TEST_F(Kernels, CurvesMapLikeTheReferenceWithEveryKindOfSharedMemory) {
     const std::vector<float> curve = randomCurve(3);
     for (const int svm : {0, 1, 2, 3}) {
         sim_opencl_set_svm_level(svm);
-        ASSERT_EQ(engine().m_curveLut.allocate(engine().m_context.get(), engine().m_queue.get(), svm, 1024), 0);
+        ASSERT_EQ(engine().m_curveLut.allocate(engine().m_context.get(), engine().m_queue.get(), svm, 1024),
+                  0);
         ASSERT_EQ(engine().m_curveLut.write(engine().m_queue.get(), curve.data(), 1024), 0);
         for (const RoiInfo& roi : kGeometries) {
             for (const Content content : kContents) {
@@ -234,7 +238,8 @@ TEST_F(Kernels, CurvesMapLikeTheReferenceWithEveryKindOfSharedMemory) {
                     copyChroma(luma, poison(frame));
                     expectClose(contentsOf(0, frame.bytes()), luma, describe(roi) + " " + toString(content));
                     copyLuma(expected, frame.copyBytes());
-                    expectClose(contentsOf(2, frame.bytes()), expected, describe(roi) + " " + toString(content));
+                    expectClose(contentsOf(2, frame.bytes()), expected,
+                                describe(roi) + " " + toString(content));
                 }
             }
         }
@@ -258,7 +263,8 @@ TEST_F(Kernels, ColorCorrectionIsThatOfTheReference) {
             test::Frame expected(roi, 1);
             expected.restore(processed.copyBytes());
             copyChroma(expected, original.copyBytes());
-            huevance::colorCorrect_8u(original.data8(), roi, expected.data8(), roi, IMAGE_FORMAT_TYPE_NV12, 256);
+            huevance::colorCorrect_8u(original.data8(), roi, expected.data8(), roi, IMAGE_FORMAT_TYPE_NV12,
+                                      256);
             copyLuma(expected, poison(original));
             expectClose(contentsOf(1, original.bytes()), expected, describe(roi) + " " + toString(content));
         }
@@ -296,9 +302,11 @@ TEST_F(Kernels, ColorTableMapsLikeTheReferenceInBothChromaOrders) {
                     test::Frame chroma(roi, 1);
                     chroma.restore(expected.copyBytes());
                     copyChroma(expected, poison(frame));
-                    expectClose(contentsOf(0, frame.bytes()), expected, describe(roi) + " " + toString(content));
+                    expectClose(contentsOf(0, frame.bytes()), expected,
+                                describe(roi) + " " + toString(content));
                     copyLuma(chroma, poison(frame));
-                    expectClose(contentsOf(1, frame.bytes()), chroma, describe(roi) + " " + toString(content));
+                    expectClose(contentsOf(1, frame.bytes()), chroma,
+                                describe(roi) + " " + toString(content));
                 }
             }
         }
@@ -333,8 +341,10 @@ TEST_F(Kernels, SkinIsProtectedAsByTheReferenceInBothChromaOrders) {
                 const RoiInfo maskRoi = huevance::skinMaskRoi(roi);
                 std::vector<float> mask(static_cast<std::size_t>(maskRoi.stride / 4 * maskRoi.height));
                 huevance::skinColorDetect(original.data8(), roi, type, mask.data(), maskRoi);
-                huevance::portraitProtect_8u(original.data8(), roi, expected.data8(), roi, mask.data(), maskRoi);
-                expectClose(contentsOf(2, original.bytes()), expected, describe(roi) + " " + toString(content));
+                huevance::portraitProtect_8u(original.data8(), roi, expected.data8(), roi, mask.data(),
+                                             maskRoi);
+                expectClose(contentsOf(2, original.bytes()), expected,
+                            describe(roi) + " " + toString(content));
             }
         }
     }
@@ -373,7 +383,8 @@ TEST_F(Kernels, TheHostsMaskProtectsAsByTheReference) {
             test::Frame expected(roi, 1);
             expected.restore(processed.copyBytes());
             if (roi.width >= 2 && roi.height >= 2) {
-                huevance::portraitProtect_8u(original.data8(), roi, expected.data8(), roi, mask.data(), maskRoi);
+                huevance::portraitProtect_8u(original.data8(), roi, expected.data8(), roi, mask.data(),
+                                             maskRoi);
                 expectClose(contentsOf(2, original.bytes()), expected, describe(roi));
             }
             EXPECT_EQ(sim_opencl_violation(), nullptr);
@@ -394,8 +405,9 @@ TEST_F(Kernels, HalvesAndDoublesFrames) {
     useFrames(half, {{0}, {0}, frame.copyBytes()});
     engine().setSrcRoiInfo(full);
     const std::vector<unsigned char> untouched(static_cast<std::size_t>(20 * 12 * 3 / 2), 0xA5);
-    ASSERT_EQ(gpu::createBuffer(engine().m_context.get(), CL_MEM_READ_WRITE | CL_MEM_COPY_HOST_PTR, untouched.size(),
-                                const_cast<unsigned char*>(untouched.data()), engine().m_frames[3].out()),
+    ASSERT_EQ(gpu::createBuffer(engine().m_context.get(), CL_MEM_READ_WRITE | CL_MEM_COPY_HOST_PTR,
+                                untouched.size(), const_cast<unsigned char*>(untouched.data()),
+                                engine().m_frames[3].out()),
               0);
     test::Frame wrapped(full, 1);
     wrapped.restore(frame.copyBytes());
@@ -404,27 +416,30 @@ TEST_F(Kernels, HalvesAndDoublesFrames) {
     got.restore(contentsOf(3, got.bytes()));
     for (int y = 0; y < half.height; ++y) {
         for (int x = 0; x < half.width; ++x) {
-            const int sum = frame.luma(2 * x, 2 * y) + frame.luma(2 * x + 1, 2 * y) + frame.luma(2 * x, 2 * y + 1) +
-                            frame.luma(2 * x + 1, 2 * y + 1);
+            const int sum = frame.luma(2 * x, 2 * y) + frame.luma(2 * x + 1, 2 * y) +
+                            frame.luma(2 * x, 2 * y + 1) + frame.luma(2 * x + 1, 2 * y + 1);
             ASSERT_EQ(got.luma(x, y), (sum + 2) / 4) << x << "," << y;
         }
     }
     for (int y = 0; y < half.height / 2; ++y) {
         for (int x = 0; x < half.width - 1; ++x) {
             const int left = x / 2 * 4 + x % 2;
-            const int sum = frame.chroma(left, 2 * y) + frame.chroma(left + 2, 2 * y) + frame.chroma(left, 2 * y + 1) +
-                            frame.chroma(left + 2, 2 * y + 1);
+            const int sum = frame.chroma(left, 2 * y) + frame.chroma(left + 2, 2 * y) +
+                            frame.chroma(left, 2 * y + 1) + frame.chroma(left + 2, 2 * y + 1);
             ASSERT_EQ(got.chroma(x, y), (sum + 2) / 4) << x << "," << y;
         }
     }
     ASSERT_EQ(engine().getDstYuv(wrapped.data()), 0);
     EXPECT_TRUE(wrapped.paddingUntouched());
-    const auto sampleOf = [](int near, int far, int limit) { return std::pair(near, std::clamp(far, 0, limit - 1)); };
+    const auto sampleOf = [](int near, int far, int limit) {
+        return std::pair(near, std::clamp(far, 0, limit - 1));
+    };
     for (int y = 0; y < full.height; ++y) {
         for (int x = 0; x < full.width; ++x) {
             const auto [nx, fx] = sampleOf(x / 2, x % 2 == 0 ? x / 2 - 1 : x / 2 + 1, half.width);
             const auto [ny, fy] = sampleOf(y / 2, y % 2 == 0 ? y / 2 - 1 : y / 2 + 1, half.height);
-            const int sum = 9 * got.luma(nx, ny) + 3 * got.luma(fx, ny) + 3 * got.luma(nx, fy) + got.luma(fx, fy);
+            const int sum =
+                9 * got.luma(nx, ny) + 3 * got.luma(fx, ny) + 3 * got.luma(nx, fy) + got.luma(fx, fy);
             ASSERT_EQ(wrapped.luma(x, y), (sum + 8) / 16) << x << "," << y;
         }
     }

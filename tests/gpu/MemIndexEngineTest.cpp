@@ -1,10 +1,10 @@
-#include "gpu/MemIndexEngine.h"
-
 #include <gtest/gtest.h>
 
 #include <initializer_list>
 #include <string>
 #include <utility>
+
+#include "gpu/MemIndexEngine.h"
 
 namespace {
 
@@ -74,13 +74,16 @@ std::string stages(std::initializer_list<std::pair<bool, char>> list) {
 
 TEST(MemIndexEngine, EveryCombinationEndsInTheFinalBufferThroughAllItsStages) {
     for (int bits = 0; bits < 64; ++bits) {
-        const Switches on = {(bits & 1) != 0, (bits & 2) != 0, (bits & 4) != 0, (bits & 8) != 0, (bits & 16) != 0};
+        const Switches on = {(bits & 1) != 0, (bits & 2) != 0, (bits & 4) != 0, (bits & 8) != 0,
+                             (bits & 16) != 0};
         const bool half = (bits & 32) != 0;
         gpu::huevanceCLMemIndexEngine index;
         index.initIndex(half, on.clahe, on.curve, on.correct, on.color, on.protect);
         EXPECT_EQ(index.m_iFinal, half ? 3 : 2);
-        const std::string luma = stages({{on.clahe, 'H'}, {on.curve, 'C'}, {on.color, 'M'}, {on.protect, 'P'}});
-        const std::string chroma = stages({{on.curve, 'C'}, {on.correct, 'X'}, {on.color, 'M'}, {on.protect, 'P'}});
+        const std::string luma =
+            stages({{on.clahe, 'H'}, {on.curve, 'C'}, {on.color, 'M'}, {on.protect, 'P'}});
+        const std::string chroma =
+            stages({{on.curve, 'C'}, {on.correct, 'X'}, {on.color, 'M'}, {on.protect, 'P'}});
         for (int frame = 0; frame < 2; ++frame) {
             const Planes planes = run(index, on);
             EXPECT_EQ(planes.luma[0], luma) << bits;

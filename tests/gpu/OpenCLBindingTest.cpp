@@ -32,8 +32,8 @@ void expectSoftFailures() {
 
 // The process has one table: without a driver first, then with one, then with half of one.
 TEST(OpenCLBinding, IsSoftWithoutADriverAndBindsOnceThereIsOne) {
-    const std::vector<std::string> standard = {"/system/vendor/lib64/libOpenCL.so", "/vendor/lib64/libOpenCL.so",
-                                               "libOpenCL.so", "libOpenCL.so.1"};
+    const std::vector<std::string> standard = {
+        "/system/vendor/lib64/libOpenCL.so", "/vendor/lib64/libOpenCL.so", "libOpenCL.so", "libOpenCL.so.1"};
     EXPECT_EQ(OpenCLSymbols::candidatePaths(), standard);
 
     EXPECT_EQ(OpenCLSymbolsOperator::getOpenclSymbolsPtr(), nullptr);
@@ -44,7 +44,8 @@ TEST(OpenCLBinding, IsSoftWithoutADriverAndBindsOnceThereIsOne) {
     expectSoftFailures();
 
     // The third candidate is the first that loads; the fourth must not be.
-    OpenCLSymbols::candidatePaths() = {"/nowhere/libOpenCL.so", "libNoSuchDriver.so", "libOpenCL.so", "libm.so.6"};
+    OpenCLSymbols::candidatePaths() = {"/nowhere/libOpenCL.so", "libNoSuchDriver.so", "libOpenCL.so",
+                                       "libm.so.6"};
     const OpenCLSymbolsOperator found;
     OpenCLSymbols* table = OpenCLSymbolsOperator::getOpenclSymbolsPtr();
     ASSERT_NE(table, nullptr);

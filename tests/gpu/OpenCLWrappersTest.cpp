@@ -1,12 +1,12 @@
-#include "gpu/OpenCLWrappers.h"
-
 #include <gmock/gmock.h>
 
 #include <functional>
 
 #include "gpu/OpenCLErrors.h"
+#include "gpu/OpenCLWrappers.h"
 #include "jni/opticommon/symb/OpenCLSymbol.h"
 #include "tests/gpu/support/Device.h"
+#include "tests/support/DeathTest.h"
 #include "tests/support/LogCapture.h"
 
 namespace {
@@ -20,7 +20,7 @@ using ::testing::Not;
 constexpr char kSource[] = "__kernel void k(__global int* x) { x[get_global_id(0)] = 7; }";
 
 class OpenCLWrappers : public test::DeviceTest {
-protected:
+  protected:
     void SetUp() override {
         DeviceTest::SetUp();
         const MNN::OpenCLSymbolsOperator bind;
@@ -29,7 +29,8 @@ protected:
         }
         ASSERT_EQ(gpu::createContext(context.out(), &device), 0);
         ASSERT_EQ(gpu::createCommandQueue(context.get(), device, queue.out()), 0);
-        ASSERT_EQ(gpu::createProgramWithSource(kSource, sizeof(kSource) - 1, context.get(), program.out()), 0);
+        ASSERT_EQ(gpu::createProgramWithSource(kSource, sizeof(kSource) - 1, context.get(), program.out()),
+                  0);
         ASSERT_EQ(gpu::buildProgram(device, program.address()), 0);
         log.clear();
     }
@@ -63,20 +64,26 @@ TEST_F(OpenCLWrappers, LogTheirOwnFailuresAndGiveTheCode) {
         {"clCreateProgramWithSource", "clCreateProgramWithSource errCode: -5!",
          [&] { return gpu::createProgramWithSource(kSource, 1, context.get(), gpu::Program().out()); }},
         {"clCreateProgramWithBinary", "clCreateProgramWithBinary errCode: -5!",
-         [&] { return gpu::createProgramWithBinaryFile(binary, 1, context.get(), &device, gpu::Program().out()); }},
+         [&] {
+             return gpu::createProgramWithBinaryFile(binary, 1, context.get(), &device, gpu::Program().out());
+         }},
         {"clCreateKernel", "create k errCode: -5!\n",
          [&] { return gpu::createKernel("k", program.get(), gpu::Kernel().out()); }},
         {"clCreateBuffer", "clCreateBuffer errCode: -5!\n",
-         [&] { return gpu::createBuffer(context.get(), CL_MEM_READ_WRITE, 4, nullptr, gpu::Memory().out()); }},
+         [&] {
+             return gpu::createBuffer(context.get(), CL_MEM_READ_WRITE, 4, nullptr, gpu::Memory().out());
+         }},
         {"clCreateImage", "clCreateImage errCode: -5!\n",
          [&] {
              return gpu::createImage(context.get(), CL_MEM_READ_ONLY, &format, &description, nullptr,
                                      gpu::Memory().out());
          }},
-        {"clReleaseContext", "clReleaseContext errCode: -5!", [&] { return gpu::releaseContext(context.address()); }},
+        {"clReleaseContext", "clReleaseContext errCode: -5!",
+         [&] { return gpu::releaseContext(context.address()); }},
         {"clReleaseCommandQueue", "clReleaseCommandQueue errCode: -5!",
          [&] { return gpu::releaseCommandQueue(queue.address()); }},
-        {"clReleaseProgram", "clReleaseProgram errCode: -5!\n", [&] { return gpu::releaseProgram(program.address()); }},
+        {"clReleaseProgram", "clReleaseProgram errCode: -5!\n",
+         [&] { return gpu::releaseProgram(program.address()); }},
         {"clReleaseKernel", "clReleaseKernel errCode: -5!\n",
          [&] {
              cl_kernel none = nullptr;
@@ -131,9 +138,18 @@ TEST_F(OpenCLWrappers, BuildProgramTreatsEveryCodeAsLaidDown) {
         {-5, 1, -5, {"clBuildProgram errCode: -5!", "CL_OUT_OF_RESOURCES"}},
         {-3, 1, -3, {"clBuildProgram errCode: -3!", "CL_COMPILER_NOT_AVAILABLE"}},
         {-45, 1, -45, {"clBuildProgram errCode: -45!"}},  // no line with its name
-        {-11, 1, 0, {"clBuildProgram errCode: -11!", "CL_BUILD_PROGRAM_FAILURE", "Build program error info: "}},
-        {-11, -30, -11, {"clBuildProgram errCode: -11!", "CL_BUILD_PROGRAM_FAILURE", "Build program error unknown!"}},
-        {-11, -5, -5, {"clBuildProgram errCode: -11!", "CL_BUILD_PROGRAM_FAILURE", "Build program error info: !"}},
+        {-11,
+         1,
+         0,
+         {"clBuildProgram errCode: -11!", "CL_BUILD_PROGRAM_FAILURE", "Build program error info: "}},
+        {-11,
+         -30,
+         -11,
+         {"clBuildProgram errCode: -11!", "CL_BUILD_PROGRAM_FAILURE", "Build program error unknown!"}},
+        {-11,
+         -5,
+         -5,
+         {"clBuildProgram errCode: -11!", "CL_BUILD_PROGRAM_FAILURE", "Build program error info: !"}},
     };
     for (const auto& c : cases) {
         log.clear();
@@ -185,7 +201,7 @@ TEST(OpenCLExtensionsDeathTest, AreThoseOfTheFirstDeviceAsked) {
     if (!sim_opencl_available()) {
         GTEST_SKIP() << "no OpenCL on this system";
     }
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    test::startDeathTestsSafely();
     const auto scenario = [] {
         const MNN::OpenCLSymbolsOperator bind;
         test::LogCapture log;
@@ -204,9 +220,9 @@ TEST(OpenCLExtensionsDeathTest, AreThoseOfTheFirstDeviceAsked) {
         EXPECT_TRUE(gpu::check_extension_support("cl_khr_fp16", device));
         EXPECT_FALSE(gpu::check_extension_support("cl_other", device)) << "the first string is kept";
         context.reset();
-        std::exit(::testing::Test::HasFailure() ? 1 : 0);
+        test::endOfDeathTest();
     };
-    EXPECT_EXIT(scenario(), ::testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(scenario(), ::testing::ExitedWithCode(0), "passed");
 }
 
 TEST(OpenCLErrors, HaveTheirStandardNames) {

@@ -1,5 +1,3 @@
-#include "gpu/ProgramCache.h"
-
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,6 +7,7 @@
 #include <iterator>
 
 #include "gpu/OpenCLWrappers.h"
+#include "gpu/ProgramCache.h"
 #include "jni/opticommon/symb/OpenCLSymbol.h"
 #include "tests/gpu/support/Device.h"
 #include "tests/support/LogCapture.h"
@@ -37,7 +36,7 @@ std::string readAll(const std::string& path) {
 }
 
 class CacheFile : public ::testing::Test {
-protected:
+  protected:
     std::vector<Binary> read(const std::string& bytes) {
         dir.write("HvKernel.bin", bytes);
         log.clear();
@@ -53,7 +52,8 @@ TEST_F(CacheFile, HoldsBinariesAtTheirOffsets) {
     EXPECT_THAT(read(words({0x01010101, 1, 32, 3}) + "abc"), ElementsAre(Binary{'a', 'b', 'c'}));
     EXPECT_THAT(log.texts(test::kInfo), ElementsAre("filesize: 35", "getBinariesFromCache get size:1"));
     // Two, out of order and overlapping: offsets rule.
-    EXPECT_THAT(read(words({0x01010101, 2, 49, 2, 48, 2}) + "xyz"), ElementsAre(Binary{'y', 'z'}, Binary{'x', 'y'}));
+    EXPECT_THAT(read(words({0x01010101, 2, 49, 2, 48, 2}) + "xyz"),
+                ElementsAre(Binary{'y', 'z'}, Binary{'x', 'y'}));
     EXPECT_THAT(read(words({0x01010101, 1, 32, 0})), ElementsAre(Binary{}));
 }
 
@@ -101,7 +101,7 @@ TEST_F(CacheFile, ThatIsNotThereOrNoFileIsRefused) {
 }
 
 class SavedProgram : public test::DeviceTest {
-protected:
+  protected:
     void SetUp() override {
         DeviceTest::SetUp();
         if (IsSkipped()) {
@@ -109,7 +109,8 @@ protected:
         }
         const MNN::OpenCLSymbolsOperator bind;
         ASSERT_EQ(gpu::createContext(context.out(), &device), 0);
-        ASSERT_EQ(gpu::createProgramWithSource(source.data(), source.size(), context.get(), program.out()), 0);
+        ASSERT_EQ(gpu::createProgramWithSource(source.data(), source.size(), context.get(), program.out()),
+                  0);
         ASSERT_EQ(gpu::buildProgram(device, program.address()), 0);
     }
     void TearDown() override {

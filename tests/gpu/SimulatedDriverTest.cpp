@@ -1,4 +1,5 @@
-// The simulated driver's own promises: tests that rely on a check which checks nothing would pass for nothing.
+// The simulated driver's own promises: tests that rely on a check which checks nothing would pass for
+// nothing.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -10,7 +11,7 @@
 namespace {
 
 class SimulatedDriver : public test::DeviceTest {
-protected:
+  protected:
     void SetUp() override {
         DeviceTest::SetUp();
         if (IsSkipped()) {
@@ -63,13 +64,15 @@ TEST_F(SimulatedDriver, FailsTheNthCallOnce) {
 TEST_F(SimulatedDriver, OffersTheChosenLevelOfSharedVirtualMemory) {
     cl_device_svm_capabilities capabilities = 0;
     sim_opencl_set_svm_level(0);
-    EXPECT_EQ(clGetDeviceInfo(device, CL_DEVICE_SVM_CAPABILITIES, sizeof(capabilities), &capabilities, nullptr),
-              CL_INVALID_VALUE);
+    EXPECT_EQ(
+        clGetDeviceInfo(device, CL_DEVICE_SVM_CAPABILITIES, sizeof(capabilities), &capabilities, nullptr),
+        CL_INVALID_VALUE);
     EXPECT_EQ(clSVMAlloc(context, CL_MEM_READ_WRITE, 16, 0), nullptr);
     for (const cl_device_svm_capabilities level : {1, 2, 3}) {
         sim_opencl_set_svm_level(static_cast<int>(level));
-        ASSERT_EQ(clGetDeviceInfo(device, CL_DEVICE_SVM_CAPABILITIES, sizeof(capabilities), &capabilities, nullptr),
-                  CL_SUCCESS);
+        ASSERT_EQ(
+            clGetDeviceInfo(device, CL_DEVICE_SVM_CAPABILITIES, sizeof(capabilities), &capabilities, nullptr),
+            CL_SUCCESS);
         EXPECT_EQ(capabilities, (1U << level) - 1);
         void* fine = clSVMAlloc(context, CL_MEM_READ_WRITE | CL_MEM_SVM_FINE_GRAIN_BUFFER, 16, 0);
         EXPECT_EQ(fine != nullptr, level > 1);
@@ -135,8 +138,9 @@ TEST_F(SimulatedDriver, WrapsIonMemoryThatItsDescriptorCovers) {
         cl_mem_ion_host_ptr record = {
             {CL_MEM_ION_HOST_PTR_QCOM, CL_MEM_HOST_UNCACHED_QCOM}, c.descriptor, c.address};
         cl_int error = 0;
-        cl_mem memory = clCreateBuffer(context, CL_MEM_READ_WRITE | CL_MEM_USE_HOST_PTR | CL_MEM_EXT_HOST_PTR_QCOM,
-                                       c.size, &record, &error);
+        cl_mem memory =
+            clCreateBuffer(context, CL_MEM_READ_WRITE | CL_MEM_USE_HOST_PTR | CL_MEM_EXT_HOST_PTR_QCOM,
+                           c.size, &record, &error);
         EXPECT_EQ(memory != nullptr, c.accepted) << c.name << " " << error;
         if (memory != nullptr) {
             clReleaseMemObject(memory);

@@ -1,5 +1,5 @@
-// The OpenCL interface that the library is written for: 2.0, with the older calls that phone drivers still offer. The
-// entry points keep default visibility: the library exports forwarders under these names.
+// The OpenCL interface that the library is written for: 2.0, with the older calls that phone drivers still
+// offer. The entry points keep default visibility: the library exports forwarders under these names.
 #pragma once
 
 #define CL_TARGET_OPENCL_VERSION 200

@@ -8,8 +8,8 @@
 namespace MNN {
 
 std::vector<std::string>& OpenCLSymbols::candidatePaths() {
-    static std::vector<std::string> paths = {"/system/vendor/lib64/libOpenCL.so", "/vendor/lib64/libOpenCL.so",
-                                             "libOpenCL.so", "libOpenCL.so.1"};
+    static std::vector<std::string> paths = {"/system/vendor/lib64/libOpenCL.so",
+                                             "/vendor/lib64/libOpenCL.so", "libOpenCL.so", "libOpenCL.so.1"};
     return paths;
 }
 
@@ -68,7 +68,8 @@ OpenCLSymbolsOperator::OpenCLSymbolsOperator() {
 
 namespace {
 
-// The function in `slot` of the process's table; when there is none, null and a line about the forwarder at `line`.
+// The function in `slot` of the process's table; when there is none, null and a line about the forwarder at
+// `line`.
 template <typename Function>
 Function bound(Function MNN::OpenCLSymbols::*slot, const char* file, int line) {
     const MNN::OpenCLSymbols* table = MNN::OpenCLSymbolsOperator::getOpenclSymbolsPtr();
@@ -83,13 +84,13 @@ Function bound(Function MNN::OpenCLSymbols::*slot, const char* file, int line) {
 
 // The forwarders.
 extern "C" {
-#define HUEVANCE_CL_ENTRY(name, arguments)                                                                    \
-    opencl::Result<decltype(::name)> name(HUEVANCE_CL_PARAMETERS_##arguments(name)) {                         \
-        if (const auto function = bound(&MNN::OpenCLSymbols::name, __FILE__, __LINE__)) {                     \
-            return function(HUEVANCE_CL_ARGUMENTS_##arguments);                                               \
-        }                                                                                                     \
-        return opencl::failedCall<opencl::Result<decltype(::name)>>(CL_INVALID_OPERATION,                     \
-                                                                    HUEVANCE_CL_ARGUMENTS_##arguments);       \
+#define HUEVANCE_CL_ENTRY(name, arguments)                                                              \
+    opencl::Result<decltype(::name)> name(HUEVANCE_CL_PARAMETERS_##arguments(name)) {                   \
+        if (const auto function = bound(&MNN::OpenCLSymbols::name, __FILE__, __LINE__)) {               \
+            return function(HUEVANCE_CL_ARGUMENTS_##arguments);                                         \
+        }                                                                                               \
+        return opencl::failedCall<opencl::Result<decltype(::name)>>(CL_INVALID_OPERATION,               \
+                                                                    HUEVANCE_CL_ARGUMENTS_##arguments); \
     }
 #include "jni/opticommon/symb/OpenCLEntries.inc"
 }

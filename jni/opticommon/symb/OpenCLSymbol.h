@@ -1,8 +1,8 @@
-// The run-time binding of the device's OpenCL driver. The library links against no driver: it exports forwarders under
-// the standard names, and they call through this table.
+// The run-time binding of the device's OpenCL driver. The library links against no driver: it exports
+// forwarders under the standard names, and they call through this table.
 //
-// A forwarder whose entry point is missing (no driver, or half of one) logs a line and fails with CL_INVALID_OPERATION:
-// as its result, or as null with that code in its error argument.
+// A forwarder whose entry point is missing (no driver, or half of one) logs a line and fails with
+// CL_INVALID_OPERATION: as its result, or as null with that code in its error argument.
 #pragma once
 
 #include <memory>
@@ -14,7 +14,7 @@
 namespace MNN {
 
 class OpenCLSymbols {
-public:
+  public:
     OpenCLSymbols() = default;
     OpenCLSymbols(const OpenCLSymbols&) = delete;
     OpenCLSymbols& operator=(const OpenCLSymbols&) = delete;
@@ -26,27 +26,28 @@ public:
     // Closes the library and forgets its entry points. False when it cannot be closed.
     bool UnLoadOpenCLLibrary();
 
-    // Where drivers are, in the order in which they are tried: a phone's two places, then by name for other platforms.
-    // Change it before the first use only.
+    // Where drivers are, in the order in which they are tried: a phone's two places, then by name for other
+    // platforms. Change it before the first use only.
     static std::vector<std::string>& candidatePaths();
 
 #define HUEVANCE_CL_ENTRY(name, arguments) decltype(&::name) name = nullptr;
 #include "jni/opticommon/symb/OpenCLEntries.inc"
 
-private:
+  private:
     void* m_handle = nullptr;
 };
 
-// The owner of the process's one table. Construction binds the driver when nobody has yet; it can be repeated after a
-// failure. The table lives, and the driver stays loaded, until the process ends: drivers run threads of their own.
+// The owner of the process's one table. Construction binds the driver when nobody has yet; it can be repeated
+// after a failure. The table lives, and the driver stays loaded, until the process ends: drivers run threads
+// of their own.
 class OpenCLSymbolsOperator {
-public:
+  public:
     OpenCLSymbolsOperator();
 
     // Null when no driver could be loaded.
     static OpenCLSymbols* getOpenclSymbolsPtr() { return gOpenclSymbols().get(); }
 
-private:
+  private:
     static std::shared_ptr<OpenCLSymbols>& gOpenclSymbols();
 };
 

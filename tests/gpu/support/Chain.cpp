@@ -21,9 +21,10 @@ void Chain::apply(Frame& frame, IMAGE_FORMAT_TYPE type) const {
         const huevance::TileGeometry tile = huevance::tileGeometry(roi, gridWidth, gridHeight, sampRate);
         std::vector<float> hist(static_cast<std::size_t>(gridWidth * gridHeight * 256));
         std::vector<float> lut(hist.size());
-        huevance::computeClaheLut(image, roi, hist.data(), lut.data(), sampRate, gridWidth, gridHeight, tile.tileWidth,
-                                  tile.tileHeight, claheStrength);
-        huevance::claheMap_8u(image, roi, lut.data(), 256, tile.tileWidth, tile.tileHeight, gridWidth, gridHeight);
+        huevance::computeClaheLut(image, roi, hist.data(), lut.data(), sampRate, gridWidth, gridHeight,
+                                  tile.tileWidth, tile.tileHeight, claheStrength);
+        huevance::claheMap_8u(image, roi, lut.data(), 256, tile.tileWidth, tile.tileHeight, gridWidth,
+                              gridHeight);
     }
     if (on.curve) {
         std::vector<float> uv(256);
@@ -34,7 +35,8 @@ void Chain::apply(Frame& frame, IMAGE_FORMAT_TYPE type) const {
     }
     if (on.colorCorrect) {
         // Where no later stage needs the unprocessed luma, it is gone when correction looks for it.
-        const std::vector<unsigned char> before = on.colorMap || on.portraitProtect ? original : frame.copyBytes();
+        const std::vector<unsigned char> before =
+            on.colorMap || on.portraitProtect ? original : frame.copyBytes();
         huevance::colorCorrect_8u(before.data(), roi, image, roi, type, 256);
     }
     if (on.colorMap) {

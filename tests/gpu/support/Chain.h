@@ -25,7 +25,8 @@ struct Chain {
     void apply(Frame& frame, IMAGE_FORMAT_TYPE type) const;
 };
 
-// Tables as a camera's tuning has them: a curve and a lattice that bend levels gently, `bend` (-1 to 1) to one side.
+// Tables as a camera's tuning has them: a curve and a lattice that bend levels gently, `bend` (-1 to 1) to
+// one side.
 std::vector<float> gentleCurve(float bend);
 std::vector<float> gentleLattice(float bend);
 

@@ -1,5 +1,6 @@
 #include "tests/gpu/support/Device.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -10,10 +11,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The system's driver may keep compiled programs on disk, which would hide what the library caches: every process gets a
-// new place.
+// The system's driver may keep compiled programs on disk, which would hide what the library caches: every
+// process gets a new place.
 class DriverCache : public ::testing::Environment {
-public:
+  public:
     void SetUp() override {
         std::string pattern = (fs::temp_directory_path() / "huevance_driver_XXXXXX").string();
         ASSERT_NE(mkdtemp(pattern.data()), nullptr);
@@ -25,7 +26,7 @@ public:
         fs::remove_all(m_path, ignored);
     }
 
-private:
+  private:
     std::string m_path;
 };
 
@@ -55,6 +56,16 @@ void DeviceTest::expectViolation(const char* part) {
     ASSERT_NE(text, nullptr);
     EXPECT_NE(std::string(text).find(part), std::string::npos) << text;
     sim_opencl_reset();
+}
+
+void endOfDeathTest() {
+    const ::testing::TestResult& result = *::testing::UnitTest::GetInstance()->current_test_info()->result();
+    for (int i = 0; i < result.total_part_count(); ++i) {
+        std::fprintf(stderr, "line %d: %s\n", result.GetTestPartResult(i).line_number(),
+                     result.GetTestPartResult(i).summary());
+    }
+    std::fprintf(stderr, "%s", result.Failed() ? "" : "passed");
+    std::_Exit(result.Failed() ? 1 : 0);
 }
 
 }  // namespace test

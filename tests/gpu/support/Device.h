@@ -6,19 +6,23 @@
 
 namespace test {
 
-// Resets the driver's settings before and after each test, and expects that it had nothing to object to and that
-// every object made in between was released. Skips where there is no device.
+// Resets the driver's settings before and after each test, and expects that it had nothing to object to and
+// that every object made in between was released. Skips where there is no device.
 class DeviceTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override;
     void TearDown() override;
 
     // For tests that provoke one.
     void expectViolation(const char* part);
 
-private:
+  private:
     int m_liveBefore = 0;
 };
+
+// Ends the process of a death test, without what runs at exit: with code 0 and "passed" on standard error, or
+// with 1 and what went wrong. (Such a process does not report its failures otherwise.)
+[[noreturn]] void endOfDeathTest();
 
 // The extension string of a phone.
 inline constexpr const char* kPhoneExtensions =
