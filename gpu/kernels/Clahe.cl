@@ -49,22 +49,6 @@ int tileOf(Axis axis, int sample) { return (int)positionOf(axis, sample); }
 
 // --- Eight samples of a row ---
 
-typedef struct {
-    int8 tile;    // tile columns at or before the samples
-    int8 next;    // their right neighbours
-    float8 weight;
-} Columns;
-
-Columns columnsOf(Axis axis, int x0) {
-    const int8 x = x0 + (int8)(0, 1, 2, 3, 4, 5, 6, 7);
-    const float8 position = axis.scale * convert_float8(clamp(x - axis.halfTile, 0, axis.span));
-    Columns columns;
-    columns.tile = convert_int8_rtz(position);
-    columns.next = min(columns.tile + 1, axis.tiles - 1);
-    columns.weight = position - convert_float8(columns.tile);
-    return columns;
-}
-
 // One row of samples.
 typedef struct {
     int y;
@@ -88,13 +72,13 @@ float8 gatherLocal(__local const float* curves, int8 at) {
 }
 
 // `top` and `bottom` are the first tiles of two grid rows in `curves`.
-uchar8 mapFromLocal(uchar8 samples, Columns columns, int firstColumn, __local const float* top,
+uchar8 mapFromLocal(uchar8 samples, int8 tile, int8 next, float8 weightX, __local const float* top,
                     __local const float* bottom, float weightY) {
     const int8 level = convert_int8(samples);
-    const int8 left = (columns.tile - firstColumn) * LEVELS + level;
-    const int8 right = (columns.next - firstColumn) * LEVELS + level;
-    const float8 upper = mixLevels8(gatherLocal(top, left), gatherLocal(top, right), columns.weight);
-    const float8 lower = mixLevels8(gatherLocal(bottom, left), gatherLocal(bottom, right), columns.weight);
+    const int8 left = tile * LEVELS + level;
+    const int8 right = next * LEVELS + level;
+    const float8 upper = mixLevels8(gatherLocal(top, left), gatherLocal(top, right), weightX);
+    const float8 lower = mixLevels8(gatherLocal(bottom, left), gatherLocal(bottom, right), weightX);
     return toSamples(mixLevels8(upper, lower, weightY) + 0.5f);
 }
 
@@ -106,9 +90,7 @@ float levelFromImage(__read_only image2d_t curves, int tile, int level) {
 
 // For grids whose tiles are so small that a work group meets too many of them.
 void mapFromImage(__global const uchar* in, __global uchar* out, int count, int x0, Axis axis,
-                  __read_only image2d_t curves, Row row) {
-    const int top = row.tile * axis.tiles;
-    const int bottom = row.next * axis.tiles;
+                  __read_only image2d_t curves, int top, int bottom, float weightY) {
     for (int i = 0; i < count; ++i) {
         const float position = positionOf(axis, x0 + i);
         const int left = (int)position;
@@ -119,7 +101,7 @@ void mapFromImage(__global const uchar* in, __global uchar* out, int count, int 
                                       levelFromImage(curves, top + right, level), weightX);
         const float lower = mixLevels(levelFromImage(curves, bottom + left, level),
                                       levelFromImage(curves, bottom + right, level), weightX);
-        out[i] = toSample(mixLevels(upper, lower, row.weight) + 0.5f);
+        out[i] = toSample(mixLevels(upper, lower, weightY) + 0.5f);
     }
 }
 
@@ -136,7 +118,11 @@ __kernel void claheMap_kernel(__global const uchar* in, __global uchar* out, Roi
     const Axis down = axisOf(roi.height, halfTileHeight, scaleY);
     const int x0 = (int)get_global_id(0) * PIXELS;
     const int count = samplesFrom(roi, x0);
-    const Columns columns = columnsOf(across, x0);
+    const int8 x = x0 + (int8)(0, 1, 2, 3, 4, 5, 6, 7);
+    const float8 position = across.scale * convert_float8(clamp(x - across.halfTile, (int8)(0), (int8)(across.span)));
+    const int8 tile = convert_int8_rtz(position);  // columns at or before the samples
+    const int8 next = min(tile + 1, (int8)(across.tiles - 1));
+    const float8 weightX = position - convert_float8(tile);
 
     // What the group covers, in tiles; a sample needs the tile after its own, too.
     const int groupX = (int)(get_group_id(0) * get_local_size(0)) * PIXELS;
@@ -153,7 +139,8 @@ __kernel void claheMap_kernel(__global const uchar* in, __global uchar* out, Roi
             const Row row = rowOf(down, (int)get_global_id(1) + band * groupRows);
             if (row.y < roi.height && count >= 1) {
                 const size_t at = lumaOffset(roi, row.y) + (size_t)x0;
-                mapFromImage(in + at, out + at, count, x0, across, curves, row);
+                mapFromImage(in + at, out + at, count, x0, across, curves, row.tile * across.tiles,
+                             row.next * across.tiles, row.weight);
             }
         }
         return;
@@ -165,18 +152,17 @@ __kernel void claheMap_kernel(__global const uchar* in, __global uchar* out, Roi
         const int loaded = min(tileColumns, lastColumn + 1 - chunk);
         barrier(CLK_LOCAL_MEM_FENCE);  // everybody is done with the chunk before
         for (int i = item; i < tileRows * loaded * TEXELS; i += items) {
-            const int tile = i / TEXELS;
-            const int row = firstRow + tile / loaded;
-            const int column = chunk + tile % loaded;
+            const int row = firstRow + i / TEXELS / loaded;
+            const int column = chunk + i / TEXELS % loaded;
             vstore4(read_imagef(curves, (int2)(i % TEXELS, row * across.tiles + column)), i, tables);
         }
         barrier(CLK_LOCAL_MEM_FENCE);
-        const bool mine = count >= 1 && columns.tile.s0 >= chunk && columns.tile.s0 < chunk + step;
+        const bool mine = count >= 1 && tile.s0 >= chunk && tile.s0 < chunk + step;
         for (int band = 0; band < bands; ++band) {
             const Row row = rowOf(down, (int)get_global_id(1) + band * groupRows);
             if (mine && row.y < roi.height) {
                 const size_t at = lumaOffset(roi, row.y) + (size_t)x0;
-                const uchar8 mapped = mapFromLocal(loadSamples(in + at, count), columns, chunk,
+                const uchar8 mapped = mapFromLocal(loadSamples(in + at, count), tile - chunk, next - chunk, weightX,
                                                    tables + (row.tile - firstRow) * loaded * LEVELS,
                                                    tables + (row.next - firstRow) * loaded * LEVELS, row.weight);
                 storeSamples(mapped, out + at, count);
