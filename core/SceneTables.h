@@ -37,6 +37,9 @@ public:
     int loadStrengths(TuningSet& tuning);
     int loadCurves(const TuningSet& tuning);
     int loadColors(const TuningSet& tuning);
+    // The same from the files that hold the tables of all scenes; -1, too, when there is no such file.
+    int loadCurvesOfOneFile(const TuningSet& tuning);
+    int loadColorsOfOneFile(const TuningSet& tuning);
 
     void freeStrengths() { m_strengths.release(); }
     void freeCurves() { m_curves.release(); }

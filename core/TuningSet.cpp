@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "core/Buffer.h"
 #include "core/ColorLut.h"
 #include "core/Geometry.h"
 #include "jni/algocommon/FileOperation.h"
@@ -131,6 +132,19 @@ void TuningSet::readCurveFile(int table, float* yCurve) const {
 void TuningSet::readColorFile(int table, float* colorLut) const {
     readFloats(TuningPath(m_acSensorPath, "colorLut", table).text(), colorLut, kColorLutFloats);
 }
+
+int TuningSet::readAllTables(const char* name, float* tables, int floats) const {
+    const TuningPath path(m_acSensorPath, name);
+    if (!readFloats(path.text(), tables, elementCount(m_iSceneNum, floats))) {
+        ALOG_ERROR("%s read failed!", path.text());
+        return -1;
+    }
+    return 0;
+}
+
+int TuningSet::readAllCurves(float* curves) const { return readAllTables("CurveLut", curves, kBins8); }
+
+int TuningSet::readAllColors(float* colors) const { return readAllTables("ColorLut", colors, kColorLutFloats); }
 
 int TuningSet::tableOfScene(int scene) const {
     if (scene < 0 || scene >= m_iIdxNum || scene >= kMaxScenes || m_aiSceneIdx[scene] < 0 ||

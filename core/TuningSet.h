@@ -31,6 +31,11 @@ public:
     void readCurveFile(int table, float* yCurve) const;     // 256 floats
     void readColorFile(int table, float* colorLut) const;   // kColorLutFloats floats
 
+    // The raw files that hold the tables 0 .. sceneNum - 1 of all scenes back to back. -1 with one error line when the
+    // file cannot be opened.
+    int readAllCurves(float* curves) const;
+    int readAllColors(float* colors) const;
+
     // The table index of a host scene number, or -1 with one error line when there is none.
     int tableOfScene(int scene) const;
 
@@ -63,6 +68,7 @@ public:
 private:
     enum class Mode { kPhoto, kFrame };
     int readSet(Mode mode);
+    int readAllTables(const char* name, float* tables, int floats) const;
 };
 
 }  // namespace huevance

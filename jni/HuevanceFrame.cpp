@@ -1,6 +1,7 @@
 #include "jni/HuevanceFrame.h"
 
 #include "cpu/HuevanceFrame_CPU.h"
+#include "gpu/HuevanceFrame_GPU.h"
 #include "jni/DispatchShims.h"
 
 namespace {
@@ -26,11 +27,18 @@ constexpr Row kRows[] = {
          return HuevanceFrameProcess_CPU(handle, image.planes[0].data, image.format, scene);
      },
      HuevanceFrameFree_CPU},
+    {"GPU", HuevanceFrameMalloc_GPU, HuevanceFrameSetExtParam_GPU,
+     [](void* handle, Image& image, int scene) {
+         return HuevanceFrameProcess_GPU(handle, image.planes[0].data, image.planes[0].fd, image.format,
+                                         scene);
+     },
+     HuevanceFrameFree_GPU},
 };
 
 }  // namespace
 
-int HuevanceFrameMalloc(char* platform, char* directory, RoiInfo size, int dataBit, char* cachePath, void** handle) {
+int HuevanceFrameMalloc(char* platform, char* directory, RoiInfo size, int dataBit, char* cachePath,
+                        void** handle) {
     const Row* row = dispatch::find(kRows, platform);
     return row != nullptr ? row->create(directory, size, dataBit, cachePath, handle) : 0;
 }
@@ -63,11 +71,11 @@ int HuevanceFrameFree(char* platform, void* handle) {
 }
 
 int HuevanceFrameMalloc_CPU(char* directory, RoiInfo size, int dataBit, void** handle) {
-    return dispatch::create<CHuevanceFrame_CPU>(handle, {"HuevanceMalloc succeeded!\n", "HuevanceMalloc failed!\n"},
-                                                [=](CHuevanceFrame_CPU& frame) {
-                                                    frame.setDataBit(dataBit);
-                                                    return frame.malloc(directory, size);
-                                                });
+    return dispatch::create<CHuevanceFrame_CPU>(
+        handle, {"HuevanceMalloc succeeded!\n", "HuevanceMalloc failed!\n"}, [=](CHuevanceFrame_CPU& frame) {
+            frame.setDataBit(dataBit);
+            return frame.malloc(directory, size);
+        });
 }
 
 int HuevanceFrameSetExtParam_CPU(void* handle, char* key, void* value) {
@@ -87,16 +95,45 @@ int HuevanceFrameFree_CPU(void* handle) {
                                                  [](CHuevanceFrame_CPU& frame) { return frame.free(); });
 }
 
-int HuevanceFrameMalloc_GPU(char*, RoiInfo, int, char*, void**) { return 0; }
-int HuevanceFrameSetExtParam_GPU(void*, char*, void*) { return 0; }
-int HuevanceFrameProcess_GPU(void*, void*, int, IMAGE_FORMAT_TYPE, int) { return 0; }
-int HuevanceFrameFree_GPU(void* handle) {
-    return dispatch::refuseNull(handle, "HuevanceFree_GPU failed! HvcHandle is NULL!\n");
+int HuevanceFrameMalloc_GPU(char* directory, RoiInfo size, int dataBit, char* cachePath, void** handle) {
+    return dispatch::create<CHuevanceFrame_GPU>(
+        handle, {"HuevanceMalloc_GPU succeeded!\n", "HuevanceMalloc_GPU failed!\n"},
+        [=](CHuevanceFrame_GPU& frame) {
+            frame.setDataBit(dataBit);
+            frame.setCachePath(cachePath);
+            return frame.malloc(directory, size);
+        });
 }
 
-int HuevanceFrameMalloc_OGL(char*, RoiInfo, int, char*, void**) { return 0; }
-int HuevanceFrameSetExtParam_OGL(void*, char*, void*) { return 0; }
-int HuevanceFrameProcess_OGL(void*, void*, int, void*, IMAGE_FORMAT_TYPE, int) { return 0; }
+int HuevanceFrameSetExtParam_GPU(void* handle, char* key, void* value) {
+    return dispatch::forward<CHuevanceFrame_GPU>(
+        handle, {"HuevanceSetExtParam_GPU succeeded!\n", "HuevanceSetExtParam failed!\n"},
+        [=](CHuevanceFrame_GPU& frame) { return frame.setExtParam(key, value); });
+}
+
+int HuevanceFrameProcess_GPU(void* handle, void* data, int fd, IMAGE_FORMAT_TYPE format, int scene) {
+    return dispatch::forwardTimed<CHuevanceFrame_GPU>(
+        handle, "preview on GPU run time is %.2fms\n",
+        {"HuevanceProcess_GPU succeeded!\n", "HuevanceProcess_GPU failed!\n"},
+        [=](CHuevanceFrame_GPU& frame) { return frame.process(data, fd, format, scene); });
+}
+
+int HuevanceFrameFree_GPU(void* handle) {
+    return dispatch::destroy<CHuevanceFrame_GPU>(
+        handle, "HuevanceFree_GPU failed! HvcHandle is NULL!\n",
+        {"HuevanceFree_GPU succeeded!\n", "HuevanceFree_GPU failed!\n"},
+        [](CHuevanceFrame_GPU& frame) { return frame.free(); });
+}
+
+int HuevanceFrameMalloc_OGL(char*, RoiInfo, int, char*, void**) {
+    return 0;
+}
+int HuevanceFrameSetExtParam_OGL(void*, char*, void*) {
+    return 0;
+}
+int HuevanceFrameProcess_OGL(void*, void*, int, void*, IMAGE_FORMAT_TYPE, int) {
+    return 0;
+}
 int HuevanceFrameFree_OGL(void* handle) {
     return dispatch::refuseNull(handle, "HuevanceFrameFree_OGL failed! HvcHandle is NULL!\n");
 }

@@ -72,12 +72,15 @@ Words ToolBench::leftovers() const {
 void writeConstantCurves(const TuningDir& tuning, const std::vector<int>& levels,
                          std::map<std::string, std::string> values) {
     std::string sceneIdx;
+    std::vector<float> all;  // as the GPU back end reads them
     for (std::size_t table = 0; table < levels.size(); ++table) {
         sceneIdx += std::to_string(table) + "/";
         tuning.writeParam(static_cast<int>(table), 0.0F, 1.0F, 0.0F);
         tuning.writeFloats("curveLut" + std::to_string(table),
                            std::vector<float>(256, static_cast<float>(levels[table])));
+        all.insert(all.end(), 256, static_cast<float>(levels[table]));
     }
+    tuning.writeFloats("CurveLut", all);
     values.insert({{"curveSwitch", "1"},
                    {"sceneNum", std::to_string(levels.size())},
                    {"sceneIdx", sceneIdx},

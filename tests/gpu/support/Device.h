@@ -1,0 +1,31 @@
+// A fresh simulated driver for every test.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sim/opencl.h>
+
+namespace test {
+
+// Resets the driver's settings before and after each test, and expects that it had nothing to object to and
+// that every object made in between was released. Skips where there is no device.
+class DeviceTest : public ::testing::Test {
+  protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    // For tests that provoke one.
+    void expectViolation(const char* part);
+
+  private:
+    int m_liveBefore = 0;
+};
+
+// Ends the process of a death test, without what runs at exit: with code 0 and "passed" on standard error, or
+// with 1 and what went wrong. (Such a process does not report its failures otherwise.)
+[[noreturn]] void endOfDeathTest();
+
+// The extension string of a phone.
+inline constexpr const char* kPhoneExtensions =
+    "cl_khr_fp16 cl_qcom_ext_host_ptr cl_qcom_ion_host_ptr cl_qcom_priority_hint";
+
+}  // namespace test
