@@ -31,8 +31,7 @@ const Room kRooms[] = {
     {"jni/", {"cpu/", "neon/", "gpu/", "ogl/", "core/", "jni/algocommon/"}, {}},
     {"core/", {"jni/algocommon/"}, {}},
     {"cpu/", {"core/", "jni/algocommon/"}, {}},
-    {"neon/NeonIntrinsics.h", {}, {"arm_neon.h", "simde/"}},  // the one file that may
-    {"neon/", {"neon/NeonIntrinsics.h", "core/", "jni/algocommon/"}, {}},
+    {"neon/", {"core/", "jni/algocommon/"}, {"arm_neon.h", "simde/"}},
     {"gpu/", {"core/", "jni/algocommon/", "jni/opticommon/"}, {"CL/", "android/"}},
     {"ogl/", {"core/", "jni/algocommon/"}, {"EGL/", "GLES", "android/"}},
     // Not the library: the simulated device knows the list of a driver's entries, the tool what a host knows.
