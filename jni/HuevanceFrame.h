@@ -21,13 +21,14 @@ HUEVANCE_EXPORT int HuevanceFrameSetExtParam_CPU(void* handle, char* key, void* 
 HUEVANCE_EXPORT int HuevanceFrameProcess_CPU(void* handle, void* data, IMAGE_FORMAT_TYPE format, int scene);
 HUEVANCE_EXPORT int HuevanceFrameFree_CPU(void* handle);
 
-// The OpenCL and OpenGL ES back ends are not part of this build: these answer like an unknown name.
+// The OpenCL back end is not part of this build: these answer like an unknown name.
 HUEVANCE_EXPORT int HuevanceFrameMalloc_GPU(char* directory, RoiInfo size, int dataBit, char* cachePath,
                                             void** handle);
 HUEVANCE_EXPORT int HuevanceFrameSetExtParam_GPU(void* handle, char* key, void* value);
 HUEVANCE_EXPORT int HuevanceFrameProcess_GPU(void* handle, void* data, int fd, IMAGE_FORMAT_TYPE format, int scene);
 HUEVANCE_EXPORT int HuevanceFrameFree_GPU(void* handle);
 
+// `hardwareBuffer` is the output's AHardwareBuffer; the cache path and `fd` are not used.
 HUEVANCE_EXPORT int HuevanceFrameMalloc_OGL(char* directory, RoiInfo size, int dataBit, char* cachePath,
                                             void** handle);
 HUEVANCE_EXPORT int HuevanceFrameSetExtParam_OGL(void* handle, char* key, void* value);

@@ -6,6 +6,7 @@
 #include "ogl/GLFramebuffer.h"
 #include "ogl/HuevanceRender.h"
 #include "tests/ogl/support/GlFixture.h"
+#include "tests/ogl/support/OglTuning.h"
 #include "tests/ogl/support/ShaderModel.h"
 #include "tests/support/Frames.h"
 
@@ -142,37 +143,13 @@ class Scene {
     smart_pointer<HuevanceRender> m_render;
 };
 
-struct Difference {
-    int luma = 0;
-    int chroma = 0;
-};
-
-Difference compare(const test::DeviceBuffer& drawn, const test::ModelFrame& model) {
-    Difference worst;
-    const RoiInfo& roi = drawn.roi();
-    for (int y = 0; y < roi.height; ++y) {
-        for (int x = 0; x < roi.width; ++x) {
-            worst.luma = std::max(worst.luma, std::abs(drawn.luma(x, y) - model.luma(x, y)));
-        }
-    }
-    for (int y = 0; y < roi.height / 2; ++y) {
-        for (int x = 0; x < roi.width / 2; ++x) {
-            for (int channel = 0; channel < 2; ++channel) {
-                worst.chroma = std::max(worst.chroma,
-                                        std::abs(drawn.chroma(x, y, channel) - model.chroma(x, y, channel)));
-            }
-        }
-    }
-    return worst;
-}
-
 class RenderTest : public test::GlTest {
   protected:
     void expectLikeModel(test::ShaderInput& in, const std::string& what) {
         test::DeviceBuffer drawn(in.width, in.height, in.format);
         Scene scene(in);
         ASSERT_EQ(scene.draw(drawn), 0) << what;
-        const Difference worst = compare(drawn, test::modelFrame(in));
+        const test::Difference worst = test::compareWithModel(drawn, test::modelFrame(in));
         EXPECT_LE(worst.luma, 1) << what;
         EXPECT_LE(worst.chroma, 1) << what;
     }
@@ -238,7 +215,7 @@ TEST_F(RenderTest, PassesLumaThroughWithoutStages) {
             ASSERT_EQ(drawn.luma(x, y), in.luma[static_cast<std::size_t>(y * 70 + x)]);
         }
     }
-    EXPECT_LE(compare(drawn, test::modelFrame(in)).chroma, 1);
+    EXPECT_LE(test::compareWithModel(drawn, test::modelFrame(in)).chroma, 1);
 }
 
 TEST_F(RenderTest, SetsUniformsAndUnitsInOrder) {

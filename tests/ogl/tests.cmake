@@ -1,6 +1,8 @@
 add_library(ogl_test_support STATIC
   ogl/support/GlFixture.cpp
-  ogl/support/ShaderModel.cpp)
+  ogl/support/OglTuning.cpp
+  ogl/support/ShaderModel.cpp
+  ogl/support/TableModel.cpp)
 target_link_libraries(ogl_test_support PUBLIC device_test_support huevance_objects)
 
 # huevance_ogl_test(name sources...): a test program of the OpenGL ES back end on the simulated device.
@@ -15,3 +17,4 @@ endfunction()
 huevance_ogl_test(ogl_wrappers_test ogl/WrappersTest.cpp)
 huevance_ogl_test(ogl_shader_composer_test ogl/ShaderComposerTest.cpp)
 huevance_ogl_test(ogl_render_test ogl/RenderTest.cpp)
+huevance_ogl_test(ogl_tables_test ogl/TablesTest.cpp)
