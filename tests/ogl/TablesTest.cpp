@@ -11,8 +11,8 @@
 
 namespace {
 
-test::Bytes claheTable(const test::Bytes& luma, int width, int height, int gridWidth, int gridHeight, int sampleRate,
-                       float strength) {
+test::Bytes claheTable(const test::Bytes& luma, int width, int height, int gridWidth, int gridHeight,
+                       int sampleRate, float strength) {
     const ogl::ClaheGrid grid = ogl::claheGrid(width, height, gridWidth, gridHeight);
     const std::size_t cells = static_cast<std::size_t>(grid.tiles()) * 256;
     std::vector<float> hist(cells, -1.0F);
@@ -34,14 +34,20 @@ TEST(OglTables, ClaheTableIsExact) {
     struct Geometry {
         int width, height, gridWidth, gridHeight, sampleRate;
     };
-    for (const Geometry& g : {Geometry{160, 120, 8, 6, 4}, {97, 61, 5, 5, 1}, {64, 64, 16, 16, 3}, {31, 17, 1, 1, 2},
-                              {300, 9, 128, 2, 1}, {40, 40, 1, 7, 4}, {40, 40, 7, 1, 5}}) {
+    for (const Geometry& g : {Geometry{160, 120, 8, 6, 4},
+                              {97, 61, 5, 5, 1},
+                              {64, 64, 16, 16, 3},
+                              {31, 17, 1, 1, 2},
+                              {300, 9, 128, 2, 1},
+                              {40, 40, 1, 7, 4},
+                              {40, 40, 7, 1, 5}}) {
         for (const test::Content content : test::kAllContents) {
             const test::Bytes luma = lumaOf(content, g.width, g.height);
             for (const float strength : {0.0F, 0.7F, 3.0F, 20.0F, -0.5F}) {
-                ASSERT_EQ(claheTable(luma, g.width, g.height, g.gridWidth, g.gridHeight, g.sampleRate, strength),
-                          test::modelClaheTable(luma, g.width, g.height, g.gridWidth, g.gridHeight, g.sampleRate,
-                                                strength))
+                ASSERT_EQ(
+                    claheTable(luma, g.width, g.height, g.gridWidth, g.gridHeight, g.sampleRate, strength),
+                    test::modelClaheTable(luma, g.width, g.height, g.gridWidth, g.gridHeight, g.sampleRate,
+                                          strength))
                     << g.width << " x " << g.height << " grid " << g.gridWidth << " x " << g.gridHeight << " "
                     << test::toString(content) << " strength " << strength;
             }
@@ -66,13 +72,13 @@ TEST(OglTables, AFlatHistogramGivesTheStraightTable) {
 TEST(OglTables, HistogramsLeaveOutWhatIsBeyondTheLastTileAndBetweenSamples) {
     test::Bytes luma(7 * 5, 9);
     const ogl::ClaheGrid grid = ogl::claheGrid(7, 5, 2, 2);  // tiles of 3 x 2
-    luma[0] = 1;                                            // tile 0, sampled
-    luma[1] = 2;                                            // between samples
-    luma[2] = 3;                                            // tile 0, sampled
-    luma[3] = 4;                                            // tile 1, sampled
-    luma[6] = 5;                                            // right of the last tile
-    luma[4 * 7] = 6;                                        // below it
-    luma[2 * 7 + 5] = 7;                                    // tile 3, sampled
+    luma[0] = 1;                                             // tile 0, sampled
+    luma[1] = 2;                                             // between samples
+    luma[2] = 3;                                             // tile 0, sampled
+    luma[3] = 4;                                             // tile 1, sampled
+    luma[6] = 5;                                             // right of the last tile
+    luma[4 * 7] = 6;                                         // below it
+    luma[2 * 7 + 5] = 7;                                     // tile 3, sampled
     std::vector<float> hist(4 * 256);
     ogl::getGridHist(luma.data(), 7, grid, 2, hist.data());
     std::vector<float> expected(4 * 256, 0.0F);
@@ -113,8 +119,8 @@ TEST(OglTables, TheChromaCurveScalesAroundTheMiddle) {
 }
 
 TEST(OglTables, LevelsAreTruncatedAndColoursInterleaved) {
-    const float levels[] = {0.0F, 0.99F, 17.5F, 254.999F, 255.0F, 300.0F, -3.0F,
-                            std::numeric_limits<float>::quiet_NaN()};
+    const float levels[] = {0.0F,   0.99F,  17.5F, 254.999F,
+                            255.0F, 300.0F, -3.0F, std::numeric_limits<float>::quiet_NaN()};
     unsigned char bytes[8];
     ogl::truncateToBytes(levels, 8, bytes);
     const unsigned char expected[] = {0, 0, 17, 254, 255, 255, 0, 0};
@@ -135,8 +141,8 @@ TEST(OglTables, TableWeightsAreIntegers) {
         int transFrameNum, frame, weight;
     };
     // 0 while fading; one frame later -1 / T, which is 0 but for T = 1; without a fade 0.
-    for (const Case& c : {Case{60, 0, 0}, Case{60, 59, 0}, Case{60, 60, 0}, Case{2, 0, 0}, Case{2, 2, 0}, Case{1, 0, 0},
-                          Case{1, 1, -1}, Case{0, 0, 0}, Case{-4, 1, 0}}) {
+    for (const Case& c : {Case{60, 0, 0}, Case{60, 59, 0}, Case{60, 60, 0}, Case{2, 0, 0}, Case{2, 2, 0},
+                          Case{1, 0, 0}, Case{1, 1, -1}, Case{0, 0, 0}, Case{-4, 1, 0}}) {
         EXPECT_EQ(ogl::tableWeight(c.transFrameNum, c.frame), c.weight) << c.transFrameNum << " " << c.frame;
     }
     const unsigned char before[] = {10, 200, 0};

@@ -27,7 +27,7 @@ std::map<std::string, std::string> withDefaults(std::map<std::string, std::strin
 
 }  // namespace
 
-OglTuning::OglTuning(std::map<std::string, std::string> values) : m_values(withDefaults(std::move(values))) {
+OglTuning::OglTuning(Settings values) : m_values(withDefaults(std::move(values))) {
     m_directory.writeSets(m_values);
     m_directory.writePlatform("OGL");
     for (int table = 0; table < kScenes; ++table) {
@@ -46,7 +46,8 @@ Strengths OglTuning::strengths(int table) {
 std::vector<float> OglTuning::curve(int table) {
     std::vector<float> levels;
     for (int i = 0; i < 256; ++i) {
-        levels.push_back(255.0F * std::pow(static_cast<float>(i) / 255.0F, 0.8F + 0.15F * static_cast<float>(table)));
+        levels.push_back(255.0F *
+                         std::pow(static_cast<float>(i) / 255.0F, 0.8F + 0.15F * static_cast<float>(table)));
     }
     return levels;
 }
@@ -64,7 +65,9 @@ std::vector<float> OglTuning::colors(int table) {
     return planes;
 }
 
-int OglTuning::value(const std::string& key) const { return std::stoi(m_values.at(key)); }
+int OglTuning::value(const std::string& key) const {
+    return std::stoi(m_values.at(key));
+}
 
 ShaderInput OglTuning::input(const Frame& frame, IMAGE_FORMAT_TYPE format, int table,
                              const Strengths& strengths) const {
@@ -83,14 +86,14 @@ ShaderInput OglTuning::input(const Frame& frame, IMAGE_FORMAT_TYPE format, int t
             in.chroma.push_back(static_cast<unsigned char>(frame.chroma(x, y)));
         }
     }
-    in.on = {value("claheSwitch") == 1, value("curveSwitch") == 1, value("cCorrSwitch") == 1, value("colorSwitch") == 1,
-             value("pProtectSwitch") == 1};
+    in.on = {value("claheSwitch") == 1, value("curveSwitch") == 1, value("cCorrSwitch") == 1,
+             value("colorSwitch") == 1, value("pProtectSwitch") == 1};
     in.maskType = value("maskSource");
     in.gridWidth = value("gridWidth");
     in.gridHeight = value("gridHeight");
     if (in.on.clahe) {
-        in.clahe = modelClaheTable(in.luma, in.width, in.height, in.gridWidth, in.gridHeight, value("sampRate"),
-                                   strengths.clahe);
+        in.clahe = modelClaheTable(in.luma, in.width, in.height, in.gridWidth, in.gridHeight,
+                                   value("sampRate"), strengths.clahe);
     }
     in.yCurve = modelCurve(curve(table));
     in.uvCurve = modelUvCurve(strengths.sat);
@@ -110,8 +113,8 @@ Difference compareWithModel(const DeviceBuffer& drawn, const ModelFrame& model) 
     for (int y = 0; y < roi.height / 2; ++y) {
         for (int x = 0; x < roi.width / 2; ++x) {
             for (int channel = 0; channel < 2; ++channel) {
-                worst.chroma =
-                    std::max(worst.chroma, std::abs(drawn.chroma(x, y, channel) - model.chroma(x, y, channel)));
+                worst.chroma = std::max(worst.chroma,
+                                        std::abs(drawn.chroma(x, y, channel) - model.chroma(x, y, channel)));
             }
         }
     }

@@ -15,12 +15,14 @@ struct Strengths {
     float color, sat, clahe;
 };
 
+using Settings = std::map<std::string, std::string>;
+
 class OglTuning {
-public:
+  public:
     static constexpr int kScenes = 3;
 
     // All stages on but the mask, unless `values` say otherwise. sceneIdx is 0/1/2/ unless given.
-    explicit OglTuning(std::map<std::string, std::string> values = {});
+    explicit OglTuning(Settings values = {});
 
     char* path() { return m_directory.mutablePath(); }
     TuningDir& directory() { return m_directory; }
@@ -30,9 +32,10 @@ public:
     static std::vector<float> colors(int table);
 
     // The model's input for a frame under the tables of `table` and the given strengths.
-    ShaderInput input(const Frame& frame, IMAGE_FORMAT_TYPE format, int table, const Strengths& strengths) const;
+    ShaderInput input(const Frame& frame, IMAGE_FORMAT_TYPE format, int table,
+                      const Strengths& strengths) const;
 
-private:
+  private:
     int value(const std::string& key) const;
 
     TuningDir m_directory;

@@ -11,8 +11,8 @@ unsigned char truncated(float value) {
     return static_cast<unsigned char>(std::isnan(value) ? 0 : std::min(std::max(value, 0.0F), 255.0F));
 }
 
-std::vector<float> tileHistogram(const Bytes& luma, int width, int left, int top, int tileWidth, int tileHeight,
-                                 int step) {
+std::vector<float> tileHistogram(const Bytes& luma, int width, int left, int top, int tileWidth,
+                                 int tileHeight, int step) {
     std::vector<float> bins(256, 0.0F);
     for (int i = 0; i < tileHeight; i += step) {
         for (int j = 0; j < tileWidth; j += step) {
@@ -79,7 +79,8 @@ Bytes modelClaheTable(const Bytes& luma, int width, int height, int gridWidth, i
     for (int r = 0; r < gridHeight; ++r) {
         for (int c = 0; c < gridWidth; ++c) {
             curves.push_back(tileCurve(
-                tileHistogram(luma, width, c * tileWidth, r * tileHeight, tileWidth, tileHeight, sampleRate), strength));
+                tileHistogram(luma, width, c * tileWidth, r * tileHeight, tileWidth, tileHeight, sampleRate),
+                strength));
         }
     }
     Bytes table;

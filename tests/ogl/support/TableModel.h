@@ -1,5 +1,5 @@
-// The byte tables of the OpenGL ES back end, step by step as they are described: one float at a time, nothing shared with
-// the code under test.
+// The byte tables of the OpenGL ES back end, step by step as they are described: one float at a time, nothing
+// shared with the code under test.
 #pragma once
 
 #include <vector>
