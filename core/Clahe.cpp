@@ -70,24 +70,6 @@ float meanOfNine(const float* plane, int r, int c, int gridWidth, int gridHeight
     return sum / 9.0F;
 }
 
-// Calls widen(i, i0, i1, w) for every destination bin and returns 1 / s.
-template <typename Widen>
-void forEachWidened(int sourceBins, int destinationBins, Widen widen) {
-    const float s = static_cast<float>(sourceBins - 1) / static_cast<float>(destinationBins - 1);
-    const float rescale = 1.0F / s;
-    for (int i = 0; i < destinationBins; ++i) {
-        const float f = s * static_cast<float>(i);
-        const int i0 = std::min(static_cast<int>(f), sourceBins - 1);
-        const float w = f - static_cast<float>(i0);
-        const int i1 = std::min(i0 + 1, sourceBins - 1);
-        widen(i, i0, i1, w, rescale);
-    }
-}
-
-float widened(float lower, float upper, float w, float rescale) {
-    return rescale * ((1.0F - w) * lower + w * upper);
-}
-
 template <typename T>
 int claheMap(T* image, const RoiInfo& roi, const float* lut, int bins, int tileWidth, int tileHeight, int gridWidth,
              int gridHeight) {
@@ -224,17 +206,30 @@ int computeClaheLut_gpu(const unsigned char* image, RoiInfo roi, float* hist, fl
     return claheLutFilt_gpu(curves.get(), lut, gridWidth, gridHeight);
 }
 
+LutWidening::LutWidening(int sourceBins, int destinationBins)
+    : m_sourceBins(sourceBins),
+      m_scale(static_cast<float>(sourceBins - 1) / static_cast<float>(destinationBins - 1)) {}
+
+LutWidening::Bin LutWidening::at(int destinationBin) const {
+    const float f = m_scale * static_cast<float>(destinationBin);
+    const int lower = std::min(static_cast<int>(f), m_sourceBins - 1);
+    return {lower, std::min(lower + 1, m_sourceBins - 1), f - static_cast<float>(lower)};
+}
+
 int resizeClaheLut(const float* source, int sourceBins, float* destination, int destinationBins, int gridWidth,
                    int gridHeight) {
     const std::ptrdiff_t tiles = tileCount(gridWidth, gridHeight);
-    forEachWidened(sourceBins, destinationBins, [=](int i, int i0, int i1, float w, float rescale) {
-        const float* lower = source + tiles * i0;
-        const float* upper = source + tiles * i1;
+    const LutWidening widening(sourceBins, destinationBins);
+    const float rescale = widening.rescale();
+    for (int i = 0; i < destinationBins; ++i) {
+        const LutWidening::Bin bin = widening.at(i);
+        const float* lower = source + tiles * bin.lower;
+        const float* upper = source + tiles * bin.upper;
         float* out = destination + tiles * i;
         for (std::ptrdiff_t tile = 0; tile < tiles; ++tile) {
-            out[tile] = widened(lower[tile], upper[tile], w, rescale);
+            out[tile] = rescale * ((1.0F - bin.weight) * lower[tile] + bin.weight * upper[tile]);
         }
-    });
+    }
     return 0;
 }
 

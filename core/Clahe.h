@@ -55,6 +55,25 @@ int claheLutFilt_gpu(const float* source, float* destination, int gridWidth, int
 // this one routine serves every back end.
 void clipHistogram(float* h, float largest, float claheStrength);
 
+// Where each bin of a widened table comes from.
+class LutWidening {
+public:
+    LutWidening(int sourceBins, int destinationBins);
+
+    struct Bin {
+        int lower;     // source bins
+        int upper;
+        float weight;  // of `upper`; `lower` weighs 1 - weight
+    };
+    Bin at(int destinationBin) const;
+    // Factor of every blended level: rescale x ((1 - weight) x lower + weight x upper).
+    float rescale() const { return 1.0F / m_scale; }
+
+private:
+    int m_sourceBins;
+    float m_scale;
+};
+
 // One axis of the mapping: tile coordinates of a sample position, clamped at the outer tile centres.
 class TileAxis {
 public:

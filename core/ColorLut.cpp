@@ -9,21 +9,6 @@ namespace huevance {
 
 namespace {
 
-// One coordinate of the lattice: the point at or below, the point above, and the weight of the latter.
-struct LatticeAxis {
-    int lower;
-    int upper;
-    float weight;
-
-    LatticeAxis(float coordinate, int latticeSize)
-        // Samples above the range (16-bit data wider than dataBit) use the last point.
-        : lower(std::min(static_cast<int>(coordinate), latticeSize - 1)),
-          upper(std::min(lower + 1, latticeSize - 1)),
-          weight(coordinate - static_cast<float>(lower)) {
-        weight = std::min(weight, 1.0F);
-    }
-};
-
 float mix(float lower, float upper, float weight) { return (1.0F - weight) * lower + weight * upper; }
 
 // Trilinear interpolation in one plane. The order of the steps is part of the result: axis B, then A, then Y, each as
@@ -69,6 +54,12 @@ void colorMapBlocks(T* image, const RoiInfo& roi, int first, int range, const fl
 }
 
 }  // namespace
+
+LatticeAxis::LatticeAxis(float coordinate, int latticeSize)
+    // Samples above the range (16-bit data wider than dataBit) use the last point.
+    : lower(std::min(static_cast<int>(coordinate), latticeSize - 1)),
+      upper(std::min(lower + 1, latticeSize - 1)),
+      weight(std::min(coordinate - static_cast<float>(lower), 1.0F)) {}
 
 int colorMap_8u(unsigned char* image, RoiInfo roi, IMAGE_FORMAT_TYPE type, int range, const float* lut, int latticeSize,
                 float strength) {

@@ -22,6 +22,15 @@ int colorMap_8u(unsigned char* image, RoiInfo roi, IMAGE_FORMAT_TYPE type, int r
 int colorMap_16u(unsigned short* image, RoiInfo roi, IMAGE_FORMAT_TYPE type, int range, const float* lut,
                  int latticeSize, float strength);
 
+// One coordinate of a look-up: the point at or below, the point above, and the weight of the latter.
+struct LatticeAxis {
+    LatticeAxis(float coordinate, int latticeSize);
+
+    int lower;
+    int upper;
+    float weight;
+};
+
 // destination[i] = source[i] x (destinationRange - 1) / (sourceRange - 1) for `count` values. Returns 0.
 int convertColorLut(const float* source, int sourceRange, float* destination, int destinationRange, int count);
 

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "core/Buffer.h"
 #include "jni/algocommon/ImageTypes.h"
 
 namespace huevance {
@@ -59,6 +60,11 @@ inline int blockColumns(const RoiInfo& roi) { return roi.width / 2; }
 inline std::size_t frameBytes(const RoiInfo& roi) {
     const auto rows = static_cast<std::int64_t>(roi.scanline) + roi.height / 2;
     return rows > 0 && roi.stride > 0 ? static_cast<std::size_t>(rows) * static_cast<std::size_t>(roi.stride) : 0;
+}
+
+// Bytes that a dump of a frame writes: scanline x 3 / 2, in whole rows on purpose, x stride.
+inline std::size_t dumpBytes(const RoiInfo& roi) {
+    return elementCount(roi.scanline, 3) / 2 * elementCount(roi.stride, 1);
 }
 
 // Whether the geometry has room for its own width and height; 16-bit rows must start at even addresses.

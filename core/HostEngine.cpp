@@ -23,7 +23,9 @@ int report(bool allocated, const char* what) {
 
 int HostEngine::setRoiInfo(RoiInfo roi) {
     ALOG_INFO("roiInfo: %d, %d, %d, %d", roi.width, roi.height, roi.stride, roi.scanline);
-    if (m_iDataBit != 8 && (m_iDataBit < 10 || m_iDataBit > 16)) {
+    m_stRoi8 = m_stRoi16 = {};
+    m_stTile = {};
+    if (!isDepthSupported()) {
         ALOG_ERROR("dataBit %d is not supported!", m_iDataBit);
         return -1;
     }
@@ -39,6 +41,31 @@ int HostEngine::setRoiInfo(RoiInfo roi) {
     }
     m_stTile = tileGeometry(m_stRoi8, m_iGridWidth, m_iGridHeight, m_iSampRate);
     return 0;
+}
+
+int HostEngine::captureMalloc(const char* directory, RoiInfo roi) {
+    // The engine may still hold what another handle set up, perhaps for another bit depth.
+    captureFree();
+    if (setSensorPath(directory) != 0) {
+        return -1;
+    }
+    readPhotoSet();
+    if (setRoiInfo(roi) != 0 || portraitMaskMalloc() != 0 || backUpYuvMalloc() != 0 || claheLutMalloc() != 0 ||
+        curveLutMalloc() != 0 || colorLutMalloc() != 0) {
+        captureFree();
+        return -1;
+    }
+    return 0;
+}
+
+void HostEngine::captureFree() {
+    colorLutFree();
+    curveLutFree();
+    claheLutFree();
+    backUpYuvFree();
+    portraitMaskFree();
+    // The host may free its mask from here on.
+    forgetHostMask();
 }
 
 int HostEngine::portraitMaskMalloc() {
@@ -147,10 +174,30 @@ int HostEngine::checkFrame(const void* frame) const {
     return 0;
 }
 
+// Buffers are asked for their sizes, not only for their existence: the depth may have changed since they were made.
+
+bool HostEngine::isClaheReady() const {
+    if (m_stTile.tileWidth < 1 || m_stTile.tileHeight < 1) {
+        return true;  // the stage will refuse the grid and use no table
+    }
+    return m_gridLut.size() == elementCount(m_iGridWidth, m_iGridHeight, kBins8) &&
+           m_gridLut16.size() == elementCount(m_iGridWidth, m_iGridHeight, is16Bit() ? bins16() : 0) &&
+           isWorkingCopyReady();
+}
+
+bool HostEngine::isWorkingCopyReady() const {
+    return !is16Bit() || m_workingCopy.size() == frameBytes(m_stRoi8);
+}
+
+bool HostEngine::isCurveReady() const {
+    return !m_yCurve.empty() && m_yCurve16.size() == (is16Bit() ? static_cast<std::size_t>(bins16()) : 0);
+}
+
+bool HostEngine::isColorReady() const { return !m_colorLut.empty() && m_colorLut16.empty() == !is16Bit(); }
+
 int HostEngine::checkCapture() const {
-    const bool ready = !m_backup.empty() && !m_yCurve.empty() && !m_colorLut.empty() &&
-                       (m_stTile.tileWidth == 0 || m_stTile.tileHeight == 0 || !m_gridLut.empty()) &&
-                       (!is16Bit() || (!m_workingCopy.empty() && !m_yCurve16.empty() && !m_colorLut16.empty()));
+    const bool ready = isDepthSupported() && m_backup.size() == frameBytes(frameRoi()) &&
+                       isClaheReady() && isWorkingCopyReady() && isCurveReady() && isColorReady();
     if (!ready) {
         ALOG_ERROR("capture is not set up!");
     }
@@ -159,11 +206,9 @@ int HostEngine::checkCapture() const {
 
 int HostEngine::checkPreview() const {
     const StageSwitches on = switches();
-    const bool ready = m_scenes.hasStrengths(m_iSceneNum) &&
-                       (!on.clahe || m_stTile.tileWidth == 0 || m_stTile.tileHeight == 0 || !m_gridLut.empty()) &&
-                       (!on.clahe || !is16Bit() || !m_workingCopy.empty()) &&
-                       (!on.curve || (m_scenes.hasCurves(m_iSceneNum) && !m_yCurve.empty())) &&
-                       (!on.colorMap || (m_scenes.hasColors(m_iSceneNum) && !m_colorLut.empty()));
+    const bool ready = isDepthSupported() && m_scenes.hasStrengths(m_iSceneNum) && (!on.clahe || isClaheReady()) &&
+                       (!on.curve || (m_scenes.hasCurves(m_iSceneNum) && isCurveReady())) &&
+                       (!on.colorMap || (m_scenes.hasColors(m_iSceneNum) && isColorReady()));
     if (!ready) {
         ALOG_ERROR("preview is not set up!");
     }
@@ -181,6 +226,21 @@ int HostEngine::checkHostMask() const {
         return -1;
     }
     return 0;
+}
+
+int HostEngine::checkMask(const char* who) const {
+    const bool missing =
+        (m_iMaskSource == kMaskSkin && m_skinMask.empty()) || (m_iMaskSource == kMaskHost && m_pfMask == nullptr);
+    if (missing) {
+        ALOG_ERROR("%sportrait mask pointer is NULL!", who);
+        return -1;
+    }
+    const bool protect = switches().portraitProtect;
+    if (protect && m_iMaskSource == kMaskNone) {
+        ALOG_ERROR("%smask source is 0, however portrait protect switch is 1!", who);
+        return -1;
+    }
+    return protect && m_iMaskSource == kMaskHost ? checkHostMask() : 0;
 }
 
 int HostEngine::setYuvType(IMAGE_FORMAT_TYPE type) {
@@ -369,6 +429,37 @@ int HostEngine::portraitProtect() {
         return m_kernels.portraitProtect_16u(backup16(), m_stRoi16, m_pusImage16, m_stRoi16, mask, maskRoi);
     }
     return m_kernels.portraitProtect_8u(backup8(), m_stRoi8, m_pucImage8, m_stRoi8, mask, maskRoi);
+}
+
+int HostEngine::prepareStage(Stage stage, int table) {
+    switch (stage) {
+        case Stage::kClahe:
+            return setClaheLut();
+        case Stage::kCurve:
+            return readCurveLut(table);
+        case Stage::kColorMap:
+            return readColorLut(table);
+        case Stage::kColorCorrect:
+        case Stage::kPortraitProtect:
+            break;
+    }
+    return 0;
+}
+
+int HostEngine::runStage(Stage stage) {
+    switch (stage) {
+        case Stage::kClahe:
+            return claheMap();
+        case Stage::kCurve:
+            return curveMap();
+        case Stage::kColorCorrect:
+            return colorCorrect();
+        case Stage::kColorMap:
+            return colorMap();
+        case Stage::kPortraitProtect:
+            return portraitProtect();
+    }
+    return 0;
 }
 
 int HostEngine::portraitLightUp() { return 0; }

@@ -25,6 +25,11 @@ public:
     // Keeps the geometry of the frames and derives the tiles; call it after the tuning was read. -1 with one error line
     // when the bit depth is none of 8 and 10 to 16, or the geometry overflows.
     int setRoiInfo(RoiInfo roi);
+    // All steps of a capture's set-up, in order, each only after the one before succeeded: setSensorPath, readPhotoSet,
+    // setRoiInfo, and the five buffers of a capture, whatever the switches say. -1 releases the buffers again.
+    // captureFree also forgets the host's mask.
+    int captureMalloc(const char* directory, RoiInfo roi);
+    void captureFree();
     int portraitMaskMalloc();
     int backUpYuvMalloc();
     int claheLutMalloc();
@@ -52,9 +57,11 @@ public:
     // --- Checks before a frame is touched: 0, or -1 with one error line ---
 
     int checkFrame(const void* frame) const;     // null, or a geometry that cannot hold the frame
-    int checkCapture() const;                    // buffers of a capture are missing
-    int checkPreview() const;                    // buffers of a preview stream are missing
+    int checkCapture() const;                    // buffers of a capture are missing, or made for another depth or size
+    int checkPreview() const;                    // the same for the stages of a preview stream
     int checkHostMask() const;                   // the host's mask does not cover the frame
+    // The mask that the tuning asks for is missing or unusable. The two lines about a missing mask begin with `who`.
+    int checkMask(const char* who) const;
 
     // --- One frame ---
 
@@ -75,10 +82,17 @@ public:
     int setSkinColor();
     int setPortraitLut();  // called by no pipeline
     int portraitProtect();
-    int portraitLightUp();  // on purpose does nothing
+    // The tables of a stage for one scene table: setClaheLut, readCurveLut, readColorLut, or nothing.
+    int prepareStage(Stage stage, int table);
+    // The stage itself.
+    int runStage(Stage stage);
+    int portraitLightUp();  // on purpose does nothing: no kernel lights portraits up
 
+    // Whether claheMap has tables to map with: the last setClaheLut succeeded on a grid that fits the frame.
+    bool claheUsable() const { return m_bClaheUsable; }
     bool is16Bit() const { return m_iDataBit != 8; }
-    int bins16() const { return 1 << m_iDataBit; }
+    // Levels of 16-bit samples; 0 for an unsupported depth.
+    int bins16() const { return isDepthSupported() ? 1 << m_iDataBit : 0; }
     // The geometry of the host's frames.
     const RoiInfo& frameRoi() const { return is16Bit() ? m_stRoi16 : m_stRoi8; }
 
@@ -115,6 +129,11 @@ protected:
 private:
     unsigned char* backup8() { return m_backup.get(); }
     unsigned short* backup16() { return reinterpret_cast<unsigned short*>(m_backup.get()); }
+    bool isDepthSupported() const { return m_iDataBit == 8 || (m_iDataBit >= 10 && m_iDataBit <= 16); }
+    bool isClaheReady() const;
+    bool isWorkingCopyReady() const;
+    bool isCurveReady() const;
+    bool isColorReady() const;
     void narrowToWorkingCopy();
     void widenCurves();
     void widenColors();

@@ -12,9 +12,9 @@ namespace huevance {
 
 namespace {
 
-float distance(float u, float v, float u0, float v0) {
-    const float du = u - u0;
-    const float dv = v - v0;
+float distance(float u, float v, const ChromaPoint& point) {
+    const float du = u - point.u;
+    const float dv = v - point.v;
     return std::sqrt(du * du + dv * dv);
 }
 
@@ -54,23 +54,28 @@ void protect(const T* backup, const RoiInfo& backupRoi, T* processed, const RoiI
 }  // namespace
 
 float skinProbability(float u, float v) {
-    const float d1 = distance(u, v, 0.40378553F, 0.64456809F);
-    const float d2 = distance(u, v, 0.48221445F, 0.57143188F);
-    return std::min(0.14F / ((d1 + d2) + 1e-16F), 1.0F);
+    const float d1 = distance(u, v, kSkinPoints[0]);
+    const float d2 = distance(u, v, kSkinPoints[1]);
+    return std::min(kSkinReach / ((d1 + d2) + 1e-16F), 1.0F);
 }
 
-int skinColorDetect(const unsigned char* image, RoiInfo roi, IMAGE_FORMAT_TYPE type, float* mask, RoiInfo maskRoi) {
-    int placeOfU = 0;
+std::optional<int> skinPlaceOfU(IMAGE_FORMAT_TYPE type) {
     switch (static_cast<int>(type)) {
         case IMAGE_FORMAT_TYPE_NV12:
         case IMAGE_FORMAT_TYPE_YUV16_LOW:
         case IMAGE_FORMAT_TYPE_YUV16_HIGH:
-            break;
-        case IMAGE_FORMAT_TYPE_NV21:
-            placeOfU = 1;
-            break;
-        default:
             return 0;
+        case IMAGE_FORMAT_TYPE_NV21:
+            return 1;
+        default:
+            return std::nullopt;
+    }
+}
+
+int skinColorDetect(const unsigned char* image, RoiInfo roi, IMAGE_FORMAT_TYPE type, float* mask, RoiInfo maskRoi) {
+    const std::optional<int> placeOfU = skinPlaceOfU(type);
+    if (!placeOfU) {
+        return 0;
     }
     const PlaneView<const unsigned char> chroma = chromaPlane(image, roi);
     const PlaneView<float> cells = maskPlane(mask, maskRoi);
@@ -79,8 +84,8 @@ int skinColorDetect(const unsigned char* image, RoiInfo roi, IMAGE_FORMAT_TYPE t
         float* top = cells.row(2 * j);
         float* bottom = cells.row(2 * j + 1);
         for (int x = 0; x < 2 * blockColumns(roi); x += 2) {
-            const float u = static_cast<float>(row[x + placeOfU]) / 255.0F;
-            const float v = static_cast<float>(row[x + 1 - placeOfU]) / 255.0F;
+            const float u = static_cast<float>(row[x + *placeOfU]) / 255.0F;
+            const float v = static_cast<float>(row[x + 1 - *placeOfU]) / 255.0F;
             top[x] = top[x + 1] = bottom[x] = bottom[x + 1] = skinProbability(u, v);
         }
     }

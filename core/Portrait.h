@@ -3,9 +3,22 @@
 // A mask holds one float per luma sample, 0 (no protection) to 1 (full protection), in rows of its own stride in bytes.
 #pragma once
 
+#include <optional>
+
 #include "jni/algocommon/ImageTypes.h"
 
 namespace huevance {
+
+// The ends of the segment in the chroma plane (samples divided by 255) that skin lies around.
+struct ChromaPoint {
+    float u, v;
+};
+inline constexpr ChromaPoint kSkinPoints[2] = {{0.40378553F, 0.64456809F}, {0.48221445F, 0.57143188F}};
+// Summed distance from both points up to which the probability is 1.
+inline constexpr float kSkinReach = 0.14F;
+
+// The place of U in a chroma pair, 0 or 1, or nothing for a format in which skin is not detected.
+std::optional<int> skinPlaceOfU(IMAGE_FORMAT_TYPE type);
 
 // Skin probability of one chroma pair, each sample divided by 255: 1 on and near the segment between two reference
 // points, falling off with the summed distance.

@@ -52,6 +52,7 @@ void readFloatIfThere(const char* section, const char* key, const char* path, fl
 int TuningSet::setSensorPath(const char* path) {
     if (path == nullptr) {
         ALOG_ERROR("pcSensorPath is NULL!");
+        m_acSensorPath[0] = '\0';
         return -1;
     }
     ALOG_INFO("pcSensorPath: %s", path);

@@ -67,23 +67,14 @@ int CHuevanceFrame_CPU::enhance(void* yuv, IMAGE_FORMAT_TYPE type, int scene) {
     const int counter = m_fade.counter();
     engine.fuseHvcParam(previous, table, counter);
     for (const Stage stage : huevance::planPreview(engine.switches())) {
-        switch (stage) {
-            case Stage::kClahe:
-                engine.setClaheLut();
-                engine.claheMap();
-                break;
-            case Stage::kCurve:
-                engine.fuseCurveLut(previous, table, counter);
-                engine.curveMap();
-                break;
-            case Stage::kColorMap:
-                engine.fuseColorLut(previous, table, counter);
-                engine.colorMap();
-                break;
-            case Stage::kColorCorrect:
-            case Stage::kPortraitProtect:
-                break;  // never planned for preview
+        if (stage == Stage::kClahe) {
+            engine.setClaheLut();
+        } else if (stage == Stage::kCurve) {
+            engine.fuseCurveLut(previous, table, counter);
+        } else if (stage == Stage::kColorMap) {
+            engine.fuseColorLut(previous, table, counter);
         }
+        engine.runStage(stage);
     }
     engine.getDstYuv(yuv);
     m_fade.end(engine.m_iTransFrameNum);

@@ -3,7 +3,6 @@
 #include <cstdio>
 
 #include "cpu/PipelineSteps.h"
-#include "jni/algocommon/LogPrintf.h"
 
 using huevance::Stage;
 
@@ -16,45 +15,6 @@ const RoiInfo& dumpRoi(const CHuevance_CPU& engine) {
     return engine.m_iDataBit == 256 ? engine.m_stRoi8 : engine.m_stRoi16;
 }
 
-// The mask that the tuning asks for. 0, or -1 with one error line.
-int checkMask(const CHuevance_CPU& engine) {
-    const bool missing = (engine.m_iMaskSource == huevance::kMaskSkin && engine.m_skinMask.empty()) ||
-                         (engine.m_iMaskSource == huevance::kMaskHost && engine.m_pfMask == nullptr);
-    if (missing) {
-        ALOG_ERROR("portrait mask pointer is NULL!");
-        return -1;
-    }
-    const bool protect = engine.switches().portraitProtect;
-    if (protect && engine.m_iMaskSource == huevance::kMaskNone) {
-        ALOG_ERROR("mask source is 0, however portrait protect switch is 1!");
-        return -1;
-    }
-    return protect && engine.m_iMaskSource == huevance::kMaskHost ? engine.checkHostMask() : 0;
-}
-
-void runStage(CHuevance_CPU& engine, Stage stage, int table) {
-    switch (stage) {
-        case Stage::kClahe:
-            engine.setClaheLut();
-            engine.claheMap();
-            break;
-        case Stage::kCurve:
-            engine.readCurveLut(table);
-            engine.curveMap();
-            break;
-        case Stage::kColorCorrect:
-            engine.colorCorrect();
-            break;
-        case Stage::kColorMap:
-            engine.readColorLut(table);
-            engine.colorMap();
-            break;
-        case Stage::kPortraitProtect:
-            engine.portraitProtect();
-            break;
-    }
-}
-
 int enhance(CHuevance_CPU& engine, void* yuv, IMAGE_FORMAT_TYPE type, int scene) {
     const int table = engine.tableOfScene(scene);
     if (table < 0) {
@@ -63,7 +23,7 @@ int enhance(CHuevance_CPU& engine, void* yuv, IMAGE_FORMAT_TYPE type, int scene)
     engine.setYuvType(type);
     engine.readHvcParam(table);
     // Before setDstYuv, which shifts high-aligned samples in place: a refused frame stays as it was.
-    if (checkMask(engine) != 0 || engine.checkCapture() != 0) {
+    if (engine.checkMask("") != 0 || engine.checkCapture() != 0) {
         return -1;
     }
     engine.setDstYuv(yuv);
@@ -75,7 +35,8 @@ int enhance(CHuevance_CPU& engine, void* yuv, IMAGE_FORMAT_TYPE type, int scene)
         engine.sdYuvBackup();
     }
     for (const Stage stage : huevance::planCapture(on)) {
-        runStage(engine, stage, table);
+        engine.prepareStage(stage, table);
+        engine.runStage(stage);
     }
     engine.getDstYuv(yuv);
     cpu::logStrengths(engine);
@@ -90,19 +51,7 @@ int CHuevancePhoto_CPU::setDataBit(int dataBit) {
 }
 
 int CHuevancePhoto_CPU::malloc(char* directory, RoiInfo roi) {
-    CHuevance_CPU& engine = g_photoEngine;
-    // The engine may still hold what another handle set up, perhaps for another bit depth.
-    free();
-    if (engine.setSensorPath(directory) != 0) {
-        return -1;
-    }
-    engine.readPhotoSet();
-    if (engine.setRoiInfo(roi) != 0 || engine.portraitMaskMalloc() != 0 || engine.backUpYuvMalloc() != 0 ||
-        engine.claheLutMalloc() != 0 || engine.curveLutMalloc() != 0 || engine.colorLutMalloc() != 0) {
-        free();
-        return -1;
-    }
-    return 0;
+    return g_photoEngine.captureMalloc(directory, roi);
 }
 
 int CHuevancePhoto_CPU::setExtParam(char* key, void* value) { return g_photoEngine.setExtParam(key, value); }
@@ -127,13 +76,6 @@ int CHuevancePhoto_CPU::process(void* yuv, IMAGE_FORMAT_TYPE type, int scene) {
 }
 
 int CHuevancePhoto_CPU::free() {
-    CHuevance_CPU& engine = g_photoEngine;
-    engine.colorLutFree();
-    engine.curveLutFree();
-    engine.claheLutFree();
-    engine.backUpYuvFree();
-    engine.portraitMaskFree();
-    // The host may free its mask from here on.
-    engine.forgetHostMask();
+    g_photoEngine.captureFree();
     return 0;
 }

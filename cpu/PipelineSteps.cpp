@@ -22,8 +22,7 @@ void logStrengths(const CHuevance_CPU& engine) {
 
 void dumpFrame(const void* frame, const RoiInfo& roi, const char* failure) {
     const char name[512] = {};
-    const std::size_t bytes = huevance::elementCount(roi.scanline, 3) / 2 * huevance::elementCount(roi.stride, 1);
-    if (!saveBuffer(name, frame, bytes)) {
+    if (!saveBuffer(name, frame, huevance::dumpBytes(roi))) {
         ALOG_ERROR("%s", failure);
     }
 }

@@ -2,6 +2,7 @@
 
 #include "cpu/HuevancePhoto_CPU.h"
 #include "jni/DispatchShims.h"
+#include "neon/HuevancePhoto_NEON.h"
 #include "ogl/HuevancePhoto_OGL.h"
 
 namespace {
@@ -45,6 +46,11 @@ constexpr Row kRows[] = {
          return HuevancePhotoProcess_CPU(handle, image.planes[0].data, image.format, scene);
      },
      HuevancePhotoFree_CPU},
+    {"NEON", HuevancePhotoMalloc_NEON, HuevancePhotoSetExtParam_NEON,
+     [](void* handle, Image& image, int scene) {
+         return HuevancePhotoProcess_NEON(handle, image.planes[0].data, image.format, scene);
+     },
+     HuevancePhotoFree_NEON},
     {"OGL", HuevancePhotoMalloc_OGL, HuevancePhotoSetExtParam_OGL,
      [](void* handle, Image& image, int scene) {
          // Without a hardware buffer nothing is processed, on purpose without a word.
@@ -107,10 +113,22 @@ int HuevancePhotoProcess_CPU(void* handle, void* data, IMAGE_FORMAT_TYPE format,
 
 int HuevancePhotoFree_CPU(void* handle) { return freeHost<CHuevancePhoto_CPU>(handle); }
 
-int HuevancePhotoMalloc_NEON(char*, RoiInfo, int, void**) { return 0; }
-int HuevancePhotoSetExtParam_NEON(void*, char*, void*) { return 0; }
-int HuevancePhotoProcess_NEON(void*, void*, IMAGE_FORMAT_TYPE, int) { return 0; }
-int HuevancePhotoFree_NEON(void* handle) { return dispatch::refuseNull(handle, kFreeNullText); }
+int HuevancePhotoMalloc_NEON(char* directory, RoiInfo size, int dataBit, void** handle) {
+    return mallocHost<CHuevancePhoto_NEON>(directory, size, dataBit, handle);
+}
+
+int HuevancePhotoSetExtParam_NEON(void* handle, char* key, void* value) {
+    return setHost<CHuevancePhoto_NEON>(handle, key, value);
+}
+
+int HuevancePhotoProcess_NEON(void* handle, void* data, IMAGE_FORMAT_TYPE format, int scene) {
+    return dispatch::forwardTimed<CHuevancePhoto_NEON>(
+        handle, "Huevance in NEON run time is %.2fms\n",
+        {"HuevancePhotoProcess_NEON succeeded!\n", "HuevancePhotoProcess_NEON failed!\n"},
+        [=](CHuevancePhoto_NEON& photo) { return photo.process(data, format, scene); });
+}
+
+int HuevancePhotoFree_NEON(void* handle) { return freeHost<CHuevancePhoto_NEON>(handle); }
 
 int HuevancePhotoMalloc_OGL(char* directory, RoiInfo size, int dataBit, void** handle) {
     return dispatch::create<CHuevancePhoto_OGL>(

@@ -18,8 +18,6 @@ HUEVANCE_EXPORT int HuevancePhotoMalloc_CPU(char* directory, RoiInfo size, int d
 HUEVANCE_EXPORT int HuevancePhotoSetExtParam_CPU(void* handle, char* key, void* value);
 HUEVANCE_EXPORT int HuevancePhotoProcess_CPU(void* handle, void* data, IMAGE_FORMAT_TYPE format, int scene);
 HUEVANCE_EXPORT int HuevancePhotoFree_CPU(void* handle);
-
-// The NEON back end is not part of this build: these answer like an unknown name.
 HUEVANCE_EXPORT int HuevancePhotoMalloc_NEON(char* directory, RoiInfo size, int dataBit, void** handle);
 HUEVANCE_EXPORT int HuevancePhotoSetExtParam_NEON(void* handle, char* key, void* value);
 HUEVANCE_EXPORT int HuevancePhotoProcess_NEON(void* handle, void* data, IMAGE_FORMAT_TYPE format, int scene);

@@ -16,7 +16,7 @@ struct LogLine {
 void PrintTo(const LogLine& line, std::ostream* out);
 
 class LogCapture {
-public:
+  public:
     LogCapture();
     ~LogCapture();
     LogCapture(const LogCapture&) = delete;
@@ -27,9 +27,13 @@ public:
     std::vector<std::string> texts(int priority) const;
     // All texts, in order.
     std::vector<std::string> texts() const;
+    // The texts under one tag, in order.
+    std::vector<std::string> tagged(const std::string& tag) const;
+    // The lines of the host-facing modules' logger ("Algorithm"), in order, as hostLine() writes them.
+    std::vector<std::string> hostLines() const;
     void clear() { m_lines.clear(); }
 
-private:
+  private:
     static void sink(void* self, int priority, const char* tag, const char* text);
     std::vector<LogLine> m_lines;
 };
@@ -37,5 +41,14 @@ private:
 inline constexpr int kInfo = 4;
 inline constexpr int kError = 6;
 inline constexpr const char* kVersionTag = "Huevance_V2.3.2.2";
+inline constexpr const char* kHostTag = "Algorithm";
+
+// "[ERROR][ <file> ] #  <function>() <message>": a line of the host-facing modules with "#" for its line
+// number.
+std::string hostLine(const std::string& file, const std::string& function, const std::string& message,
+                     const char* kind = "ERROR");
+
+// printf into a string, for messages with pointers in them.
+std::string format(const char* text, ...) __attribute__((format(printf, 1, 2)));
 
 }  // namespace test

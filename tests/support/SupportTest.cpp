@@ -3,16 +3,23 @@
 
 #include <cstdio>
 
+#include "tests/support/DeathTest.h"
 #include "tests/support/Frames.h"
 #include "tests/support/StdoutCapture.h"
 
 namespace {
 
 TEST(GuardedMemoryDeathTest, EndsAtAnUnreadablePage) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    test::startDeathTestsSafely();
     test::GuardedMemory memory(100);
     memory.data()[99] = 1;
-    EXPECT_DEATH({ static_cast<volatile unsigned char*>(memory.data())[100] = 1; }, "");
+    EXPECT_DEATH(
+        {
+            std::fputs("still alive", stderr);
+            static_cast<volatile unsigned char*>(memory.data())[100] = 1;
+            std::fputs("past the end", stderr);
+        },
+        "still alive");
 }
 
 TEST(Frame, SeesATouchedPaddingByte) {

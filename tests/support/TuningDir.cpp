@@ -26,6 +26,8 @@ TuningDir::~TuningDir() {
 }
 
 void TuningDir::write(const std::string& file, const std::string& bytes) const {
+    // A new file each time: truncating an existing one makes some file systems wait for the disk.
+    fs::remove(m_path + "/" + file);
     std::ofstream out(m_path + "/" + file, std::ios::binary);
     out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     if (!out.flush()) {

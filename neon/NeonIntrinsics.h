@@ -1,0 +1,343 @@
+// The vector instructions of this back end: AArch64's own, or their emulation on the other machines that
+// build and test the library. The only file that includes either. The emulation lacks division, square roots
+// and more, and emulates some instructions slowly: everything that is not a plain lane-wise operation is
+// wrapped here, with one meaning everywhere.
+//
+// Bytes must not depend on the machine: there are no estimates and no fused multiply-adds, and a product that
+// is added to something is vmulq, then vaddq.
+#pragma once
+
+#include <bit>
+#include <cstdint>
+#include <cstring>
+
+#if defined(__aarch64__)
+#include <arm_neon.h>
+#else
+#define SIMDE_ENABLE_NATIVE_ALIASES
+#include <simde/arm/neon.h>
+#include <simde/x86/sse4.1.h>
+#endif
+
+namespace huevance::neon {
+
+#if !defined(__aarch64__)
+// Between the emulation's integer vectors and the machine's one.
+template <typename Vector>
+inline simde__m128i bits(Vector a) {
+    return std::bit_cast<simde__m128i>(a);
+}
+template <typename Vector>
+inline Vector as(simde__m128i a) {
+    return std::bit_cast<Vector>(a);
+}
+#endif
+
+inline float32x4_t divide(float32x4_t a, float32x4_t b) {
+#if defined(__aarch64__)
+    return vdivq_f32(a, b);
+#else
+    return simde_mm_div_ps(a, b);
+#endif
+}
+
+inline float32x4_t squareRoot(float32x4_t a) {
+#if defined(__aarch64__)
+    return vsqrtq_f32(a);
+#else
+    return simde_mm_sqrt_ps(a);
+#endif
+}
+
+// Toward zero, as floats.
+inline float32x4_t truncate(float32x4_t a) {
+#if defined(__aarch64__)
+    return vrndq_f32(a);
+#else
+    return simde_mm_round_ps(a, SIMDE_MM_FROUND_TO_ZERO);
+#endif
+}
+
+// Toward zero. Values must fit an int.
+inline int32x4_t toInts(float32x4_t a) {
+#if defined(__aarch64__)
+    return vcvtq_s32_f32(a);
+#else
+    return as<int32x4_t>(simde_mm_cvttps_epi32(a));
+#endif
+}
+
+inline float32x4_t smallest(float32x4_t a, float32x4_t b) {
+#if defined(__aarch64__)
+    return vminq_f32(a, b);
+#else
+    return simde_mm_min_ps(a, b);
+#endif
+}
+
+inline float32x4_t largest(float32x4_t a, float32x4_t b) {
+#if defined(__aarch64__)
+    return vmaxq_f32(a, b);
+#else
+    return simde_mm_max_ps(a, b);
+#endif
+}
+
+// To 0 .. max; not-a-number becomes 0.
+inline float32x4_t clampLevels(float32x4_t a, float32x4_t max) {
+#if defined(__aarch64__)
+    return vminq_f32(vmaxnmq_f32(a, vdupq_n_f32(0.0F)), max);
+#else
+    return simde_mm_min_ps(simde_mm_max_ps(a, simde_mm_setzero_ps()),
+                           max);  // of a not-a-number, max_ps takes the other
+#endif
+}
+
+// {a0 + a1, a2 + a3, b0 + b1, b2 + b3}
+inline float32x4_t addPairs(float32x4_t a, float32x4_t b) {
+#if defined(__aarch64__)
+    return vpaddq_f32(a, b);
+#else
+    return simde_mm_add_ps(simde_mm_shuffle_ps(a, b, 0x88), simde_mm_shuffle_ps(a, b, 0xDD));
+#endif
+}
+
+// {a[0], a[1], b[0], b[1]}
+inline float32x4_t loadTwoPairs(const float* a, const float* b) {
+#if defined(__aarch64__)
+    return vcombine_f32(vld1_f32(a), vld1_f32(b));
+#else
+    double low;
+    double high;
+    std::memcpy(&low, a, sizeof(low));
+    std::memcpy(&high, b, sizeof(high));
+    return simde_mm_castpd_ps(simde_mm_set_pd(high, low));
+#endif
+}
+
+// All lanes lane `kLane` of `a`.
+template <int kLane>
+inline float32x4_t repeatLane(float32x4_t a) {
+#if defined(__aarch64__)
+    return vdupq_laneq_f32(a, kLane);
+#else
+    return simde_mm_castsi128_ps(simde_mm_shuffle_epi32(simde_mm_castps_si128(a), kLane * 0x55));
+#endif
+}
+
+// --- Integers to floats ---
+
+inline float32x4_t toFloats(uint32x4_t a) {
+    return vcvtq_f32_s32(vreinterpretq_s32_u32(a));
+}  // below 2^31
+
+struct Floats8 {
+    float32x4_t low, high;
+};
+inline Floats8 toFloats(uint16x8_t a) {
+    const uint16x8_t zero = vdupq_n_u16(0);
+    return {toFloats(vreinterpretq_u32_u16(vzip1q_u16(a, zero))),
+            toFloats(vreinterpretq_u32_u16(vzip2q_u16(a, zero)))};
+}
+
+struct Floats16 {
+    float32x4_t quarter[4];
+};
+inline Floats16 toFloats(uint8x16_t a) {
+#if defined(__aarch64__)
+    // One table look-up spreads four bytes over four lanes; an index out of range gives 0.
+    constexpr std::uint32_t kNone = 0xFFFFFF00U;
+    const auto spread = [a](std::uint32_t first) {
+        const uint32x4_t lanes = {kNone + first, kNone + first + 1, kNone + first + 2, kNone + first + 3};
+        return vcvtq_f32_u32(vreinterpretq_u32_u8(vqtbl1q_u8(a, vreinterpretq_u8_u32(lanes))));
+    };
+    return {{spread(0), spread(4), spread(8), spread(12)}};
+#else
+    const uint8x16_t zero = vdupq_n_u8(0);
+    const Floats8 low = toFloats(vreinterpretq_u16_u8(vzip1q_u8(a, zero)));
+    const Floats8 high = toFloats(vreinterpretq_u16_u8(vzip2q_u8(a, zero)));
+    return {{low.low, low.high, high.low, high.high}};
+#endif
+}
+
+// The even and the odd samples of 16 bytes, as floats.
+struct FloatPairs8 {
+    Floats8 first, second;
+};
+inline FloatPairs8 toFloatPairs(uint8x16_t a) {
+#if defined(__aarch64__)
+    constexpr std::uint32_t kNone = 0xFFFFFF00U;
+    const auto spread = [a](std::uint32_t first) {
+        const uint32x4_t lanes = {kNone + first, kNone + first + 2, kNone + first + 4, kNone + first + 6};
+        return vcvtq_f32_u32(vreinterpretq_u32_u8(vqtbl1q_u8(a, vreinterpretq_u8_u32(lanes))));
+    };
+    return {{spread(0), spread(8)}, {spread(1), spread(9)}};
+#else
+    const uint16x8_t pairs = vreinterpretq_u16_u8(a);
+    return {toFloats(vandq_u16(pairs, vdupq_n_u16(0xFF))), toFloats(vshrq_n_u16(pairs, 8))};
+#endif
+}
+
+// Sums of neighbouring samples: 0 + 1, 2 + 3, ...
+inline uint16x8_t sumPairs(uint8x16_t a) {
+    return vpaddlq_u8(a);
+}
+inline uint32x4_t sumPairs(uint16x8_t a) {
+#if defined(__aarch64__)
+    return vpaddlq_u16(a);
+#else
+    const uint32x4_t pairs = vreinterpretq_u32_u16(a);
+    return vaddq_u32(vandq_u32(pairs, vdupq_n_u32(0xFFFF)), vshrq_n_u32(pairs, 16));
+#endif
+}
+
+// --- Narrowing ---
+
+// Values of 0 .. 65535.
+inline uint16x8_t packShorts(int32x4_t a, int32x4_t b) {
+#if defined(__aarch64__)
+    return vuzp1q_u16(vreinterpretq_u16_s32(a), vreinterpretq_u16_s32(b));
+#else
+    return as<uint16x8_t>(simde_mm_packus_epi32(bits(a), bits(b)));
+#endif
+}
+
+// Values of 0 .. 255.
+inline uint8x16_t packBytes(uint16x8_t a, uint16x8_t b) {
+#if defined(__aarch64__)
+    return vuzp1q_u8(vreinterpretq_u8_u16(a), vreinterpretq_u8_u16(b));
+#else
+    return as<uint8x16_t>(simde_mm_packus_epi16(bits(a), bits(b)));
+#endif
+}
+
+// The low 8 bits of each sample.
+inline uint8x16_t packLowBytes(uint16x8_t a, uint16x8_t b) {
+    return packBytes(vandq_u16(a, vdupq_n_u16(0xFF)), vandq_u16(b, vdupq_n_u16(0xFF)));
+}
+
+// Toward zero. Values must be above -1 and below 256.
+inline uint8x16_t toBytes(const Floats16& a) {
+    const auto& q = a.quarter;
+    return packBytes(packShorts(toInts(q[0]), toInts(q[1])), packShorts(toInts(q[2]), toInts(q[3])));
+}
+
+// Toward zero, to 0 .. 255; not-a-number becomes 0.
+inline uint8x16_t toBytesSaturated(const Floats16& a) {
+    const auto& q = a.quarter;
+#if defined(__aarch64__)
+    const auto shorts = [](float32x4_t low, float32x4_t high) {
+        return vqmovun_high_s32(vqmovun_s32(vcvtq_s32_f32(low)), vcvtq_s32_f32(high));
+    };
+    return vqmovn_high_u16(vqmovn_u16(shorts(q[0], q[1])), shorts(q[2], q[3]));
+#else
+    const float32x4_t max = vdupq_n_f32(255.0F);
+    // A not-a-number stays one and becomes the smallest int, which the packs saturate to 0.
+    const auto ints = [max](float32x4_t x) { return simde_mm_cvttps_epi32(simde_mm_min_ps(max, x)); };
+    return as<uint8x16_t>(simde_mm_packus_epi16(simde_mm_packs_epi32(ints(q[0]), ints(q[1])),
+                                                simde_mm_packs_epi32(ints(q[2]), ints(q[3]))));
+#endif
+}
+
+// --- Eight samples of either depth, widened to 16 bits ---
+
+inline uint16x8_t load8(const unsigned char* samples) {
+#if defined(__aarch64__)
+    return vmovl_u8(vld1_u8(samples));
+#else
+    return as<uint16x8_t>(simde_mm_unpacklo_epi8(
+        simde_mm_loadl_epi64(reinterpret_cast<const simde__m128i*>(samples)), simde_mm_setzero_si128()));
+#endif
+}
+inline uint16x8_t load8(const unsigned short* samples) {
+    return vld1q_u16(samples);
+}
+
+// Values of 0 .. 255.
+inline void store8(unsigned char* samples, uint16x8_t a) {
+#if defined(__aarch64__)
+    vst1_u8(samples, vmovn_u16(a));
+#else
+    simde_mm_storel_epi64(reinterpret_cast<simde__m128i*>(samples), simde_mm_packus_epi16(bits(a), bits(a)));
+#endif
+}
+inline void store8(unsigned short* samples, uint16x8_t a) {
+    vst1q_u16(samples, a);
+}
+
+// --- Shifts of 16-bit samples by 0 .. 15 ---
+
+inline uint16x8_t shiftLeft(uint16x8_t a, int shift) {
+#if defined(__aarch64__)
+    return vshlq_u16(a, vdupq_n_s16(static_cast<std::int16_t>(shift)));
+#else
+    return as<uint16x8_t>(simde_mm_sll_epi16(bits(a), simde_mm_cvtsi32_si128(shift)));
+#endif
+}
+
+inline uint16x8_t shiftRight(uint16x8_t a, int shift) {
+#if defined(__aarch64__)
+    return vshlq_u16(a, vdupq_n_s16(static_cast<std::int16_t>(-shift)));
+#else
+    return as<uint16x8_t>(simde_mm_srl_epi16(bits(a), simde_mm_cvtsi32_si128(shift)));
+#endif
+}
+
+// --- Tables ---
+
+// Where eight samples' entries of four floats stand in a table, in bytes.
+#if defined(__aarch64__)
+using TableOffset = std::uint16_t;
+inline void vectorOffsets(const unsigned char* samples, TableOffset (&offsets)[8]) {
+    vst1q_u16(offsets, vshll_n_u8(vld1_u8(samples), 4));
+}
+#else
+using TableOffset = std::uint64_t;  // a load widens for nothing
+inline void vectorOffsets(const unsigned char* samples, TableOffset (&offsets)[8]) {
+    for (int i = 0; i < 8; ++i) {
+        offsets[i] = TableOffset{samples[i]} << 4;
+    }
+}
+#endif
+
+// A table of 256 bytes, held in registers where there are enough.
+class ByteTable {
+  public:
+    explicit ByteTable(const unsigned char* table) {
+#if defined(__aarch64__)
+        for (int i = 0; i < 4; ++i) {
+            m_part[i] = vld1q_u8_x4(table + 64 * i);
+        }
+#else
+        m_table = table;
+#endif
+    }
+
+    // Maps 16 samples; both pointers may be the same.
+    void map(const unsigned char* in, unsigned char* out) const {
+#if defined(__aarch64__)
+        const uint8x16_t next = vdupq_n_u8(64);
+        uint8x16_t index = vld1q_u8(in);
+        uint8x16_t result = vqtbl4q_u8(m_part[0], index);
+        for (int i = 1; i < 4; ++i) {
+            index = vsubq_u8(index, next);
+            result = vqtbx4q_u8(result, m_part[i], index);
+        }
+        vst1q_u8(out, result);
+#else
+        // Emulated table instructions are slower than sixteen loads.
+        for (int i = 0; i < 16; ++i) {
+            out[i] = m_table[in[i]];
+        }
+#endif
+    }
+
+  private:
+#if defined(__aarch64__)
+    uint8x16x4_t m_part[4];
+#else
+    const unsigned char* m_table;
+#endif
+};
+
+}  // namespace huevance::neon

@@ -1,0 +1,15 @@
+// The vector versions of the kernels, under the reference's names with the suffix _neon: same arguments, same
+// result, and every byte the same.
+#pragma once
+
+#include "core/KernelTable.h"
+
+namespace huevance {
+
+#define HUEVANCE_NEON_KERNEL(name) decltype(name) name##_neon;
+HUEVANCE_KERNELS(HUEVANCE_NEON_KERNEL)
+#undef HUEVANCE_NEON_KERNEL
+
+const KernelTable& neonKernels();
+
+}  // namespace huevance

@@ -1,0 +1,38 @@
+#!/bin/sh
+# Installs the Debian packages that are missing, without asking. Quick, and without the network, when all are there.
+# Usage: scripts/setup.sh [build|test|bench]...   (default: all groups)
+set -eu
+
+# What a configured and built release preset needs; tests are built from the distribution's GoogleTest source.
+build="cmake ninja-build g++ pkg-config googletest libsimde-dev
+  libcli11-dev libturbojpeg0-dev libpng-dev libyuv-dev nlohmann-json3-dev"
+# Further compilers, and AArch64 under an emulator.
+test="clang g++-aarch64-linux-gnu qemu-user"
+# What the benchmarks measure against, and with.
+bench="libbenchmark-dev libopencv-core-dev libopencv-imgproc-dev libavfilter-dev"
+
+packages=
+for group in ${@:-build test bench}; do
+    case $group in
+        build) packages="$packages $build" ;;
+        test) packages="$packages $test" ;;
+        bench) packages="$packages $bench" ;;
+        *) echo "usage: $0 [build|test|bench]..." >&2; exit 2 ;;
+    esac
+done
+
+missing=
+for package in $packages; do
+    case $(dpkg-query -W -f '${db:Status-Abbrev}' "$package" 2>/dev/null || true) in
+        ii*) ;;
+        *) missing="$missing $package" ;;
+    esac
+done
+[ -n "$missing" ] || exit 0
+
+sudo=
+[ "$(id -u)" = 0 ] || sudo=sudo
+echo "installing:$missing" >&2
+$sudo apt-get update -qq >&2
+# shellcheck disable=SC2086  # one word for each package
+$sudo env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing >&2

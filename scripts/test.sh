@@ -1,0 +1,38 @@
+#!/bin/sh
+# Sets up, builds and runs all the tests. Ends non-zero when anything fails, after running the other parts.
+# Usage: scripts/test.sh [release|clang|asan|aarch64]...   (default: all of them)
+#   release  everything with g++, the benchmarks' dry run included
+#   clang    the library's tests with clang++, which must give the same bytes
+#   asan     address and undefined-behaviour sanitizers
+#   aarch64  the library's tests for AArch64, under qemu-user
+set -eu
+cd "$(dirname "$0")/.."
+jobs=$(nproc)
+
+[ $# -gt 0 ] || set -- release clang asan aarch64
+for part in "$@"; do
+    case $part in
+        release | clang | asan | aarch64) ;;
+        *) echo "usage: $0 [release|clang|asan|aarch64]..." >&2; exit 2 ;;
+    esac
+done
+
+scripts/setup.sh
+
+# One line of timing a part, and what failed, at the end.
+summary=
+failed=
+for part in "$@"; do
+    echo "== $part =="
+    begin=$(date +%s)
+    if cmake --preset "$part" && cmake --build --preset "$part" -j "$jobs" && ctest --preset "$part" -j "$jobs"; then
+        result=passed
+    else
+        result=FAILED
+        failed=yes
+    fi
+    summary="$summary$(printf '%-8s %s, %s s' "$part" "$result" $(($(date +%s) - begin)))
+"
+done
+printf '== summary ==\n%s' "$summary"
+[ -z "$failed" ]

@@ -1,0 +1,279 @@
+// Previews through CHuevanceFrame_CPU: fades between scenes against the model, the counter's rules, dumps and
+// refusals.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+
+#include "cpu/HuevanceFrame_CPU.h"
+#include "tests/cpu/Rig.h"
+
+namespace {
+
+using model::Tuning;
+using rig::Shape;
+using test::Content;
+
+const std::vector<std::string> kNone;
+
+// A stream, and beside it what its counter should be.
+class Stream : public rig::Handle<CHuevanceFrame_CPU> {
+  public:
+    using Handle::Handle;
+
+    // One frame of the scene, compared with the model's fade. `frames` is transFrameNum.
+    void check(const std::vector<Tuning>& tables, int scene, int frames, const std::string& what) {
+        test::Frame frame = rig::makeFrame(m_shape, Content::kPhotoLike, ++m_seed);
+        if (frames < 1 || m_previous >= static_cast<int>(tables.size())) {
+            m_previous = scene;
+            m_counter = 0;
+        }
+        const Tuning& now = tables[static_cast<std::size_t>(scene)];
+        Tuning tuning = m_previous == scene ? now
+                                            : model::faded(tables[static_cast<std::size_t>(m_previous)], now,
+                                                           m_counter, frames);
+        tuning.correct = tuning.protect = false;  // never in preview
+        tuning.maskSource = 0;
+        const model::Picture expected =
+            model::enhanced(model::fromFrame(frame), tuning, m_shape.format, m_shape.bits);
+        ASSERT_EQ(process(frame, scene), 0) << what;
+        rig::expectSame(frame, expected, rig::toString(m_shape) + ", " + what);
+        if (m_previous != scene) {
+            if (m_counter >= frames) {
+                m_counter = 0;
+                m_previous = scene;
+            } else {
+                ++m_counter;
+            }
+        }
+    }
+
+  private:
+    int m_previous = 1;
+    int m_counter = 0;
+    std::uint32_t m_seed = 0;
+};
+
+std::vector<Tuning> makeTables(int count, int stages) {
+    std::vector<Tuning> tables;
+    for (int i = 0; i < count; ++i) {
+        tables.push_back(rig::makeTuning(static_cast<std::uint32_t>(20 + i)));
+        rig::setStages(tables.back(), stages);
+        tables.back().grid = {3, 2, 2};
+        tables.back().maskSource = 2;
+    }
+    return tables;
+}
+
+class Preview : public testing::Test {
+  protected:
+    test::TuningDir dir;
+    test::LogCapture log;
+};
+
+TEST_F(Preview, EveryCombinationOfStagesDuringAFade) {
+    for (const Shape& shape : {Shape{8, 6, {37, 29, 48, 32}},
+                               {8, 5, {34, 26, 34, 26}},
+                               {8, 7, {34, 26, 34, 26}},
+                               {10, 10, {37, 29, 80, 30}},
+                               {14, 9, {25, 18, 50, 18}}}) {
+        for (int stages = 0; stages < 32; ++stages) {
+            const std::vector<Tuning> tables = makeTables(2, stages);
+            rig::write(dir, tables, {{"transFrameNum", "5"}});
+            Stream stream(dir, shape);
+            for (const int scene : {1, 0, 0}) {
+                stream.check(tables, scene, 5, "stages " + std::to_string(stages));
+            }
+        }
+    }
+    EXPECT_EQ(log.texts(test::kError), kNone);
+}
+
+TEST_F(Preview, AWholeFadeAndChangesInMidFade) {
+    struct Case {
+        const char* what;
+        int frames;
+        std::vector<int> scenes;
+    };
+    std::vector<int> whole(4, 0);
+    whole.insert(whole.begin(), {1});
+    whole.insert(whole.end(), 62, 2);  // 60, the overshoot, and the first steady frame
+    const Case cases[] = {
+        {"two fades, the second in mid-fade of the first", 60, whole},
+        {"to a third scene", 6, {1, 0, 0, 2, 2, 2, 2, 2, 2, 2, 0, 0}},
+        {"and back, keeping the counter", 6, {1, 0, 0, 0, 1, 1, 1, 2, 2, 2, 2, 2, 2}},
+        {"one frame", 1, {1, 0, 0, 0, 2, 2, 2}},
+        {"two frames", 2, {1, 0, 0, 0, 0}},
+        {"none", 0, {0, 2, 1, 1}},
+        {"fewer than none", -3, {0, 2, 1, 1}},
+    };
+    for (const Shape& shape : {Shape{8, 5, {24, 18, 24, 18}}, {10, 10, {24, 18, 48, 18}}}) {
+        const std::vector<Tuning> tables = makeTables(3, 11);
+        for (const Case& c : cases) {
+            rig::write(dir, tables, {{"transFrameNum", std::to_string(c.frames)}});
+            Stream stream(dir, shape);
+            for (std::size_t i = 0; i < c.scenes.size(); ++i) {
+                stream.check(tables, c.scenes[i], c.frames,
+                             std::string(c.what) + ", frame " + std::to_string(i));
+            }
+        }
+    }
+}
+
+TEST_F(Preview, ASingleTableNeedsNoPreviousOne) {
+    // A stream starts with the previous table 1.
+    const std::vector<Tuning> tables = makeTables(1, 11);
+    rig::write(dir, tables);
+    Stream stream(dir, {8, 6, {24, 18, 24, 18}});
+    stream.check(tables, 0, 60, "first");
+    stream.check(tables, 0, 60, "second");
+    EXPECT_EQ(log.texts(test::kError), kNone);
+}
+
+TEST_F(Preview, TheFadeOutlivesReleaseAndSetUp) {
+    const std::vector<Tuning> tables = makeTables(3, 10);
+    rig::write(dir, tables, {{"transFrameNum", "4"}});
+    Stream stream(dir, {8, 6, {24, 18, 24, 18}});
+    stream.check(tables, 0, 4, "k = 0");
+    stream.check(tables, 0, 4, "k = 1");
+    stream.pipeline.free();
+    ASSERT_EQ(stream.setUp(dir), 0);
+    stream.check(tables, 0, 4, "k = 2");
+    // A fade that the new set-up makes shorter than the counter ends with the next frame.
+    rig::write(dir, tables, {{"transFrameNum", "2"}});
+    ASSERT_EQ(stream.setUp(dir), 0);
+    stream.check(tables, 0, 2, "k = 3 of 2");
+    stream.check(tables, 0, 2, "faded");
+}
+
+TEST_F(Preview, TablesAreLoadedOnceAndMissingStrengthsFollowTheTableBefore) {
+    std::vector<Tuning> tables = makeTables(3, 11);
+    rig::write(dir, tables, {{"transFrameNum", "0"}});
+    dir.write("param1.ini", "[hvc]\r\nsatStrength=0.5\r\n");
+    dir.remove("curveLut2");
+    dir.writeFloats("colorLut1", {tables[1].lattice.begin(), tables[1].lattice.begin() + 700});
+    const Shape shape{8, 6, {24, 18, 24, 18}};
+    Stream stream(dir, shape);
+    tables[1].satStrength = 0.5F;
+    tables[1].colorStrength = tables[0].colorStrength;
+    tables[1].claheStrength = tables[0].claheStrength;
+    std::fill(tables[2].yCurve.begin(), tables[2].yCurve.end(), 0.0F);
+    std::fill(tables[1].lattice.begin() + 700, tables[1].lattice.end(), 0.0F);
+    rig::write(dir, makeTables(1, 11));  // what the files hold now no longer counts
+    for (const int scene : {0, 1, 2}) {
+        stream.check(tables, scene, 0, "scene " + std::to_string(scene));
+    }
+}
+
+TEST_F(Preview, LinesOfAFrame) {
+    std::vector<Tuning> tables = makeTables(2, 31);
+    tables[0].colorStrength = tables[0].satStrength = tables[0].claheStrength = 0.0F;
+    tables[1].colorStrength = 1.0F;
+    tables[1].satStrength = 2.0F;
+    tables[1].claheStrength = 4.0F;
+    rig::write(dir, tables, {{"transFrameNum", "4"}});
+    const Shape shape{8, 5, {24, 18, 24, 18}};
+    Stream stream(dir, shape);
+    test::Frame frame = rig::makeFrame(shape, Content::kPhotoLike);
+    log.clear();
+    EXPECT_EQ(stream.process(frame, 0), 0);
+    std::vector<test::LogLine> expected;
+    for (const char* text : {"yuvType: IMAGE_FORMAT_TYPE_NV21", "scene: 0", "colorStrength: 0.750000",
+                             "satStrength: 1.500000", "claheStrength: 3.000000"}) {
+        expected.push_back({test::kInfo, test::kVersionTag, text});
+    }
+    EXPECT_EQ(log.lines(), expected);
+}
+
+TEST_F(Preview, DumpsFailEveryThirtyFirstFrame) {
+    // The counter runs 0 .. 30: frames 0, 31, 62. It is the object's own, and counts with the stages off,
+    // too.
+    const std::vector<Tuning> tables = makeTables(1, 10);
+    for (const char* on : {"0", "1"}) {
+        rig::write(dir, tables, {{"frame", "1"}, {"frameSwitch", on}});
+        const Shape shape{8, 6, {8, 6, 8, 6}};
+        Stream stream(dir, shape);
+        std::vector<int> dumped;
+        for (int i = 0; i < 70; ++i) {
+            test::Frame frame = rig::makeFrame(shape, Content::kNoise);
+            log.clear();
+            EXPECT_EQ(stream.process(frame, 0), 0);
+            const std::vector<std::string> errors = log.texts(test::kError);
+            if (!errors.empty()) {
+                EXPECT_EQ(errors,
+                          (std::vector<std::string>{"srcFrame save failed!", "dstFrame save failed!"}));
+                EXPECT_EQ(log.lines().back().text, "dstFrame save failed!");
+                dumped.push_back(i);
+            }
+        }
+        EXPECT_EQ(dumped, (std::vector<int>{0, 31, 62}));
+    }
+}
+
+TEST_F(Preview, SwitchedOffPassesTheFrameAndAllocatesNothing) {
+    for (const char* value : {"0", "2"}) {
+        rig::write(dir, makeTables(1, 31), {{"frameSwitch", value}});
+        const Shape shape{10, 10, {24, 18, 48, 18}};
+        Stream stream(dir, shape);
+        test::Frame frame = rig::makeFrame(shape, Content::kNoise);
+        const auto before = frame.copyBytes();
+        log.clear();
+        EXPECT_EQ(stream.process(frame, 77), 0);
+        EXPECT_EQ(frame.copyBytes(), before);
+        EXPECT_EQ(log.texts(), std::vector<std::string>{"scene: 77"});
+    }
+}
+
+TEST_F(Preview, ASceneWithoutATableChangesNothing) {
+    // In mid-fade: the next good frame goes on as if the refused ones had not been.
+    const std::vector<Tuning> tables = makeTables(3, 11);
+    rig::write(dir, tables, {{"transFrameNum", "6"}, {"sceneIdx", "0/1/2/3/-1/"}});
+    const Shape shape{10, 10, {24, 18, 48, 18}};
+    Stream stream(dir, shape);
+    stream.check(tables, 0, 6, "k = 0");
+    for (const int scene : {-1, 3, 4, 5, 512, 100000, -2147483647}) {
+        test::Frame frame = rig::makeFrame(shape, Content::kNoise);
+        const auto before = frame.copyBytes();
+        log.clear();
+        EXPECT_EQ(stream.process(frame, scene), -1);
+        EXPECT_EQ(frame.copyBytes(), before) << scene;
+        EXPECT_EQ(log.texts(test::kError),
+                  std::vector<std::string>{"scene " + std::to_string(scene) + " has no tuning table!"});
+    }
+    stream.check(tables, 0, 6, "k = 1");
+}
+
+TEST_F(Preview, ReleasedOrTakenOverByASecondHandle) {
+    const std::vector<Tuning> tables = makeTables(2, 11);
+    const Shape shape{8, 6, {24, 18, 24, 18}};
+    rig::write(dir, tables);
+    test::Frame frame = rig::makeFrame(shape, Content::kNoise);
+    const auto before = frame.copyBytes();
+    auto first = std::make_unique<Stream>(dir, shape);
+    auto second = std::make_unique<Stream>(dir, shape);
+    second.reset();
+    log.clear();
+    EXPECT_EQ(first->process(frame, 0), -1);
+    EXPECT_EQ(log.texts(test::kError), std::vector<std::string>{"preview is not set up!"});
+    EXPECT_EQ(first->pipeline.free(), 0);
+    EXPECT_EQ(first->process(frame, 0), -1);
+    EXPECT_EQ(frame.copyBytes(), before);
+
+    // Another depth without its own set-up: the tables of any stage are too short for it.
+    const Shape wideShape{10, 9, {24, 18, 48, 18}};
+    for (const int stages : {1, 2, 11}) {
+        rig::write(dir, makeTables(2, stages));
+        Stream wide(dir, wideShape);
+        test::Frame frame16 = rig::makeFrame(wideShape, Content::kNoise);
+        const auto before16 = frame16.copyBytes();
+        for (const int bits : {12, 9, 0, 40}) {
+            wide.pipeline.setDataBit(bits);
+            log.clear();
+            EXPECT_EQ(wide.process(frame16, 0), -1) << bits;
+            EXPECT_EQ(log.texts(test::kError), std::vector<std::string>{"preview is not set up!"});
+        }
+        EXPECT_EQ(frame16.copyBytes(), before16);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,90 @@
+// What the pipeline tests share: tunings as numbers for the model and as files for the library, masks, and
+// comparisons.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "tests/support/Frames.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/Model.h"
+#include "tests/support/TuningDir.h"
+
+namespace rig {
+
+// A depth, a format, and a geometry; the stride in bytes.
+struct Shape {
+    int bits;
+    int format;
+    RoiInfo roi;
+
+    int bytes() const { return bits == 8 ? 1 : 2; }
+    int range() const { return 1 << bits; }
+    IMAGE_FORMAT_TYPE type() const { return static_cast<IMAGE_FORMAT_TYPE>(format); }
+};
+std::string toString(const Shape& shape);
+
+// Filled for the shape: format 10 has its samples at the top, and noise in the bits below them.
+test::Frame makeFrame(const Shape& shape, test::Content content, std::uint32_t seed = 1);
+
+// All stages off; strengths, curve and lattice differ with the seed. Made of exact arithmetic only.
+model::Tuning makeTuning(std::uint32_t seed);
+// The stages of the five low bits: CLAHE, curves, colour correction, colour table, protection.
+void setStages(model::Tuning& tuning, int mask);
+
+// photoSet.ini and frameSet.ini (switches and grid of the first tuning, `more` on top), and the files of
+// every scene table.
+void write(const test::TuningDir& dir, const std::vector<model::Tuning>& tables,
+           std::map<std::string, std::string> more = {});
+
+// A host mask for the shape with 0, 1 and values between, in memory that ends where its last row ends.
+class HostMask {
+  public:
+    explicit HostMask(const RoiInfo& frame);
+    std::vector<float> weights() const;
+    float* data() { return reinterpret_cast<float*>(m_memory.data()); }
+    RoiInfo roi;
+
+  private:
+    int m_width;
+    test::GuardedMemory m_memory;
+};
+
+// One handle's life with a pipeline: set-up, mask, frames, and release at the end.
+template <typename Pipeline>
+class Handle {
+  public:
+    Handle(const test::TuningDir& dir, const Shape& shape) : m_shape(shape) { setUpResult = setUp(dir); }
+    ~Handle() { pipeline.free(); }
+    Handle(const Handle&) = delete;
+    Handle& operator=(const Handle&) = delete;
+
+    int setUp(const test::TuningDir& dir) {
+        std::string path = dir.path();
+        pipeline.setDataBit(m_shape.bits);
+        return pipeline.malloc(path.data(), m_shape.roi);
+    }
+    void setMask(RoiInfo roi, float* data) {
+        char roiKey[] = "portraitMaskRoiInfo";
+        char pointerKey[] = "portraitMaskPointer";
+        EXPECT_EQ(pipeline.setExtParam(roiKey, &roi), 0);
+        EXPECT_EQ(pipeline.setExtParam(pointerKey, data), 0);
+    }
+    int process(test::Frame& frame, int scene = 0) {
+        return pipeline.process(frame.data(), m_shape.type(), scene);
+    }
+
+    Pipeline pipeline;
+    int setUpResult;
+
+  protected:
+    Shape m_shape;
+};
+
+// Equal samples, and no byte beside them touched.
+void expectSame(const test::Frame& frame, const model::Picture& expected, const std::string& what);
+
+}  // namespace rig

@@ -1,0 +1,2 @@
+# The house itself.
+huevance_test(structure_test structure/IncludeArrowsTest.cpp)

@@ -1,0 +1,19 @@
+# The host program is not built for other machines than this one.
+if(TARGET huevance_tool)
+  find_package(PNG REQUIRED)
+  find_package(nlohmann_json REQUIRED)
+  find_library(TURBOJPEG_LIBRARY turbojpeg REQUIRED)
+  add_library(tool_process STATIC tools/ToolProcess.cpp)
+  target_link_libraries(tool_process PUBLIC
+    test_support nlohmann_json::nlohmann_json PRIVATE PNG::PNG ${TURBOJPEG_LIBRARY})
+
+  function(huevance_tool_test name source)
+    huevance_test(${name} LIBRARY ${source})
+    add_dependencies(${name} huevance_tool)
+    target_link_libraries(${name} PRIVATE tool_process)
+  endfunction()
+  huevance_tool_test(tool_run_test tools/RunTest.cpp)
+  huevance_tool_test(tool_files_test tools/FilesTest.cpp)
+  huevance_tool_test(tool_compare_test tools/CompareTest.cpp)
+  huevance_tool_test(tool_tuning_new_test tools/TuningNewTest.cpp)
+endif()

@@ -1,0 +1,217 @@
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <map>
+#include <nlohmann/json.hpp>
+
+#include "tools/Commands.h"
+#include "tools/FrameFile.h"
+#include "tools/Stdio.h"
+
+namespace tool {
+
+namespace {
+
+constexpr const char* kPlaneNames[] = {"y", "u", "v"};
+// Between the two pictures of a side-by-side picture, in samples; even, so that chroma stays in step.
+constexpr int kGap = 8;
+
+// Differences of one plane, over all frames.
+class PlaneDifference {
+  public:
+    void add(const Planes::Plane& a, const Planes::Plane& b) {
+        for (std::size_t i = 0; i < a.samples.size(); ++i) {
+            const int difference = std::abs(a.samples[i] - b.samples[i]);
+            ++m_histogram[difference];
+        }
+    }
+
+    int maximum() const { return m_histogram.empty() ? 0 : m_histogram.rbegin()->first; }
+    double mean() const { return samples() == 0.0 ? 0.0 : sum(1) / samples(); }
+    // In dB against the largest level; nothing when the planes are equal.
+    std::optional<double> psnr(int bits) const {
+        const double squares = sum(2);
+        if (squares == 0.0) {
+            return std::nullopt;
+        }
+        const double top = static_cast<double>((1 << bits) - 1);
+        return 10.0 * std::log10(top * top * samples() / squares);
+    }
+    // Absolute difference -> number of samples.
+    const std::map<int, std::uint64_t>& histogram() const { return m_histogram; }
+
+  private:
+    double samples() const { return sum(0); }
+    double sum(int power) const {
+        double total = 0.0;
+        for (const auto& [difference, count] : m_histogram) {
+            total += std::pow(static_cast<double>(difference), power) * static_cast<double>(count);
+        }
+        return total;
+    }
+    std::map<int, std::uint64_t> m_histogram;
+};
+
+struct Comparison {
+    PlaneDifference planes[3];
+    int bits = 8;
+    std::size_t frames = 0;
+    std::string mismatch;  // why the files cannot be compared sample by sample
+
+    int maximum() const { return std::max({planes[0].maximum(), planes[1].maximum(), planes[2].maximum()}); }
+};
+
+void addFrame(Comparison& result, const Planes& a, const Planes& b) {
+    result.planes[0].add(a.y, b.y);
+    result.planes[1].add(a.u, b.u);
+    result.planes[2].add(a.v, b.v);
+    result.bits = a.bits;
+    ++result.frames;
+}
+
+std::string sizeText(Size size) {
+    return std::to_string(size.width) + "x" + std::to_string(size.height);
+}
+
+Comparison compareAll(FrameSource& a, FrameSource& b) {
+    Comparison result;
+    if (a.picture() && b.picture()) {
+        if (a.picture()->size == b.picture()->size) {
+            addFrame(result, planesOf(*a.picture()), planesOf(*b.picture()));
+        } else {
+            result.mismatch =
+                "sizes differ: " + sizeText(a.picture()->size) + " and " + sizeText(b.picture()->size);
+        }
+        return result;
+    }
+    Frame frameA(a.roi(), a.format());
+    Frame frameB(b.roi(), b.format());
+    for (;;) {
+        const bool moreA = a.read(frameA);
+        const bool moreB = b.read(frameB);
+        if (moreA != moreB) {
+            result.mismatch =
+                "one file ends after " + std::to_string(result.frames) + " frames, the other goes on";
+        }
+        if (!moreA || !moreB) {
+            return result;
+        }
+        addFrame(result, frameA.planes(), frameB.planes());
+    }
+}
+
+// 0, 1, 2, 3-4, 5-8, ...: enough to see the shape.
+std::map<int, std::uint64_t> coarse(const std::map<int, std::uint64_t>& histogram) {
+    std::map<int, std::uint64_t> result;
+    for (const auto& [difference, count] : histogram) {
+        int top = std::min(difference, 2);
+        while (top < difference) {
+            top *= 2;
+        }
+        result[top] += count;
+    }
+    return result;
+}
+
+std::string textReport(const Comparison& result, bool different) {
+    std::string text;
+    char line[160];
+    for (int i = 0; i < 3; ++i) {
+        const PlaneDifference& plane = result.planes[i];
+        const std::optional<double> psnr = plane.psnr(result.bits);
+        std::snprintf(line, sizeof(line), "%s: PSNR %s%s, maximum difference %d, mean %.4f\n   ",
+                      kPlaneNames[i], psnr ? std::to_string(*psnr).c_str() : "infinite", psnr ? " dB" : "",
+                      plane.maximum(), plane.mean());
+        text += line;
+        for (const auto& [top, count] : coarse(plane.histogram())) {
+            const int low = top <= 2 ? top : top / 2 + 1;
+            const std::string levels =
+                low == top ? std::to_string(top) : std::to_string(low) + "-" + std::to_string(top);
+            text.append(" ").append(levels).append(": ").append(std::to_string(count)).append(" ");
+        }
+        text += "\n";
+    }
+    if (!result.mismatch.empty()) {
+        text += result.mismatch + "\n";
+    }
+    return text + (different ? "different\n" : "equal\n");
+}
+
+std::string jsonReport(const Comparison& result, bool different) {
+    nlohmann::json json = {{"equal", !different}, {"frames", result.frames}, {"bits", result.bits}};
+    if (!result.mismatch.empty()) {
+        json["mismatch"] = result.mismatch;
+    }
+    for (int i = 0; i < 3; ++i) {
+        const PlaneDifference& plane = result.planes[i];
+        const std::optional<double> psnr = plane.psnr(result.bits);
+        nlohmann::json histogram = nlohmann::json::array();
+        for (const auto& [difference, count] : plane.histogram()) {
+            histogram.push_back({difference, count});
+        }
+        json["planes"][kPlaneNames[i]] = {{"psnr", psnr ? nlohmann::json(*psnr) : nlohmann::json(nullptr)},
+                                          {"maximum", plane.maximum()},
+                                          {"mean", plane.mean()},
+                                          {"histogram", histogram}};
+    }
+    return json.dump(2) + "\n";
+}
+
+Picture firstPicture(const std::string& name, const FrameOptions& frame, const ColorOptions& color) {
+    FrameSource source(name, frame, color);
+    if (source.picture()) {
+        return *source.picture();
+    }
+    Frame first(source.roi(), source.format());
+    source.read(first);
+    Picture picture({source.roi().width, source.roi().height});
+    first.get(picture);
+    return picture;
+}
+
+void copyPlane(const Bytes& from, int width, int height, Bytes& to, int toWidth, int column) {
+    for (int row = 0; row < height; ++row) {
+        std::copy_n(from.begin() + static_cast<std::ptrdiff_t>(row) * width, width,
+                    to.begin() + static_cast<std::ptrdiff_t>(row) * toWidth + column);
+    }
+}
+
+void writeSideBySide(const CompareOptions& options) {
+    const Picture left = firstPicture(options.a, options.frame, options.color);
+    const Picture right = firstPicture(options.b, options.frame, options.color);
+    const int rightBegins = 2 * left.chromaWidth() + kGap;
+    const Size size = {rightBegins + right.size.width, std::max(left.size.height, right.size.height)};
+    Picture both(size);
+    std::fill(both.y.begin(), both.y.end(), std::uint8_t{255});
+    const auto place = [&](const Picture& part, int column) {
+        copyPlane(part.y, part.size.width, part.size.height, both.y, size.width, column);
+        copyPlane(part.u, part.chromaWidth(), part.chromaHeight(), both.u, both.chromaWidth(), column / 2);
+        copyPlane(part.v, part.chromaWidth(), part.chromaHeight(), both.v, both.chromaWidth(), column / 2);
+    };
+    place(left, 0);
+    place(right, rightBegins);
+    const FileKind kind =
+        kindOfName(options.sideBySide) == FileKind::kJpeg ? FileKind::kJpeg : FileKind::kPng;
+    writeFile(options.sideBySide,
+              encodePicture(both, kind, parseMatrix(options.color.matrix, options.color.range),
+                            options.color.quality));
+}
+
+}  // namespace
+
+ExitCode compare(const CompareOptions& options) {
+    if (options.a == "-" && (options.b == "-" || !options.sideBySide.empty())) {
+        throw usageError("standard input can be read only once");
+    }
+    FrameSource a(options.a, options.frame, options.color);
+    FrameSource b(options.b, options.frame, options.color);
+    const Comparison result = compareAll(a, b);
+    const bool different = !result.mismatch.empty() || result.maximum() > options.tolerance;
+    if (!options.sideBySide.empty()) {
+        writeSideBySide(options);
+    }
+    print(options.json ? jsonReport(result, different) : textReport(result, different));
+    return different ? ExitCode::kDifferent : ExitCode::kGood;
+}
+
+}  // namespace tool

@@ -1,0 +1,69 @@
+// Frames from and to files of any kind, one after another.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "tools/Commands.h"
+#include "tools/Frame.h"
+
+namespace tool {
+
+// Raw frames with a size, else one picture.
+class FrameSource {
+  public:
+    FrameSource(const std::string& name, const FrameOptions& frame, const ColorOptions& color);
+    ~FrameSource();
+    FrameSource(const FrameSource&) = delete;
+    FrameSource& operator=(const FrameSource&) = delete;
+
+    const RoiInfo& roi() const { return m_roi; }
+    const FrameFormat& format() const { return m_format; }
+    // The picture, when the file is one: its size may be odd, while the frame's is not.
+    const std::optional<Picture>& picture() const { return m_picture; }
+    FileKind kind() const { return m_kind; }
+    // Frames in the file, 0 when that is not known (standard input, pipes).
+    std::size_t count() const { return m_count; }
+
+    // Another size for the picture, and for the frames made from it.
+    void resize(Size size);
+    // False at the end of the file. A picture is one frame, as often as asked.
+    bool read(Frame& frame);
+
+  private:
+    void openRaw();
+
+    std::string m_name;
+    FrameOptions m_options;
+    FileKind m_kind = FileKind::kRaw;
+    FrameFormat m_format;
+    RoiInfo m_roi{};
+    std::optional<Picture> m_picture;
+    int m_descriptor = -1;
+    std::size_t m_read = 0;
+    std::size_t m_count = 0;
+};
+
+// Raw files get every frame, pictures the last one. Nothing is created before the first frame is there.
+class FrameSink {
+  public:
+    FrameSink(const std::string& name, const std::string& kind, const FrameSource& source,
+              const ColorOptions& color);
+    ~FrameSink();
+    FrameSink(const FrameSink&) = delete;
+    FrameSink& operator=(const FrameSink&) = delete;
+
+    void write(const Frame& frame);
+    // Writes what is outstanding. Call once, after the last frame.
+    void finish(const Frame& last);
+
+  private:
+    std::string m_name;
+    FileKind m_kind;
+    const FrameSource& m_source;
+    ColorOptions m_color;
+    int m_descriptor = -1;
+};
+
+}  // namespace tool

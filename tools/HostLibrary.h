@@ -1,0 +1,70 @@
+// libHuevance.so as a camera host sees it: one symbol, a table, handles.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/Frame.h"
+
+namespace tool {
+
+class HostLibrary {
+  public:
+    // `path` empty: libHuevance.so beside this program. Without `verbose` the library's log lines are kept
+    // for error messages instead of being shown. Throws (exit code 3) when there is no such library.
+    explicit HostLibrary(const std::string& path, bool verbose);
+
+    const std::string& path() const { return m_path; }
+    const AlgoApi& api() const { return m_api; }
+    // The plug-in contract's version tag, once.
+    std::string version() const;
+
+    // The error lines that the library logged since the last call, one text; empty when they were shown
+    // already.
+    static std::string takeErrors();
+
+  private:
+    std::string m_path;
+    AlgoApi m_api{};
+};
+
+// What one frame's trip through the library gave.
+enum class Outcome { kGood, kRefused, kNoBackEnd };
+
+struct SetUp {
+    bool photo = true;
+    std::string tuningDirectory;
+    RoiInfo roi{};
+    FrameFormat format;
+    std::vector<float>* mask = nullptr;  // roi.width x roi.height weights; must live as long as the handle
+};
+
+// One handle. Outcomes are the contract's: the caller turns them into messages.
+class HostHandle {
+  public:
+    HostHandle(const HostLibrary& library, const SetUp& setUp);
+    ~HostHandle();
+    HostHandle(const HostHandle&) = delete;
+    HostHandle& operator=(const HostHandle&) = delete;
+
+    // Result code of the set-up: 0, or nothing else may be called.
+    int setUpResult() const { return m_setUpResult; }
+    bool supports(IMAGE_FORMAT_TYPE type) const;
+    // 0 or the library's code.
+    int process(Frame& frame, int scene);
+    // Gives the handle back early. False when there was no back end behind it: a name that the library does
+    // not know passes the set-up, and shows only here.
+    bool release();
+
+  private:
+    const AlgoApi& m_api;
+    InitParam m_init{};
+    void* m_handle = nullptr;
+    int m_setUpResult = 0;
+};
+
+// Whether a back end can run here in a mode: a small frame comes back changed, with a tuning of this
+// program's own.
+bool backEndRuns(const HostLibrary& library, const std::string& backEnd, bool photo);
+
+}  // namespace tool

@@ -1,0 +1,125 @@
+#include <dlfcn.h>
+#include <link.h>
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+
+#include "tools/Commands.h"
+#include "tools/HostLibrary.h"
+#include "tools/StarterTuning.h"
+#include "tools/Stdio.h"
+
+namespace tool {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+#if defined(__aarch64__)
+constexpr const char* kArchitecture = "aarch64";
+constexpr const char* kNeonNote = "";
+#else
+constexpr const char* kArchitecture = "x86_64";
+constexpr const char* kNeonNote = "through SIMDe: not the speed of a phone";
+#endif
+
+struct BackEnd {
+    const char* name;
+    const char* what;
+    const char* remark;
+};
+constexpr BackEnd kBackEnds[] = {
+    {"CPU", "plain reference", ""},
+    {"NEON", "vector instructions", kNeonNote},
+    {"GPU", "OpenCL", ""},
+    {"OGL", "OpenGL ES", ""},
+};
+
+struct Driver {
+    const char* what;
+    const char* names[2];
+};
+// As phones name them, then as Linux does.
+constexpr Driver kDrivers[] = {
+    {"Android log", {"liblog.so", nullptr}},           {"hardware buffers", {"libnativewindow.so", nullptr}},
+    {"OpenCL", {"libOpenCL.so", "libOpenCL.so.1"}},    {"EGL", {"libEGL.so", "libEGL.so.1"}},
+    {"OpenGL ES", {"libGLESv2.so", "libGLESv2.so.2"}},
+};
+
+std::string pathOf(void* library) {
+    link_map* map = nullptr;
+    return dlinfo(library, RTLD_DI_LINKMAP, &map) == 0 && map != nullptr ? map->l_name : "?";
+}
+
+// Path of the driver that a process here gets, or empty. The simulated ones stand beside the library.
+std::string findDriver(const Driver& driver, const fs::path& simulated) {
+    for (const char* name : driver.names) {
+        if (name == nullptr) {
+            continue;
+        }
+        for (const std::string& candidate : {(simulated / name).string(), std::string(name)}) {
+            void* library = dlopen(candidate.c_str(), RTLD_LAZY | RTLD_LOCAL);
+            if (library != nullptr) {
+                const std::string path = pathOf(library);
+                dlclose(library);
+                return path;
+            }
+        }
+    }
+    return {};
+}
+
+nlohmann::ordered_json collect(const HostLibrary& library) {
+    nlohmann::ordered_json json = {{"version", HUEVANCE_TOOL_VERSION},
+                                   {"library", library.path()},
+                                   {"interface", library.version()},
+                                   {"architecture", kArchitecture},
+                                   {"backends", nlohmann::ordered_json::array()},
+                                   {"drivers", nlohmann::ordered_json::array()}};
+    for (const BackEnd& backEnd : kBackEnds) {
+        json["backends"].push_back({{"name", backEnd.name},
+                                    {"what", backEnd.what},
+                                    {"photo", backEndRuns(library, backEnd.name, true)},
+                                    {"frame", backEndRuns(library, backEnd.name, false)},
+                                    {"note", backEnd.remark}});
+    }
+    const fs::path simulated = fs::path(fs::absolute(library.path())).parent_path() / "sim";
+    for (const Driver& driver : kDrivers) {
+        json["drivers"].push_back({{"name", driver.what}, {"path", findDriver(driver, simulated)}});
+    }
+    return json;
+}
+
+std::string text(const nlohmann::ordered_json& json) {
+    const auto word = [](const nlohmann::ordered_json& value) { return value.get<std::string>(); };
+    const auto pad = [](std::string value, std::size_t width) {
+        value.resize(std::max(width, value.size()), ' ');
+        return value;
+    };
+    std::string out = "huevance " + word(json["version"]) + " (" + word(json["architecture"]) +
+                      ")\nlibrary " + word(json["library"]) + "\ninterface " + word(json["interface"]) +
+                      "\n\nback end  photo  frame\n";
+    for (const auto& backEnd : json["backends"]) {
+        const auto yes = [&](const char* mode) { return backEnd[mode].get<bool>() ? "yes" : "-"; };
+        out += pad(word(backEnd["name"]), 10) + pad(yes("photo"), 7) + pad(yes("frame"), 7) +
+               word(backEnd["what"]);
+        out += word(backEnd["note"]).empty() ? "\n" : ", " + word(backEnd["note"]) + "\n";
+    }
+    out += "\ndriver\n";
+    for (const auto& driver : json["drivers"]) {
+        const std::string path = word(driver["path"]);
+        out += pad(word(driver["name"]), 18) + (path.empty() ? "not found" : path) + "\n";
+    }
+    return out;
+}
+
+}  // namespace
+
+ExitCode info(const InfoOptions& options) {
+    const HostLibrary library(options.library.library, options.library.verbose);
+    const nlohmann::ordered_json json = collect(library);
+    print(options.json ? json.dump(2) + "\n" : text(json));
+    return ExitCode::kGood;
+}
+
+}  // namespace tool

@@ -1,0 +1,148 @@
+#include "tools/Jpeg.h"
+
+#include <libyuv.h>
+#include <turbojpeg.h>
+
+#include <cstring>
+#include <memory>
+
+#include "tools/Stdio.h"
+#include "tools/ToolError.h"
+
+namespace tool {
+
+namespace {
+
+using Handle = std::unique_ptr<void, int (*)(void*)>;
+
+// The segments that say how to look at the picture: APP1 (orientation and other camera data) and APP2
+// (profile).
+Bytes describingSegments(const Bytes& jpeg) {
+    Bytes kept;
+    for (std::size_t at = 2; at + 4 <= jpeg.size() && jpeg[at] == 0xFF;) {
+        const int marker = jpeg[at + 1];
+        const std::size_t length = 2 + static_cast<std::size_t>(jpeg[at + 2] << 8 | jpeg[at + 3]);
+        if (marker < 0xC0 || marker == 0xDA || length < 4 || at + length > jpeg.size()) {
+            break;
+        }
+        if (marker == 0xE1 || marker == 0xE2) {
+            kept.insert(kept.end(), jpeg.begin() + static_cast<std::ptrdiff_t>(at),
+                        jpeg.begin() + static_cast<std::ptrdiff_t>(at + length));
+        }
+        at += length;
+    }
+    return kept;
+}
+
+// Where they go: after the file's first marker and its JFIF segment.
+void insertSegments(Bytes& jpeg, const Bytes& segments) {
+    std::size_t at = 2;
+    if (jpeg.size() > 6 && jpeg[2] == 0xFF && jpeg[3] == 0xE0) {
+        at += 2 + static_cast<std::size_t>(jpeg[4] << 8 | jpeg[5]);
+    }
+    jpeg.insert(jpeg.begin() + static_cast<std::ptrdiff_t>(at), segments.begin(), segments.end());
+}
+
+struct Header {
+    int width = 0;
+    int height = 0;
+    int subsampling = 0;
+};
+
+Header readHeader(tjhandle handle, const Bytes& contents, const std::string& name) {
+    Header header;
+    int colorSpace = 0;
+    if (tjDecompressHeader3(handle, contents.data(), contents.size(), &header.width, &header.height,
+                            &header.subsampling, &colorSpace) != 0) {
+        throw fileError("cannot read " + name + ": " + tjGetErrorStr2(handle));
+    }
+    if (colorSpace != TJCS_YCbCr && colorSpace != TJCS_GRAY) {
+        throw fileError("cannot read " + name + ": this JPEG is neither YCbCr nor gray");
+    }
+    if (!sizeInRange(header.width, header.height)) {
+        throw fileError("cannot read " + name + ": a picture of " + std::to_string(header.width) + "x" +
+                        std::to_string(header.height) + " is too large");
+    }
+    return header;
+}
+
+void decodePlanes(tjhandle handle, const Bytes& contents, unsigned char** planes, const std::string& name) {
+    if (tjDecompressToYUVPlanes(handle, contents.data(), contents.size(), planes, 0, nullptr, 0, 0) == 0) {
+        return;
+    }
+    const std::string text = tjGetErrorStr2(handle);
+    // Harmless oddities are common in cameras' files; a picture that ends early is not one.
+    if (tjGetErrorCode(handle) != TJERR_WARNING || text.find("remature") != std::string::npos) {
+        throw fileError("cannot read " + name + ": " + text);
+    }
+    note(name + ": " + text);
+}
+
+}  // namespace
+
+Picture decodeJpeg(const Bytes& contents, const std::string& name) {
+    const Handle handle(tjInitDecompress(), tjDestroy);
+    const Header header = readHeader(handle.get(), contents, name);
+
+    Picture picture({header.width, header.height});
+    Bytes chroma[2];
+    unsigned char* planes[3] = {picture.y.data(), picture.u.data(), picture.v.data()};
+    const bool gray = header.subsampling == TJSAMP_GRAY;
+    const bool scale = !gray && header.subsampling != TJSAMP_420;
+    // The decoder's luma plane is padded to whole chroma samples, so it may be larger than the picture.
+    const int lumaWidth = tjPlaneWidth(0, header.width, header.subsampling);
+    Bytes luma(tjPlaneSizeYUV(0, header.width, 0, header.height, header.subsampling));
+    planes[0] = luma.data();
+    const int chromaWidth = gray ? 0 : tjPlaneWidth(1, header.width, header.subsampling);
+    const int chromaHeight = gray ? 0 : tjPlaneHeight(1, header.height, header.subsampling);
+    if (scale) {
+        for (int i = 0; i < 2; ++i) {
+            chroma[i].resize(tjPlaneSizeYUV(1 + i, header.width, 0, header.height, header.subsampling));
+            planes[1 + i] = chroma[i].data();
+        }
+    }
+    decodePlanes(handle.get(), contents, planes, name);
+
+    libyuv::CopyPlane(luma.data(), lumaWidth, picture.y.data(), header.width, header.width, header.height);
+    if (scale) {
+        Bytes* targets[2] = {&picture.u, &picture.v};
+        for (int i = 0; i < 2; ++i) {
+            libyuv::ScalePlane(chroma[i].data(), chromaWidth, chromaWidth, chromaHeight, targets[i]->data(),
+                               picture.chromaWidth(), picture.chromaWidth(), picture.chromaHeight(),
+                               libyuv::kFilterBox);
+        }
+    }
+    picture.jpegSegments = describingSegments(contents);
+    return picture;
+}
+
+Bytes encodeJpeg(const Picture& picture, int quality) {
+    const Handle handle(tjInitCompress(), tjDestroy);
+    // The encoder wants luma padded to whole chroma samples, too.
+    const int width = tjPlaneWidth(0, picture.size.width, TJSAMP_420);
+    const int height = tjPlaneHeight(0, picture.size.height, TJSAMP_420);
+    Bytes luma(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+    for (int row = 0; row < height; ++row) {
+        const int from = std::min(row, picture.size.height - 1);
+        const std::uint8_t* source =
+            picture.y.data() + static_cast<std::ptrdiff_t>(from) * picture.size.width;
+        std::uint8_t* target = luma.data() + static_cast<std::ptrdiff_t>(row) * width;
+        std::memcpy(target, source, static_cast<std::size_t>(picture.size.width));
+        std::fill(target + picture.size.width, target + width, source[picture.size.width - 1]);
+    }
+    const unsigned char* planes[3] = {luma.data(), picture.u.data(), picture.v.data()};
+    unsigned char* jpeg = nullptr;
+    unsigned long size = 0;
+    const int result =
+        tjCompressFromYUVPlanes(handle.get(), planes, picture.size.width, nullptr, picture.size.height,
+                                TJSAMP_420, &jpeg, &size, quality, TJFLAG_ACCURATEDCT);
+    const std::unique_ptr<unsigned char, void (*)(unsigned char*)> owner(jpeg, tjFree);
+    if (result != 0) {
+        throw fileError(std::string("cannot encode a JPEG: ") + tjGetErrorStr2(handle.get()));
+    }
+    Bytes contents(jpeg, jpeg + size);
+    insertSegments(contents, picture.jpegSegments);
+    return contents;
+}
+
+}  // namespace tool

@@ -1,0 +1,209 @@
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <numeric>
+
+#include "tools/Commands.h"
+#include "tools/FrameFile.h"
+#include "tools/HostLibrary.h"
+#include "tools/Stdio.h"
+#include "tools/TemporaryTuning.h"
+
+namespace tool {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// Longest tuning directory: the library ends the process when directory and file name exceed 511 characters.
+constexpr std::size_t kMaxDirectory = 480;
+
+std::vector<float> readMask(const std::string& name, const FrameSource& source) {
+    const GrayPicture gray = readGray(name);
+    const Size wanted =
+        source.picture() ? source.picture()->size : Size{source.roi().width, source.roi().height};
+    if (!(gray.size == wanted)) {
+        throw usageError("the mask " + name + " is " + std::to_string(gray.size.width) + "x" +
+                         std::to_string(gray.size.height) + ", the frame " + std::to_string(wanted.width) +
+                         "x" + std::to_string(wanted.height));
+    }
+    std::vector<float> mask;
+    for (int y = 0; y < source.roi().height; ++y) {
+        for (int x = 0; x < source.roi().width; ++x) {
+            const int row = std::min(y, gray.size.height - 1);
+            const int column = std::min(x, gray.size.width - 1);
+            const std::size_t at = static_cast<std::size_t>(row) * static_cast<std::size_t>(gray.size.width) +
+                                   static_cast<std::size_t>(column);
+            mask.push_back(static_cast<float>(gray.levels[at]) / 255.0F);
+        }
+    }
+    return mask;
+}
+
+void warnIfMaskUnused(const RunOptions& options, bool photo) {
+    const std::string source =
+        iniValue(options.tuning + (photo ? "/photoSet.ini" : "/frameSet.ini"), "portrait", "maskSource");
+    if (!options.mask.empty() && source != "1") {
+        note("the tuning does not ask for a mask (maskSource=" + source + "): " + options.mask +
+             " has no effect");
+    }
+}
+
+void checkNotOverwritten(const RunOptions& options) {
+    std::error_code ignored;
+    if (options.in != "-" && options.out != "-" && !options.frame.size.empty() &&
+        fs::equivalent(options.in, options.out, ignored)) {
+        throw usageError("a raw file cannot be written while it is read: " + options.out);
+    }
+}
+
+class Timings {
+  public:
+    void add(double milliseconds) { m_all.push_back(milliseconds); }
+    std::size_t count() const { return m_all.size(); }
+    double median() const {
+        std::vector<double> sorted = m_all;
+        std::sort(sorted.begin(), sorted.end());
+        return sorted.empty() ? 0.0 : sorted[sorted.size() / 2];
+    }
+    nlohmann::json json() const {
+        return {{"frames", m_all.size()},
+                {"milliseconds",
+                 {{"first", m_all.empty() ? 0.0 : m_all.front()},
+                  {"median", median()},
+                  {"min", m_all.empty() ? 0.0 : *std::min_element(m_all.begin(), m_all.end())},
+                  {"total", std::accumulate(m_all.begin(), m_all.end(), 0.0)}}}};
+    }
+
+  private:
+    std::vector<double> m_all;
+};
+
+void report(const RunOptions& options, const std::string& backEnd, const FrameSource& source,
+            const Timings& timings) {
+    const std::string size = std::to_string(source.roi().width) + "x" + std::to_string(source.roi().height);
+    if (!options.report.empty()) {
+        nlohmann::json json = timings.json();
+        json["backend"] = backEnd;
+        json["mode"] = options.mode;
+        json["size"] = size;
+        json["format"] = toString(source.format());
+        const std::string text = json.dump(2) + "\n";
+        writeFile(options.report, Bytes(text.begin(), text.end()));
+    }
+    if (options.library.verbose) {
+        char text[160];
+        std::snprintf(text, sizeof(text), "%s %s %s: %zu frame(s), %.2f ms each (median)", backEnd.c_str(),
+                      options.mode.c_str(), size.c_str(), timings.count(), timings.median());
+        note(text);
+    }
+}
+
+// Everything about one run that ends with it; what the library refuses comes out as a Refusal.
+struct Refusal {
+    const char* entry;  // of the table
+    int code;
+    bool noBackEnd;
+    std::string errors;
+};
+
+std::optional<Refusal> refusedBy(HostHandle& handle, const char* entry, int code) {
+    // A back end that the library does not know passes the set-up; only the release tells that nothing was
+    // there.
+    const std::string errors = HostLibrary::takeErrors();
+    const bool noBackEnd = !handle.release();
+    HostLibrary::takeErrors();
+    return Refusal{entry, code, noBackEnd, errors};
+}
+
+std::optional<Refusal> processAll(const HostLibrary& library, const RunOptions& options, const SetUp& setUp,
+                                  const SceneScript& scenes, FrameSource& source, Timings& timings) {
+    HostHandle handle(library, setUp);
+    if (handle.setUpResult() != 0) {
+        return Refusal{"algoInitHandle", handle.setUpResult(), false, HostLibrary::takeErrors()};
+    }
+    if (!handle.supports(source.format().type)) {
+        return refusedBy(handle, "isSupportFormat", 0);
+    }
+    FrameSink sink(options.out, options.to, source, options.color);
+    Frame frame(source.roi(), source.format());
+    // A picture is one frame unless more are asked for; a stream ends with its file.
+    const std::size_t wanted = options.frames != 0 ? options.frames : source.picture() ? 1 : SIZE_MAX;
+    const std::size_t shown =
+        source.count() != 0 && !source.picture() ? std::min(wanted, source.count()) : wanted;
+    Progress progress(shown == SIZE_MAX ? 0 : shown);
+    for (std::size_t i = 0; i < wanted && source.read(frame); ++i) {
+        const auto begin = std::chrono::steady_clock::now();
+        const int code = handle.process(frame, scenes.at(i));
+        const auto end = std::chrono::steady_clock::now();
+        if (code != 0) {
+            return refusedBy(handle, "singleProcessImage", code);
+        }
+        timings.add(std::chrono::duration<double, std::milli>(end - begin).count());
+        sink.write(frame);
+        progress.show(i + 1);
+    }
+    sink.finish(frame);
+    if (!handle.release()) {
+        return Refusal{"releaseHandle", -1, false, HostLibrary::takeErrors()};
+    }
+    return std::nullopt;
+}
+
+[[noreturn]] void fail(const HostLibrary& library, const Refusal& refusal, const std::string& backEnd,
+                       bool photo) {
+    // A set-up that fails may mean a driver that is not there, or a tuning that is wrong: a tuning that is
+    // known to be right tells which.
+    const bool unavailable = refusal.noBackEnd || (refusal.code == kInitFailed && !backEnd.empty() &&
+                                                   !backEndRuns(library, backEnd, photo));
+    if (unavailable) {
+        throw ToolError(ExitCode::kUnavailable, "the back end '" + backEnd + "' is not available for " +
+                                                    (photo ? "photos" : "previews") +
+                                                    " here ('huevance info' lists what is)" + refusal.errors);
+    }
+    throw ToolError(ExitCode::kRefused, std::string("the library refused: ") + refusal.entry + " answered " +
+                                            std::to_string(refusal.code) + refusal.errors);
+}
+
+}  // namespace
+
+ExitCode run(const RunOptions& options) {
+    const bool photo = options.mode == "photo";
+    const SceneScript scenes =
+        options.scenes.empty() ? SceneScript(options.scene) : SceneScript(options.scenes, options.scene);
+    if (!fs::is_directory(options.tuning)) {
+        throw fileError("there is no tuning directory " + options.tuning);
+    }
+    if (fs::absolute(options.tuning).string().size() > kMaxDirectory) {
+        throw fileError("the path of the tuning directory is too long");
+    }
+    checkNotOverwritten(options);
+    FrameSource source(options.in, options.frame, options.color);
+    std::vector<float> mask;
+    if (!options.mask.empty()) {
+        mask = readMask(options.mask, source);
+        warnIfMaskUnused(options, photo);
+    }
+
+    const HostLibrary library(options.library.library, options.library.verbose);
+    std::optional<TemporaryTuning> overlay;
+    if (!options.backEnd.empty()) {
+        overlay.emplace(options.tuning, options.backEnd);
+    }
+    const std::string directory = overlay ? overlay->path() : options.tuning;
+    const std::string backEnd =
+        iniValue(directory + "/platformSet.ini", "platform", photo ? "photo" : "frame");
+    Timings timings;
+    const SetUp setUp = {photo, directory, source.roi(), source.format(), mask.empty() ? nullptr : &mask};
+    const std::optional<Refusal> refusal = processAll(library, options, setUp, scenes, source, timings);
+    overlay.reset();
+    if (refusal) {
+        fail(library, *refusal, backEnd, photo);
+    }
+    report(options, backEnd, source, timings);
+    return ExitCode::kGood;
+}
+
+}  // namespace tool

@@ -1,0 +1,43 @@
+// A tuning directory for one run, which leaves nothing behind: another platform choice over somebody's
+// tuning.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace tool {
+
+class TemporaryTuning {
+  public:
+    // Links to every file of `directory`, except platformSet.ini, which names `backEnd` for both modes and
+    // keeps the original's cache directory.
+    TemporaryTuning(const std::string& directory, const std::string& backEnd);
+    // A fresh tuning, written by `write(directory, backEnd)`.
+    TemporaryTuning(const std::function<void(const std::string&, const std::string&)>& write,
+                    const std::string& backEnd);
+    // Removes the directory. Signals that end the process remove it, too.
+    ~TemporaryTuning();
+    TemporaryTuning(const TemporaryTuning&) = delete;
+    TemporaryTuning& operator=(const TemporaryTuning&) = delete;
+
+    const std::string& path() const { return m_path; }
+
+  private:
+    void create();
+    void remove() noexcept;
+    std::string m_path;
+};
+
+// The value of `key` in `section` of an INI file, without the line end; empty when there is none. For this
+// program's own decisions: the library reads its files itself.
+std::string iniValue(const std::string& file, const std::string& section, const std::string& key);
+
+// Whether `name` can stand in platformSet.ini.
+bool isBackEndName(const std::string& name);
+
+// platformSet.ini's text: every line ends in carriage return and line feed, because the library drops the
+// last character of each value.
+std::string platformText(const std::string& backEnd, const std::string& cacheDirectory);
+
+}  // namespace tool
