@@ -227,6 +227,7 @@ int CHuevance_GPU::portraitMaskMalloc() {
         return 0;
     }
     if (bytes > huevance::Buffer<char>::kMaxBytes) {
+        m_portraitMask.release();  // the kernel reads as far as the geometry says
         ALOG_ERROR("portrait mask %d, %d, %d, %d cannot be held!", m_stMaskRoi.width, m_stMaskRoi.height,
                    m_stMaskRoi.stride, m_stMaskRoi.scanline);
         return -1;
@@ -342,7 +343,10 @@ int CHuevance_GPU::setExtParam(const char* key, const void* value) {
     if (std::strcmp(key, "portraitMaskRoiInfo") == 0) {
         std::memcpy(&m_stMaskRoi, value, sizeof(m_stMaskRoi));
         // The stream's set-up may have come before the mask's size was known.
-        if (m_queue && m_portraitMask.size() < maskBytes(m_stMaskRoi)) {
+        const std::size_t bytes = maskBytes(m_stMaskRoi);
+        if (bytes == 0) {
+            m_portraitMask.release();
+        } else if (m_queue && m_portraitMask.size() < bytes) {
             portraitMaskMalloc();
         }
     } else if (std::strcmp(key, "portraitMaskPointer") == 0 && m_stMaskRoi.width >= 2 &&

@@ -48,8 +48,8 @@ std::optional<Bytes> readFile(const char* path) {
     }
     const long end = std::ftell(file.get());
     std::rewind(file.get());
-    if (end < 0 ||
-        end > INT32_MAX) {  // no program comes near; a directory reports the largest number there is
+    constexpr long kMaxBytes = 64L << 20;  // no program comes near; a directory reports the largest number there is
+    if (end < 0 || end > kMaxBytes) {
         return std::nullopt;
     }
     Bytes bytes(static_cast<std::size_t>(end));
@@ -141,13 +141,15 @@ std::vector<Bytes> getBinariesFromCache(const char* path) {
         return {};
     }
     std::vector<Bytes> binaries;
+    std::uint64_t left = file.size();  // programs that overlap would add up to any size
     for (std::size_t i = 0; i < count; ++i) {
         const std::uint64_t offset = wordAt(file, 2 + 2 * i);
         const std::uint64_t size = wordAt(file, 3 + 2 * i);
-        if (offset > file.size() || size > file.size() - offset) {
+        if (offset > file.size() || size > file.size() - offset || size > left) {
             ALOG_ERROR("%s wrong cache", __func__);
             return {};
         }
+        left -= size;
         const auto begin = file.begin() + static_cast<std::ptrdiff_t>(offset);
         binaries.emplace_back(begin, begin + static_cast<std::ptrdiff_t>(size));
     }

@@ -3,6 +3,7 @@
 #include "cpu/HuevanceFrame_CPU.h"
 #include "gpu/HuevanceFrame_GPU.h"
 #include "jni/DispatchShims.h"
+#include "ogl/HuevanceFrame_OGL.h"
 
 namespace {
 
@@ -33,6 +34,12 @@ constexpr Row kRows[] = {
                                          scene);
      },
      HuevanceFrameFree_GPU},
+    {"OGL", HuevanceFrameMalloc_OGL, HuevanceFrameSetExtParam_OGL,
+     [](void* handle, Image& image, int scene) {
+         return HuevanceFrameProcess_OGL(handle, image.planes[0].data, image.planes[0].fd, image.planes[3].data,
+                                         image.format, scene);
+     },
+     HuevanceFrameFree_OGL},
 };
 
 }  // namespace
@@ -125,15 +132,32 @@ int HuevanceFrameFree_GPU(void* handle) {
         [](CHuevanceFrame_GPU& frame) { return frame.free(); });
 }
 
-int HuevanceFrameMalloc_OGL(char*, RoiInfo, int, char*, void**) {
-    return 0;
+int HuevanceFrameMalloc_OGL(char* directory, RoiInfo size, int dataBit, char* /*cachePath*/, void** handle) {
+    return dispatch::create<CHuevanceFrame_OGL>(
+        handle, {"HuevanceFrameMalloc_OGL succeeded!\n", "HuevanceFrameMalloc_OGL failed!\n"},
+        [=](CHuevanceFrame_OGL& frame) {
+            frame.setDataBit(dataBit);
+            return frame.init(directory, size);
+        });
 }
-int HuevanceFrameSetExtParam_OGL(void*, char*, void*) {
-    return 0;
+
+int HuevanceFrameSetExtParam_OGL(void* handle, char* key, void* value) {
+    return dispatch::forward<CHuevanceFrame_OGL>(
+        handle, {"HuevanceFrameSetExtParam_OGL succeeded!\n", "HuevanceFrameSetExtParam_OGL failed!\n"},
+        [=](CHuevanceFrame_OGL& frame) { return frame.set(key, value); });
 }
-int HuevanceFrameProcess_OGL(void*, void*, int, void*, IMAGE_FORMAT_TYPE, int) {
-    return 0;
+
+int HuevanceFrameProcess_OGL(void* handle, void* data, int fd, void* hardwareBuffer, IMAGE_FORMAT_TYPE format,
+                             int scene) {
+    return dispatch::forwardTimed<CHuevanceFrame_OGL>(
+        handle, "preview on GPU run time is %.2fms\n",  // on purpose the GPU back end's text
+        {nullptr, "HuevanceFrameProcess_OGL failed!\n"},
+        [=](CHuevanceFrame_OGL& frame) { return frame.process(data, fd, hardwareBuffer, format, scene); });
 }
+
 int HuevanceFrameFree_OGL(void* handle) {
-    return dispatch::refuseNull(handle, "HuevanceFrameFree_OGL failed! HvcHandle is NULL!\n");
+    return dispatch::destroy<CHuevanceFrame_OGL>(
+        handle, "HuevanceFrameFree_OGL failed! HvcHandle is NULL!\n",
+        {"HuevanceFrameFree_OGL succeeded!\n", "HuevanceFrameFree_OGL failed!\n"},
+        [](CHuevanceFrame_OGL& frame) { return frame.destroy(); });
 }

@@ -28,7 +28,7 @@ HUEVANCE_EXPORT int HuevanceFrameSetExtParam_GPU(void* handle, char* key, void* 
 HUEVANCE_EXPORT int HuevanceFrameProcess_GPU(void* handle, void* data, int fd, IMAGE_FORMAT_TYPE format, int scene);
 HUEVANCE_EXPORT int HuevanceFrameFree_GPU(void* handle);
 
-// The OpenGL ES back end is not part of this build: these answer like an unknown name.
+// `hardwareBuffer` is the output's AHardwareBuffer; the cache path and `fd` are not used.
 HUEVANCE_EXPORT int HuevanceFrameMalloc_OGL(char* directory, RoiInfo size, int dataBit, char* cachePath,
                                             void** handle);
 HUEVANCE_EXPORT int HuevanceFrameSetExtParam_OGL(void* handle, char* key, void* value);

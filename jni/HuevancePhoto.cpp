@@ -3,6 +3,7 @@
 #include "cpu/HuevancePhoto_CPU.h"
 #include "jni/DispatchShims.h"
 #include "neon/HuevancePhoto_NEON.h"
+#include "ogl/HuevancePhoto_OGL.h"
 
 namespace {
 
@@ -50,6 +51,15 @@ constexpr Row kRows[] = {
          return HuevancePhotoProcess_NEON(handle, image.planes[0].data, image.format, scene);
      },
      HuevancePhotoFree_NEON},
+    {"OGL", HuevancePhotoMalloc_OGL, HuevancePhotoSetExtParam_OGL,
+     [](void* handle, Image& image, int scene) {
+         // Without a hardware buffer nothing is processed, on purpose without a word.
+         void* buffer = image.planes[3].data;
+         return buffer != nullptr
+                    ? HuevancePhotoProcess_OGL(handle, image.planes[0].data, buffer, image.format, scene)
+                    : 0;
+     },
+     HuevancePhotoFree_OGL},
 };
 
 }  // namespace
@@ -120,7 +130,29 @@ int HuevancePhotoProcess_NEON(void* handle, void* data, IMAGE_FORMAT_TYPE format
 
 int HuevancePhotoFree_NEON(void* handle) { return freeHost<CHuevancePhoto_NEON>(handle); }
 
-int HuevancePhotoMalloc_OGL(char*, RoiInfo, int, void**) { return 0; }
-int HuevancePhotoSetExtParam_OGL(void*, char*, void*) { return 0; }
-int HuevancePhotoProcess_OGL(void*, void*, void*, IMAGE_FORMAT_TYPE, int) { return 0; }
-int HuevancePhotoFree_OGL(void* handle) { return dispatch::refuseNull(handle, kFreeNullText); }
+int HuevancePhotoMalloc_OGL(char* directory, RoiInfo size, int dataBit, void** handle) {
+    return dispatch::create<CHuevancePhoto_OGL>(
+        handle, {"HuevancePhotoMalloc_OGL succeeded!\n", "HuevancePhotoMalloc_OGL failed!\n"},
+        [=](CHuevancePhoto_OGL& photo) {
+            photo.setDataBit(dataBit);
+            return photo.init(directory, size);
+        });
+}
+
+int HuevancePhotoSetExtParam_OGL(void* handle, char* key, void* value) {
+    return dispatch::forward<CHuevancePhoto_OGL>(
+        handle, {"HuevancePhotoSetExtParam_OGL succeeded!\n", "HuevancePhotoSetExtParam_OGL failed!\n"},
+        [=](CHuevancePhoto_OGL& photo) { return photo.set(key, value); });
+}
+
+int HuevancePhotoProcess_OGL(void* handle, void* data, void* hardwareBuffer, IMAGE_FORMAT_TYPE format, int scene) {
+    return dispatch::forwardTimed<CHuevancePhoto_OGL>(
+        handle, "HVCapture Huevance in OGL run time is %.2fms\n",
+        {"HuevancePhotoProcess_OGL succeeded!\n", "HuevancePhotoProcess_OGL failed!\n"},
+        [=](CHuevancePhoto_OGL& photo) { return photo.process(data, hardwareBuffer, format, scene); });
+}
+
+int HuevancePhotoFree_OGL(void* handle) {
+    return dispatch::destroy<CHuevancePhoto_OGL>(handle, kFreeNullText, kFreeTexts,
+                                                 [](CHuevancePhoto_OGL& photo) { return photo.destroy(); });
+}

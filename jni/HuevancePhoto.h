@@ -23,7 +23,7 @@ HUEVANCE_EXPORT int HuevancePhotoSetExtParam_NEON(void* handle, char* key, void*
 HUEVANCE_EXPORT int HuevancePhotoProcess_NEON(void* handle, void* data, IMAGE_FORMAT_TYPE format, int scene);
 HUEVANCE_EXPORT int HuevancePhotoFree_NEON(void* handle);
 
-// The OpenGL ES back end is not part of this build: these answer like an unknown name.
+// Process: `hardwareBuffer` is the output's AHardwareBuffer.
 HUEVANCE_EXPORT int HuevancePhotoMalloc_OGL(char* directory, RoiInfo size, int dataBit, void** handle);
 HUEVANCE_EXPORT int HuevancePhotoSetExtParam_OGL(void* handle, char* key, void* value);
 HUEVANCE_EXPORT int HuevancePhotoProcess_OGL(void* handle, void* data, void* hardwareBuffer,

@@ -9,7 +9,7 @@ photo=$(realpath "${1:-$(dirname "$0")/../samples/portrait.jpg}")
 cd "$(dirname "$0")/.."
 [ -r "$photo" ] || { echo "cannot read $photo" >&2; exit 3; }
 
-scripts/setup.sh build bench
+scripts/setup.sh build bench drivers
 log=build/demo.log
 mkdir -p build
 {

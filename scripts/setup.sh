@@ -1,23 +1,28 @@
 #!/bin/sh
 # Installs the Debian packages that are missing, without asking. Quick, and without the network, when all are there.
-# Usage: scripts/setup.sh [build|test|bench]...   (default: all groups)
+# Usage: scripts/setup.sh [build|test|bench|drivers]...   (default: all groups)
 set -eu
 
 # What a configured and built release preset needs; tests are built from the distribution's GoogleTest source.
 build="cmake ninja-build g++ pkg-config googletest libsimde-dev
+  opencl-headers libegl-dev libgles-dev
   libcli11-dev libturbojpeg0-dev libpng-dev libyuv-dev nlohmann-json3-dev"
 # Further compilers, and AArch64 under an emulator.
 test="clang g++-aarch64-linux-gnu qemu-user"
 # What the benchmarks measure against, and with.
 bench="libbenchmark-dev libopencv-core-dev libopencv-imgproc-dev libavfilter-dev"
 
+# A processor that acts as a graphics card.
+drivers="pocl-opencl-icd ocl-icd-libopencl1 libegl1 libgles2 libegl-mesa0 libgl1-mesa-dri"
+
 packages=
-for group in ${@:-build test bench}; do
+for group in ${@:-build test bench drivers}; do
     case $group in
         build) packages="$packages $build" ;;
         test) packages="$packages $test" ;;
         bench) packages="$packages $bench" ;;
-        *) echo "usage: $0 [build|test|bench]..." >&2; exit 2 ;;
+        drivers) packages="$packages $drivers" ;;
+        *) echo "usage: $0 [build|test|bench|drivers]..." >&2; exit 2 ;;
     esac
 done
 

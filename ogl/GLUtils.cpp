@@ -1,0 +1,60 @@
+#include "ogl/GLUtils.h"
+
+#include <iterator>
+
+namespace {
+
+constexpr GLuint64 kFlushTimeout = 15000000;  // nanoseconds
+
+// From 0x3000 on.
+constexpr const char* kEglErrors[] = {"EGL_SUCCESS",       "EGL_NOT_INITIALIZED",     "EGL_BAD_ACCESS",
+                                      "EGL_BAD_ALLOC",     "EGL_BAD_ATTRIBUTE",       "EGL_BAD_CONFIG",
+                                      "EGL_BAD_CONTEXT",   "EGL_BAD_CURRENT_SURFACE", "EGL_BAD_DISPLAY",
+                                      "EGL_BAD_MATCH",     "EGL_BAD_NATIVE_PIXMAP",   "EGL_BAD_NATIVE_WINDOW",
+                                      "EGL_BAD_PARAMETER", "EGL_BAD_SURFACE",         "EGL_CONTEXT_LOST"};
+
+}  // namespace
+
+void GLUtils::checkGLError(const char* label) {
+    for (int i = 0; i < kMaxErrors; ++i) {
+        const GLenum code = glGetError();
+        if (code == GL_NO_ERROR) {
+            return;
+        }
+        GL_LOG_ERROR("%s glError: %d ", label, static_cast<int>(code));
+    }
+}
+
+void GLUtils::checkEGLError(const char* label) {
+    for (int i = 0; i < kMaxErrors; ++i) {
+        const EGLint code = eglGetError();
+        if (code == EGL_SUCCESS) {
+            return;
+        }
+        GL_LOG_ERROR("%s eglError: %s (0x%x)", label, strError(code), static_cast<unsigned>(code));
+    }
+}
+
+bool GLUtils::checkFramebufferStatus() {
+    const GLenum status = GL_CALL(glCheckFramebufferStatus, GL_FRAMEBUFFER);
+    if (status != GL_FRAMEBUFFER_COMPLETE) {
+        GL_LOG_ERROR("Framebuffer not complete, status: %d", static_cast<int>(status));
+        return false;
+    }
+    return true;
+}
+
+const char* GLUtils::strError(int code) {
+    const int index = code - EGL_SUCCESS;
+    return index >= 0 && index < static_cast<int>(std::size(kEglErrors)) ? kEglErrors[index] : "UNKNOWN";
+}
+
+void GLUtils::flush() {
+    GL_CALL(glFlush);
+    const GLsync fence = GL_CALL(glFenceSync, GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
+    if (fence == nullptr) {
+        return;
+    }
+    GL_CALL(glClientWaitSync, fence, 0, kFlushTimeout);
+    GL_CALL(glDeleteSync, fence);
+}

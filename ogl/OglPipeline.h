@@ -1,0 +1,135 @@
+// What the capture and the preview pipeline of this back end share: their buffers and textures, the CLAHE
+// table, the uploads, the draw into the host's hardware buffer, the mask, the dumps, and set-up and release
+// of all that.
+#pragma once
+
+#include <android/hardware_buffer.h>
+
+#include <initializer_list>
+
+#include "core/Buffer.h"
+#include "core/SceneTables.h"
+#include "core/TuningSet.h"
+#include "jni/algocommon/ImageTypes.h"
+#include "ogl/GLEngine.h"
+#include "ogl/GLFramebuffer.h"
+#include "ogl/GLTexture.h"
+#include "ogl/HuevanceRender.h"
+
+class OglPipeline {
+  public:
+    virtual ~OglPipeline() = default;
+    OglPipeline(const OglPipeline&) = delete;
+    OglPipeline& operator=(const OglPipeline&) = delete;
+
+    int setDataBit(int dataBit);
+    int setSensorPath(const char* path);
+    int setRoiInfo(RoiInfo& roi);
+
+    // Reads the tuning of `path`; when the pipeline is enabled allocates everything, loads the scene tables
+    // and creates the context and its objects. 0, or -1 with log lines and nothing held.
+    int init(char* path, RoiInfo roi);
+    // "portraitMaskRoiInfo" (a RoiInfo, copied) and "portraitMaskPointer" (floats, kept and not owned) while
+    // the mask comes from the host; other keys are ignored. 0, or -1 with a log line.
+    int set(char* key, void* value);
+    // Releases everything. 0.
+    int destroy();
+
+    // --- Tuning and state, for the pipelines and their tests ---
+
+    huevance::TuningSet m_tuning;
+    RoiInfo m_stRoi = {};
+    float m_fColorStrength = 0.0F;
+    float m_fSatStrength = 0.0F;
+    float m_fClaheStrength = 0.0F;
+    huevance::Buffer<unsigned char> m_yBuffer;     // width x height
+    huevance::Buffer<unsigned char> m_uvBuffer;    // width / 2 pairs x height / 2
+    huevance::Buffer<float> m_gridHist;            // tiles x 256
+    huevance::Buffer<float> m_claheTmp;            // 256 x tiles
+    huevance::Buffer<unsigned char> m_claheLut;    // 256 x tiles
+    huevance::Buffer<unsigned char> m_yCurveMap;   // 256
+    huevance::Buffer<unsigned char> m_uvCurveMap;  // 256
+    huevance::Buffer<unsigned char> m_colorLut;    // 12288
+    huevance::Buffer<unsigned char> m_yCurveMaps;  // for each scene table
+    huevance::Buffer<unsigned char> m_colorLuts;   // for each scene table
+    const char* m_pcDumpDirectory = "/data/hvcSave";
+
+  protected:
+    struct Names {
+        const char* name;            // of the class, in log lines
+        const char* tag;             // of the log
+        const char* loadConfigures;  // of the operation that reads the tuning
+    };
+    explicit OglPipeline(const Names& names);
+    // What destroy does, without its log line. For the destructors of the pipelines, while they still are
+    // themselves.
+    void release() { release(false); }
+
+    virtual bool isEnabled() const = 0;
+    virtual void readConfigures() = 0;
+    // Creates and drops what one pipeline alone has; the engine is current.
+    virtual void createOwn() {}
+    virtual void releaseOwn() {}
+
+    // --- One frame; each 0, or -1 with one error line ---
+
+    // Null pointers, a geometry that cannot hold the frame, an output smaller than the frame.
+    int checkFrame(const void* src, void* dst) const;
+    int checkMask() const;
+    void setStrengths(const huevance::TuningSet& tuning);
+
+    // --- With the engine current ---
+
+    smart_pointer<HuevanceRender> createRender(IMAGE_FORMAT_TYPE format) const;
+    // The host's hardware buffer as a texture, or null.
+    smart_pointer<GLTexture2DOES> importBuffer(void* buffer) const;
+    void copyPlanes(const unsigned char* src);
+    // Counts, clips, smooths and uploads the table of the copied frame. A grid that the frame cannot be
+    // divided into is one error line, and leaves luma as it is.
+    void updateClahe();
+    void uploadCurves();
+    void uploadColors();
+    void uploadPlanes();
+    // 0, or -1 when the frame has not been drawn.
+    int draw(HuevanceRender& render, GLTexture2DOES& output);
+    // Writes the input, the output and the tables to files; two numbers tell the files of a stream apart. The
+    // copies of the input are the output's from then on.
+    void dumpFrame(void* buffer, int first, int second);
+
+    // Lines of this pipeline, at information and error priority.
+    void logInfo(const char* format, ...) const __attribute__((format(printf, 2, 3)));
+    void logError(const char* format, ...) const __attribute__((format(printf, 2, 3)));
+
+    const Names m_names;
+    smart_pointer<GLEngine> m_engine;
+    huevance::SceneTables m_scenes;
+
+  private:
+    int setUp();
+    int allocateBuffers();
+    void loadTables();
+    int createContext();
+    void createObjects();
+    void release(bool logFailure);
+    int setMaskRoi(const RoiInfo& roi);
+    int uploadMask();
+    struct Span {
+        const void* data;
+        std::size_t bytes;
+    };
+    void dumpFile(const char* name, int first, int second, std::initializer_list<Span> spans) const;
+    void dumpPlanes(const char* prefix, int first, int second) const;
+    int readBack(AHardwareBuffer* buffer);
+
+    smart_pointer<GLTexture2D> m_yTexture;
+    smart_pointer<GLTexture2D> m_uvTexture;
+    smart_pointer<GLTexture2D> m_clahemapTexture;
+    smart_pointer<GLTexture2D> m_yCurvemapTexture;
+    smart_pointer<GLTexture2D> m_uvCurvemapTexture;
+    smart_pointer<GLTexture2D> m_maskmapTexture;
+    smart_pointer<GLTexture3D> m_colormapTexture;
+    smart_pointer<GLFramebuffer> m_framebuffer;
+    RoiInfo m_stMaskRoi = {};
+    const float* m_pfMask = nullptr;
+    huevance::Buffer<unsigned char> m_maskBytes;
+};

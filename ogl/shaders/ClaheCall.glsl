@@ -1,0 +1,2 @@
+
+        dstYuv = clahemap(dstYuv);

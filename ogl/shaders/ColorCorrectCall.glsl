@@ -1,0 +1,2 @@
+
+        dstYuv = color_corr(srcYuv, dstYuv);

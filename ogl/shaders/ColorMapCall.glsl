@@ -1,0 +1,2 @@
+
+        dstYuv = colormap(dstYuv);

@@ -1,0 +1,2 @@
+
+        dstYuv = curvemap(dstYuv);

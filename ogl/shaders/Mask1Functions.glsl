@@ -1,0 +1,3 @@
+
+    // make mask1
+    uniform sampler2D maskmapTexture;

@@ -1,0 +1,54 @@
+// What every test on the simulated EGL and OpenGL ES does: it starts without faults and ends with nothing
+// left alive.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sim/gl.h>
+
+#include <string>
+#include <vector>
+
+#include "ogl/GLEngine.h"
+#include "ogl/GLUtils.h"
+#include "ogl/Object.h"
+#include "tests/sim/support/DeviceBuffer.h"
+#include "tests/support/LogCapture.h"
+
+namespace test {
+
+// Objects of the device and of the library that are alive, each kind that is not 0 by name; empty when all
+// are gone.
+std::string alive();
+
+// Skips where there is no driver.
+class GlTest : public testing::Test {
+  protected:
+    void SetUp() override;
+    void TearDown() override;
+};
+
+// An engine that is current as long as it lives.
+class CurrentEngine {
+  public:
+    CurrentEngine();
+    ~CurrentEngine();
+
+  private:
+    smart_pointer<GLEngine> m_engine;
+};
+
+// Every EGL and GL call made while it lives but for glGetError and eglGetError.
+class CallTrace {
+  public:
+    CallTrace();
+    ~CallTrace();
+    const std::vector<std::string>& calls() const { return m_calls; }
+    // Without their arguments.
+    std::vector<std::string> names() const;
+    void clear() { m_calls.clear(); }
+
+  private:
+    std::vector<std::string> m_calls;
+};
+
+}  // namespace test

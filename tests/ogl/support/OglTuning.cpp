@@ -1,0 +1,124 @@
+#include "tests/ogl/support/OglTuning.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+#include "tests/ogl/support/TableModel.h"
+
+namespace test {
+
+namespace {
+
+std::map<std::string, std::string> withDefaults(std::map<std::string, std::string> values) {
+    values.insert({{"claheSwitch", "1"},
+                   {"curveSwitch", "1"},
+                   {"colorSwitch", "1"},
+                   {"cCorrSwitch", "1"},
+                   {"pProtectSwitch", "0"},
+                   {"maskSource", "0"},
+                   {"gridWidth", "8"},
+                   {"gridHeight", "6"},
+                   {"sampRate", "2"},
+                   {"sceneNum", "3"},
+                   {"sceneIdx", "0/1/2/"}});
+    return values;
+}
+
+}  // namespace
+
+OglTuning::OglTuning(Settings values) : m_values(withDefaults(std::move(values))) {
+    m_directory.writeSets(m_values);
+    m_directory.writePlatform("OGL");
+    for (int table = 0; table < kScenes; ++table) {
+        const Strengths s = strengths(table);
+        m_directory.writeParam(table, s.color, s.sat, s.clahe);
+        m_directory.writeFloats("curveLut" + std::to_string(table), curve(table));
+        m_directory.writeFloats("colorLut" + std::to_string(table), colors(table));
+    }
+}
+
+Strengths OglTuning::strengths(int table) {
+    return {0.25F + 0.25F * static_cast<float>(table), 1.0F + 0.2F * static_cast<float>(table),
+            0.5F + 1.0F * static_cast<float>(table)};
+}
+
+std::vector<float> OglTuning::curve(int table) {
+    std::vector<float> levels;
+    for (int i = 0; i < 256; ++i) {
+        levels.push_back(255.0F *
+                         std::pow(static_cast<float>(i) / 255.0F, 0.8F + 0.15F * static_cast<float>(table)));
+    }
+    return levels;
+}
+
+std::vector<float> OglTuning::colors(int table) {
+    std::vector<float> planes;
+    for (int plane = 0; plane < 3; ++plane) {
+        for (int i = 0; i < 4096; ++i) {
+            const int axes[] = {i % 16, i / 16 % 16, i / 256};
+            const float own = static_cast<float>(axes[plane]) * 17.0F;
+            const float turn = static_cast<float>((axes[(plane + 1) % 3] - 8) * (table + 1)) * 0.7F;
+            planes.push_back(std::clamp(own + turn, 0.0F, 255.0F));
+        }
+    }
+    return planes;
+}
+
+int OglTuning::value(const std::string& key) const {
+    return std::stoi(m_values.at(key));
+}
+
+ShaderInput OglTuning::input(const Frame& frame, IMAGE_FORMAT_TYPE format, int table,
+                             const Strengths& strengths) const {
+    ShaderInput in;
+    const RoiInfo& roi = frame.roi();
+    in.width = roi.width;
+    in.height = roi.height;
+    in.format = format;
+    for (int y = 0; y < roi.height; ++y) {
+        for (int x = 0; x < roi.width; ++x) {
+            in.luma.push_back(static_cast<unsigned char>(frame.luma(x, y)));
+        }
+    }
+    for (int y = 0; y < roi.height / 2; ++y) {
+        for (int x = 0; x < roi.width / 2 * 2; ++x) {
+            in.chroma.push_back(static_cast<unsigned char>(frame.chroma(x, y)));
+        }
+    }
+    in.on = {value("claheSwitch") == 1, value("curveSwitch") == 1, value("cCorrSwitch") == 1,
+             value("colorSwitch") == 1, value("pProtectSwitch") == 1};
+    in.maskType = value("maskSource");
+    in.gridWidth = value("gridWidth");
+    in.gridHeight = value("gridHeight");
+    if (in.on.clahe) {
+        in.clahe = modelClaheTable(in.luma, in.width, in.height, in.gridWidth, in.gridHeight,
+                                   value("sampRate"), strengths.clahe);
+    }
+    in.yCurve = modelCurve(curve(table));
+    in.uvCurve = modelUvCurve(strengths.sat);
+    in.color = modelColors(colors(table));
+    in.colorStrength = strengths.color;
+    return in;
+}
+
+Difference compareWithModel(const DeviceBuffer& drawn, const ModelFrame& model) {
+    Difference worst;
+    const RoiInfo& roi = drawn.roi();
+    for (int y = 0; y < roi.height; ++y) {
+        for (int x = 0; x < roi.width; ++x) {
+            worst.luma = std::max(worst.luma, std::abs(drawn.luma(x, y) - model.luma(x, y)));
+        }
+    }
+    for (int y = 0; y < roi.height / 2; ++y) {
+        for (int x = 0; x < roi.width / 2; ++x) {
+            for (int channel = 0; channel < 2; ++channel) {
+                worst.chroma = std::max(worst.chroma,
+                                        std::abs(drawn.chroma(x, y, channel) - model.chroma(x, y, channel)));
+            }
+        }
+    }
+    return worst;
+}
+
+}  // namespace test

@@ -1,0 +1,52 @@
+// A complete tuning of several scenes for the OpenGL ES back end, and what a frame becomes under it.
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "tests/ogl/support/ShaderModel.h"
+#include "tests/sim/support/DeviceBuffer.h"
+#include "tests/support/Frames.h"
+#include "tests/support/TuningDir.h"
+
+namespace test {
+
+struct Strengths {
+    float color, sat, clahe;
+};
+
+using Settings = std::map<std::string, std::string>;
+
+class OglTuning {
+  public:
+    static constexpr int kScenes = 3;
+
+    // All stages on but the mask, unless `values` say otherwise. sceneIdx is 0/1/2/ unless given.
+    explicit OglTuning(Settings values = {});
+
+    char* path() { return m_directory.mutablePath(); }
+    TuningDir& directory() { return m_directory; }
+
+    static Strengths strengths(int table);
+    static std::vector<float> curve(int table);
+    static std::vector<float> colors(int table);
+
+    // The model's input for a frame under the tables of `table` and the given strengths.
+    ShaderInput input(const Frame& frame, IMAGE_FORMAT_TYPE format, int table,
+                      const Strengths& strengths) const;
+
+  private:
+    int value(const std::string& key) const;
+
+    TuningDir m_directory;
+    std::map<std::string, std::string> m_values;
+};
+
+// The largest difference between a buffer's visible samples and the model's.
+struct Difference {
+    int luma = 0;
+    int chroma = 0;
+};
+Difference compareWithModel(const DeviceBuffer& drawn, const ModelFrame& model);
+
+}  // namespace test

@@ -1,0 +1,47 @@
+// What the composed shader computes, in plain C++: linear sampling with clamped edges (and a repeating third
+// axis), the stages, and rounding to bytes. Written from the shader's formulas in double precision.
+#pragma once
+
+#include <vector>
+
+#include "core/Stages.h"
+#include "jni/algocommon/ImageTypes.h"
+
+namespace test {
+
+using Bytes = std::vector<unsigned char>;
+
+struct ShaderInput {
+    int width = 0;
+    int height = 0;
+    Bytes luma;    // width x height
+    Bytes chroma;  // width / 2 x height / 2 pairs
+    IMAGE_FORMAT_TYPE format = IMAGE_FORMAT_TYPE_NV12;
+    huevance::StageSwitches on;
+    int maskType = 0;
+    int gridWidth = 8;
+    int gridHeight = 6;
+    Bytes clahe;  // 256 rows of gridWidth x gridHeight
+    Bytes yCurve;
+    Bytes uvCurve;
+    Bytes color;  // 16 x 16 x 16 texels of three bytes
+    float colorStrength = 0.0F;
+    int maskWidth = 0;
+    int maskHeight = 0;
+    Bytes mask;  // 1 keeps the enhanced value
+};
+
+// Y, U, V of every pixel, as the shader's output is rounded.
+std::vector<unsigned char> modelTexels(const ShaderInput& in);
+
+// What a phone writes to the output: luma of every pixel, chroma the mean of four.
+struct ModelFrame {
+    int width = 0;
+    Bytes texels;
+    int luma(int x, int y) const { return texels[static_cast<std::size_t>(y * width + x) * 3]; }
+    // channel 0: U, 1: V, of a 2 x 2 block.
+    int chroma(int x, int y, int channel) const;
+};
+ModelFrame modelFrame(const ShaderInput& in);
+
+}  // namespace test

@@ -1,0 +1,25 @@
+add_library(ogl_test_support STATIC
+  ogl/support/GlFixture.cpp
+  ogl/support/OglTuning.cpp
+  ogl/support/ShaderModel.cpp
+  ogl/support/TableModel.cpp)
+target_link_libraries(ogl_test_support PUBLIC device_test_support huevance_objects)
+
+# huevance_ogl_test(name sources...): a test program of the OpenGL ES back end on the simulated device.
+function(huevance_ogl_test name)
+  huevance_test(${name} ${ARGN})
+  target_link_libraries(${name} PRIVATE ogl_test_support)
+  huevance_device_test(${name})
+  # Mesa's software driver by default filters byte textures with 8-bit weights and results; the model is exact.
+  set_property(TEST ${name} APPEND PROPERTY ENVIRONMENT "GALLIVM_PERF=no_aos_sampling")
+endfunction()
+
+huevance_ogl_test(ogl_wrappers_test ogl/WrappersTest.cpp)
+huevance_ogl_test(ogl_shader_composer_test ogl/ShaderComposerTest.cpp)
+huevance_ogl_test(ogl_render_test ogl/RenderTest.cpp)
+huevance_ogl_test(ogl_tables_test ogl/TablesTest.cpp)
+huevance_ogl_test(ogl_photo_test ogl/PhotoTest.cpp)
+huevance_ogl_test(ogl_frame_test ogl/FrameTest.cpp)
+huevance_ogl_test(ogl_fault_test ogl/FaultTest.cpp)
+target_link_options(ogl_fault_test PRIVATE -Wl,--wrap=calloc)
+huevance_ogl_test(ogl_handles_test ogl/HandlesTest.cpp)
