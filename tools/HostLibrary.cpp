@@ -46,6 +46,7 @@ HostLibrary::HostLibrary(const std::string& path, bool verbose) : m_path(path) {
     if (library == nullptr) {
         throw fileError(std::string("cannot load the library: ") + dlerror());
     }
+    m_library = library;
     // The simulated Android log can be turned away from standard error. A phone's has no such entry, and no
     // need.
     const auto setSink = reinterpret_cast<decltype(&sim_log_set_sink)>(dlsym(library, "sim_log_set_sink"));
@@ -89,6 +90,11 @@ HostHandle::HostHandle(const HostLibrary& library, const SetUp& setUp) : m_api(l
                               setUp.roi.height};
     m_init.portraitMask = setUp.mask == nullptr ? nullptr : setUp.mask->data();
     m_setUpResult = m_api.algoInitHandle(&m_handle, &m_init);
+    const std::string platform =
+        iniValue(setUp.tuningDirectory + "/platformSet.ini", "platform", setUp.photo ? "photo" : "frame");
+    if (platform == "OGL") {
+        m_output = std::make_unique<OutputBuffer>(library.get(), setUp.roi, setUp.format);
+    }
     // The library has copied the path; the locals end here.
     m_init.directory1 = m_init.directory2 = nullptr;
 }
@@ -102,7 +108,9 @@ bool HostHandle::supports(IMAGE_FORMAT_TYPE type) const {
 }
 
 int HostHandle::process(Frame& frame, int scene) {
-    return m_api.singleProcessImage(m_handle, frame.image(), &scene, nullptr);
+    frame.image()->planes[3].data = m_output ? m_output->get() : nullptr;
+    const int code = m_api.singleProcessImage(m_handle, frame.image(), &scene, nullptr);
+    return code == 0 && m_output && !m_output->copyTo(frame) ? -1 : code;
 }
 
 bool HostHandle::release() {

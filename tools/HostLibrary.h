@@ -1,10 +1,12 @@
 // libHuevance.so as a camera host sees it: one symbol, a table, handles.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "tools/Frame.h"
+#include "tools/OutputBuffer.h"
 
 namespace tool {
 
@@ -16,6 +18,8 @@ class HostLibrary {
 
     const std::string& path() const { return m_path; }
     const AlgoApi& api() const { return m_api; }
+    // As from dlopen.
+    void* get() const { return m_library; }
     // The plug-in contract's version tag, once.
     std::string version() const;
 
@@ -25,6 +29,7 @@ class HostLibrary {
 
   private:
     std::string m_path;
+    void* m_library = nullptr;
     AlgoApi m_api{};
 };
 
@@ -61,6 +66,7 @@ class HostHandle {
     InitParam m_init{};
     void* m_handle = nullptr;
     int m_setUpResult = 0;
+    std::unique_ptr<OutputBuffer> m_output;  // of a back end that draws into a hardware buffer
 };
 
 // Whether a back end can run here in a mode: a small frame comes back changed, with a tuning of this

@@ -239,7 +239,7 @@ TEST_F(HandlesTest, ManyHandlesLeaveNothing) {
     for (int i = 0; i < kHandles / 5; ++i) {
         once(i);
     }
-    const double memory = residentMegabytes();
+    [[maybe_unused]] const double memory = residentMegabytes();
     const int descriptors = openDescriptors();
     for (int i = 0; i < kHandles - kHandles / 5; ++i) {
         once(i);
@@ -270,7 +270,7 @@ TEST_F(HandlesTest, ManyPreviewFramesLeaveNothing) {
         }
     };
     stream(kFrames / 10);
-    const double memory = residentMegabytes();
+    [[maybe_unused]] const double memory = residentMegabytes();
     const int descriptors = openDescriptors();
     const int device = sim_gl_live(nullptr);
     const int objects = Object::liveObjects();
