@@ -11,7 +11,7 @@ namespace bench {
 namespace {
 
 class Capture final : public Contender {
-  public:
+public:
     Capture(const PipelineEntry& entry, const FullTuning& tuning, unsigned char* frame, const RoiInfo& roi,
             int dataBit)
         : m_pipeline(entry.make()), m_frame(frame), m_format(cameraFormat(dataBit)) {
@@ -20,18 +20,18 @@ class Capture final : public Contender {
     ~Capture() override { m_pipeline->close(); }
     void run() override { m_pipeline->process(m_frame, m_format); }
 
-  private:
+private:
     std::unique_ptr<Pipeline> m_pipeline;
     unsigned char* m_frame;
     IMAGE_FORMAT_TYPE m_format;
 };
 
 class YardstickRun final : public Contender {
-  public:
+public:
     explicit YardstickRun(std::unique_ptr<Yardstick> yardstick) : m_yardstick(std::move(yardstick)) {}
     void run() override { m_yardstick->run(); }
 
-  private:
+private:
     std::unique_ptr<Yardstick> m_yardstick;
 };
 
@@ -54,9 +54,7 @@ std::vector<std::string> contenderNames() {
     return names;
 }
 
-bool isPipeline(const std::string& name) {
-    return findPipeline(name) != nullptr;
-}
+bool isPipeline(const std::string& name) { return findPipeline(name) != nullptr; }
 
 std::unique_ptr<Contender> makeContender(const std::string& name, const FullTuning& tuning,
                                          unsigned char* frame, const RoiInfo& roi, int dataBit) {

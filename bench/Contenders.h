@@ -14,7 +14,7 @@ inline constexpr const char* kOpenCvClahe = "OpenCV CLAHE";
 inline constexpr const char* kFfmpegLut3d = "FFmpeg lut3d";
 
 class Contender {
-  public:
+public:
     virtual ~Contender() = default;
     virtual void run() = 0;
 };

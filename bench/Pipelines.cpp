@@ -18,7 +18,7 @@ namespace {
 
 template <typename BackEnd>
 class PipelineOf final : public Pipeline {
-  public:
+public:
     void open(const std::string& directory, const RoiInfo& roi, int dataBit) override {
         m_directory = directory;
         m_backEnd.setDataBit(dataBit);
@@ -29,7 +29,7 @@ class PipelineOf final : public Pipeline {
     }
     void close() override { check(m_backEnd.free(), "free"); }
 
-  private:
+private:
     static void check(int result, const char* operation) {
         if (result != 0) {
             throw std::runtime_error(std::string("a pipeline refused: ") + operation);

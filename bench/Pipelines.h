@@ -19,7 +19,7 @@ std::span<const KernelEntry> kernelTables();
 // One pipeline object of a back end, as the dispatch family drives it. Throws std::runtime_error when the
 // pipeline refuses.
 class Pipeline {
-  public:
+public:
     virtual ~Pipeline() = default;
     // Sets up for frames of this geometry with the tuning directory's files.
     virtual void open(const std::string& directory, const RoiInfo& roi, int dataBit) = 0;

@@ -31,7 +31,7 @@ IMAGE_FORMAT_TYPE cameraFormat(int dataBit);
 // on, with a contrast curve and a warming colour table. Preview reads the same and leaves out what it never
 // does.
 class FullTuning {
-  public:
+public:
     FullTuning();
     const std::string& path() const { return m_directory.path(); }
 
@@ -41,7 +41,7 @@ class FullTuning {
     static constexpr float kSatStrength = 1.2F;
     static constexpr float kClaheStrength = 1.0F;
 
-  private:
+private:
     test::TuningDir m_directory;
 };
 

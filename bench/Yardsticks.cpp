@@ -28,7 +28,7 @@ cv::Mat planeOf(const unsigned char* data, int width, int height, int type, int 
 }
 
 class OpenCvClahe final : public Yardstick {
-  public:
+public:
     OpenCvClahe(const unsigned char* frame, const RoiInfo& roi)
         : m_luma(planeOf(frame, roi.width, roi.height, CV_8UC1, roi.stride)),
           m_clahe(cv::createCLAHE(2.0, cv::Size(8, 6))) {
@@ -36,7 +36,7 @@ class OpenCvClahe final : public Yardstick {
     }
     void run() override { m_clahe->apply(m_luma, m_result); }
 
-  private:
+private:
     cv::Mat m_luma;
     cv::Mat m_result;
     cv::Ptr<cv::CLAHE> m_clahe;
@@ -49,7 +49,7 @@ void require(bool good, const char* what) {
 }
 
 class FfmpegLut3d final : public Yardstick {
-  public:
+public:
     FfmpegLut3d(const unsigned char* frame, const RoiInfo& roi) {
         av_log_set_level(AV_LOG_ERROR);
         cv::setNumThreads(1);
@@ -64,7 +64,7 @@ class FfmpegLut3d final : public Yardstick {
         av_frame_unref(m_output.get());
     }
 
-  private:
+private:
     static constexpr int kPoints = 16;
 
     void writeCube() {

@@ -8,7 +8,7 @@
 namespace bench {
 
 class Yardstick {
-  public:
+public:
     virtual ~Yardstick() = default;
     // The whole picture once. The input is left as it was, so every run does the same work.
     virtual void run() = 0;

@@ -1,4 +1,5 @@
-// The OpenGL ES back end: set-up, the host's part of a frame, and whole frames, beside the CPU back end's CLAHE stage.
+// The OpenGL ES back end: set-up, the host's part of a frame, and whole frames, beside the CPU back end's
+// CLAHE stage.
 #include <benchmark/benchmark.h>
 #include <sim/gl.h>
 #include <sim/log.h>
@@ -81,8 +82,8 @@ void BM_CpuClaheStage(benchmark::State& state) {
     std::vector<float> hist(48 * 256);
     std::vector<float> lut(48 * 256);
     for (auto _ : state) {
-        huevance::computeClaheLut(frame.data8(), roi, hist.data(), lut.data(), 4, 8, 6, tile.tileWidth, tile.tileHeight,
-                                  1.0F);
+        huevance::computeClaheLut(frame.data8(), roi, hist.data(), lut.data(), 4, 8, 6, tile.tileWidth,
+                                  tile.tileHeight, 1.0F);
         huevance::claheMap_8u(frame.data8(), roi, lut.data(), 256, tile.tileWidth, tile.tileHeight, 8, 6);
         benchmark::ClobberMemory();
     }

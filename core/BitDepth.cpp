@@ -7,7 +7,8 @@ namespace huevance {
 namespace {
 
 template <typename S, typename D, typename Convert>
-int convertFrame(const S* source, const RoiInfo& sourceRoi, D* destination, RoiInfo destinationRoi, Convert convert) {
+int convertFrame(const S* source, const RoiInfo& sourceRoi, D* destination, RoiInfo destinationRoi,
+                 Convert convert) {
     destinationRoi.width = sourceRoi.width;
     destinationRoi.height = sourceRoi.height;
     const auto convertPlane = [&](const PlaneView<const S>& from, const PlaneView<D>& to) {
@@ -38,22 +39,26 @@ int covertYuv_8u16u(const unsigned char* source, RoiInfo sourceRoi, unsigned sho
 
 int leftBitShift_8u16u(const unsigned char* source, RoiInfo sourceRoi, unsigned short* destination,
                        RoiInfo destinationRoi, int shift) {
-    return convertFrame(source, sourceRoi, destination, destinationRoi, [shift](unsigned v) { return v << shift; });
+    return convertFrame(source, sourceRoi, destination, destinationRoi,
+                        [shift](unsigned v) { return v << shift; });
 }
 
 int rightBitShift_16u8u(const unsigned short* source, RoiInfo sourceRoi, unsigned char* destination,
                         RoiInfo destinationRoi, int shift) {
-    return convertFrame(source, sourceRoi, destination, destinationRoi, [shift](unsigned v) { return v >> shift; });
+    return convertFrame(source, sourceRoi, destination, destinationRoi,
+                        [shift](unsigned v) { return v >> shift; });
 }
 
 int leftBitShift_16u16u(const unsigned short* source, RoiInfo sourceRoi, unsigned short* destination,
                         RoiInfo destinationRoi, int shift) {
-    return convertFrame(source, sourceRoi, destination, destinationRoi, [shift](unsigned v) { return v << shift; });
+    return convertFrame(source, sourceRoi, destination, destinationRoi,
+                        [shift](unsigned v) { return v << shift; });
 }
 
 int rightBitShift_16u16u(const unsigned short* source, RoiInfo sourceRoi, unsigned short* destination,
                          RoiInfo destinationRoi, int shift) {
-    return convertFrame(source, sourceRoi, destination, destinationRoi, [shift](unsigned v) { return v >> shift; });
+    return convertFrame(source, sourceRoi, destination, destinationRoi,
+                        [shift](unsigned v) { return v >> shift; });
 }
 
 }  // namespace huevance

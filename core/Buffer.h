@@ -13,8 +13,8 @@ public:
     // Larger requests fail: no frame or table of a real camera comes near.
     static constexpr std::size_t kMaxBytes = std::size_t{1} << 31;
 
-    // Replaces the contents by `count` zeroed elements. False, and empty, when that is impossible. A count of 0
-    // succeeds and leaves the buffer empty.
+    // Replaces the contents by `count` zeroed elements. False, and empty, when that is impossible. A count of
+    // 0 succeeds and leaves the buffer empty.
     [[nodiscard]] bool allocate(std::size_t count) {
         release();
         if (count == 0) {

@@ -57,7 +57,8 @@ void tileCurve(const float* hist, float* lut, int stride, float claheStrength) {
     }
 }
 
-// Mean of the nine tiles around (r, c) of one bin's plane; rows from top to bottom, within a row from left to right.
+// Mean of the nine tiles around (r, c) of one bin's plane; rows from top to bottom, within a row from left to
+// right.
 float meanOfNine(const float* plane, int r, int c, int gridWidth, int gridHeight) {
     const int rows[3] = {std::max(r - 1, 0), r, std::min(r + 1, gridHeight - 1)};
     const int columns[3] = {std::max(c - 1, 0), c, std::min(c + 1, gridWidth - 1)};
@@ -71,8 +72,8 @@ float meanOfNine(const float* plane, int r, int c, int gridWidth, int gridHeight
 }
 
 template <typename T>
-int claheMap(T* image, const RoiInfo& roi, const float* lut, int bins, int tileWidth, int tileHeight, int gridWidth,
-             int gridHeight) {
+int claheMap(T* image, const RoiInfo& roi, const float* lut, int bins, int tileWidth, int tileHeight,
+             int gridWidth, int gridHeight) {
     const PlaneView<T> luma = lumaPlane(image, roi);
     const TileAxis vertical(gridHeight, tileHeight);
     const TileAxis horizontal(gridWidth, tileWidth);
@@ -96,8 +97,8 @@ int claheMap(T* image, const RoiInfo& roi, const float* lut, int bins, int tileW
 
 }  // namespace
 
-int getGridHist(const unsigned char* image, RoiInfo roi, float* hist, int sampRate, int gridWidth, int gridHeight,
-                int tileWidth, int tileHeight) {
+int getGridHist(const unsigned char* image, RoiInfo roi, float* hist, int sampRate, int gridWidth,
+                int gridHeight, int tileWidth, int tileHeight) {
     const int tiles = tileCount(gridWidth, gridHeight);
     std::fill_n(hist, static_cast<std::size_t>(tiles) * kBins8, 0.0F);
     if (sampRate < 1) {
@@ -124,8 +125,8 @@ void clipHistogram(float* h, float largest, float claheStrength) {
     if (!(largest > clip)) {
         return;
     }
-    // The level that a threshold leads to (the threshold itself plus the excess spread over all bins) is modelled by
-    // the parabola through the origin, (M, yM) and (L, yL), and solved for the level L - a.
+    // The level that a threshold leads to (the threshold itself plus the excess spread over all bins) is
+    // modelled by the parabola through the origin, (M, yM) and (L, yL), and solved for the level L - a.
     const float yM = (half + excessAbove(h, half) * a) - a;
     const float yL = (clip + excessAbove(h, clip) * a) - a;
     const float D = (clip * (half * half) - (clip * clip) * half) + kTiny;
@@ -170,7 +171,8 @@ int claheLutFilt(float* lut, int gridWidth, int gridHeight) {
         float* plane = lut + static_cast<std::ptrdiff_t>(b) * tiles;
         std::copy_n(plane, tiles, scratch.get());
         for (int tile = 0; tile < tiles; ++tile) {
-            plane[tile] = meanOfNine(scratch.get(), tile / gridWidth, tile % gridWidth, gridWidth, gridHeight);
+            plane[tile] =
+                meanOfNine(scratch.get(), tile / gridWidth, tile % gridWidth, gridWidth, gridHeight);
         }
     }
     return 0;
@@ -181,22 +183,22 @@ int claheLutFilt_gpu(const float* source, float* destination, int gridWidth, int
     for (int tile = 0; tile < tiles; ++tile) {
         for (int b = 0; b < kBins8; ++b) {
             destination[static_cast<std::ptrdiff_t>(tile) * kBins8 + b] =
-                meanOfNine(source + static_cast<std::ptrdiff_t>(b) * tiles, tile / gridWidth, tile % gridWidth,
-                           gridWidth, gridHeight);
+                meanOfNine(source + static_cast<std::ptrdiff_t>(b) * tiles, tile / gridWidth,
+                           tile % gridWidth, gridWidth, gridHeight);
         }
     }
     return 0;
 }
 
-int computeClaheLut(const unsigned char* image, RoiInfo roi, float* hist, float* lut, int sampRate, int gridWidth,
-                    int gridHeight, int tileWidth, int tileHeight, float claheStrength) {
+int computeClaheLut(const unsigned char* image, RoiInfo roi, float* hist, float* lut, int sampRate,
+                    int gridWidth, int gridHeight, int tileWidth, int tileHeight, float claheStrength) {
     getGridHist(image, roi, hist, sampRate, gridWidth, gridHeight, tileWidth, tileHeight);
     gridHist2claheLut(hist, lut, gridWidth, gridHeight, claheStrength);
     return claheLutFilt(lut, gridWidth, gridHeight);
 }
 
-int computeClaheLut_gpu(const unsigned char* image, RoiInfo roi, float* hist, float* lut, int sampRate, int gridWidth,
-                        int gridHeight, int tileWidth, int tileHeight, float claheStrength) {
+int computeClaheLut_gpu(const unsigned char* image, RoiInfo roi, float* hist, float* lut, int sampRate,
+                        int gridWidth, int gridHeight, int tileWidth, int tileHeight, float claheStrength) {
     Buffer<float> curves;
     if (!curves.allocate(static_cast<std::size_t>(tileCount(gridWidth, gridHeight)) * kBins8)) {
         return -1;
@@ -216,8 +218,8 @@ LutWidening::Bin LutWidening::at(int destinationBin) const {
     return {lower, std::min(lower + 1, m_sourceBins - 1), f - static_cast<float>(lower)};
 }
 
-int resizeClaheLut(const float* source, int sourceBins, float* destination, int destinationBins, int gridWidth,
-                   int gridHeight) {
+int resizeClaheLut(const float* source, int sourceBins, float* destination, int destinationBins,
+                   int gridWidth, int gridHeight) {
     const std::ptrdiff_t tiles = tileCount(gridWidth, gridHeight);
     const LutWidening widening(sourceBins, destinationBins);
     const float rescale = widening.rescale();
@@ -255,8 +257,8 @@ int claheMap_8u(unsigned char* image, RoiInfo roi, const float* lut, int bins, i
     return claheMap(image, roi, lut, bins, tileWidth, tileHeight, gridWidth, gridHeight);
 }
 
-int claheMap_16u(unsigned short* image, RoiInfo roi, const float* lut, int bins, int tileWidth, int tileHeight,
-                 int gridWidth, int gridHeight) {
+int claheMap_16u(unsigned short* image, RoiInfo roi, const float* lut, int bins, int tileWidth,
+                 int tileHeight, int gridWidth, int gridHeight) {
     return claheMap(image, roi, lut, bins, tileWidth, tileHeight, gridWidth, gridHeight);
 }
 

@@ -14,7 +14,8 @@ constexpr float kTiny = 1e-16F;
 constexpr float kMinGain = 0.5F;
 constexpr float kMaxGain = 2.0F;
 
-// Gain of the chroma (u, v) of a block whose mean luma went from `before` to `after`; `half` is the neutral chroma level.
+// Gain of the chroma (u, v) of a block whose mean luma went from `before` to `after`; `half` is the neutral
+// chroma level.
 float chromaGain(float u, float v, float before, float after, float half) {
     const float chroma = std::sqrt(u * u + v * v);
     const float target = chroma * before / (after + kTiny);
@@ -30,7 +31,8 @@ int blockMean(const T* top, const T* bottom) {
 }
 
 template <typename T>
-void correctBlocks(const T* source, const RoiInfo& sourceRoi, T* destination, const RoiInfo& destinationRoi, int range) {
+void correctBlocks(const T* source, const RoiInfo& sourceRoi, T* destination, const RoiInfo& destinationRoi,
+                   int range) {
     const PlaneView<const T> sourceLuma = lumaPlane(source, sourceRoi);
     const PlaneView<const T> sourceChroma = chromaPlane(source, sourceRoi);
     const PlaneView<T> luma = lumaPlane(destination, destinationRoi);
@@ -58,8 +60,8 @@ void correctBlocks(const T* source, const RoiInfo& sourceRoi, T* destination, co
 
 }  // namespace
 
-int colorCorrect_8u(const unsigned char* source, RoiInfo sourceRoi, unsigned char* destination, RoiInfo destinationRoi,
-                    IMAGE_FORMAT_TYPE type, int range) {
+int colorCorrect_8u(const unsigned char* source, RoiInfo sourceRoi, unsigned char* destination,
+                    RoiInfo destinationRoi, IMAGE_FORMAT_TYPE type, int range) {
     if (type == IMAGE_FORMAT_TYPE_NV12 || type == IMAGE_FORMAT_TYPE_NV21) {
         correctBlocks(source, sourceRoi, destination, destinationRoi, range);
     }

@@ -11,9 +11,10 @@ namespace {
 
 float mix(float lower, float upper, float weight) { return (1.0F - weight) * lower + weight * upper; }
 
-// Trilinear interpolation in one plane. The order of the steps is part of the result: axis B, then A, then Y, each as
-// (1 - w) x lower + w x upper. Every implementation keeps it.
-float interpolate(const float* plane, int n, const LatticeAxis& y, const LatticeAxis& a, const LatticeAxis& b) {
+// Trilinear interpolation in one plane. The order of the steps is part of the result: axis B, then A, then Y,
+// each as (1 - w) x lower + w x upper. Every implementation keeps it.
+float interpolate(const float* plane, int n, const LatticeAxis& y, const LatticeAxis& a,
+                  const LatticeAxis& b) {
     const auto alongB = [&](int iA, int iY) {
         return mix(plane[(b.lower * n + iA) * n + iY], plane[(b.upper * n + iA) * n + iY], b.weight);
     };
@@ -23,7 +24,8 @@ float interpolate(const float* plane, int n, const LatticeAxis& y, const Lattice
 
 // `first` is the place of axis A's sample in a chroma pair: 0 or 1.
 template <typename T>
-void colorMapBlocks(T* image, const RoiInfo& roi, int first, int range, const float* lut, int n, float strength) {
+void colorMapBlocks(T* image, const RoiInfo& roi, int first, int range, const float* lut, int n,
+                    float strength) {
     const PlaneView<T> luma = lumaPlane(image, roi);
     const PlaneView<T> chroma = chromaPlane(image, roi);
     const float s = static_cast<float>(n - 1) / static_cast<float>(range - 1);
@@ -61,8 +63,8 @@ LatticeAxis::LatticeAxis(float coordinate, int latticeSize)
       upper(std::min(lower + 1, latticeSize - 1)),
       weight(std::min(coordinate - static_cast<float>(lower), 1.0F)) {}
 
-int colorMap_8u(unsigned char* image, RoiInfo roi, IMAGE_FORMAT_TYPE type, int range, const float* lut, int latticeSize,
-                float strength) {
+int colorMap_8u(unsigned char* image, RoiInfo roi, IMAGE_FORMAT_TYPE type, int range, const float* lut,
+                int latticeSize, float strength) {
     if (type == IMAGE_FORMAT_TYPE_NV12 || type == IMAGE_FORMAT_TYPE_NV21) {
         const int first = type == IMAGE_FORMAT_TYPE_NV12 ? 0 : 1;
         colorMapBlocks(image, roi, first, range, lut, latticeSize, strength);
@@ -76,7 +78,8 @@ int colorMap_16u(unsigned short* image, RoiInfo roi, IMAGE_FORMAT_TYPE /*type*/,
     return 0;
 }
 
-int convertColorLut(const float* source, int sourceRange, float* destination, int destinationRange, int count) {
+int convertColorLut(const float* source, int sourceRange, float* destination, int destinationRange,
+                    int count) {
     const float factor = static_cast<float>(destinationRange - 1) / static_cast<float>(sourceRange - 1);
     std::transform(source, source + count, destination, [factor](float level) { return level * factor; });
     return 0;

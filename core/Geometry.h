@@ -1,6 +1,6 @@
 // Geometry of frames, planes and CLAHE tiles. A frame is YUV 4:2:0 semi-planar: `height` luma rows of `width`
-// samples, then, at scanline x stride bytes, height / 2 rows of `width` interleaved chroma samples. Strides are bytes
-// for both sample widths.
+// samples, then, at scanline x stride bytes, height / 2 rows of `width` interleaved chroma samples. Strides
+// are bytes for both sample widths.
 #pragma once
 
 #include <cassert>
@@ -27,8 +27,8 @@ T* addBytes(T* sample, std::ptrdiff_t bytes) {
 template <typename T>
 struct PlaneView {
     T* data;
-    int width;   // samples
-    int height;  // rows
+    int width;              // samples
+    int height;             // rows
     std::ptrdiff_t stride;  // bytes
 
     T* row(int y) const {
@@ -59,7 +59,8 @@ inline int blockColumns(const RoiInfo& roi) { return roi.width / 2; }
 // Bytes from the frame's start to the end of its last chroma row: (scanline + height / 2) x stride.
 inline std::size_t frameBytes(const RoiInfo& roi) {
     const auto rows = static_cast<std::int64_t>(roi.scanline) + roi.height / 2;
-    return rows > 0 && roi.stride > 0 ? static_cast<std::size_t>(rows) * static_cast<std::size_t>(roi.stride) : 0;
+    return rows > 0 && roi.stride > 0 ? static_cast<std::size_t>(rows) * static_cast<std::size_t>(roi.stride)
+                                      : 0;
 }
 
 // Bytes that a dump of a frame writes: scanline x 3 / 2, in whole rows on purpose, x stride.
@@ -70,7 +71,8 @@ inline std::size_t dumpBytes(const RoiInfo& roi) {
 // Whether the geometry has room for its own width and height; 16-bit rows must start at even addresses.
 inline bool holdsFrame(const RoiInfo& roi, int bytesPerSample) {
     return roi.width >= 1 && roi.height >= 1 && roi.scanline >= roi.height &&
-           roi.stride >= static_cast<std::int64_t>(roi.width) * bytesPerSample && roi.stride % bytesPerSample == 0;
+           roi.stride >= static_cast<std::int64_t>(roi.width) * bytesPerSample &&
+           roi.stride % bytesPerSample == 0;
 }
 
 // Rounded up to a multiple of 128.
@@ -88,7 +90,9 @@ inline RoiInfo skinMaskRoi(const RoiInfo& roi8) {
 
 // One float of a mask, at row y and column x.
 inline PlaneView<float> maskPlane(float* mask, const RoiInfo& roi) { return lumaPlane(mask, roi); }
-inline PlaneView<const float> maskPlane(const float* mask, const RoiInfo& roi) { return lumaPlane(mask, roi); }
+inline PlaneView<const float> maskPlane(const float* mask, const RoiInfo& roi) {
+    return lumaPlane(mask, roi);
+}
 
 // CLAHE tiles of a frame. All divisions truncate; a divisor below 1 gives 0.
 struct TileGeometry {

@@ -50,8 +50,8 @@ int HostEngine::captureMalloc(const char* directory, RoiInfo roi) {
         return -1;
     }
     readPhotoSet();
-    if (setRoiInfo(roi) != 0 || portraitMaskMalloc() != 0 || backUpYuvMalloc() != 0 || claheLutMalloc() != 0 ||
-        curveLutMalloc() != 0 || colorLutMalloc() != 0) {
+    if (setRoiInfo(roi) != 0 || portraitMaskMalloc() != 0 || backUpYuvMalloc() != 0 ||
+        claheLutMalloc() != 0 || curveLutMalloc() != 0 || colorLutMalloc() != 0) {
         captureFree();
         return -1;
     }
@@ -81,15 +81,18 @@ void HostEngine::forgetHostMask() {
     m_stMaskRoi = {};
 }
 
-int HostEngine::backUpYuvMalloc() { return report(m_backup.allocate(frameBytes(frameRoi())), "backup frame"); }
+int HostEngine::backUpYuvMalloc() {
+    return report(m_backup.allocate(frameBytes(frameRoi())), "backup frame");
+}
 
 void HostEngine::backUpYuvFree() { m_backup.release(); }
 
 int HostEngine::claheLutMalloc() {
     const std::size_t floats8 = elementCount(m_iGridWidth, m_iGridHeight, kBins8);
     const std::size_t floats16 = is16Bit() ? elementCount(m_iGridWidth, m_iGridHeight, bins16()) : 0;
-    const bool allocated = floats8 <= kMaxGridFloats && floats16 <= kMaxGridFloats && m_gridHist.allocate(floats8) &&
-                           m_gridLut.allocate(floats8) && m_gridLut16.allocate(floats16) &&
+    const bool allocated = floats8 <= kMaxGridFloats && floats16 <= kMaxGridFloats &&
+                           m_gridHist.allocate(floats8) && m_gridLut.allocate(floats8) &&
+                           m_gridLut16.allocate(floats16) &&
                            m_workingCopy.allocate(is16Bit() ? frameBytes(m_stRoi8) : 0);
     if (is16Bit()) {
         m_pucImage8 = m_workingCopy.get();
@@ -120,8 +123,9 @@ void HostEngine::curveLutFree() {
 }
 
 int HostEngine::colorLutMalloc() {
-    return report(m_colorLut.allocate(kColorLutFloats) && m_colorLut16.allocate(is16Bit() ? kColorLutFloats : 0),
-                  "colour table");
+    return report(
+        m_colorLut.allocate(kColorLutFloats) && m_colorLut16.allocate(is16Bit() ? kColorLutFloats : 0),
+        "colour table");
 }
 
 void HostEngine::colorLutFree() {
@@ -167,14 +171,15 @@ int HostEngine::checkFrame(const void* frame) const {
     }
     const RoiInfo& roi = frameRoi();
     if (!holdsFrame(roi, bytesPerSample)) {
-        ALOG_ERROR("roiInfo %d, %d, %d, %d cannot hold a frame of %d bits!", roi.width, roi.height, roi.stride,
-                   roi.scanline, m_iDataBit);
+        ALOG_ERROR("roiInfo %d, %d, %d, %d cannot hold a frame of %d bits!", roi.width, roi.height,
+                   roi.stride, roi.scanline, m_iDataBit);
         return -1;
     }
     return 0;
 }
 
-// Buffers are asked for their sizes, not only for their existence: the depth may have changed since they were made.
+// Buffers are asked for their sizes, not only for their existence: the depth may have changed since they were
+// made.
 
 bool HostEngine::isClaheReady() const {
     if (m_stTile.tileWidth < 1 || m_stTile.tileHeight < 1) {
@@ -196,8 +201,8 @@ bool HostEngine::isCurveReady() const {
 bool HostEngine::isColorReady() const { return !m_colorLut.empty() && m_colorLut16.empty() == !is16Bit(); }
 
 int HostEngine::checkCapture() const {
-    const bool ready = isDepthSupported() && m_backup.size() == frameBytes(frameRoi()) &&
-                       isClaheReady() && isWorkingCopyReady() && isCurveReady() && isColorReady();
+    const bool ready = isDepthSupported() && m_backup.size() == frameBytes(frameRoi()) && isClaheReady() &&
+                       isWorkingCopyReady() && isCurveReady() && isColorReady();
     if (!ready) {
         ALOG_ERROR("capture is not set up!");
     }
@@ -206,7 +211,8 @@ int HostEngine::checkCapture() const {
 
 int HostEngine::checkPreview() const {
     const StageSwitches on = switches();
-    const bool ready = isDepthSupported() && m_scenes.hasStrengths(m_iSceneNum) && (!on.clahe || isClaheReady()) &&
+    const bool ready = isDepthSupported() && m_scenes.hasStrengths(m_iSceneNum) &&
+                       (!on.clahe || isClaheReady()) &&
                        (!on.curve || (m_scenes.hasCurves(m_iSceneNum) && isCurveReady())) &&
                        (!on.colorMap || (m_scenes.hasColors(m_iSceneNum) && isColorReady()));
     if (!ready) {
@@ -221,16 +227,16 @@ int HostEngine::checkHostMask() const {
     if (m_stMaskRoi.width < roi.width || m_stMaskRoi.height < roi.height ||
         m_stMaskRoi.stride < std::int64_t{kCell} * roi.width || m_stMaskRoi.stride % kCell != 0 ||
         reinterpret_cast<std::uintptr_t>(m_pfMask) % kCell != 0) {
-        ALOG_ERROR("portrait mask %d, %d, %d, %d does not cover the frame!", m_stMaskRoi.width, m_stMaskRoi.height,
-                   m_stMaskRoi.stride, m_stMaskRoi.scanline);
+        ALOG_ERROR("portrait mask %d, %d, %d, %d does not cover the frame!", m_stMaskRoi.width,
+                   m_stMaskRoi.height, m_stMaskRoi.stride, m_stMaskRoi.scanline);
         return -1;
     }
     return 0;
 }
 
 int HostEngine::checkMask(const char* who) const {
-    const bool missing =
-        (m_iMaskSource == kMaskSkin && m_skinMask.empty()) || (m_iMaskSource == kMaskHost && m_pfMask == nullptr);
+    const bool missing = (m_iMaskSource == kMaskSkin && m_skinMask.empty()) ||
+                         (m_iMaskSource == kMaskHost && m_pfMask == nullptr);
     if (missing) {
         ALOG_ERROR("%sportrait mask pointer is NULL!", who);
         return -1;
@@ -337,14 +343,16 @@ int HostEngine::setClaheLut() {
     if (is16Bit()) {
         narrowToWorkingCopy();
     }
-    if (m_kernels.computeClaheLut(m_pucImage8, m_stRoi8, m_gridHist.get(), m_gridLut.get(), m_iSampRate, m_iGridWidth,
-                                  m_iGridHeight, m_stTile.tileWidth, m_stTile.tileHeight, m_fClaheStrength) != 0) {
+    if (m_kernels.computeClaheLut(m_pucImage8, m_stRoi8, m_gridHist.get(), m_gridLut.get(), m_iSampRate,
+                                  m_iGridWidth, m_iGridHeight, m_stTile.tileWidth, m_stTile.tileHeight,
+                                  m_fClaheStrength) != 0) {
         ALOG_ERROR("CLAHE tables cannot be computed!");
         m_bClaheUsable = false;
         return -1;
     }
     if (is16Bit()) {
-        m_kernels.resizeClaheLut(m_gridLut.get(), kBins8, m_gridLut16.get(), bins16(), m_iGridWidth, m_iGridHeight);
+        m_kernels.resizeClaheLut(m_gridLut.get(), kBins8, m_gridLut16.get(), bins16(), m_iGridWidth,
+                                 m_iGridHeight);
     }
     return 0;
 }
@@ -354,8 +362,8 @@ int HostEngine::claheMap() {
         return 0;
     }
     if (is16Bit()) {
-        return m_kernels.claheMap_16u(m_pusImage16, m_stRoi16, m_gridLut16.get(), bins16(), m_stTile.tileWidth,
-                                      m_stTile.tileHeight, m_iGridWidth, m_iGridHeight);
+        return m_kernels.claheMap_16u(m_pusImage16, m_stRoi16, m_gridLut16.get(), bins16(),
+                                      m_stTile.tileWidth, m_stTile.tileHeight, m_iGridWidth, m_iGridHeight);
     }
     return m_kernels.claheMap_8u(m_pucImage8, m_stRoi8, m_gridLut.get(), kBins8, m_stTile.tileWidth,
                                  m_stTile.tileHeight, m_iGridWidth, m_iGridHeight);
@@ -368,27 +376,29 @@ int HostEngine::curveMap() {
         m_kernels.curveMap_8u(m_pucImage8, m_stRoi8, m_yCurve.get(), m_uvCurve.get(), kBins8);
     }
     if (!m_backup.empty()) {
-        // On purpose: colour correction and portrait protection work from the curve-adjusted chroma. Preview has no
-        // backup.
+        // On purpose: colour correction and portrait protection work from the curve-adjusted chroma. Preview
+        // has no backup.
         const RoiInfo& roi = frameRoi();
         const auto* frame = is16Bit() ? reinterpret_cast<const unsigned char*>(m_pusImage16) : m_pucImage8;
         const std::ptrdiff_t offset = chromaOffset(roi);
-        std::memcpy(m_backup.get() + offset, frame + offset, frameBytes(roi) - static_cast<std::size_t>(offset));
+        std::memcpy(m_backup.get() + offset, frame + offset,
+                    frameBytes(roi) - static_cast<std::size_t>(offset));
     }
     return 0;
 }
 
 int HostEngine::colorCorrect() {
     if (is16Bit()) {
-        return m_kernels.colorCorrect_16u(backup16(), m_stRoi16, m_pusImage16, m_stRoi16, m_eYuvType, bins16());
+        return m_kernels.colorCorrect_16u(backup16(), m_stRoi16, m_pusImage16, m_stRoi16, m_eYuvType,
+                                          bins16());
     }
     return m_kernels.colorCorrect_8u(backup8(), m_stRoi8, m_pucImage8, m_stRoi8, m_eYuvType, kBins8);
 }
 
 int HostEngine::colorMap() {
     if (is16Bit()) {
-        return m_kernels.colorMap_16u(m_pusImage16, m_stRoi16, m_eYuvType, bins16(), m_colorLut16.get(), kLatticeSize,
-                                      m_fColorStrength);
+        return m_kernels.colorMap_16u(m_pusImage16, m_stRoi16, m_eYuvType, bins16(), m_colorLut16.get(),
+                                      kLatticeSize, m_fColorStrength);
     }
     return m_kernels.colorMap_8u(m_pucImage8, m_stRoi8, m_eYuvType, kBins8, m_colorLut.get(), kLatticeSize,
                                  m_fColorStrength);
@@ -410,8 +420,8 @@ int HostEngine::setPortraitLut() {
     if (is16Bit()) {
         narrowToWorkingCopy();
     }
-    computePortraitLut(m_pucImage8, m_stRoi8, mask, host ? m_stMaskRoi : m_stSkinMaskRoi, m_portraitHist.get(),
-                       m_portraitLut.get(), m_fPortraitLutStrength);
+    computePortraitLut(m_pucImage8, m_stRoi8, mask, host ? m_stMaskRoi : m_stSkinMaskRoi,
+                       m_portraitHist.get(), m_portraitLut.get(), m_fPortraitLutStrength);
     if (is16Bit()) {
         resizeCurveLut(m_portraitLut.get(), kBins8, m_portraitLut16.get(), bins16());
     }

@@ -1,8 +1,9 @@
-// The engine of the back ends that run on the host's processor: tuning, working buffers, and one operation per stage. A
-// back end is this engine with its own table of kernels. One object serves all handles of its mode; nothing is locked.
+// The engine of the back ends that run on the host's processor: tuning, working buffers, and one operation
+// per stage. A back end is this engine with its own table of kernels. One object serves all handles of its
+// mode; nothing is locked.
 //
-// Stage operations return 0. They work on the frame given to setDstYuv with the buffers of the *Malloc operations, which
-// return -1 with one error line when memory is missing.
+// Stage operations return 0. They work on the frame given to setDstYuv with the buffers of the *Malloc
+// operations, which return -1 with one error line when memory is missing.
 #pragma once
 
 #include "core/Buffer.h"
@@ -22,12 +23,12 @@ public:
 
     // --- Set-up ---
 
-    // Keeps the geometry of the frames and derives the tiles; call it after the tuning was read. -1 with one error line
-    // when the bit depth is none of 8 and 10 to 16, or the geometry overflows.
+    // Keeps the geometry of the frames and derives the tiles; call it after the tuning was read. -1 with one
+    // error line when the bit depth is none of 8 and 10 to 16, or the geometry overflows.
     int setRoiInfo(RoiInfo roi);
-    // All steps of a capture's set-up, in order, each only after the one before succeeded: setSensorPath, readPhotoSet,
-    // setRoiInfo, and the five buffers of a capture, whatever the switches say. -1 releases the buffers again.
-    // captureFree also forgets the host's mask.
+    // All steps of a capture's set-up, in order, each only after the one before succeeded: setSensorPath,
+    // readPhotoSet, setRoiInfo, and the five buffers of a capture, whatever the switches say. -1 releases the
+    // buffers again. captureFree also forgets the host's mask.
     int captureMalloc(const char* directory, RoiInfo roi);
     void captureFree();
     int portraitMaskMalloc();
@@ -51,16 +52,18 @@ public:
     void sceneColorLutFree() { m_scenes.freeColors(); }
 
     // Portrait mask of the host, while maskSource is 1: "portraitMaskRoiInfo" (a RoiInfo, copied) and
-    // "portraitMaskPointer" (the mask, not copied). Other keys, and every key at other mask sources, are ignored.
+    // "portraitMaskPointer" (the mask, not copied). Other keys, and every key at other mask sources, are
+    // ignored.
     int setExtParam(const char* key, void* value);
 
     // --- Checks before a frame is touched: 0, or -1 with one error line ---
 
-    int checkFrame(const void* frame) const;     // null, or a geometry that cannot hold the frame
-    int checkCapture() const;                    // buffers of a capture are missing, or made for another depth or size
-    int checkPreview() const;                    // the same for the stages of a preview stream
-    int checkHostMask() const;                   // the host's mask does not cover the frame
-    // The mask that the tuning asks for is missing or unusable. The two lines about a missing mask begin with `who`.
+    int checkFrame(const void* frame) const;  // null, or a geometry that cannot hold the frame
+    int checkCapture() const;   // buffers of a capture are missing, or made for another depth or size
+    int checkPreview() const;   // the same for the stages of a preview stream
+    int checkHostMask() const;  // the host's mask does not cover the frame
+    // The mask that the tuning asks for is missing or unusable. The two lines about a missing mask begin with
+    // `who`.
     int checkMask(const char* who) const;
 
     // --- One frame ---
@@ -74,7 +77,8 @@ public:
     int fuseCurveLut(int previous, int current, int counter);
     int fuseColorLut(int previous, int current, int counter);
     int sdYuvBackup();
-    int setClaheLut();  // a grid that the frame cannot be divided into is one error line; claheMap then does nothing
+    int setClaheLut();  // a grid that the frame cannot be divided into is one error line; claheMap then does
+                        // nothing
     int claheMap();
     int curveMap();
     int colorCorrect();
@@ -101,20 +105,20 @@ public:
     RoiInfo m_stRoi16 = {};
     TileGeometry m_stTile = {};
     SceneTables m_scenes;
-    Buffer<float> m_gridHist;      // tiles x 256
-    Buffer<float> m_gridLut;       // tiles x 256
-    Buffer<float> m_yCurve;        // 256
-    Buffer<float> m_uvCurve;       // 256
-    Buffer<float> m_colorLut;      // kColorLutFloats
-    Buffer<float> m_gridLut16;     // tiles x 2^dataBit
-    Buffer<float> m_yCurve16;      // 2^dataBit
-    Buffer<float> m_uvCurve16;     // 2^dataBit
-    Buffer<float> m_colorLut16;    // kColorLutFloats
+    Buffer<float> m_gridHist;    // tiles x 256
+    Buffer<float> m_gridLut;     // tiles x 256
+    Buffer<float> m_yCurve;      // 256
+    Buffer<float> m_uvCurve;     // 256
+    Buffer<float> m_colorLut;    // kColorLutFloats
+    Buffer<float> m_gridLut16;   // tiles x 2^dataBit
+    Buffer<float> m_yCurve16;    // 2^dataBit
+    Buffer<float> m_uvCurve16;   // 2^dataBit
+    Buffer<float> m_colorLut16;  // kColorLutFloats
     IMAGE_FORMAT_TYPE m_eYuvType = {};
     unsigned char* m_pucImage8 = nullptr;    // the frame, or the working copy of a 16-bit frame
     unsigned short* m_pusImage16 = nullptr;  // the frame
     Buffer<unsigned char> m_workingCopy;     // 8-bit copy of a 16-bit frame
-    Buffer<unsigned char> m_backup;          // the input as it was before the stages, in the frame's own depth
+    Buffer<unsigned char> m_backup;  // the input as it was before the stages, in the frame's own depth
     RoiInfo m_stMaskRoi = {};
     float* m_pfMask = nullptr;  // the host's
     RoiInfo m_stSkinMaskRoi = {};

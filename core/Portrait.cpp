@@ -25,8 +25,8 @@ T blend(T backup, T processed, float m) {
 }
 
 template <typename T>
-void protect(const T* backup, const RoiInfo& backupRoi, T* processed, const RoiInfo& processedRoi, const float* mask,
-             const RoiInfo& maskRoi) {
+void protect(const T* backup, const RoiInfo& backupRoi, T* processed, const RoiInfo& processedRoi,
+             const float* mask, const RoiInfo& maskRoi) {
     const PlaneView<const float> weights = maskPlane(mask, maskRoi);
     const PlaneView<const T> backupLuma = lumaPlane(backup, backupRoi);
     const PlaneView<T> luma = lumaPlane(processed, processedRoi);
@@ -72,7 +72,8 @@ std::optional<int> skinPlaceOfU(IMAGE_FORMAT_TYPE type) {
     }
 }
 
-int skinColorDetect(const unsigned char* image, RoiInfo roi, IMAGE_FORMAT_TYPE type, float* mask, RoiInfo maskRoi) {
+int skinColorDetect(const unsigned char* image, RoiInfo roi, IMAGE_FORMAT_TYPE type, float* mask,
+                    RoiInfo maskRoi) {
     const std::optional<int> placeOfU = skinPlaceOfU(type);
     if (!placeOfU) {
         return 0;
@@ -92,8 +93,8 @@ int skinColorDetect(const unsigned char* image, RoiInfo roi, IMAGE_FORMAT_TYPE t
     return 0;
 }
 
-int portraitProtect_8u(const unsigned char* backup, RoiInfo backupRoi, unsigned char* processed, RoiInfo processedRoi,
-                       const float* mask, RoiInfo maskRoi) {
+int portraitProtect_8u(const unsigned char* backup, RoiInfo backupRoi, unsigned char* processed,
+                       RoiInfo processedRoi, const float* mask, RoiInfo maskRoi) {
     protect(backup, backupRoi, processed, processedRoi, mask, maskRoi);
     return 0;
 }
@@ -118,8 +119,8 @@ int imMaskHist(const unsigned char* image, RoiInfo roi, const float* mask, RoiIn
     return 0;
 }
 
-int computePortraitLut(const unsigned char* image, RoiInfo roi, const float* mask, RoiInfo maskRoi, float* hist,
-                       float* lut, float strength) {
+int computePortraitLut(const unsigned char* image, RoiInfo roi, const float* mask, RoiInfo maskRoi,
+                       float* hist, float* lut, float strength) {
     imMaskHist(image, roi, mask, maskRoi, hist);
     return hist2claheLut(hist, lut, strength);
 }

@@ -1,5 +1,5 @@
-// From float arithmetic to samples, defined for every float: below 0 and not-a-number give 0, above `max` gives `max`.
-// For values in range this is plain truncation.
+// From float arithmetic to samples, defined for every float: below 0 and not-a-number give 0, above `max`
+// gives `max`. For values in range this is plain truncation.
 #pragma once
 
 namespace huevance {

@@ -99,12 +99,14 @@ int SceneTables::loadColors(const TuningSet& tuning) {
 }
 
 int SceneTables::loadCurvesOfOneFile(const TuningSet& tuning) {
-    return allocateTables(m_curves, tuning.m_iSceneNum, kBins8) == 0 ? tuning.readAllCurves(m_curves.get()) : -1;
+    return allocateTables(m_curves, tuning.m_iSceneNum, kBins8) == 0 ? tuning.readAllCurves(m_curves.get())
+                                                                     : -1;
 }
 
 int SceneTables::loadColorsOfOneFile(const TuningSet& tuning) {
-    return allocateTables(m_colors, tuning.m_iSceneNum, kColorLutFloats) == 0 ? tuning.readAllColors(m_colors.get())
-                                                                             : -1;
+    return allocateTables(m_colors, tuning.m_iSceneNum, kColorLutFloats) == 0
+               ? tuning.readAllColors(m_colors.get())
+               : -1;
 }
 
 bool SceneTables::hasCurves(int sceneNum) const { return holds(m_curves, sceneNum, kBins8); }

@@ -1,5 +1,6 @@
-// The tuning tables of every scene, loaded once for a preview stream, and their fusion: for transFrameNum frames after a
-// change of scene the strengths and tables fade linearly from the previous scene table to the current one.
+// The tuning tables of every scene, loaded once for a preview stream, and their fusion: for transFrameNum
+// frames after a change of scene the strengths and tables fade linearly from the previous scene table to the
+// current one.
 #pragma once
 
 #include "core/Buffer.h"
@@ -7,18 +8,19 @@
 
 namespace huevance {
 
-// Weight of the previous table, frame `counter` (0, 1, ...) after the change. Reaches 0 at counter = transFrameNum - 1,
-// and on purpose -1 / transFrameNum one frame later. 0 when transFrameNum is below 1.
+// Weight of the previous table, frame `counter` (0, 1, ...) after the change. Reaches 0 at counter =
+// transFrameNum - 1, and on purpose -1 / transFrameNum one frame later. 0 when transFrameNum is below 1.
 float fusionWeight(int transFrameNum, int counter);
 
 // The fade of one stream: which tables are involved and how far it is.
 class SceneFade {
 public:
-    // The table of the coming frame. A previous table that does not exist (the initial one, when there is a single
-    // scene) and a transFrameNum below 1 mean: no fading.
+    // The table of the coming frame. A previous table that does not exist (the initial one, when there is a
+    // single scene) and a transFrameNum below 1 mean: no fading.
     void begin(int table, int sceneNum, int transFrameNum);
-    // After the frame: counts, and ends the fade when the counter has reached transFrameNum. The counter thus runs one
-    // frame longer than the fade needs, on purpose. A return to the previous table in mid-fade keeps the counter.
+    // After the frame: counts, and ends the fade when the counter has reached transFrameNum. The counter thus
+    // runs one frame longer than the fade needs, on purpose. A return to the previous table in mid-fade keeps
+    // the counter.
     void end(int transFrameNum);
 
     int previous() const { return m_iPrevious; }
@@ -49,8 +51,8 @@ public:
     bool hasCurves(int sceneNum) const;
     bool hasColors(int sceneNum) const;
 
-    // The blend of table p (weight by T = transFrameNum and k, the frames since the change) and table q; p == q copies.
-    // Both indices must be below the sceneNum of the load.
+    // The blend of table p (weight by T = transFrameNum and k, the frames since the change) and table q; p ==
+    // q copies. Both indices must be below the sceneNum of the load.
     void fuseStrengths(int p, int q, int k, TuningSet& tuning) const;
     void fuseCurve(int p, int q, int k, int transFrameNum, float* yCurve) const;    // 256 floats
     void fuseColor(int p, int q, int k, int transFrameNum, float* colorLut) const;  // kColorLutFloats floats

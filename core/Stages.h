@@ -1,4 +1,5 @@
-// The stage vocabulary: which stages there are, and in which order a frame passes them. Every back end reads it here.
+// The stage vocabulary: which stages there are, and in which order a frame passes them. Every back end reads
+// it here.
 #pragma once
 
 #include <array>

@@ -19,7 +19,9 @@ constexpr std::size_t kPathLength = 512;
 // "<directory>/<name>", or "<directory>/<name><table><suffix>".
 class TuningPath {
 public:
-    TuningPath(const char* directory, const char* name) { formatPath(m_text, kPathLength, "%s/%s", directory, name); }
+    TuningPath(const char* directory, const char* name) {
+        formatPath(m_text, kPathLength, "%s/%s", directory, name);
+    }
     TuningPath(const char* directory, const char* name, int table, const char* suffix = "") {
         formatPath(m_text, kPathLength, "%s/%s%d%s", directory, name, table, suffix);
     }
@@ -144,7 +146,9 @@ int TuningSet::readAllTables(const char* name, float* tables, int floats) const 
 
 int TuningSet::readAllCurves(float* curves) const { return readAllTables("CurveLut", curves, kBins8); }
 
-int TuningSet::readAllColors(float* colors) const { return readAllTables("ColorLut", colors, kColorLutFloats); }
+int TuningSet::readAllColors(float* colors) const {
+    return readAllTables("ColorLut", colors, kColorLutFloats);
+}
 
 int TuningSet::tableOfScene(int scene) const {
     if (scene < 0 || scene >= m_iIdxNum || scene >= kMaxScenes || m_aiSceneIdx[scene] < 0 ||
@@ -156,7 +160,8 @@ int TuningSet::tableOfScene(int scene) const {
 }
 
 StageSwitches TuningSet::switches() const {
-    return {m_iClaheSwitch == 1, m_iCurveSwitch == 1, m_iCCorrSwitch == 1, m_iColorSwitch == 1, m_iPProtectSwitch == 1};
+    return {m_iClaheSwitch == 1, m_iCurveSwitch == 1, m_iCCorrSwitch == 1, m_iColorSwitch == 1,
+            m_iPProtectSwitch == 1};
 }
 
 }  // namespace huevance

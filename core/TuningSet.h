@@ -1,7 +1,8 @@
-// The tuning values of an engine and their readers. Files, sections, keys, units and defaults: docs/tuning.md.
+// The tuning values of an engine and their readers. Files, sections, keys, units and defaults:
+// docs/tuning.md.
 //
-// Reads that fail are silent: a missing file or key leaves its field as it was, and numbers that are not finite count
-// as 0. Every reader therefore returns 0.
+// Reads that fail are silent: a missing file or key leaves its field as it was, and numbers that are not
+// finite count as 0. Every reader therefore returns 0.
 #pragma once
 
 #include "core/Stages.h"
@@ -28,11 +29,11 @@ public:
     void readStrengths(int table);
 
     // The raw files of one scene table; entries that the file does not hold stay as they were.
-    void readCurveFile(int table, float* yCurve) const;     // 256 floats
-    void readColorFile(int table, float* colorLut) const;   // kColorLutFloats floats
+    void readCurveFile(int table, float* yCurve) const;    // 256 floats
+    void readColorFile(int table, float* colorLut) const;  // kColorLutFloats floats
 
-    // The raw files that hold the tables 0 .. sceneNum - 1 of all scenes back to back. -1 with one error line when the
-    // file cannot be opened.
+    // The raw files that hold the tables 0 .. sceneNum - 1 of all scenes back to back. -1 with one error line
+    // when the file cannot be opened.
     int readAllCurves(float* curves) const;
     int readAllColors(float* colors) const;
 

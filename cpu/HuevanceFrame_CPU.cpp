@@ -23,10 +23,9 @@ void releaseAll(CHuevance_CPU& engine) {
 
 int allocate(CHuevance_CPU& engine) {
     const huevance::StageSwitches on = engine.switches();
-    const bool done =
-        engine.sceneHvcParamMalloc() == 0 && (!on.clahe || engine.claheLutMalloc() == 0) &&
-        (!on.curve || (engine.sceneCurveLutMalloc() == 0 && engine.curveLutMalloc() == 0)) &&
-        (!on.colorMap || (engine.sceneColorLutMalloc() == 0 && engine.colorLutMalloc() == 0));
+    const bool done = engine.sceneHvcParamMalloc() == 0 && (!on.clahe || engine.claheLutMalloc() == 0) &&
+                      (!on.curve || (engine.sceneCurveLutMalloc() == 0 && engine.curveLutMalloc() == 0)) &&
+                      (!on.colorMap || (engine.sceneColorLutMalloc() == 0 && engine.colorLutMalloc() == 0));
     return done ? 0 : -1;
 }
 

@@ -1,5 +1,5 @@
-// The preview pipeline of the CPU back end: a stream of frames, enhanced in place, with cross-fades between scenes. It
-// drives the process-wide preview engine: one stream at a time.
+// The preview pipeline of the CPU back end: a stream of frames, enhanced in place, with cross-fades between
+// scenes. It drives the process-wide preview engine: one stream at a time.
 #pragma once
 
 #include "core/SceneTables.h"
@@ -8,8 +8,8 @@
 class CHuevanceFrame_CPU {
 public:
     int setDataBit(int dataBit);
-    // Reads frameSet.ini, and when the frame switch is on loads all scene tables and allocates the buffers of the stages
-    // that are on. 0, or -1 with one error line.
+    // Reads frameSet.ini, and when the frame switch is on loads all scene tables and allocates the buffers of
+    // the stages that are on. 0, or -1 with one error line.
     int malloc(char* directory, RoiInfo roi);
     int setExtParam(char* key, void* value);
     // 0, or -1 with one error line, the frame untouched and no state changed.

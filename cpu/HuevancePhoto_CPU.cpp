@@ -10,7 +10,8 @@ namespace {
 
 CHuevance_CPU g_photoEngine;
 
-// A capture's dump is always measured in the 16-bit geometry: the test for 8-bit data compares with 256, on purpose.
+// A capture's dump is always measured in the 16-bit geometry: the test for 8-bit data compares with 256, on
+// purpose.
 const RoiInfo& dumpRoi(const CHuevance_CPU& engine) {
     return engine.m_iDataBit == 256 ? engine.m_stRoi8 : engine.m_stRoi16;
 }

@@ -1,5 +1,5 @@
-// The capture pipeline of the CPU back end: one still per call, in place, its scene's tuning read fresh. It drives the
-// process-wide capture engine: one capture at a time.
+// The capture pipeline of the CPU back end: one still per call, in place, its scene's tuning read fresh. It
+// drives the process-wide capture engine: one capture at a time.
 #pragma once
 
 #include "jni/algocommon/ImageTypes.h"

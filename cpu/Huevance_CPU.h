@@ -1,5 +1,5 @@
-// The plain engine: the host engine with the reference kernels. There is one for captures and one for previews in the
-// process, shared by all handles of that mode.
+// The plain engine: the host engine with the reference kernels. There is one for captures and one for
+// previews in the process, shared by all handles of that mode.
 #pragma once
 
 #include "core/HostEngine.h"

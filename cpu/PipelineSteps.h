@@ -11,8 +11,8 @@ void logRequest(IMAGE_FORMAT_TYPE type, int scene);
 // The three strengths in force.
 void logStrengths(const CHuevance_CPU& engine);
 
-// Tries to write the frame to this back end's dump file. The file's name is empty, on purpose, so that this fails and
-// logs `failure`; dumps with names belong to other back ends.
+// Tries to write the frame to this back end's dump file. The file's name is empty, on purpose, so that this
+// fails and logs `failure`; dumps with names belong to other back ends.
 void dumpFrame(const void* frame, const RoiInfo& roi, const char* failure);
 
 }  // namespace cpu

@@ -12,7 +12,7 @@ namespace gpu {
 enum : int { kSvmNone = 0, kSvmCoarse = 1, kSvmFine = 2, kSvmFineSystem = 3 };
 
 class DeviceTable {
-  public:
+public:
     DeviceTable() = default;
     ~DeviceTable() { release(); }
     DeviceTable(const DeviceTable&) = delete;
@@ -35,7 +35,7 @@ class DeviceTable {
     bool empty() const { return m_shared == nullptr && !m_buffer; }
     std::size_t size() const { return m_bytes; }
 
-  private:
+private:
     cl_context m_context = nullptr;  // not owned
     int m_svmType = kSvmNone;
     std::size_t m_bytes = 0;

@@ -11,7 +11,7 @@ CHuevance_GPU& g_engine = *new CHuevance_GPU;
 
 // One step of a set-up: runs when all before it succeeded, and logs `message` when it fails.
 class Steps {
-  public:
+public:
     template <typename Step>
     Steps& run(bool on, const char* message, Step step) {
         if (m_result == 0 && on) {
@@ -24,7 +24,7 @@ class Steps {
     }
     int result() const { return m_result; }
 
-  private:
+private:
     int m_result = 0;
 };
 
@@ -83,9 +83,7 @@ int checkMask(const CHuevance_GPU& engine) {
 
 }  // namespace
 
-int CHuevanceFrame_GPU::setCachePath(char* path) {
-    return g_engine.setCachePath(path);
-}
+int CHuevanceFrame_GPU::setCachePath(char* path) { return g_engine.setCachePath(path); }
 
 int CHuevanceFrame_GPU::setDataBit(int bits) {
     g_engine.m_iDataBit = bits;

@@ -6,7 +6,7 @@
 #include "jni/algocommon/ImageTypes.h"
 
 class CHuevanceFrame_GPU {
-  public:
+public:
     // Where the program cache lies, at most 2996 characters (longer is fatal).
     int setCachePath(char* path);
     int setDataBit(int bits);
@@ -19,7 +19,7 @@ class CHuevanceFrame_GPU {
     int process(void* frame, int fd, IMAGE_FORMAT_TYPE yuvType, int scene);
     int free();
 
-  private:
+private:
     int allocate();
     int enhance(void* frame, int fd, IMAGE_FORMAT_TYPE yuvType, int scene);
     void runStages(void* frame);

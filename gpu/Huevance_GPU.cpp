@@ -53,9 +53,7 @@ void packLattice(const float* planes, float* out) {
 }
 
 // Truncating division; a divisor of 0 gives 0. Wide enough for every pair of ints.
-std::int64_t divide(std::int64_t a, std::int64_t b) {
-    return b != 0 ? a / b : 0;
-}
+std::int64_t divide(std::int64_t a, std::int64_t b) { return b != 0 ? a / b : 0; }
 
 // (tiles - 1) / (size - 1 - tile): tiles per sample between the outer tile centres.
 float tileScale(int tiles, int size, int tile) {
@@ -207,17 +205,11 @@ int CHuevance_GPU::clQueueMalloc() {
     return gpu::createCommandQueue(m_context.get(), m_device, m_queue.out()) == CL_SUCCESS ? 0 : -1;
 }
 
-int CHuevance_GPU::sceneHvcParamMalloc() {
-    return m_scenes.loadStrengths(*this);
-}
+int CHuevance_GPU::sceneHvcParamMalloc() { return m_scenes.loadStrengths(*this); }
 
-int CHuevance_GPU::sceneCurveLutMalloc() {
-    return m_scenes.loadCurvesOfOneFile(*this);
-}
+int CHuevance_GPU::sceneCurveLutMalloc() { return m_scenes.loadCurvesOfOneFile(*this); }
 
-int CHuevance_GPU::sceneColorLutMalloc() {
-    return m_scenes.loadColorsOfOneFile(*this);
-}
+int CHuevance_GPU::sceneColorLutMalloc() { return m_scenes.loadColorsOfOneFile(*this); }
 
 int CHuevance_GPU::portraitMaskMalloc() {
     // On purpose none with other kinds of shared virtual memory: protection by the host's mask is not

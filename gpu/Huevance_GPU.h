@@ -47,7 +47,7 @@ TileRecord tileRecord(const RoiInfo& roi, int gridWidth, int gridHeight, int sam
 
 // A kernel's argument: its bytes, a device table, or a buffer, which must exist.
 class KernelArgument {
-  public:
+public:
     KernelArgument(const int& value) : m_value(&value), m_size(sizeof(value)) {}
     KernelArgument(const float& value) : m_value(&value), m_size(sizeof(value)) {}
     KernelArgument(const RoiInfo& value) : m_value(&value), m_size(sizeof(value)) {}
@@ -56,7 +56,7 @@ class KernelArgument {
 
     cl_int set(cl_kernel kernel, cl_uint index) const;
 
-  private:
+private:
     const void* m_value = nullptr;
     cl_mem m_memory = nullptr;
     const DeviceTable* m_table = nullptr;
@@ -66,7 +66,7 @@ class KernelArgument {
 }  // namespace gpu
 
 class CHuevance_GPU : public huevance::TuningSet {
-  public:
+public:
     CHuevance_GPU() = default;
     CHuevance_GPU(const CHuevance_GPU&) = delete;
     CHuevance_GPU& operator=(const CHuevance_GPU&) = delete;
@@ -155,7 +155,7 @@ class CHuevance_GPU : public huevance::TuningSet {
     gpu::Memory m_colorLattice;          // the same
     gpu::DeviceTable m_portraitMask;     // floats at half the mask's size, rows maskRoi.width floats apart
 
-  private:
+private:
     enum class FrameMemory { kIon, kPlain };
 
     void detectSvm();

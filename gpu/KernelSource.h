@@ -9,8 +9,6 @@ extern const std::size_t kKernelSourceLength;
 
 namespace gpu {
 
-inline std::string_view kernelSource() {
-    return {kKernelSource, kKernelSourceLength};
-}
+inline std::string_view kernelSource() { return {kKernelSource, kKernelSourceLength}; }
 
 }  // namespace gpu

@@ -18,26 +18,18 @@ void huevanceCLMemIndexEngine::resetIndex() {
     m_iYOut = m_iUvOut = 0;
 }
 
-void huevanceCLMemIndexEngine::claheSetIndex() {
-    m_iYOut = m_bClaheLast ? m_iFinal : m_iYOut;
-}
+void huevanceCLMemIndexEngine::claheSetIndex() { m_iYOut = m_bClaheLast ? m_iFinal : m_iYOut; }
 
 void huevanceCLMemIndexEngine::claheUpdateIndex() {
     m_iYIn = m_iYOut;
     m_iYOut ^= 1;
 }
 
-void huevanceCLMemIndexEngine::curveSetIndex() {
-    m_iYOut = m_bCurveLast ? m_iFinal : m_iYOut;
-}
+void huevanceCLMemIndexEngine::curveSetIndex() { m_iYOut = m_bCurveLast ? m_iFinal : m_iYOut; }
 
-void huevanceCLMemIndexEngine::curveUpdateIndex() {
-    claheUpdateIndex();
-}
+void huevanceCLMemIndexEngine::curveUpdateIndex() { claheUpdateIndex(); }
 
-void huevanceCLMemIndexEngine::correctSetIndex() {
-    m_iUvOut = m_bCorrectLast ? m_iFinal : m_iUvOut;
-}
+void huevanceCLMemIndexEngine::correctSetIndex() { m_iUvOut = m_bCorrectLast ? m_iFinal : m_iUvOut; }
 
 void huevanceCLMemIndexEngine::correctUpdateIndex() {
     m_iUvIn = m_iUvOut;

@@ -6,7 +6,7 @@
 namespace gpu {
 
 class huevanceCLMemIndexEngine {
-  public:
+public:
     // The switches of a stream: a stage is on when its value is 1.
     void initIndex(bool isDownScale, int clahe, int curve, int correct, int color, int protect);
     // At the start of every frame.

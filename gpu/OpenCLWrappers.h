@@ -46,7 +46,7 @@ float GetEventProfilingInfo(cl_event& event);
 // An OpenCL object with one owner. Release logs its own failures.
 template <typename T, int (*Release)(T*)>
 class Owned {
-  public:
+public:
     Owned() = default;
     ~Owned() { reset(); }
     Owned(Owned&& other) noexcept : m_object(std::exchange(other.m_object, nullptr)) {}
@@ -70,7 +70,7 @@ class Owned {
     }
     T* address() { return &m_object; }
 
-  private:
+private:
     T m_object = nullptr;
 };
 

@@ -48,7 +48,8 @@ std::optional<Bytes> readFile(const char* path) {
     }
     const long end = std::ftell(file.get());
     std::rewind(file.get());
-    constexpr long kMaxBytes = 64L << 20;  // no program comes near; a directory reports the largest number there is
+    constexpr long kMaxBytes =
+        64L << 20;  // no program comes near; a directory reports the largest number there is
     if (end < 0 || end > kMaxBytes) {
         return std::nullopt;
     }
@@ -185,9 +186,7 @@ int saveProgramsToBinary(const std::vector<cl_program>& programs, const char* pa
     return 0;
 }
 
-std::string cacheSealPath(const char* path) {
-    return std::string(path) + ".seal";
-}
+std::string cacheSealPath(const char* path) { return std::string(path) + ".seal"; }
 
 CacheSeal checkCacheSeal(const char* path, cl_device_id device, std::string_view source) {
     const std::optional<Bytes> seal = readFile(cacheSealPath(path).c_str());

@@ -1,6 +1,6 @@
-// What the two dispatch families have in common: the life of a back end's object behind a void*, and the platform
-// log's lines about each step. The exported shims in HuevancePhoto.cpp and HuevanceFrame.cpp are one call of these
-// each; the texts stand there.
+// What the two dispatch families have in common: the life of a back end's object behind a void*, and the
+// platform log's lines about each step. The exported shims in HuevancePhoto.cpp and HuevanceFrame.cpp are one
+// call of these each; the texts stand there.
 #pragma once
 
 #include <chrono>
@@ -16,7 +16,8 @@ struct Texts {
     const char* failed;
 };
 
-// The row of a family's table whose name is `platform`, or null: names are compared whole and with their case.
+// The row of a family's table whose name is `platform`, or null: names are compared whole and with their
+// case.
 template <typename Row, std::size_t N>
 const Row* find(const Row (&rows)[N], const char* platform) {
     for (const Row& row : rows) {
@@ -36,8 +37,8 @@ inline int report(int result, const Texts& texts) {
     return result;
 }
 
-// Creates an Object, runs setUp(object), and stores it in *handle; null and the code when set-up fails. An object
-// that failed is deleted.
+// Creates an Object, runs setUp(object), and stores it in *handle; null and the code when set-up fails. An
+// object that failed is deleted.
 template <typename Object, typename SetUp>
 int create(void** handle, const Texts& texts, SetUp setUp) {
     auto* object = new (std::nothrow) Object;
@@ -58,7 +59,8 @@ int forward(void* handle, const Texts& texts, Call call) {
     return report(handle != nullptr ? call(*static_cast<Object*>(handle)) : -1, texts);
 }
 
-// The same, and logs the elapsed milliseconds with `timing`, a format for one double. Whole microseconds count.
+// The same, and logs the elapsed milliseconds with `timing`, a format for one double. Whole microseconds
+// count.
 template <typename Object, typename Call>
 int forwardTimed(void* handle, const char* timing, const Texts& texts, Call call) {
     if (handle == nullptr) {
@@ -70,7 +72,8 @@ int forwardTimed(void* handle, const char* timing, const Texts& texts, Call call
     const auto microseconds = std::chrono::duration_cast<std::chrono::nanoseconds>(elapsed).count() / 1000;
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
-    __android_log_print(ANDROID_LOG_INFO, kHuevanceLogTag, timing, static_cast<double>(microseconds) / 1000.0);
+    __android_log_print(ANDROID_LOG_INFO, kHuevanceLogTag, timing,
+                        static_cast<double>(microseconds) / 1000.0);
 #pragma GCC diagnostic pop
     return report(result, texts);
 }

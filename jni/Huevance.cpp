@@ -22,8 +22,8 @@ namespace {
 
 constexpr std::size_t kPathLength = 512;
 
-// Copies a value of platformSet.ini without its last character: the files end their lines with a carriage return
-// and a line feed, and the reader keeps the former. False when the value is empty or does not fit.
+// Copies a value of platformSet.ini without its last character: the files end their lines with a carriage
+// return and a line feed, and the reader keeps the former. False when the value is empty or does not fit.
 bool copyWithoutLast(char* field, std::size_t capacity, const char* value) {
     const std::size_t length = std::strlen(value);
     if (length == 0 || length - 1 >= capacity) {
@@ -76,8 +76,9 @@ int Huevance::HuevanceMalloc(InitParam* init) {
 }
 
 // The failure lines of both set-ups carry HuevanceMalloc's name, which is what hosts know.
-#define LOG_MALLOC_ERROR(text) \
-    LogPrintf::logPrint(LogPrintf::kError, "[ERROR][ %s ] %d  %s() " text, logBaseName(__FILE__), __LINE__, "HuevanceMalloc")
+#define LOG_MALLOC_ERROR(text)                                                                              \
+    LogPrintf::logPrint(LogPrintf::kError, "[ERROR][ %s ] %d  %s() " text, logBaseName(__FILE__), __LINE__, \
+                        "HuevanceMalloc")
 
 int Huevance::mallocPhoto(const InitParam& init, char* directory, const char* platformFile) {
     char value[kIniLineLength] = {};
@@ -111,8 +112,8 @@ int Huevance::mallocFrame(const InitParam& init, char* directory, const char* pl
         LOG_MALLOC_ERROR("cache path is NULL");
         return -1;
     }
-    if (HuevanceFrameMalloc(m_acPlatform, directory, init.imageRoi, init.dataBit, m_acCachePath, &m_hvcHandle) !=
-        0) {
+    if (HuevanceFrameMalloc(m_acPlatform, directory, init.imageRoi, init.dataBit, m_acCachePath,
+                            &m_hvcHandle) != 0) {
         LOG_MALLOC_ERROR("HuevanceFrameMalloc failed");
         return -1;
     }
@@ -140,11 +141,13 @@ int Huevance::HuevanceProcess(Image* image, int scene) {
         LOG_ERROR("m_hvcHandle %p, pImage %p", m_hvcHandle, static_cast<void*>(image));
         return -1;
     }
-    if (m_iFramePhotoFlag == kPhotoMode && HuevancePhotoProcess(m_acPlatform, m_hvcHandle, image, scene) != 0) {
+    if (m_iFramePhotoFlag == kPhotoMode &&
+        HuevancePhotoProcess(m_acPlatform, m_hvcHandle, image, scene) != 0) {
         LOG_ERROR("HuevancePhotoProcess failed");
         return -1;
     }
-    if (m_iFramePhotoFlag == kFrameMode && HuevanceFrameProcess(m_acPlatform, m_hvcHandle, image, scene) != 0) {
+    if (m_iFramePhotoFlag == kFrameMode &&
+        HuevanceFrameProcess(m_acPlatform, m_hvcHandle, image, scene) != 0) {
         LOG_ERROR("HuevanceFrameProcess failed");
         return -1;
     }

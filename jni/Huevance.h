@@ -8,7 +8,8 @@ class Huevance {
 public:
     virtual ~Huevance() = default;
 
-    // Sets the object up from the host's record. 0, or -1 with one error line; a failure undoes no earlier step.
+    // Sets the object up from the host's record. 0, or -1 with one error line; a failure undoes no earlier
+    // step.
     int HuevanceMalloc(InitParam* init);
     // Passes one parameter on. 0 or -1; a failure of the preview back end is not reported, on purpose.
     int HuevanceSetExtParam(ExtParam* param);
@@ -25,8 +26,8 @@ private:
     int mallocPhoto(const InitParam& init, char* directory, const char* platformFile);
     int mallocFrame(const InitParam& init, char* directory, const char* platformFile);
 
-    void* m_hvcHandle = nullptr;     // the back end's object; written by its Malloc alone
-    char m_acPlatform[16] = {};      // "CPU", "NEON", "GPU" or "OGL"
-    int m_iFramePhotoFlag = 0;       // kFrameMode or kPhotoMode
-    char m_acCachePath[512] = {};    // preview only: where GPU program binaries are cached
+    void* m_hvcHandle = nullptr;   // the back end's object; written by its Malloc alone
+    char m_acPlatform[16] = {};    // "CPU", "NEON", "GPU" or "OGL"
+    int m_iFramePhotoFlag = 0;     // kFrameMode or kPhotoMode
+    char m_acCachePath[512] = {};  // preview only: where GPU program binaries are cached
 };

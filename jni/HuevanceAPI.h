@@ -27,11 +27,12 @@ struct AlgoApi {
     int (*stopProcess)(void* handle, void* arg);
     int (*getProcessImageResult)(void* handle, Image* image, void* arg);
     int (*setParameters)(void* handle, void* params, int count);
-    // Processes one frame in place; `param` points to an int, the scene number. 0 or -1; a null handle or image
-    // is answered with 0.
+    // Processes one frame in place; `param` points to an int, the scene number. 0 or -1; a null handle or
+    // image is answered with 0.
     int (*singleProcessImage)(void* handle, Image* image, void* param, void* arg);
     int (*processImage)(void* handle, Image* in, Image* out, void* arg1, void* arg2);
-    int (*multiProcessImage)(void* handle, MultInputImage* inputs, Image* out, void* arg1, void* arg2, int count);
+    int (*multiProcessImage)(void* handle, MultInputImage* inputs, Image* out, void* arg1, void* arg2,
+                             int count);
     int (*fatalErrorStatus)(void* handle, void* arg);
     // Releases a handle, whatever the result: 0 or -1.
     int (*releaseHandle)(void* handle, void* arg);

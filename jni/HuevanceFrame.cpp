@@ -36,8 +36,8 @@ constexpr Row kRows[] = {
      HuevanceFrameFree_GPU},
     {"OGL", HuevanceFrameMalloc_OGL, HuevanceFrameSetExtParam_OGL,
      [](void* handle, Image& image, int scene) {
-         return HuevanceFrameProcess_OGL(handle, image.planes[0].data, image.planes[0].fd, image.planes[3].data,
-                                         image.format, scene);
+         return HuevanceFrameProcess_OGL(handle, image.planes[0].data, image.planes[0].fd,
+                                         image.planes[3].data, image.format, scene);
      },
      HuevanceFrameFree_OGL},
 };

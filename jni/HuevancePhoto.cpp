@@ -36,7 +36,8 @@ int setHost(void* handle, char* key, void* value) {
 
 template <typename Object>
 int freeHost(void* handle) {
-    return dispatch::destroy<Object>(handle, kFreeNullText, kFreeTexts, [](Object& object) { return object.free(); });
+    return dispatch::destroy<Object>(handle, kFreeNullText, kFreeTexts,
+                                     [](Object& object) { return object.free(); });
 }
 
 // The back ends of this mode, in the order in which their names are compared.
@@ -145,7 +146,8 @@ int HuevancePhotoSetExtParam_OGL(void* handle, char* key, void* value) {
         [=](CHuevancePhoto_OGL& photo) { return photo.set(key, value); });
 }
 
-int HuevancePhotoProcess_OGL(void* handle, void* data, void* hardwareBuffer, IMAGE_FORMAT_TYPE format, int scene) {
+int HuevancePhotoProcess_OGL(void* handle, void* data, void* hardwareBuffer, IMAGE_FORMAT_TYPE format,
+                             int scene) {
     return dispatch::forwardTimed<CHuevancePhoto_OGL>(
         handle, "HVCapture Huevance in OGL run time is %.2fms\n",
         {"HuevancePhotoProcess_OGL succeeded!\n", "HuevancePhotoProcess_OGL failed!\n"},

@@ -1,4 +1,5 @@
-// Records that the host fills. These layouts are shared with hosts that were compiled elsewhere: they never change.
+// Records that the host fills. These layouts are shared with hosts that were compiled elsewhere: they never
+// change.
 #pragma once
 
 #include <cstddef>
@@ -10,9 +11,9 @@ enum : int { kFrameMode = 0, kPhotoMode = 1 };
 
 // The set-up record, read by algoInitHandle. The tuning directory is "<directory1>/<directory2>".
 struct InitParam {
-    int reserved;             // not read
-    int dataBit;              // significant bits per sample: 8, or 10 to 16
-    int framePhotoFlag;       // kFrameMode or kPhotoMode; any other value is refused
+    int reserved;        // not read
+    int dataBit;         // significant bits per sample: 8, or 10 to 16
+    int framePhotoFlag;  // kFrameMode or kPhotoMode; any other value is refused
     const char* directory1;
     const char* directory2;
     RoiInfo imageRoi;         // geometry of the frames that will be processed

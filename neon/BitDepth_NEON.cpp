@@ -56,8 +56,7 @@ void shiftPlane(const PlaneView<const S>& from, const PlaneView<D>& to, int shif
 }
 
 template <bool kLeft, typename S, typename D>
-int shiftFrame(const S* source, const RoiInfo& sourceRoi, D* destination, RoiInfo destinationRoi,
-               int shift) {
+int shiftFrame(const S* source, const RoiInfo& sourceRoi, D* destination, RoiInfo destinationRoi, int shift) {
     destinationRoi.width = sourceRoi.width;
     destinationRoi.height = sourceRoi.height;
     shiftPlane<kLeft>(lumaPlane(source, sourceRoi), lumaPlane(destination, destinationRoi), shift);

@@ -102,9 +102,7 @@ inline uint16x8_t joinPairs(float32x4_t first, float32x4_t second) {
 }
 
 // The value of each block for its two columns.
-inline Floats8 twice(float32x4_t blocks) {
-    return {vzip1q_f32(blocks, blocks), vzip2q_f32(blocks, blocks)};
-}
+inline Floats8 twice(float32x4_t blocks) { return {vzip1q_f32(blocks, blocks), vzip2q_f32(blocks, blocks)}; }
 
 // --- Stages ---
 
@@ -112,9 +110,7 @@ inline float32x4_t mix(float32x4_t lower, float32x4_t upper, float32x4_t rest, f
     return vaddq_f32(vmulq_f32(rest, lower), vmulq_f32(weight, upper));
 }
 
-inline float32x4_t oneMinus(float32x4_t weight) {
-    return vsubq_f32(vdupq_n_f32(1.0F), weight);
-}
+inline float32x4_t oneMinus(float32x4_t weight) { return vsubq_f32(vdupq_n_f32(1.0F), weight); }
 
 // Colour correction: the chroma (u, v), relative to neutral, of four blocks whose mean luma went from
 // `before` to `after`. No clamp is needed: the gain's own limit keeps |u| and |v| below `half`.

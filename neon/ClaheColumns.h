@@ -33,7 +33,7 @@ inline constexpr int kClaheStep = 8;
 
 template <typename T, int kRows, typename Corners>
 class ClaheColumns {
-  public:
+public:
     ClaheColumns(const Corners& corners, const TileAxis::Position (&rows)[kRows], float max)
         : m_corners(corners), m_max(max) {
         for (int r = 0; r < kRows; ++r) {
@@ -59,7 +59,7 @@ class ClaheColumns {
         }
     }
 
-  private:
+private:
     using Place = typename Corners::Place;
 
     void mapFew(const T* const (&in)[kRows], T* const (&out)[kRows], const float* weights, int n) const {

@@ -11,9 +11,7 @@ namespace {
 
 using namespace neon;
 
-int tileCount(int gridWidth, int gridHeight) {
-    return std::max(gridWidth, 0) * std::max(gridHeight, 0);
-}
+int tileCount(int gridWidth, int gridHeight) { return std::max(gridWidth, 0) * std::max(gridHeight, 0); }
 
 // Calls step(t, n) for the tiles t .. t + n - 1, n = 4 but for the last.
 template <typename Step>

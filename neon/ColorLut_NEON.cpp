@@ -10,7 +10,7 @@ using namespace neon;
 
 // Four look-ups that share their vectors of weights.
 class Interpolation {
-  public:
+public:
     Interpolation(const float* lattice, const LatticeAxis4& y, const LatticeAxis4& a, const LatticeAxis4& b)
         : m_lattice(lattice),
           m_weight{y.weight, a.weight, b.weight},
@@ -40,7 +40,7 @@ class Interpolation {
 
     Mapped4 all() const { return transpose({at<0>(), at<1>(), at<2>(), at<3>()}); }
 
-  private:
+private:
     const float* m_lattice;
     float32x4_t m_weight[3];
     float32x4_t m_rest[3];

@@ -4,8 +4,8 @@
 // its input when a later stage asks for it, and no mask of skin, whose value depends on the chroma pair
 // alone.
 //
-// 16-bit data goes through the stage operations instead: these tables have an entry for each of 256 levels, and
-// with 2^dataBit levels they would leave every cache.
+// 16-bit data goes through the stage operations instead: these tables have an entry for each of 256 levels,
+// and with 2^dataBit levels they would leave every cache.
 #pragma once
 
 #include "core/Buffer.h"
@@ -14,21 +14,21 @@
 namespace huevance::neon {
 
 class FusedCapture {
-  public:
+public:
     // Allocates what the stages that are on need for this engine's geometry, and fills what no capture
     // changes. 0, or -1 when memory is missing. Nothing is allocated later.
     int allocate(const HostEngine& engine);
     void release();
 
-    // Whether captures of the engine, as it is now, may take this way. Not with 16-bit data, nor with a grid so
-    // fine that its tables would not pay, nor when the engine was set up anew since allocate().
+    // Whether captures of the engine, as it is now, may take this way. Not with 16-bit data, nor with a grid
+    // so fine that its tables would not pay, nor when the engine was set up anew since allocate().
     bool usable(const HostEngine& engine) const { return m_usable && m_key == Key(engine); }
 
     // Sends the engine's frame through the stages that are on. The engine's tables must be those of this
     // capture.
     void run(const HostEngine& engine);
 
-  private:
+private:
     bool allocateClahe(const HostEngine& engine);
     bool allocateSkin();
     void packCells(const HostEngine& engine);

@@ -31,13 +31,13 @@ struct FusedTables {
 // One capture. A chunk is some columns of a block row; its planes pass from stage to stage through the arrays
 // below, filled up to whole vectors.
 class FusedStrips {
-  public:
+public:
     FusedStrips(const FusedTables& tables, const HostEngine& engine);
 
     // Sends the engine's frame through the stages that are on.
     void run();
 
-  private:
+private:
     static constexpr int kChunk = 256;  // columns
     static constexpr int kBlocks = kChunk / 2;
 

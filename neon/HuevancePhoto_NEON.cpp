@@ -127,9 +127,7 @@ int CHuevancePhoto_NEON::malloc(char* directory, RoiInfo roi) {
     return 0;
 }
 
-int CHuevancePhoto_NEON::setExtParam(char* key, void* value) {
-    return g_photoEngine.setExtParam(key, value);
-}
+int CHuevancePhoto_NEON::setExtParam(char* key, void* value) { return g_photoEngine.setExtParam(key, value); }
 
 int CHuevancePhoto_NEON::process(void* frame, IMAGE_FORMAT_TYPE yuvType, int scene) {
     CHuevance_NEON& engine = g_photoEngine;

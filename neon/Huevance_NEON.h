@@ -6,10 +6,11 @@
 #include "neon/NeonKernels.h"
 
 class CHuevance_NEON final : public huevance::HostEngine {
-  public:
+public:
     CHuevance_NEON() : HostEngine(huevance::neonKernels()) {}
 
-    // After the other allocations: the tables of fused captures. -1 with one error line when memory is missing.
+    // After the other allocations: the tables of fused captures. -1 with one error line when memory is
+    // missing.
     int fusedCaptureMalloc();
     void fusedCaptureFree() { m_fused.release(); }
     bool canFuse() const { return m_fused.usable(*this); }
@@ -18,6 +19,6 @@ class CHuevance_NEON final : public huevance::HostEngine {
     // readCurveLut, readColorLut).
     int fusedCapture();
 
-  private:
+private:
     huevance::neon::FusedCapture m_fused;
 };

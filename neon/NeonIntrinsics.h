@@ -127,9 +127,7 @@ inline float32x4_t repeatLane(float32x4_t a) {
 
 // --- Integers to floats ---
 
-inline float32x4_t toFloats(uint32x4_t a) {
-    return vcvtq_f32_s32(vreinterpretq_s32_u32(a));
-}  // below 2^31
+inline float32x4_t toFloats(uint32x4_t a) { return vcvtq_f32_s32(vreinterpretq_s32_u32(a)); }  // below 2^31
 
 struct Floats8 {
     float32x4_t low, high;
@@ -179,9 +177,7 @@ inline FloatPairs8 toFloatPairs(uint8x16_t a) {
 }
 
 // Sums of neighbouring samples: 0 + 1, 2 + 3, ...
-inline uint16x8_t sumPairs(uint8x16_t a) {
-    return vpaddlq_u8(a);
-}
+inline uint16x8_t sumPairs(uint8x16_t a) { return vpaddlq_u8(a); }
 inline uint32x4_t sumPairs(uint16x8_t a) {
 #if defined(__aarch64__)
     return vpaddlq_u16(a);
@@ -249,9 +245,7 @@ inline uint16x8_t load8(const unsigned char* samples) {
         simde_mm_loadl_epi64(reinterpret_cast<const simde__m128i*>(samples)), simde_mm_setzero_si128()));
 #endif
 }
-inline uint16x8_t load8(const unsigned short* samples) {
-    return vld1q_u16(samples);
-}
+inline uint16x8_t load8(const unsigned short* samples) { return vld1q_u16(samples); }
 
 // Values of 0 .. 255.
 inline void store8(unsigned char* samples, uint16x8_t a) {
@@ -261,9 +255,7 @@ inline void store8(unsigned char* samples, uint16x8_t a) {
     simde_mm_storel_epi64(reinterpret_cast<simde__m128i*>(samples), simde_mm_packus_epi16(bits(a), bits(a)));
 #endif
 }
-inline void store8(unsigned short* samples, uint16x8_t a) {
-    vst1q_u16(samples, a);
-}
+inline void store8(unsigned short* samples, uint16x8_t a) { vst1q_u16(samples, a); }
 
 // --- Shifts of 16-bit samples by 0 .. 15 ---
 
@@ -302,7 +294,7 @@ inline void vectorOffsets(const unsigned char* samples, TableOffset (&offsets)[8
 
 // A table of 256 bytes, held in registers where there are enough.
 class ByteTable {
-  public:
+public:
     explicit ByteTable(const unsigned char* table) {
 #if defined(__aarch64__)
         for (int i = 0; i < 4; ++i) {
@@ -332,7 +324,7 @@ class ByteTable {
 #endif
     }
 
-  private:
+private:
 #if defined(__aarch64__)
     uint8x16x4_t m_part[4];
 #else

@@ -8,7 +8,7 @@
 namespace huevance::neon {
 
 class ToneTable {
-  public:
+public:
     ToneTable() = default;
     ToneTable(const float* curve, int bins) {
         for (int i = 0; i < 256; ++i) {
@@ -18,7 +18,7 @@ class ToneTable {
     }
     const unsigned char* get() const { return m_levels; }
 
-  private:
+private:
     unsigned char m_levels[256] = {};
 };
 

@@ -19,9 +19,7 @@ namespace {
 std::atomic<std::uint64_t> g_displayUsers = 0;
 constexpr std::uint64_t kLeftOver = std::uint64_t{1} << 32;
 
-void retainDisplay() {
-    ++g_displayUsers;
-}
+void retainDisplay() { ++g_displayUsers; }
 
 void releaseDisplay(EGLDisplay display) {
     std::uint64_t users = g_displayUsers.load();
@@ -48,9 +46,7 @@ EGLint renderableType(EGLDisplay display) {
 GLEngine::GLEngine(ANativeWindow* window, int width, int height)
     : m_window(window), m_iWidth(width), m_iHeight(height) {}
 
-GLEngine::~GLEngine() {
-    destroy();
-}
+GLEngine::~GLEngine() { destroy(); }
 
 int GLEngine::init() {
     const EGLDisplay display = eglGetDisplay(EGL_DEFAULT_DISPLAY);

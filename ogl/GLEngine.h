@@ -8,7 +8,7 @@
 struct ANativeWindow;
 
 class GLEngine : public Object {
-  public:
+public:
     // The window may be null: then the surface is a pbuffer of this size. No EGL call.
     GLEngine(ANativeWindow* window, int width, int height);
     ~GLEngine() override;
@@ -25,7 +25,7 @@ class GLEngine : public Object {
     // Releases everything and forgets the window and its size. 0.
     int destroy();
 
-  private:
+private:
     bool chooseConfig(EGLConfig* config);
     bool createSurface(EGLConfig config);
 
@@ -39,7 +39,7 @@ class GLEngine : public Object {
 
 // Makes an engine current for as long as it lives.
 class GLEngineScope {
-  public:
+public:
     explicit GLEngineScope(GLEngine& engine) : m_engine(engine), m_bCurrent(engine.startup() == 0) {}
     ~GLEngineScope() {
         if (m_bCurrent) {
@@ -51,7 +51,7 @@ class GLEngineScope {
 
     explicit operator bool() const { return m_bCurrent; }
 
-  private:
+private:
     GLEngine& m_engine;
     bool m_bCurrent;
 };

@@ -2,9 +2,7 @@
 
 #include "ogl/GLUtils.h"
 
-GLFramebuffer::GLFramebuffer() {
-    GL_CALL(glGenFramebuffers, 1, &m_framebuffer);
-}
+GLFramebuffer::GLFramebuffer() { GL_CALL(glGenFramebuffers, 1, &m_framebuffer); }
 
 GLFramebuffer::~GLFramebuffer() {
     if (m_framebuffer != 0) {
@@ -18,9 +16,7 @@ void GLFramebuffer::bind(unsigned target) {
     }
 }
 
-void GLFramebuffer::unBind() {
-    GL_CALL(glBindFramebuffer, GL_FRAMEBUFFER, 0);
-}
+void GLFramebuffer::unBind() { GL_CALL(glBindFramebuffer, GL_FRAMEBUFFER, 0); }
 
 bool GLFramebuffer::attachTexture(unsigned attachment, unsigned texture, unsigned textarget) {
     if (m_framebuffer == 0 || texture == 0) {

@@ -5,7 +5,7 @@
 #include "ogl/Object.h"
 
 class GLFramebuffer : public Object {
-  public:
+public:
     GLFramebuffer();
     ~GLFramebuffer() override;
 
@@ -20,6 +20,6 @@ class GLFramebuffer : public Object {
     void blit(int srcX0, int srcY0, int srcX1, int srcY1, int dstX0, int dstY0, int dstX1, int dstY1,
               unsigned mask, unsigned filter);
 
-  private:
+private:
     GLuint m_framebuffer = 0;
 };

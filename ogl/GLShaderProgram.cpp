@@ -12,7 +12,7 @@ constexpr int kGuessedLogLength = 4096;
 
 // The info log of a shader or program.
 class InfoLog {
-  public:
+public:
     template <typename GetLength, typename GetText>
     InfoLog(GetLength getLength, GetText getText) {
         GLint length = 0;
@@ -27,7 +27,7 @@ class InfoLog {
     }
     const char* text() const { return m_text.empty() ? "" : m_text.get(); }
 
-  private:
+private:
     huevance::Buffer<char> m_text;
 };
 
@@ -86,9 +86,7 @@ GLuint createProgram(GLuint vertex, GLuint fragment) {
 
 }  // namespace
 
-GLShaderProgram::~GLShaderProgram() {
-    release();
-}
+GLShaderProgram::~GLShaderProgram() { release(); }
 
 int GLShaderProgram::init(const char* vertex, const char* fragment) {
     release();
@@ -140,17 +138,13 @@ void GLShaderProgram::enableVertexAttribArray(unsigned index, int size, unsigned
     GL_CALL(glEnableVertexAttribArray, index);
 }
 
-void GLShaderProgram::disableVertexAttribArray(unsigned index) {
-    GL_CALL(glDisableVertexAttribArray, index);
-}
+void GLShaderProgram::disableVertexAttribArray(unsigned index) { GL_CALL(glDisableVertexAttribArray, index); }
 
 void GLShaderProgram::endDraw(unsigned mode, int first, int count) {
     GL_CALL(glDrawArrays, mode, first, count);
 }
 
-void GLShaderProgram::set(const char* name, int a) {
-    GL_CALL(glUniform1i, getUniformLocation(name), a);
-}
+void GLShaderProgram::set(const char* name, int a) { GL_CALL(glUniform1i, getUniformLocation(name), a); }
 
 void GLShaderProgram::set(const char* name, int a, int b) {
     GL_CALL(glUniform2i, getUniformLocation(name), a, b);
@@ -164,9 +158,7 @@ void GLShaderProgram::set(const char* name, int a, int b, int c, int d) {
     GL_CALL(glUniform4i, getUniformLocation(name), a, b, c, d);
 }
 
-void GLShaderProgram::set(const char* name, float a) {
-    GL_CALL(glUniform1f, getUniformLocation(name), a);
-}
+void GLShaderProgram::set(const char* name, float a) { GL_CALL(glUniform1f, getUniformLocation(name), a); }
 
 void GLShaderProgram::set(const char* name, float a, float b) {
     GL_CALL(glUniform2f, getUniformLocation(name), a, b);
@@ -192,9 +184,7 @@ void GLShaderProgram::setMatrix4(const char* name, int count, bool transpose, co
     GL_CALL(glUniformMatrix4fv, getUniformLocation(name), count, static_cast<GLboolean>(transpose), values);
 }
 
-void GLShaderProgram::setUniform(int location, float value) {
-    GL_CALL(glUniform1f, location, value);
-}
+void GLShaderProgram::setUniform(int location, float value) { GL_CALL(glUniform1f, location, value); }
 
 void GLShaderProgram::setTarget(int location, int unit, unsigned texture, unsigned target) {
     GL_CALL(glActiveTexture, static_cast<GLenum>(GL_TEXTURE0 + unit));

@@ -5,7 +5,7 @@
 #include "ogl/Object.h"
 
 class GLShaderProgram : public Object {
-  public:
+public:
     GLShaderProgram() = default;
     ~GLShaderProgram() override;
 
@@ -51,6 +51,6 @@ class GLShaderProgram : public Object {
     // Deletes the program.
     void release();
 
-  private:
+private:
     GLuint m_program = 0;
 };

@@ -4,9 +4,7 @@
 
 namespace {
 
-void generate(GLuint* texture) {
-    GL_CALL(glGenTextures, 1, texture);
-}
+void generate(GLuint* texture) { GL_CALL(glGenTextures, 1, texture); }
 
 void remove(GLuint* texture) {
     if (*texture != 0) {
@@ -16,9 +14,7 @@ void remove(GLuint* texture) {
 }
 
 // Rows here have any length; the default would round it up to 4 bytes and read past their end.
-void unpackTightly() {
-    GL_CALL(glPixelStorei, GL_UNPACK_ALIGNMENT, 1);
-}
+void unpackTightly() { GL_CALL(glPixelStorei, GL_UNPACK_ALIGNMENT, 1); }
 
 // Linear filters; the first two axes clamp.
 void setParameters(unsigned target) {
@@ -30,18 +26,14 @@ void setParameters(unsigned target) {
 
 }  // namespace
 
-GLTexture2D::GLTexture2D() {
-    generate(&m_texture);
-}
+GLTexture2D::GLTexture2D() { generate(&m_texture); }
 
 GLTexture2D::GLTexture2D(int width, int height, int internalFormat, unsigned format, void* pixels)
     : GLTexture2D() {
     GLTexture2D::set(width, height, internalFormat, format, pixels);
 }
 
-GLTexture2D::~GLTexture2D() {
-    remove(&m_texture);
-}
+GLTexture2D::~GLTexture2D() { remove(&m_texture); }
 
 void GLTexture2D::set(int width, int height, int internalFormat, unsigned format, void* pixels) {
     m_iWidth = width;
@@ -54,18 +46,14 @@ void GLTexture2D::set(int width, int height, int internalFormat, unsigned format
     GL_CALL(glBindTexture, m_target, 0);
 }
 
-void GLTexture2D::recycle() {
-    remove(&m_texture);
-}
+void GLTexture2D::recycle() { remove(&m_texture); }
 
 GLTexture2DOES::GLTexture2DOES(void* clientBuffer, unsigned target, int width, int height)
     : m_display(eglGetDisplay(EGL_DEFAULT_DISPLAY)) {
     GLTexture2DOES::set(clientBuffer, target, width, height);
 }
 
-GLTexture2DOES::~GLTexture2DOES() {
-    GLTexture2DOES::recycle();
-}
+GLTexture2DOES::~GLTexture2DOES() { GLTexture2DOES::recycle(); }
 
 void GLTexture2DOES::set(void* clientBuffer, unsigned target, int width, int height) {
     m_target = target;
@@ -106,9 +94,7 @@ GLTexture3D::GLTexture3D(int width, int height, int depth, int internalFormat, u
     set(width, height, depth, internalFormat, format, pixels);
 }
 
-GLTexture3D::~GLTexture3D() {
-    recycle();
-}
+GLTexture3D::~GLTexture3D() { recycle(); }
 
 void GLTexture3D::set(int width, int height, int depth, int internalFormat, unsigned format, void* pixels) {
     m_iWidth = width;
@@ -123,6 +109,4 @@ void GLTexture3D::set(int width, int height, int depth, int internalFormat, unsi
     GL_CALL(glBindTexture, m_target, 0);
 }
 
-void GLTexture3D::recycle() {
-    remove(&m_texture);
-}
+void GLTexture3D::recycle() { remove(&m_texture); }

@@ -6,7 +6,7 @@
 #include "ogl/Object.h"
 
 class GLTexture2D : public Object {
-  public:
+public:
     // Generates the name.
     GLTexture2D();
     // The same, then set().
@@ -25,7 +25,7 @@ class GLTexture2D : public Object {
     int height() const { return m_iHeight; }
     int format() const { return m_iFormat; }
 
-  protected:
+protected:
     GLuint m_texture = 0;
     unsigned m_target = GL_TEXTURE_2D;
     int m_iWidth = 0;
@@ -35,7 +35,7 @@ class GLTexture2D : public Object {
 
 // A host's hardware buffer as an external texture. The EGL image holds a reference to the buffer.
 class GLTexture2DOES : public GLTexture2D {
-  public:
+public:
     // clientBuffer as from eglGetNativeClientBufferANDROID, or null.
     GLTexture2DOES(void* clientBuffer, unsigned target, int width, int height);
     ~GLTexture2DOES() override;
@@ -48,7 +48,7 @@ class GLTexture2DOES : public GLTexture2D {
 
     bool hasImage() const { return m_image != EGL_NO_IMAGE_KHR; }
 
-  private:
+private:
     void destroyImage();
 
     EGLDisplay m_display;
@@ -57,7 +57,7 @@ class GLTexture2DOES : public GLTexture2D {
 };
 
 class GLTexture3D : public Object {
-  public:
+public:
     GLTexture3D(int width, int height, int depth, int internalFormat, unsigned format, void* pixels);
     ~GLTexture3D() override;
 
@@ -68,7 +68,7 @@ class GLTexture3D : public Object {
     GLuint name() const { return m_texture; }
     unsigned target() const { return m_target; }
 
-  private:
+private:
     GLuint m_texture = 0;
     unsigned m_target = GL_TEXTURE_3D;
     int m_iWidth = 0;

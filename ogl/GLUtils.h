@@ -9,7 +9,7 @@
 #define GL_LOG_ERROR(...) __android_log_print(ANDROID_LOG_ERROR, "Huevance", __VA_ARGS__)
 
 class GLUtils {
-  public:
+public:
     // Logs the pending errors under a label. A lost context reports errors without end: at most kMaxErrors
     // are read.
     static void checkGLError(const char* label);
@@ -27,13 +27,13 @@ class GLUtils {
 
 // Checks when it goes out of scope, after the call whose label it carries.
 class GLCheck {
-  public:
+public:
     explicit GLCheck(const char* label) : m_label(label) {}
     ~GLCheck() { GLUtils::checkGLError(m_label); }
     GLCheck(const GLCheck&) = delete;
     GLCheck& operator=(const GLCheck&) = delete;
 
-  private:
+private:
     const char* m_label;
 };
 

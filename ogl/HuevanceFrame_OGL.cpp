@@ -7,17 +7,11 @@
 CHuevanceFrame_OGL::CHuevanceFrame_OGL()
     : OglPipeline({"CHuevanceFrame_OGL", "Huevance_Preview", "loadFrameConfigures"}) {}
 
-CHuevanceFrame_OGL::~CHuevanceFrame_OGL() {
-    release();
-}
+CHuevanceFrame_OGL::~CHuevanceFrame_OGL() { release(); }
 
-bool CHuevanceFrame_OGL::isEnabled() const {
-    return m_tuning.m_iFrameSwitch == 1;
-}
+bool CHuevanceFrame_OGL::isEnabled() const { return m_tuning.m_iFrameSwitch == 1; }
 
-void CHuevanceFrame_OGL::readConfigures() {
-    m_tuning.readFrameSet();
-}
+void CHuevanceFrame_OGL::readConfigures() { m_tuning.readFrameSet(); }
 
 void CHuevanceFrame_OGL::createOwn() {
     m_renderNV12 = createRender(IMAGE_FORMAT_TYPE_NV12);

@@ -9,7 +9,7 @@
 // A host's output buffer that has been imported as a texture. The texture's image keeps the buffer alive, so
 // that its address stays its own.
 class PreviewFrame : public Object {
-  public:
+public:
     PreviewFrame(int index, void* buffer, GLTexture2DOES* texture)
         : m_iIndex(index), m_pBuffer(buffer), m_texture(texture) {}
 
@@ -19,7 +19,7 @@ class PreviewFrame : public Object {
 };
 
 class CHuevanceFrame_OGL : public OglPipeline {
-  public:
+public:
     CHuevanceFrame_OGL();
     ~CHuevanceFrame_OGL() override;
 
@@ -45,13 +45,13 @@ class CHuevanceFrame_OGL : public OglPipeline {
     int fuseCurveLut(int prev, int cur, int frame);
     int fuseColorLut(int prev, int cur, int frame);
 
-  protected:
+protected:
     bool isEnabled() const override;
     void readConfigures() override;
     void createOwn() override;
     void releaseOwn() override;
 
-  private:
+private:
     HuevanceRender* renderOf(IMAGE_FORMAT_TYPE format) const;
     int drawFrame(HuevanceRender& render, void* dst, const void* src, const huevance::SceneFade& fade);
     void fuseTable(const huevance::Buffer<unsigned char>& tables, int prev, int cur, int frame,

@@ -7,17 +7,11 @@
 CHuevancePhoto_OGL::CHuevancePhoto_OGL()
     : OglPipeline({"CHuevancePhoto_OGL", "Huevance_Capture", "loadPhotoConfigures"}) {}
 
-CHuevancePhoto_OGL::~CHuevancePhoto_OGL() {
-    release();
-}
+CHuevancePhoto_OGL::~CHuevancePhoto_OGL() { release(); }
 
-bool CHuevancePhoto_OGL::isEnabled() const {
-    return m_tuning.m_iPhotoSwitch == 1;
-}
+bool CHuevancePhoto_OGL::isEnabled() const { return m_tuning.m_iPhotoSwitch == 1; }
 
-void CHuevancePhoto_OGL::readConfigures() {
-    m_tuning.readPhotoSet();
-}
+void CHuevancePhoto_OGL::readConfigures() { m_tuning.readPhotoSet(); }
 
 void CHuevancePhoto_OGL::releaseOwn() {
     if (m_render) {

@@ -4,7 +4,7 @@
 #include "ogl/OglPipeline.h"
 
 class CHuevancePhoto_OGL : public OglPipeline {
-  public:
+public:
     CHuevancePhoto_OGL();
     ~CHuevancePhoto_OGL() override;
 
@@ -13,12 +13,12 @@ class CHuevancePhoto_OGL : public OglPipeline {
     // itself failed.
     int process(void* src, void* dst, IMAGE_FORMAT_TYPE format, int scene);
 
-  protected:
+protected:
     bool isEnabled() const override;
     void readConfigures() override;
     void releaseOwn() override;
 
-  private:
+private:
     int drawCapture(void* dst, IMAGE_FORMAT_TYPE format, const void* src, int table);
 
     smart_pointer<HuevanceRender> m_render;

@@ -24,18 +24,12 @@ constexpr SkinUniform kSkinUniforms[] = {
 
 constexpr float kHalfLevel = 128.0F;
 
-int divide(int value, int divisor) {
-    return divisor != 0 ? value / divisor : 0;
-}
+int divide(int value, int divisor) { return divisor != 0 ? value / divisor : 0; }
 
 // The span between the first and the last block: on purpose less a block's size without its lowest bit.
-int validSize(int block, int grid) {
-    return block * grid - (block & ~1);
-}
+int validSize(int block, int grid) { return block * grid - (block & ~1); }
 
-float scaleOf(int grid, int valid) {
-    return static_cast<float>(grid - 1) / static_cast<float>(valid - 1);
-}
+float scaleOf(int grid, int valid) { return static_cast<float>(grid - 1) / static_cast<float>(valid - 1); }
 
 }  // namespace
 

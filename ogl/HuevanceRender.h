@@ -10,7 +10,7 @@
 #include "ogl/Object.h"
 
 class HuevanceRender : public Object {
-  public:
+public:
     HuevanceRender();
 
     // Composes and builds the shader, once: another switch, mask type or format needs another renderer. On
@@ -41,7 +41,7 @@ class HuevanceRender : public Object {
     // Deletes the program. The textures are let go by the destructor.
     int destroy();
 
-  private:
+private:
     void lookUpLocations();
     void setClaheUniforms();
     void bindTexture(int location, int unit, GLTexture2D* texture);

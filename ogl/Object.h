@@ -6,7 +6,7 @@
 #include <cstdint>
 
 class Object {
-  public:
+public:
     Object() { ++s_live; }
     virtual ~Object() { --s_live; }
     Object(const Object&) = delete;
@@ -24,14 +24,14 @@ class Object {
     // Objects of the process that exist now.
     static int liveObjects() { return s_live.load(); }
 
-  private:
+private:
     std::atomic<std::int32_t> m_count = 0;
     static inline std::atomic<int> s_live = 0;
 };
 
 template <typename T>
 class smart_pointer {
-  public:
+public:
     smart_pointer() = default;
     // Takes a reference; null is allowed.
     smart_pointer(T* object) : m_object(object) { increment(m_object); }
@@ -52,7 +52,7 @@ class smart_pointer {
     T& operator*() const { return *m_object; }
     explicit operator bool() const { return m_object != nullptr; }
 
-  private:
+private:
     static void increment(T* object) {
         if (object != nullptr) {
             object->increment();

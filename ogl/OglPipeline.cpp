@@ -26,9 +26,7 @@ constexpr float kPositions[] = {-1, -1, 1, -1, -1, 1, 1, 1};
 constexpr float kTexcoords[] = {0, 0, 1, 0, 0, 1, 1, 1};
 
 // Whole pairs of a chroma row; an odd width has a last column without chroma.
-int pairBytes(const RoiInfo& roi) {
-    return roi.width / 2 * 2;
-}
+int pairBytes(const RoiInfo& roi) { return roi.width / 2 * 2; }
 
 void copyRows(const unsigned char* from, std::ptrdiff_t pitch, int bytes, int rows, unsigned char* to) {
     for (int row = 0; row < rows; ++row, from += pitch, to += bytes) {
@@ -36,9 +34,7 @@ void copyRows(const unsigned char* from, std::ptrdiff_t pitch, int bytes, int ro
     }
 }
 
-smart_pointer<GLTexture2D> grayTexel() {
-    return new GLTexture2D(1, 1, GL_LUMINANCE, GL_LUMINANCE, nullptr);
-}
+smart_pointer<GLTexture2D> grayTexel() { return new GLTexture2D(1, 1, GL_LUMINANCE, GL_LUMINANCE, nullptr); }
 
 }  // namespace
 
@@ -67,9 +63,7 @@ int OglPipeline::setDataBit(int dataBit) {
     return 0;
 }
 
-int OglPipeline::setSensorPath(const char* path) {
-    return m_tuning.setSensorPath(path);
-}
+int OglPipeline::setSensorPath(const char* path) { return m_tuning.setSensorPath(path); }
 
 int OglPipeline::setRoiInfo(RoiInfo& roi) {
     m_stRoi = roi;

@@ -17,7 +17,7 @@
 #include "ogl/HuevanceRender.h"
 
 class OglPipeline {
-  public:
+public:
     virtual ~OglPipeline() = default;
     OglPipeline(const OglPipeline&) = delete;
     OglPipeline& operator=(const OglPipeline&) = delete;
@@ -54,7 +54,7 @@ class OglPipeline {
     huevance::Buffer<unsigned char> m_colorLuts;   // for each scene table
     const char* m_pcDumpDirectory = "/data/hvcSave";
 
-  protected:
+protected:
     struct Names {
         const char* name;            // of the class, in log lines
         const char* tag;             // of the log
@@ -104,7 +104,7 @@ class OglPipeline {
     smart_pointer<GLEngine> m_engine;
     huevance::SceneTables m_scenes;
 
-  private:
+private:
     int setUp();
     int allocateBuffers();
     void loadTables();

@@ -18,7 +18,7 @@ constexpr int kGap = 8;
 
 // Differences of one plane, over all frames.
 class PlaneDifference {
-  public:
+public:
     void add(const Planes::Plane& a, const Planes::Plane& b) {
         for (std::size_t i = 0; i < a.samples.size(); ++i) {
             const int difference = std::abs(a.samples[i] - b.samples[i]);
@@ -40,7 +40,7 @@ class PlaneDifference {
     // Absolute difference -> number of samples.
     const std::map<int, std::uint64_t>& histogram() const { return m_histogram; }
 
-  private:
+private:
     double samples() const { return sum(0); }
     double sum(int power) const {
         double total = 0.0;
@@ -69,9 +69,7 @@ void addFrame(Comparison& result, const Planes& a, const Planes& b) {
     ++result.frames;
 }
 
-std::string sizeText(Size size) {
-    return std::to_string(size.width) + "x" + std::to_string(size.height);
-}
+std::string sizeText(Size size) { return std::to_string(size.width) + "x" + std::to_string(size.height); }
 
 Comparison compareAll(FrameSource& a, FrameSource& b) {
     Comparison result;

@@ -158,9 +158,7 @@ Planes Frame::planes() const {
     return planes;
 }
 
-Size frameSizeOf(const Picture& picture) {
-    return {picture.chromaWidth() * 2, picture.chromaHeight() * 2};
-}
+Size frameSizeOf(const Picture& picture) { return {picture.chromaWidth() * 2, picture.chromaHeight() * 2}; }
 
 Planes planesOf(const Picture& picture) {
     return {planeOf(picture.y, picture.size.width, picture.size.height),

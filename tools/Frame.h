@@ -23,7 +23,7 @@ struct Planes {
 // Owns the pixel memory: shared memory with a descriptor, as camera buffers have, for back ends that import
 // it.
 class Frame {
-  public:
+public:
     Frame(const RoiInfo& roi, const FrameFormat& format);
     ~Frame();
     Frame(const Frame&) = delete;
@@ -44,7 +44,7 @@ class Frame {
     void get(Picture& picture) const;
     Planes planes() const;
 
-  private:
+private:
     // Sample values with the significant bits at the bottom.
     void loadRow(int row, std::vector<std::uint16_t>& samples) const;
     void storeRow(int row, const std::vector<std::uint16_t>& samples);

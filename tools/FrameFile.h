@@ -12,7 +12,7 @@ namespace tool {
 
 // Raw frames with a size, else one picture.
 class FrameSource {
-  public:
+public:
     FrameSource(const std::string& name, const FrameOptions& frame, const ColorOptions& color);
     ~FrameSource();
     FrameSource(const FrameSource&) = delete;
@@ -31,7 +31,7 @@ class FrameSource {
     // False at the end of the file. A picture is one frame, as often as asked.
     bool read(Frame& frame);
 
-  private:
+private:
     void openRaw();
 
     std::string m_name;
@@ -47,7 +47,7 @@ class FrameSource {
 
 // Raw files get every frame, pictures the last one. Nothing is created before the first frame is there.
 class FrameSink {
-  public:
+public:
     FrameSink(const std::string& name, const std::string& kind, const FrameSource& source,
               const ColorOptions& color);
     ~FrameSink();
@@ -58,7 +58,7 @@ class FrameSink {
     // Writes what is outstanding. Call once, after the last frame.
     void finish(const Frame& last);
 
-  private:
+private:
     std::string m_name;
     FileKind m_kind;
     const FrameSource& m_source;

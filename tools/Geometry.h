@@ -50,13 +50,13 @@ std::size_t frameBytes(const RoiInfo& roi);
 
 // "0:0,120:2": from frame 0 on scene 0, from frame 120 on scene 2.
 class SceneScript {
-  public:
+public:
     explicit SceneScript(int scene) : m_changes{{0, scene}} {}
     // Frames in rising order. Before the script's first frame the scene is `before`.
     SceneScript(const std::string& text, int before);
     int at(std::size_t frame) const;
 
-  private:
+private:
     std::vector<std::pair<std::size_t, int>> m_changes;
 };
 

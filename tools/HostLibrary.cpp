@@ -99,13 +99,9 @@ HostHandle::HostHandle(const HostLibrary& library, const SetUp& setUp) : m_api(l
     m_init.directory1 = m_init.directory2 = nullptr;
 }
 
-HostHandle::~HostHandle() {
-    release();
-}
+HostHandle::~HostHandle() { release(); }
 
-bool HostHandle::supports(IMAGE_FORMAT_TYPE type) const {
-    return m_api.isSupportFormat(m_handle, type) == 1;
-}
+bool HostHandle::supports(IMAGE_FORMAT_TYPE type) const { return m_api.isSupportFormat(m_handle, type) == 1; }
 
 int HostHandle::process(Frame& frame, int scene) {
     frame.image()->planes[3].data = m_output ? m_output->get() : nullptr;

@@ -11,7 +11,7 @@
 namespace tool {
 
 class HostLibrary {
-  public:
+public:
     // `path` empty: libHuevance.so beside this program. Without `verbose` the library's log lines are kept
     // for error messages instead of being shown. Throws (exit code 3) when there is no such library.
     explicit HostLibrary(const std::string& path, bool verbose);
@@ -27,7 +27,7 @@ class HostLibrary {
     // already.
     static std::string takeErrors();
 
-  private:
+private:
     std::string m_path;
     void* m_library = nullptr;
     AlgoApi m_api{};
@@ -46,7 +46,7 @@ struct SetUp {
 
 // One handle. Outcomes are the contract's: the caller turns them into messages.
 class HostHandle {
-  public:
+public:
     HostHandle(const HostLibrary& library, const SetUp& setUp);
     ~HostHandle();
     HostHandle(const HostHandle&) = delete;
@@ -61,7 +61,7 @@ class HostHandle {
     // not know passes the set-up, and shows only here.
     bool release();
 
-  private:
+private:
     const AlgoApi& m_api;
     InitParam m_init{};
     void* m_handle = nullptr;

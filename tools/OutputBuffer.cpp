@@ -29,7 +29,8 @@ void copyRows(const unsigned char* from, std::size_t pitch, const RoiInfo& roi, 
 
 }  // namespace
 
-OutputBuffer::OutputBuffer(void* library, const RoiInfo& roi, const FrameFormat& format) : m_library(library) {
+OutputBuffer::OutputBuffer(void* library, const RoiInfo& roi, const FrameFormat& format)
+    : m_library(library) {
     const auto allocate = PLATFORM(library, AHardwareBuffer_allocate);
     if (allocate == nullptr || format.bits != 8 || roi.width < 1 || roi.height < 1) {
         return;
@@ -60,8 +61,8 @@ bool OutputBuffer::copyTo(Frame& frame) const {
         return false;
     }
     const RoiInfo& roi = frame.roi();
-    copyRows(static_cast<const unsigned char*>(planes.planes[0].data), planes.planes[0].rowStride, roi, roi.height,
-             frame.data());
+    copyRows(static_cast<const unsigned char*>(planes.planes[0].data), planes.planes[0].rowStride, roi,
+             roi.height, frame.data());
     copyRows(static_cast<const unsigned char*>(std::min(planes.planes[1].data, planes.planes[2].data)),
              planes.planes[1].rowStride, roi, roi.height / 2,
              frame.data() + static_cast<std::ptrdiff_t>(roi.scanline) * roi.stride);

@@ -8,9 +8,9 @@ struct AHardwareBuffer;
 namespace tool {
 
 class OutputBuffer {
-  public:
-    // Of the frame's size and chroma order. `library`, as from dlopen, brings the platform's functions along. Without
-    // them, or for frames that no such buffer holds, there is none.
+public:
+    // Of the frame's size and chroma order. `library`, as from dlopen, brings the platform's functions along.
+    // Without them, or for frames that no such buffer holds, there is none.
     OutputBuffer(void* library, const RoiInfo& roi, const FrameFormat& format);
     ~OutputBuffer();
     OutputBuffer(const OutputBuffer&) = delete;
@@ -20,7 +20,7 @@ class OutputBuffer {
     // Copies what was drawn over the frame's visible samples. False when it cannot be read.
     bool copyTo(Frame& frame) const;
 
-  private:
+private:
     void* m_library;
     AHardwareBuffer* m_buffer = nullptr;
 };

@@ -28,7 +28,7 @@ std::size_t area(int width, int height) {
 }
 
 class Descriptor {
-  public:
+public:
     explicit Descriptor(int value, bool owned) : m_value(value), m_owned(owned) {}
     ~Descriptor() {
         if (m_owned && m_value >= 0) {
@@ -45,7 +45,7 @@ class Descriptor {
         return good;
     }
 
-  private:
+private:
     int m_value;
     bool m_owned;
 };

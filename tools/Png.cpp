@@ -15,7 +15,7 @@ namespace {
 constexpr png_color kWhite = {255, 255, 255};
 
 class PngImage {
-  public:
+public:
     PngImage() { m_image.version = PNG_IMAGE_VERSION; }
     ~PngImage() { png_image_free(&m_image); }
     PngImage(const PngImage&) = delete;
@@ -23,7 +23,7 @@ class PngImage {
     png_image* operator->() { return &m_image; }
     png_image* get() { return &m_image; }
 
-  private:
+private:
     png_image m_image{};
 };
 
@@ -54,7 +54,7 @@ std::uint8_t toLevel(float value) {
 // BT.709 in floats: libyuv's tables go from RGB to BT.601 only, and its limited-range BT.709 cuts the
 // coefficient of blue at 2.
 class Bt709 {
-  public:
+public:
     explicit Bt709(bool limited)
         : m_lumaGain(limited ? 219.0F / 255.0F : 1.0F),
           m_chromaGain(limited ? 224.0F / 255.0F : 1.0F),
@@ -86,7 +86,7 @@ class Bt709 {
         }
     }
 
-  private:
+private:
     static constexpr float kRed = 0.2126F, kBlue = 0.0722F, kGreen = 1.0F - kRed - kBlue;
     static constexpr float kBlueRange = 2.0F * (1.0F - kBlue), kRedRange = 2.0F * (1.0F - kRed);
 

@@ -60,7 +60,7 @@ void checkNotOverwritten(const RunOptions& options) {
 }
 
 class Timings {
-  public:
+public:
     void add(double milliseconds) { m_all.push_back(milliseconds); }
     std::size_t count() const { return m_all.size(); }
     double median() const {
@@ -77,7 +77,7 @@ class Timings {
                   {"total", std::accumulate(m_all.begin(), m_all.end(), 0.0)}}}};
     }
 
-  private:
+private:
     std::vector<double> m_all;
 };
 

@@ -90,9 +90,7 @@ std::string readmeText() {
     return out.str();
 }
 
-Bytes bytesOf(const std::string& text) {
-    return {text.begin(), text.end()};
-}
+Bytes bytesOf(const std::string& text) { return {text.begin(), text.end()}; }
 
 // Raw little-endian floats, which is what this program's machines have.
 Bytes bytesOf(const std::vector<float>& values) {

@@ -26,9 +26,7 @@ void claimStdout(bool verbose) {
     g_stdout = own;  // -1 when the program was started without one: writing then fails with its own message
 }
 
-int stdoutDescriptor() {
-    return g_stdout;
-}
+int stdoutDescriptor() { return g_stdout; }
 
 void writeAll(int descriptor, const void* data, std::size_t size, const std::string& name) {
     const char* at = static_cast<const char*>(data);
@@ -49,9 +47,7 @@ void print(const std::string& text) {
     writeAll(stdoutDescriptor(), text.data(), text.size(), "standard output");
 }
 
-void note(const std::string& text) {
-    std::fprintf(stderr, "huevance: %s\n", text.c_str());
-}
+void note(const std::string& text) { std::fprintf(stderr, "huevance: %s\n", text.c_str()); }
 
 Progress::Progress(std::size_t total) : m_visible(isatty(STDERR_FILENO) != 0 && total != 1), m_total(total) {}
 

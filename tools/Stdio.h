@@ -24,14 +24,14 @@ void note(const std::string& text);
 
 // "done/total" on one line of standard error, and only when that is a terminal. Total 0: not known.
 class Progress {
-  public:
+public:
     explicit Progress(std::size_t total);
     ~Progress();
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
     void show(std::size_t done);
 
-  private:
+private:
     bool m_visible;
     std::size_t m_total;
     int m_lastPercent = -1;

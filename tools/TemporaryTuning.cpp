@@ -129,9 +129,7 @@ TemporaryTuning::TemporaryTuning(const std::function<void(const std::string&, co
     }
 }
 
-TemporaryTuning::~TemporaryTuning() {
-    remove();
-}
+TemporaryTuning::~TemporaryTuning() { remove(); }
 
 void TemporaryTuning::create() {
     std::error_code failed;

@@ -9,7 +9,7 @@
 namespace tool {
 
 class TemporaryTuning {
-  public:
+public:
     // Links to every file of `directory`, except platformSet.ini, which names `backEnd` for both modes and
     // keeps the original's cache directory.
     TemporaryTuning(const std::string& directory, const std::string& backEnd);
@@ -23,7 +23,7 @@ class TemporaryTuning {
 
     const std::string& path() const { return m_path; }
 
-  private:
+private:
     void create();
     void remove() noexcept;
     std::string m_path;

@@ -16,19 +16,15 @@ enum class ExitCode : int {
 };
 
 class ToolError : public std::runtime_error {
-  public:
+public:
     ToolError(ExitCode code, const std::string& text) : std::runtime_error(text), m_code(code) {}
     ExitCode code() const { return m_code; }
 
-  private:
+private:
     ExitCode m_code;
 };
 
-inline ToolError usageError(const std::string& text) {
-    return {ExitCode::kUsage, text};
-}
-inline ToolError fileError(const std::string& text) {
-    return {ExitCode::kFile, text};
-}
+inline ToolError usageError(const std::string& text) { return {ExitCode::kUsage, text}; }
+inline ToolError fileError(const std::string& text) { return {ExitCode::kFile, text}; }
 
 }  // namespace tool

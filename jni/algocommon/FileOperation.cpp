@@ -83,7 +83,8 @@ bool readFloats(const char* path, float* values, std::size_t count) {
     for (std::size_t done = 0; done < count;) {
         const std::size_t wanted = std::min(count - done, std::size(chunk));
         const std::size_t got = std::fread(chunk, sizeof(float), wanted, file.get());
-        std::transform(chunk, chunk + got, values + done, [](float v) { return std::isfinite(v) ? v : 0.0F; });
+        std::transform(chunk, chunk + got, values + done,
+                       [](float v) { return std::isfinite(v) ? v : 0.0F; });
         done += got;
         if (got < wanted) {
             break;

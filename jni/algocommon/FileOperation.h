@@ -8,7 +8,8 @@
 void* fread_file(const char* path, int& size);
 
 // snprintf into `buffer`; a text that does not fit is a fatal error (abort), not a truncation.
-void formatPath(char* buffer, std::size_t capacity, const char* format, ...) __attribute__((format(printf, 3, 4)));
+void formatPath(char* buffer, std::size_t capacity, const char* format, ...)
+    __attribute__((format(printf, 3, 4)));
 
 // Writes `bytes` bytes to `path` ("wb+"). False when the file cannot be opened or not be written whole.
 bool saveBuffer(const char* path, const void* data, std::size_t bytes);

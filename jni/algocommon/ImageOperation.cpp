@@ -191,7 +191,8 @@ void copyToImage(const Image* src, Image* dst) {
         void* const own = dst->planes[i].data;
         dst->planes[i] = src->planes[i];
         dst->planes[i].data = own;
-        galloc_memcpy(own, src->planes[i].data, static_cast<std::size_t>(std::max(src->planes[i].plane_size, 0)));
+        galloc_memcpy(own, src->planes[i].data,
+                      static_cast<std::size_t>(std::max(src->planes[i].plane_size, 0)));
     }
 }
 
@@ -224,7 +225,8 @@ void copyValidDataToBuffer(const Image& image, void* buffer) {
         copyToBuffer(image, buffer);
         return;
     }
-    const bool wide = image.format == IMAGE_FORMAT_TYPE_YUV16_LOW || image.format == IMAGE_FORMAT_TYPE_YUV16_HIGH;
+    const bool wide =
+        image.format == IMAGE_FORMAT_TYPE_YUV16_LOW || image.format == IMAGE_FORMAT_TYPE_YUV16_HIGH;
     auto* out = static_cast<unsigned char*>(buffer);
     for (int i = 0; i < planesInUse(image); ++i) {
         const ImagePlane& plane = image.planes[i];
@@ -251,12 +253,13 @@ int printfImage(Image* image) {
 }
 
 int printfImage(const Image& image) {
-    std::printf("\nnum_plane %d bt %d o %d image_info(%d %d %d %d) format %d \n", image.num_plane, image.bt, image.o,
-                image.w, image.h, image.pixel_count, image.total_size, static_cast<int>(image.format));
+    std::printf("\nnum_plane %d bt %d o %d image_info(%d %d %d %d) format %d \n", image.num_plane, image.bt,
+                image.o, image.w, image.h, image.pixel_count, image.total_size,
+                static_cast<int>(image.format));
     for (int i = 0; i < planesInUse(image); ++i) {
         const ImagePlane& plane = image.planes[i];
-        std::printf("\nplane.[%d](w:%d h:%d stride:%d scanline:%d data:%p plane_size:%d)\n", i, plane.w, plane.h,
-                    plane.stride, plane.scanline, plane.data, plane.plane_size);
+        std::printf("\nplane.[%d](w:%d h:%d stride:%d scanline:%d data:%p plane_size:%d)\n", i, plane.w,
+                    plane.h, plane.stride, plane.scanline, plane.data, plane.plane_size);
     }
     return 0;
 }

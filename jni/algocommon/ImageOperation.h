@@ -13,8 +13,8 @@
 HUEVANCE_EXPORT Image* createImage(int w, int h, IMAGE_FORMAT_TYPE f);
 HUEVANCE_EXPORT Image* createImage(int w, int h, int stride, int scanline, IMAGE_FORMAT_TYPE f);
 
-// Fills header and plane geometry, not the pointers. A null record, a size below 1 or a plane over 1 GiB is one
-// error line and leaves the record as it was.
+// Fills header and plane geometry, not the pointers. A null record, a size below 1 or a plane over 1 GiB is
+// one error line and leaves the record as it was.
 HUEVANCE_EXPORT void setImage(Image* image, int w, int h, int stride, int scanline, IMAGE_FORMAT_TYPE f);
 HUEVANCE_EXPORT void setImage(Image& image, int w, int h, int stride, int scanline, IMAGE_FORMAT_TYPE f);
 

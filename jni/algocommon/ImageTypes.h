@@ -9,8 +9,8 @@
 enum IMAGE_FORMAT_TYPE : int {
     IMAGE_FORMAT_TYPE_THREE_PLANES_2 = 2,
     IMAGE_FORMAT_TYPE_THREE_PLANES_3 = 3,
-    IMAGE_FORMAT_TYPE_NV21 = 5,      // chroma in the order V, U
-    IMAGE_FORMAT_TYPE_NV12 = 6,      // chroma in the order U, V
+    IMAGE_FORMAT_TYPE_NV21 = 5,        // chroma in the order V, U
+    IMAGE_FORMAT_TYPE_NV12 = 6,        // chroma in the order U, V
     IMAGE_FORMAT_TYPE_YUV16_LOW = 9,   // 16-bit samples, U before V, significant bits at the bottom
     IMAGE_FORMAT_TYPE_YUV16_HIGH = 10  // 16-bit samples, U before V, significant bits at the top
 };

@@ -11,15 +11,15 @@ inline constexpr std::size_t kIniLineLength = 1024;
 inline constexpr std::size_t kIniScalarLength = 128;
 
 // Copies the text after the first "=" of the first matching line (spaces and a carriage return included) into
-// `value`, which must hold kIniLineLength characters. -1 when an argument is null, the file cannot be opened, a
-// line without "=" comes before the key, or section or key are missing; `value` is then left as it was.
+// `value`, which must hold kIniLineLength characters. -1 when an argument is null, the file cannot be opened,
+// a line without "=" comes before the key, or section or key are missing; `value` is then left as it was.
 int readIniKeyStr(const char* section, const char* key, const char* path, char* value);
 
 // The same for a buffer of `capacity` characters: a longer value is cut.
 int readIniKeyStr(const char* section, const char* key, const char* path, char* value, std::size_t capacity);
 
-// On purpose: a missing key or file gives 0 (0.0, count 0) and success. Use readIniKeyStr to ask whether a key
-// exists. Numbers are converted without the locale and saturate at the limits of their type.
+// On purpose: a missing key or file gives 0 (0.0, count 0) and success. Use readIniKeyStr to ask whether a
+// key exists. Numbers are converted without the locale and saturate at the limits of their type.
 int readIniKeyInt(const char* section, const char* key, const char* path, int* value);
 int readIniKeyFloat(const char* section, const char* key, const char* path, float* value);
 
@@ -32,7 +32,7 @@ int readIniKeyFloatArr(const char* section, const char* key, const char* path, f
 int readIniKeyIntArr(const char* section, const char* key, const char* path, int* values, int* count,
                      std::size_t capacity);
 
-// Splits `text` in place at any character of `delimiters`; empty fields are skipped. Stores at most 64 pieces in
-// `pieces`, and a final null entry when there are fewer. Returns the number of entries written (so 1 when the
-// text has no piece at all).
+// Splits `text` in place at any character of `delimiters`; empty fields are skipped. Stores at most 64 pieces
+// in `pieces`, and a final null entry when there are fewer. Returns the number of entries written (so 1 when
+// the text has no piece at all).
 int split(char* text, char** pieces, const char* delimiters);

@@ -24,7 +24,8 @@ void LogPrintf::logPrint(unsigned int level, const char* format, ...) {
     va_end(args);
     if (length < 0 || length >= kMaxLine) {
         // On purpose: a line that does not fit is fatal, not truncated.
-        __android_log_write(ANDROID_LOG_ERROR, kHuevanceLogTag, "LogPrintf: a log line exceeds 1023 characters");
+        __android_log_write(ANDROID_LOG_ERROR, kHuevanceLogTag,
+                            "LogPrintf: a log line exceeds 1023 characters");
         std::abort();
     }
 

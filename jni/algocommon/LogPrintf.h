@@ -44,9 +44,9 @@ inline constexpr const char* kHuevanceLogTag = "Huevance_V2.3.2.2";
 #define LOG_ERROR(format, ...)                                                                      \
     LogPrintf::logPrint(LogPrintf::kError, "[ERROR][ %s ] %d  %s() " format, logBaseName(__FILE__), \
                         __LINE__, __func__ __VA_OPT__(, ) __VA_ARGS__)
-#define LOG_INFO(format, ...)                                                                     \
-    LogPrintf::logPrint(LogPrintf::kInfo, "[INFO][ %s ] %d  %s() " format, logBaseName(__FILE__), \
-                        __LINE__, __func__ __VA_OPT__(, ) __VA_ARGS__)
+#define LOG_INFO(format, ...)                                                                               \
+    LogPrintf::logPrint(LogPrintf::kInfo, "[INFO][ %s ] %d  %s() " format, logBaseName(__FILE__), __LINE__, \
+                        __func__ __VA_OPT__(, ) __VA_ARGS__)
 
 #define ALOG_INFO(...) __android_log_print(ANDROID_LOG_INFO, kHuevanceLogTag, __VA_ARGS__)
 #define ALOG_ERROR(...) __android_log_print(ANDROID_LOG_ERROR, kHuevanceLogTag, __VA_ARGS__)

@@ -39,9 +39,7 @@ Result nothing() {
 bool hasSink();
 void announceText(const std::string& call);
 
-inline std::string argumentText(const char* text) {
-    return text != nullptr ? text : "null";
-}
+inline std::string argumentText(const char* text) { return text != nullptr ? text : "null"; }
 template <typename T>
 std::string argumentText(T argument) {
     if constexpr (std::is_pointer_v<T>) {
@@ -56,9 +54,7 @@ std::string argumentText(T argument) {
 }
 
 // Texts for output are pointers like others.
-inline std::string argumentText(char* text) {
-    return text != nullptr ? "ptr" : "null";
-}
+inline std::string argumentText(char* text) { return text != nullptr ? "ptr" : "null"; }
 
 template <typename... Arguments>
 void announce(const char* name, Arguments... arguments) {

@@ -8,9 +8,7 @@
 
 namespace {
 
-sim::State& state() {
-    return sim::State::get();
-}
+sim::State& state() { return sim::State::get(); }
 
 bool canInitialise() {
     if (!sim::hasSystem()) {

@@ -24,9 +24,7 @@ extern "C" {
         return sim::hook_##name arguments;            \
     }
 #define EGL_RAW(result, name, parameters, arguments) \
-    result name parameters {                         \
-        return sim::hook_##name arguments;           \
-    }
+    result name parameters { return sim::hook_##name arguments; }
 #include "sim/gl/EglEntries.inc"
 }
 #undef EGL_RAW

@@ -24,9 +24,7 @@ extern "C" {
         return sim::hook_##name arguments;           \
     }
 #define GL_RAW(result, name, parameters, arguments) \
-    result name parameters {                        \
-        return sim::hook_##name arguments;          \
-    }
+    result name parameters { return sim::hook_##name arguments; }
 #include "sim/gl/GlEntries.inc"
 }
 #undef GL_RAW

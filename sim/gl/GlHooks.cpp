@@ -15,9 +15,7 @@ namespace {
 constexpr GLenum kContextLost = 0x0507;
 constexpr GLenum kExternalBinding = 0x8D67;  // GL_TEXTURE_BINDING_EXTERNAL_OES
 
-Context& current() {
-    return *State::get().currentContext();
-}
+Context& current() { return *State::get().currentContext(); }
 
 void created(Kind kind, GLsizei n, const GLuint* names) {
     const std::lock_guard lock(State::get().mutex);

@@ -34,9 +34,7 @@ constexpr std::array<const char*, static_cast<int>(Kind::kCount)> kKindNames = {
 thread_local Context* t_current = nullptr;
 thread_local EGLint t_eglError = EGL_SUCCESS;
 
-int count(std::size_t size) {
-    return static_cast<int>(size);
-}
+int count(std::size_t size) { return static_cast<int>(size); }
 
 }  // namespace
 
@@ -94,9 +92,7 @@ int State::live(const std::string& kind) const {
     return result;
 }
 
-Context* State::currentContext() const {
-    return t_current;
-}
+Context* State::currentContext() const { return t_current; }
 
 void State::setCurrent(Context* context) {
     if (t_current != nullptr) {
@@ -136,13 +132,9 @@ bool setProcedure(Entry entry, Procedure procedure) {
     return true;
 }
 
-Procedure procedureOf(Entry entry) {
-    return g_procedures[static_cast<int>(entry)];
-}
+Procedure procedureOf(Entry entry) { return g_procedures[static_cast<int>(entry)]; }
 
-void setEglError(EGLint code) {
-    t_eglError = code;
-}
+void setEglError(EGLint code) { t_eglError = code; }
 
 EGLint takeEglError() {
     const EGLint code = t_eglError;

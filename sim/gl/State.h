@@ -39,7 +39,7 @@ enum class Kind { kTexture, kFramebuffer, kProgram, kShader, kBuffer, kRenderbuf
 
 // A hardware buffer behind an EGL image; it holds a reference to the buffer.
 class HardwareImage {
-  public:
+public:
     explicit HardwareImage(AHardwareBuffer* buffer);
     ~HardwareImage();
     HardwareImage(const HardwareImage&) = delete;
@@ -48,7 +48,7 @@ class HardwareImage {
     // Whether the buffer was allocated for drawing.
     bool isDrawable() const;
 
-  private:
+private:
     AHardwareBuffer* m_buffer;
 };
 
@@ -85,7 +85,7 @@ struct Context {
 };
 
 class State {
-  public:
+public:
     static State& get();
 
     void reset();

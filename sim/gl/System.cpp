@@ -42,9 +42,7 @@ struct Libraries {
         }
     }
 
-    bool present() const {
-        return eglLibrary != nullptr && glLibrary != nullptr;
-    }
+    bool present() const { return eglLibrary != nullptr && glLibrary != nullptr; }
 
     template <typename Function>
     static void bind(void* library, const char* name, Function*& function) {
@@ -59,15 +57,9 @@ const Libraries& libraries() {
 
 }  // namespace
 
-bool hasSystem() {
-    return libraries().present();
-}
-const SystemEgl& systemEgl() {
-    return libraries().egl;
-}
-const SystemGl& systemGl() {
-    return libraries().gl;
-}
+bool hasSystem() { return libraries().present(); }
+const SystemEgl& systemEgl() { return libraries().egl; }
+const SystemGl& systemGl() { return libraries().gl; }
 
 void pinLibraries() {
     std::vector<std::string> names;
@@ -78,7 +70,8 @@ void pinLibraries() {
         },
         &names);
     for (const std::string& name : names) {
-        if (void* library = name.empty() ? nullptr : dlopen(name.c_str(), RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE)) {
+        if (void* library =
+                name.empty() ? nullptr : dlopen(name.c_str(), RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE)) {
             dlclose(library);
         }
     }

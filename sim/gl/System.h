@@ -32,8 +32,8 @@ bool hasSystem();
 const SystemEgl& systemEgl();
 const SystemGl& systemGl();
 
-// Keeps every library that is loaded now until the process ends. Drivers load theirs with a display and drop them with it;
-// then nobody could say any more whose the memory is that they leave behind.
+// Keeps every library that is loaded now until the process ends. Drivers load theirs with a display and drop
+// them with it; then nobody could say any more whose the memory is that they leave behind.
 void pinLibraries();
 
 }  // namespace sim

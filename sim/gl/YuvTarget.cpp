@@ -12,7 +12,7 @@ namespace {
 
 // Sets an integer state of the pixel transfer for as long as it lives.
 class PixelStore {
-  public:
+public:
     PixelStore(GLenum name, GLint value) : m_name(name) {
         systemGl().glGetIntegerv(name, &m_before);
         systemGl().glPixelStorei(name, value);
@@ -21,7 +21,7 @@ class PixelStore {
     PixelStore(const PixelStore&) = delete;
     PixelStore& operator=(const PixelStore&) = delete;
 
-  private:
+private:
     GLenum m_name;
     GLint m_before = 0;
 };
@@ -34,7 +34,7 @@ GLuint binding(GLenum name) {
 
 // Binds a texture of the layer's own to GL_TEXTURE_2D for as long as it lives.
 class BoundTexture {
-  public:
+public:
     explicit BoundTexture(GLuint texture) : m_before(binding(GL_TEXTURE_BINDING_2D)) {
         systemGl().glBindTexture(GL_TEXTURE_2D, texture);
     }
@@ -42,13 +42,13 @@ class BoundTexture {
     BoundTexture(const BoundTexture&) = delete;
     BoundTexture& operator=(const BoundTexture&) = delete;
 
-  private:
+private:
     GLuint m_before;
 };
 
 // A buffer's planes, locked for as long as it lives.
 class LockedPlanes {
-  public:
+public:
     explicit LockedPlanes(AHardwareBuffer* buffer) : m_buffer(buffer) {
         AHardwareBuffer_Desc desc = {};
         AHardwareBuffer_describe(buffer, &desc);
@@ -72,7 +72,7 @@ class LockedPlanes {
                static_cast<std::size_t>(y) * m_planes.planes[plane].rowStride;
     }
 
-  private:
+private:
     AHardwareBuffer* m_buffer;
     AHardwareBuffer_Planes m_planes = {};
     bool m_locked = false;
@@ -151,13 +151,9 @@ void writeBackOne(Context& context, ExternalTexture& external) {
 
 }  // namespace
 
-HardwareImage::HardwareImage(AHardwareBuffer* buffer) : m_buffer(buffer) {
-    AHardwareBuffer_acquire(buffer);
-}
+HardwareImage::HardwareImage(AHardwareBuffer* buffer) : m_buffer(buffer) { AHardwareBuffer_acquire(buffer); }
 
-HardwareImage::~HardwareImage() {
-    AHardwareBuffer_release(m_buffer);
-}
+HardwareImage::~HardwareImage() { AHardwareBuffer_release(m_buffer); }
 
 bool HardwareImage::isDrawable() const {
     AHardwareBuffer_Desc desc = {};

@@ -34,7 +34,8 @@ int __android_log_write(int prio, const char* tag, const char* text) {
         g_sink(g_context, prio, tag, text);
         return 1;
     }
-    return std::fprintf(stderr, "%c/%s(%5d): %s\n", priorityLetter(prio), tag, static_cast<int>(getpid()), text);
+    return std::fprintf(stderr, "%c/%s(%5d): %s\n", priorityLetter(prio), tag, static_cast<int>(getpid()),
+                        text);
 }
 
 int __android_log_print(int prio, const char* tag, const char* fmt, ...) {

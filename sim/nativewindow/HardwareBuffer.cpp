@@ -42,17 +42,13 @@ std::atomic<int> g_live = 0;
 std::atomic<int> g_failAllocate = 0;
 std::atomic<int> g_failLock = 0;
 
-bool isDue(std::atomic<int>& callsUntil) {
-    return callsUntil.load() > 0 && callsUntil.fetch_sub(1) == 1;
-}
+bool isDue(std::atomic<int>& callsUntil) { return callsUntil.load() > 0 && callsUntil.fetch_sub(1) == 1; }
 
 std::uint32_t alignUp(std::uint32_t value, std::uint32_t alignment) {
     return (value + alignment - 1) / alignment * alignment;
 }
 
-bool isEven(std::uint32_t side) {
-    return side >= 2 && side <= kMaxSide && side % 2 == 0;
-}
+bool isEven(std::uint32_t side) { return side >= 2 && side <= kMaxSide && side % 2 == 0; }
 
 bool isGranted(const AHardwareBuffer_Desc& desc) {
     const bool known =
@@ -84,9 +80,7 @@ int lockBuffer(AHardwareBuffer* buffer, std::uint64_t usage, int fence) {
 
 }  // namespace
 
-AHardwareBuffer::AHardwareBuffer() {
-    ++g_live;
-}
+AHardwareBuffer::AHardwareBuffer() { ++g_live; }
 
 AHardwareBuffer::~AHardwareBuffer() {
     if (memory != nullptr) {
@@ -129,9 +123,7 @@ int AHardwareBuffer_allocate(const AHardwareBuffer_Desc* desc, AHardwareBuffer**
     return 0;
 }
 
-void AHardwareBuffer_acquire(AHardwareBuffer* buffer) {
-    ++buffer->references;
-}
+void AHardwareBuffer_acquire(AHardwareBuffer* buffer) { ++buffer->references; }
 
 void AHardwareBuffer_release(AHardwareBuffer* buffer) {
     if (--buffer->references == 0) {
@@ -180,13 +172,9 @@ int AHardwareBuffer_unlock(AHardwareBuffer* buffer, int32_t* fence) {
     return 0;
 }
 
-int sim_hardware_buffer_fd(const AHardwareBuffer* buffer) {
-    return buffer->fd;
-}
+int sim_hardware_buffer_fd(const AHardwareBuffer* buffer) { return buffer->fd; }
 
-int sim_hardware_buffer_live(void) {
-    return g_live.load();
-}
+int sim_hardware_buffer_live(void) { return g_live.load(); }
 
 int sim_hardware_buffer_fail(const char* operation, int nth) {
     if (std::strcmp(operation, "allocate") == 0) {

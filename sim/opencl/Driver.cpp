@@ -39,9 +39,7 @@ int indexOf(const char* name) {
     return -1;
 }
 
-const SystemOpenCL& system() {
-    return systemOpenCL();
-}
+const SystemOpenCL& system() { return systemOpenCL(); }
 
 template <typename Function, typename... A>
 auto callSystem(Function function, A... arguments) {

@@ -55,9 +55,7 @@ void State::released(Kind kind, const void* object) {
     }
 }
 
-int State::live(Kind kind) const {
-    return static_cast<int>(m_references[static_cast<int>(kind)].size());
-}
+int State::live(Kind kind) const { return static_cast<int>(m_references[static_cast<int>(kind)].size()); }
 
 void State::violate(const std::string& what) {
     if (violation.empty()) {

@@ -31,7 +31,7 @@ struct SvmBlock {
 };
 
 class State {
-  public:
+public:
     static State& get();
 
     void reset();
@@ -70,7 +70,7 @@ class State {
     std::map<const void*, std::string> kernelNames;
     std::map<const void*, std::map<cl_uint, KernelArgument>> kernelArguments;
 
-  private:
+private:
     std::map<const void*, int> m_references[kKinds];
 };
 

@@ -82,20 +82,14 @@ TEST(SceneFade, CountsFrames) {
     EXPECT_EQ(fade.counter(), 0);
 }
 
-float curveEntry(int table, int i) {
-    return static_cast<float>((i * 7 + table * 31) % 256) + 0.3F;
-}
-float colorEntry(int table, int i) {
-    return static_cast<float>((i * 11 + table * 57) % 256) + 0.7F;
-}
+float curveEntry(int table, int i) { return static_cast<float>((i * 7 + table * 31) % 256) + 0.3F; }
+float colorEntry(int table, int i) { return static_cast<float>((i * 11 + table * 57) % 256) + 0.7F; }
 // Blend as the tuner expects it; only the order of the float operations is fixed.
-float blend(float w, float before, float after) {
-    return w * before + (1.0F - w) * after;
-}
+float blend(float w, float before, float after) { return w * before + (1.0F - w) * after; }
 
 // Three scenes; the tables of scene 2 are short or missing.
 class Fusion : public testing::Test {
-  protected:
+protected:
     Fusion() {
         for (int table = 0; table < 2; ++table) {
             vector<float> curve(256);

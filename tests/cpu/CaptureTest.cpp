@@ -20,7 +20,7 @@ using Photo = rig::Handle<CHuevancePhoto_CPU>;
 const std::vector<std::string> kNone;
 
 class Capture : public testing::Test {
-  protected:
+protected:
     // One frame of a handle of its own, with a host mask.
     void check(const Shape& shape, Tuning tuning, Content content, const std::string& what) {
         rig::write(dir, {tuning});

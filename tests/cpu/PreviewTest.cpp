@@ -19,7 +19,7 @@ const Shape kSmall10{10, 10, {24, 18, 48, 18}};
 
 // A stream, and beside it what its counter should be.
 class Stream : public rig::Handle<CHuevanceFrame_CPU> {
-  public:
+public:
     using Handle::Handle;
 
     // One frame of the scene, compared with the model's fade. `frames` is transFrameNum.
@@ -41,7 +41,7 @@ class Stream : public rig::Handle<CHuevanceFrame_CPU> {
         }
     }
 
-  private:
+private:
     int m_previous = 1;
     int m_counter = 0;
     std::uint32_t m_seed = 0;
@@ -58,7 +58,7 @@ std::vector<Tuning> makeTables(int count, int stages) {
 }
 
 class Preview : public testing::Test {
-  protected:
+protected:
     test::TuningDir dir;
     test::LogCapture log;
 };

@@ -41,13 +41,13 @@ void write(const test::TuningDir& dir, const std::vector<model::Tuning>& tables,
 
 // A host mask for the shape with 0, 1 and values between, in memory that ends where its last row ends.
 class HostMask {
-  public:
+public:
     explicit HostMask(const RoiInfo& frame);
     std::vector<float> weights() const;
     float* data() { return reinterpret_cast<float*>(m_memory.data()); }
     RoiInfo roi;
 
-  private:
+private:
     int m_width;
     test::GuardedMemory m_memory;
 };
@@ -58,7 +58,7 @@ void expectSame(const test::Frame& frame, const model::Picture& expected, const 
 // One handle's life with a pipeline: set-up, mask, frames, and release at the end.
 template <typename Pipeline>
 class Handle {
-  public:
+public:
     Handle(const test::TuningDir& dir, const Shape& its) : shape(its), setUpResult(setUp(dir)) {}
     ~Handle() { pipeline.free(); }
     Handle(const Handle&) = delete;

@@ -18,7 +18,7 @@ using test::Content;
 // Everything is tried with both pipelines.
 template <typename Pipeline>
 class SetUp : public testing::Test {
-  protected:
+protected:
     // A handle for the shape; the one before is released.
     rig::Handle<Pipeline>& setUp(const Shape& shape) {
         m_handle.reset();
@@ -30,7 +30,7 @@ class SetUp : public testing::Test {
     test::TuningDir dir;
     test::LogCapture log;
 
-  private:
+private:
     std::optional<rig::Handle<Pipeline>> m_handle;
 };
 using Pipelines = testing::Types<CHuevancePhoto_CPU, CHuevanceFrame_CPU>;

@@ -12,7 +12,8 @@
 namespace {
 
 int run(const std::string& arguments) {
-    const std::string command = std::string(EMULATOR) + " " DOCUMENTED_HOST " " + arguments + " >/dev/null 2>&1";
+    const std::string command =
+        std::string(EMULATOR) + " " DOCUMENTED_HOST " " + arguments + " >/dev/null 2>&1";
     const int status = std::system(command.c_str());
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }

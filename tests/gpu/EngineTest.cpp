@@ -43,7 +43,7 @@ TEST(TileRecord, DividesTruncatingAndTakesEveryDivisor) {
 }
 
 class Engine : public test::DeviceTest {
-  protected:
+protected:
     void SetUp() override {
         DeviceTest::SetUp();
         if (!IsSkipped()) {
@@ -66,7 +66,7 @@ class Engine : public test::DeviceTest {
     std::string cache = dir.path() + "/HvKernel.bin";
     test::LogCapture log;
 
-  private:
+private:
     std::unique_ptr<CHuevance_GPU> m_engine;
 };
 
@@ -310,7 +310,7 @@ void PrintTo(const Launch& launch, std::ostream* out) {
 }
 
 class Launches : public Engine {
-  protected:
+protected:
     static constexpr RoiInfo kRoi = {61, 47, 80, 50};
 
     static void sink(void* self, const sim_opencl_launch* launch) {

@@ -32,7 +32,7 @@ constexpr RoiInfo kEven = {96, 64, 96, 64};
 
 // One frame's memory behind a descriptor, as a camera hands it over; unmapped at the end.
 class IonFrame {
-  public:
+public:
     explicit IonFrame(const std::vector<unsigned char>& bytes)
         : m_size(bytes.size()), m_fd(memfd_create("ion", 0)) {
         EXPECT_EQ(ftruncate(m_fd, static_cast<off_t>(m_size)), 0);
@@ -53,14 +53,14 @@ class IonFrame {
         return {from, from + m_size};
     }
 
-  private:
+private:
     std::size_t m_size;
     int m_fd;
     void* m_data;
 };
 
 class FramePipeline : public test::DeviceTest {
-  protected:
+protected:
     static void SetUpTestSuite() { s_cache = std::make_unique<test::TuningDir>(); }
     static void TearDownTestSuite() { s_cache.reset(); }
 
@@ -282,7 +282,7 @@ TEST_F(FramePipeline, IonMemoryIsWrappedByItsDescriptor) {
 // The fade as laid down, in doubles: previous p, current q, counter k; tables are fused only while p and q
 // differ.
 class FadeModel {
-  public:
+public:
     FadeModel(int p, int T) : m_p(p), m_T(T), m_table({{p, 1.0}}) {}
 
     struct Mix {
@@ -306,7 +306,7 @@ class FadeModel {
     const std::vector<Mix>& tables() const { return m_table; }
     std::vector<Mix> strengths;
 
-  private:
+private:
     int m_p;
     int m_T;
     int m_k = 0;
@@ -680,9 +680,7 @@ TEST_F(FramePipeline, TheFamilyRoutesItByName) {
     EXPECT_THAT(log.texts(test::kError), Contains("HuevanceFree_GPU failed! HvcHandle is NULL!\n"));
 }
 
-long openDescriptors() {
-    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
-}
+long openDescriptors() { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); }
 
 [[maybe_unused]] long residentPages() {
     std::ifstream in("/proc/self/statm");

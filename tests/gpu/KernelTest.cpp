@@ -33,7 +33,7 @@ std::string describe(const RoiInfo& roi) {
 }
 
 class Kernels : public test::DeviceTest {
-  protected:
+protected:
     // One program for all tests: building it takes longer than they do.
     static void SetUpTestSuite() {
         if (!sim_opencl_available()) {

@@ -93,7 +93,7 @@ void* loadLibrary(int flags) {
 }
 
 class LoadOrderDeathTest : public ::testing::Test {
-  protected:
+protected:
     void SetUp() override {
         GTEST_FLAG_SET(death_test_style, "threadsafe");
         if (!driverWorks()) {

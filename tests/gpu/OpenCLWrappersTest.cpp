@@ -20,7 +20,7 @@ using ::testing::Not;
 constexpr char kSource[] = "__kernel void k(__global int* x) { x[get_global_id(0)] = 7; }";
 
 class OpenCLWrappers : public test::DeviceTest {
-  protected:
+protected:
     void SetUp() override {
         DeviceTest::SetUp();
         const MNN::OpenCLSymbolsOperator bind;

@@ -36,7 +36,7 @@ std::string readAll(const std::string& path) {
 }
 
 class CacheFile : public ::testing::Test {
-  protected:
+protected:
     std::vector<Binary> read(const std::string& bytes) {
         dir.write("HvKernel.bin", bytes);
         log.clear();
@@ -101,7 +101,7 @@ TEST_F(CacheFile, ThatIsNotThereOrNoFileIsRefused) {
 }
 
 class SavedProgram : public test::DeviceTest {
-  protected:
+protected:
     void SetUp() override {
         DeviceTest::SetUp();
         if (IsSkipped()) {

@@ -11,7 +11,7 @@
 namespace {
 
 class SimulatedDriver : public test::DeviceTest {
-  protected:
+protected:
     void SetUp() override {
         DeviceTest::SetUp();
         if (IsSkipped()) {

@@ -18,9 +18,7 @@ using std::vector;
 
 constexpr const char* kFile = "FileOperation.cpp";
 
-string info(const string& message) {
-    return test::hostLine(kFile, "fread_file", message, "INFO");
-}
+string info(const string& message) { return test::hostLine(kFile, "fread_file", message, "INFO"); }
 
 TEST(FreadFile, ReadsTheWholeFileAndEndsItWithNul) {
     const test::TuningDir dir;

@@ -17,12 +17,8 @@ using std::string;
 using std::vector;
 using test::LogLine;
 
-LogLine info(const char* text) {
-    return {test::kInfo, test::kVersionTag, text};
-}
-LogLine error(const char* text) {
-    return {test::kError, test::kVersionTag, text};
-}
+LogLine info(const char* text) { return {test::kInfo, test::kVersionTag, text}; }
+LogLine error(const char* text) { return {test::kError, test::kVersionTag, text}; }
 
 char g_cpu[] = "CPU";
 char g_cache[] = "/nowhere";
@@ -54,7 +50,7 @@ const Family kFamilies[] = {
 };
 
 class Dispatch : public testing::TestWithParam<int> {
-  protected:
+protected:
     void SetUp() override { m_dir.writeSets(); }
     const Family& family() const { return kFamilies[GetParam()]; }
     char* directory() { return m_dir.mutablePath(); }

@@ -24,12 +24,8 @@ using test::hostLine;
 constexpr const char* kFile = "Huevance.cpp";
 
 // The object's fields through its layout, which is part of the binary interface.
-const char* platformOf(const Huevance& h) {
-    return reinterpret_cast<const char*>(&h) + 16;
-}
-const char* cacheOf(const Huevance& h) {
-    return reinterpret_cast<const char*>(&h) + 36;
-}
+const char* platformOf(const Huevance& h) { return reinterpret_cast<const char*>(&h) + 16; }
+const char* cacheOf(const Huevance& h) { return reinterpret_cast<const char*>(&h) + 36; }
 void* backEndOf(const Huevance& h) {
     void* result;
     std::memcpy(&result, reinterpret_cast<const char*>(&h) + 8, sizeof(result));

@@ -20,9 +20,7 @@ using test::format;
 
 constexpr auto kNv21 = IMAGE_FORMAT_TYPE_NV21, kNv12 = IMAGE_FORMAT_TYPE_NV12;
 
-IMAGE_FORMAT_TYPE formatOf(int value) {
-    return static_cast<IMAGE_FORMAT_TYPE>(value);
-}
+IMAGE_FORMAT_TYPE formatOf(int value) { return static_cast<IMAGE_FORMAT_TYPE>(value); }
 string line(const char* function, const string& message) {
     return test::hostLine("ImageOperation.cpp", function, message);
 }
@@ -33,12 +31,8 @@ Image markedImage() {
     std::memset(static_cast<void*>(&image), 0x5A, sizeof(image));
     return image;
 }
-bool sameBytes(const Image& a, const Image& b) {
-    return std::memcmp(&a, &b, sizeof(Image)) == 0;
-}
-vector<int> geometry(const ImagePlane& p) {
-    return {p.w, p.h, p.stride, p.scanline, p.plane_size};
-}
+bool sameBytes(const Image& a, const Image& b) { return std::memcmp(&a, &b, sizeof(Image)) == 0; }
+vector<int> geometry(const ImagePlane& p) { return {p.w, p.h, p.stride, p.scanline, p.plane_size}; }
 
 const struct GeometryCase {
     int format, w, h, stride, scanline;

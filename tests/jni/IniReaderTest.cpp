@@ -14,12 +14,10 @@ namespace {
 using std::string;
 
 // Open descriptors of this process.
-long openFiles() {
-    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
-}
+long openFiles() { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); }
 
 class IniReader : public testing::Test {
-  protected:
+protected:
     const char* write(const string& text) {
         m_dir.write("file.ini", text);
         return m_path.c_str();

@@ -29,9 +29,7 @@ RoiInfo roiOf(const Scenario& s, int bytesPerSample, int morePadding = 0) {
     return {s.width, s.height, (s.width + s.padding + morePadding) * bytesPerSample, s.height + s.extraLines};
 }
 
-int binsOf(const Scenario& s, int bytesPerSample) {
-    return bytesPerSample == 1 ? 256 : 1 << s.dataBit;
-}
+int binsOf(const Scenario& s, int bytesPerSample) { return bytesPerSample == 1 ? 256 : 1 << s.dataBit; }
 
 // The scenario's grid, made to fit the frame.
 Grid gridOf(const Scenario& s) {
@@ -217,9 +215,7 @@ PreparedCall colorMap(const Scenario& s) {
     return prepared;
 }
 
-RoiInfo maskRoiOf(const Scenario& s) {
-    return {s.width, s.height, 4 * (s.width + s.padding), s.height};
-}
+RoiInfo maskRoiOf(const Scenario& s) { return {s.width, s.height, 4 * (s.width + s.padding), s.height}; }
 
 std::shared_ptr<GuardedFloats> addMask(PreparedCall& call, const Scenario& s) {
     const RoiInfo roi = maskRoiOf(s);

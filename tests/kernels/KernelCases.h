@@ -33,13 +33,13 @@ std::vector<Scenario> allScenarios(std::uint32_t seed);
 
 // Floats in guarded memory.
 class GuardedFloats {
-  public:
+public:
     explicit GuardedFloats(std::size_t count);
     float* get() { return reinterpret_cast<float*>(m_memory.data()); }
     const float* get() const { return reinterpret_cast<const float*>(m_memory.data()); }
     std::size_t size() const { return m_memory.size() / sizeof(float); }
 
-  private:
+private:
     GuardedMemory m_memory;
 };
 

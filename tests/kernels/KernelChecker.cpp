@@ -22,7 +22,7 @@ void reportCrash(int signal) {
 }
 
 class CrashReport {
-  public:
+public:
     CrashReport() {
         struct sigaction action = {};
         action.sa_handler = reportCrash;
@@ -37,7 +37,7 @@ class CrashReport {
         std::snprintf(g_running, sizeof(g_running), "crashed in %s\n", what.c_str());
     }
 
-  private:
+private:
     struct sigaction m_previous = {};
 };
 

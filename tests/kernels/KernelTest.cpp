@@ -116,9 +116,7 @@ struct Planted {
     void (*plant)(KernelTable&);
 };
 
-std::string nameOfPlanted(const testing::TestParamInfo<Planted>& test) {
-    return test.param.fault;
-}
+std::string nameOfPlanted(const testing::TestParamInfo<Planted>& test) { return test.param.fault; }
 
 class PlantedFault : public testing::TestWithParam<Planted> {};
 

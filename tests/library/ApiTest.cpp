@@ -23,7 +23,7 @@ constexpr RoiInfo kRoi = {8, 6, 12, 7};
 
 // Every test loads the library anew, so that nothing is left of the test before.
 class Api : public testing::Test {
-  protected:
+protected:
     string entryLine(const char* function, const string& message) {
         return hostLine(kFile, function, message);
     }

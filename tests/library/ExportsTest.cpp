@@ -19,7 +19,7 @@ using std::vector;
 
 // The parts of a 64-bit little-endian shared object that the dynamic linker sees.
 class ElfFile {
-  public:
+public:
     explicit ElfFile(const string& path) {
         std::ifstream in(path, std::ios::binary);
         m_bytes.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
@@ -54,7 +54,7 @@ class ElfFile {
     std::set<string> defined, undefined;
     std::set<std::pair<Elf64_Sxword, string>> dynamic;  // what it needs, its name and its paths
 
-  private:
+private:
     template <typename T>
     T at(std::size_t offset) const {
         T value = {};

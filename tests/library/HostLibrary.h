@@ -11,7 +11,7 @@
 namespace test {
 
 class HostLibrary {
-  public:
+public:
     HostLibrary() : m_library(dlopen(HUEVANCE_BINARY_DIR "/libHuevance.so", RTLD_NOW | RTLD_LOCAL)) {
         EXPECT_NE(m_library, nullptr) << dlerror();
         getAlgoApi = reinterpret_cast<int (*)(void**)>(symbol("get_algo_api"));
@@ -39,7 +39,7 @@ class HostLibrary {
     int (*getAlgoApi)(void**);
     void* slots[16] = {};
 
-  private:
+private:
     void* m_library;
 };
 

@@ -37,7 +37,7 @@ Usage measure() {
 }
 
 class Soak : public testing::Test {
-  protected:
+protected:
     Soak() {
         sim_log_set_sink([](void*, int, const char*, const char*) {}, nullptr);
         m_api.setLogStatus(0);

@@ -77,7 +77,7 @@ struct Capture {
 };
 
 class CaptureIdentity : public testing::Test {
-  protected:
+protected:
     // The frame after a capture of one back end, and its result code.
     template <typename Photo>
     std::pair<int, std::vector<unsigned char>> run(const Capture& capture) {
@@ -198,11 +198,8 @@ TEST_F(CaptureIdentity, ExtremeTuning) {
         directory.writeParam(0, color, saturation, clahe);
         for (const Content content : {Content::kNoise, Content::kPhotoLike, Content::kZero}) {
             expectEqual({{67, 20, 0, 0, 3, 2}, kNv21, content, 31, huevance::kMaskHost});
-            expectEqual({{34, 10, 0, 0, 3, 2},
-                         {IMAGE_FORMAT_TYPE_YUV16_LOW, 10},
-                         content,
-                         31,
-                         huevance::kMaskSkin});
+            expectEqual(
+                {{34, 10, 0, 0, 3, 2}, {IMAGE_FORMAT_TYPE_YUV16_LOW, 10}, content, 31, huevance::kMaskSkin});
         }
     }
 }

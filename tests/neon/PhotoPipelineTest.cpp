@@ -44,7 +44,7 @@ using testing::HasSubstr;
 constexpr RoiInfo kRoi = {20, 10, 24, 10};
 
 class NeonPhoto : public testing::Test {
-  protected:
+protected:
     void SetUp() override { m_tuning.select(0, huevance::kMaskNone); }
     void TearDown() override { m_photo.free(); }
 
@@ -244,7 +244,7 @@ TEST_F(NeonPhoto, LogsAGridThatDoesNotFit) {
 }
 
 class NeonDump : public NeonPhoto {
-  protected:
+protected:
     void SetUp() override { change("photo", "1"); }
     void TearDown() override {
         g_dumpFolder.clear();

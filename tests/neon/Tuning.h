@@ -11,7 +11,7 @@ namespace test {
 
 // One table of everything, with strengths and contents that leave no stage without effect.
 class CaptureTuning {
-  public:
+public:
     CaptureTuning();
 
     // Bit 0 CLAHE, 1 curves, 2 colour correction, 3 colour table, 4 portrait protection.
@@ -19,18 +19,18 @@ class CaptureTuning {
     const TuningDir& directory() const { return m_directory; }
     std::string path() const { return m_directory.path(); }
 
-  private:
+private:
     TuningDir m_directory;
 };
 
 // A host mask for a frame: values of 0 .. 1 with some below, above and not a number.
 class HostMask {
-  public:
+public:
     HostMask(const RoiInfo& frame, int padding);
     float* data() { return reinterpret_cast<float*>(m_memory.data()); }
     RoiInfo& roi() { return m_roi; }
 
-  private:
+private:
     RoiInfo m_roi;
     GuardedMemory m_memory;
 };

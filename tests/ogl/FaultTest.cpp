@@ -31,7 +31,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 class FaultTest : public test::GlTest {
-  protected:
+protected:
     static test::OglTuning makeTuning() {
         return test::OglTuning(test::Settings{{"pProtectSwitch", "1"}, {"maskSource", "1"}});
     }

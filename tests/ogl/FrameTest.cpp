@@ -16,7 +16,7 @@ using testing::IsEmpty;
 using testing::Not;
 
 class FrameTest : public test::GlTest {
-  protected:
+protected:
     static test::Frame makeFrame(int width = 64, int height = 48) {
         test::Frame frame({width, height, width + 9, height + 3}, 1);
         frame.fill(test::Content::kPhotoLike, 256);

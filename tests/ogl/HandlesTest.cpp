@@ -25,7 +25,7 @@ constexpr int kWidth = 32;
 constexpr int kHeight = 24;
 
 class HandlesTest : public test::GlTest {
-  protected:
+protected:
     void SetUp() override {
         GlTest::SetUp();
         get_algo_api(&m_api);

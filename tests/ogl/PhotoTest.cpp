@@ -35,7 +35,7 @@ test::Frame makeFrame(int width, int height, test::Content content, std::uint32_
 }
 
 class PhotoTest : public test::GlTest {
-  protected:
+protected:
     static int capture(CHuevancePhoto_OGL& photo, test::Frame& frame, test::DeviceBuffer& out,
                        IMAGE_FORMAT_TYPE format, int scene = 0) {
         return photo.process(frame.data(), out.get(), format, scene);
@@ -472,9 +472,7 @@ std::string fileText(const std::filesystem::path& path) {
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
-std::string text(const void* data, std::size_t bytes) {
-    return {static_cast<const char*>(data), bytes};
-}
+std::string text(const void* data, std::size_t bytes) { return {static_cast<const char*>(data), bytes}; }
 
 TEST_F(PhotoTest, DumpsTheFrameAndItsTables) {
     test::OglTuning tuning(test::Settings{{"photo", "1"}});

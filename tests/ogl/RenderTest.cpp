@@ -95,7 +95,7 @@ test::ShaderInput makeInput(int width, int height, IMAGE_FORMAT_TYPE format, Loo
 
 // Everything that one draw takes.
 class Scene {
-  public:
+public:
     explicit Scene(test::ShaderInput& in) : m_in(in) {
         m_y = new GLTexture2D(in.width, in.height, GL_LUMINANCE, GL_LUMINANCE, in.luma.data());
         m_uv = new GLTexture2D(in.width / 2, in.height / 2, GL_LUMINANCE_ALPHA, GL_LUMINANCE_ALPHA,
@@ -136,7 +136,7 @@ class Scene {
         return result;
     }
 
-  private:
+private:
     test::ShaderInput& m_in;
     smart_pointer<GLTexture2D> m_y, m_uv, m_clahe, m_yCurve, m_uvCurve, m_mask;
     smart_pointer<GLTexture3D> m_color;
@@ -144,7 +144,7 @@ class Scene {
 };
 
 class RenderTest : public test::GlTest {
-  protected:
+protected:
     void expectLikeModel(test::ShaderInput& in, const std::string& what) {
         test::DeviceBuffer drawn(in.width, in.height, in.format);
         Scene scene(in);

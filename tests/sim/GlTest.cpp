@@ -39,7 +39,7 @@ GLuint build(const char* fragment) {
 
 // A display and a current context.
 class SimulatedGl : public testing::Test {
-  protected:
+protected:
     void SetUp() override {
         if (sim_gl_available() == 0) {
             GTEST_SKIP() << "no EGL and OpenGL ES on this machine";

@@ -124,7 +124,8 @@ void Frame::restore(const std::vector<unsigned char>& bytes) {
 
 bool GuardedMemory::slackUntouched() const {
     const auto* begin = static_cast<const unsigned char*>(m_map);
-    return std::all_of(begin, static_cast<const unsigned char*>(m_data), [](unsigned char byte) { return byte == kPoison; });
+    return std::all_of(begin, static_cast<const unsigned char*>(m_data),
+                       [](unsigned char byte) { return byte == kPoison; });
 }
 
 bool Frame::paddingUntouched() const {

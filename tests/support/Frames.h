@@ -13,7 +13,7 @@ namespace test {
 // `size` bytes whose last byte is the last one that may be touched: the page after it is unreadable. Filled
 // with poison.
 class GuardedMemory {
-  public:
+public:
     explicit GuardedMemory(std::size_t size);
     ~GuardedMemory();
     GuardedMemory(GuardedMemory&& other) noexcept;
@@ -25,7 +25,7 @@ class GuardedMemory {
     // Whether the bytes of the mapping before data() still hold poison.
     bool slackUntouched() const;
 
-  private:
+private:
     void* m_map;
     std::size_t m_mapped;
     unsigned char* m_data;
@@ -42,7 +42,7 @@ std::string toString(Content content);
 // A two-plane frame of 8- or 16-bit samples, (scanline + height / 2) x stride bytes in guarded memory: the
 // frame ends where its last chroma row ends. Everything that is not a visible sample holds poison.
 class Frame {
-  public:
+public:
     // roi.stride in bytes.
     Frame(RoiInfo roi, int bytesPerSample);
 
@@ -67,7 +67,7 @@ class Frame {
     // Whether every byte outside the visible samples still holds poison.
     bool paddingUntouched() const;
 
-  private:
+private:
     int sample(int row, int x) const;
     void setSample(int row, int x, int value);
 
@@ -81,13 +81,13 @@ std::uint64_t hashBytes(const void* data, std::size_t size);
 
 // A small deterministic generator (xorshift), the same on every platform.
 class Random {
-  public:
+public:
     explicit Random(std::uint32_t seed) : m_state(seed * 2654435761U + 0x9E3779B9U) {}
     std::uint32_t next();
     int below(int limit) { return static_cast<int>(next() % static_cast<std::uint32_t>(limit)); }
     float unit() { return static_cast<float>(next() >> 8) / 16777216.0F; }  // [0, 1)
 
-  private:
+private:
     std::uint32_t m_state;
 };
 

@@ -12,13 +12,9 @@ void PrintTo(const LogLine& line, std::ostream* out) {
     *out << line.priority << " " << line.tag << ": " << line.text;
 }
 
-LogCapture::LogCapture() {
-    sim_log_set_sink(&LogCapture::sink, this);
-}
+LogCapture::LogCapture() { sim_log_set_sink(&LogCapture::sink, this); }
 
-LogCapture::~LogCapture() {
-    sim_log_set_sink(nullptr, nullptr);
-}
+LogCapture::~LogCapture() { sim_log_set_sink(nullptr, nullptr); }
 
 void LogCapture::sink(void* self, int priority, const char* tag, const char* text) {
     static_cast<LogCapture*>(self)->m_lines.push_back({priority, tag, text});

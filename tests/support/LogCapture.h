@@ -16,7 +16,7 @@ struct LogLine {
 void PrintTo(const LogLine& line, std::ostream* out);
 
 class LogCapture {
-  public:
+public:
     LogCapture();
     ~LogCapture();
     LogCapture(const LogCapture&) = delete;
@@ -33,7 +33,7 @@ class LogCapture {
     std::vector<std::string> hostLines() const;
     void clear() { m_lines.clear(); }
 
-  private:
+private:
     std::vector<std::string> textsWhere(const auto& wanted) const;
     static void sink(void* self, int priority, const char* tag, const char* text);
     std::vector<LogLine> m_lines;

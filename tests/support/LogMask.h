@@ -9,7 +9,7 @@ inline constexpr int kErrorsOnly = 1;
 inline constexpr int kErrorsAndInfo = 5;
 
 class LogMask {
-  public:
+public:
     explicit LogMask(int mask) { LogPrintf::setLogStatus(mask); }
     ~LogMask() { LogPrintf::setLogStatus(kErrorsOnly); }
     LogMask(const LogMask&) = delete;

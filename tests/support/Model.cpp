@@ -15,13 +15,9 @@ int level(float value, int top) {
     return value >= 0 ? static_cast<int>(std::min(value, static_cast<float>(top))) : 0;
 }
 
-std::size_t at(int index) {
-    return static_cast<std::size_t>(index);
-}
+std::size_t at(int index) { return static_cast<std::size_t>(index); }
 
-float mix(float low, float high, float w) {
-    return (1 - w) * low + w * high;
-}
+float mix(float low, float high, float w) { return (1 - w) * low + w * high; }
 
 // The tile centre at or before a sample of one axis, and how far it is to the next one.
 std::pair<int, float> betweenTiles(int sample, int tiles, int tileSize) {

@@ -1,4 +1,5 @@
-// Catches what the process writes to standard output (through C stdio or the descriptor) for as long as it lives.
+// Catches what the process writes to standard output (through C stdio or the descriptor) for as long as it
+// lives.
 #pragma once
 
 #include <cstdio>

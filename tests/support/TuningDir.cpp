@@ -42,8 +42,8 @@ void TuningDir::writeFloats(const std::string& file, const std::vector<float>& v
 void TuningDir::remove(const std::string& file) const { fs::remove(m_path + "/" + file); }
 
 void TuningDir::writePlatform(const std::string& platform, const std::string& cache) const {
-    write("platformSet.ini", "[platform]\r\nphoto=" + platform + "\r\nframe=" + platform + "\r\n[cache]\r\npath=" +
-                                 cache + "\r\n");
+    write("platformSet.ini", "[platform]\r\nphoto=" + platform + "\r\nframe=" + platform +
+                                 "\r\n[cache]\r\npath=" + cache + "\r\n");
 }
 
 void TuningDir::writeSets(const std::map<std::string, std::string>& values) const {
@@ -58,13 +58,14 @@ void TuningDir::writeSets(const std::map<std::string, std::string>& values) cons
                              "[scene]\r\n" + value("sceneNum", "1") + value("sceneIdx", "0/");
     write("photoSet.ini",
           "[save]\r\n" + value("photo", "0") + "[switch]\r\n" + value("photoSwitch", "1") + hvc + rest);
-    write("frameSet.ini", "[save]\r\n" + value("frame", "0") + "[switch]\r\n" + value("frameSwitch", "1") + hvc +
-                              value("transFrameNum", "60") + rest);
+    write("frameSet.ini", "[save]\r\n" + value("frame", "0") + "[switch]\r\n" + value("frameSwitch", "1") +
+                              hvc + value("transFrameNum", "60") + rest);
 }
 
 void TuningDir::writeParam(int table, float colorStrength, float satStrength, float claheStrength) const {
     char text[256];
-    std::snprintf(text, sizeof(text), "[hvc]\r\ncolorStrength=%.9g\r\nsatStrength=%.9g\r\nclaheStrength=%.9g\r\n",
+    std::snprintf(text, sizeof(text),
+                  "[hvc]\r\ncolorStrength=%.9g\r\nsatStrength=%.9g\r\nclaheStrength=%.9g\r\n",
                   static_cast<double>(colorStrength), static_cast<double>(satStrength),
                   static_cast<double>(claheStrength));
     write("param" + std::to_string(table) + ".ini", text);

@@ -28,8 +28,9 @@ public:
     // platformSet.ini with both modes set to `platform` and a cache path, carriage returns included.
     void writePlatform(const std::string& platform, const std::string& cache = "/nowhere") const;
 
-    // photoSet.ini and frameSet.ini with every key: the documented defaults, scene table 0 for scene 0, and the given
-    // values in their place ("claheSwitch" -> "1", ...). photoSwitch and frameSwitch are 1 unless given.
+    // photoSet.ini and frameSet.ini with every key: the documented defaults, scene table 0 for scene 0, and
+    // the given values in their place ("claheSwitch" -> "1", ...). photoSwitch and frameSwitch are 1 unless
+    // given.
     void writeSets(const std::map<std::string, std::string>& values = {}) const;
 
     // param<table>.ini.

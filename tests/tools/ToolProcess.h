@@ -24,7 +24,7 @@ struct ToolResult {
 
 // A directory for one test's files, and the program run with another one as its TMPDIR.
 class ToolBench {
-  public:
+public:
     std::string path(const std::string& name) const { return m_files.path() + "/" + name; }
     // Returns the path.
     std::string write(const std::string& name, const Bytes& contents) const;
@@ -36,7 +36,7 @@ class ToolBench {
     // What was left in TMPDIR.
     Words leftovers() const;
 
-  private:
+private:
     ToolResult shell(const std::string& before, const Words& arguments, const std::string& input) const;
 
     TuningDir m_files, m_temporary;

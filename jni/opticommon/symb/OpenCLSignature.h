@@ -1,4 +1,5 @@
-// Defining functions from the list of entry points alone: parameter lists come from the declarations in OpenCL's headers.
+// Defining functions from the list of entry points alone: parameter lists come from the declarations in
+// OpenCL's headers.
 #pragma once
 
 #include <tuple>
@@ -21,8 +22,8 @@ using Result = typename Signature<Function>::Result;
 template <typename Function, std::size_t i>
 using Argument = std::tuple_element_t<i, typename Signature<Function>::Arguments>;
 
-// What a call that failed with `code` gives its caller: the code; or null, with the code in the error argument, which is
-// the last one where a function has it; or nothing.
+// What a call that failed with `code` gives its caller: the code; or null, with the code in the error
+// argument, which is the last one where a function has it; or nothing.
 template <typename R, typename... A>
 R failedCall(cl_int code, A... arguments) {
     if constexpr (std::is_same_v<R, cl_int>) {

@@ -14,7 +14,7 @@
 namespace MNN {
 
 class OpenCLSymbols {
-  public:
+public:
     OpenCLSymbols() = default;
     OpenCLSymbols(const OpenCLSymbols&) = delete;
     OpenCLSymbols& operator=(const OpenCLSymbols&) = delete;
@@ -33,7 +33,7 @@ class OpenCLSymbols {
 #define HUEVANCE_CL_ENTRY(name, arguments) decltype(&::name) name = nullptr;
 #include "jni/opticommon/symb/OpenCLEntries.inc"
 
-  private:
+private:
     void* m_handle = nullptr;
 };
 
@@ -41,13 +41,13 @@ class OpenCLSymbols {
 // after a failure. The table lives, and the driver stays loaded, until the process ends: drivers run threads
 // of their own.
 class OpenCLSymbolsOperator {
-  public:
+public:
     OpenCLSymbolsOperator();
 
     // Null when no driver could be loaded.
     static OpenCLSymbols* getOpenclSymbolsPtr() { return gOpenclSymbols().get(); }
 
-  private:
+private:
     static std::shared_ptr<OpenCLSymbols>& gOpenclSymbols();
 };
 

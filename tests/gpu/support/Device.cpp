@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 // The system's driver may keep compiled programs on disk, which would hide what the library caches: every
 // process gets a new place.
 class DriverCache : public ::testing::Environment {
-  public:
+public:
     void SetUp() override {
         std::string pattern = (fs::temp_directory_path() / "huevance_driver_XXXXXX").string();
         ASSERT_NE(mkdtemp(pattern.data()), nullptr);
@@ -26,7 +26,7 @@ class DriverCache : public ::testing::Environment {
         fs::remove_all(m_path, ignored);
     }
 
-  private:
+private:
     std::string m_path;
 };
 

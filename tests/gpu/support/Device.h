@@ -9,14 +9,14 @@ namespace test {
 // Resets the driver's settings before and after each test, and expects that it had nothing to object to and
 // that every object made in between was released. Skips where there is no device.
 class DeviceTest : public ::testing::Test {
-  protected:
+protected:
     void SetUp() override;
     void TearDown() override;
 
     // For tests that provoke one.
     void expectViolation(const char* part);
 
-  private:
+private:
     int m_liveBefore = 0;
 };
 

@@ -56,9 +56,7 @@ bool fillWithPhoto(Frame& frame, const std::string& name) {
 #else
 
 namespace test {
-bool fillWithPhoto(Frame&, const std::string&) {
-    return false;
-}
+bool fillWithPhoto(Frame&, const std::string&) { return false; }
 }  // namespace test
 
 #endif

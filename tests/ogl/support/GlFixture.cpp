@@ -53,9 +53,7 @@ CallTrace::CallTrace() {
         this);
 }
 
-CallTrace::~CallTrace() {
-    sim_gl_set_call_sink(nullptr, nullptr);
-}
+CallTrace::~CallTrace() { sim_gl_set_call_sink(nullptr, nullptr); }
 
 std::vector<std::string> CallTrace::names() const {
     std::vector<std::string> result;

@@ -22,24 +22,24 @@ std::string alive();
 
 // Skips where there is no driver.
 class GlTest : public testing::Test {
-  protected:
+protected:
     void SetUp() override;
     void TearDown() override;
 };
 
 // An engine that is current as long as it lives.
 class CurrentEngine {
-  public:
+public:
     CurrentEngine();
     ~CurrentEngine();
 
-  private:
+private:
     smart_pointer<GLEngine> m_engine;
 };
 
 // Every EGL and GL call made while it lives but for glGetError and eglGetError.
 class CallTrace {
-  public:
+public:
     CallTrace();
     ~CallTrace();
     const std::vector<std::string>& calls() const { return m_calls; }
@@ -47,7 +47,7 @@ class CallTrace {
     std::vector<std::string> names() const;
     void clear() { m_calls.clear(); }
 
-  private:
+private:
     std::vector<std::string> m_calls;
 };
 

@@ -65,9 +65,7 @@ std::vector<float> OglTuning::colors(int table) {
     return planes;
 }
 
-int OglTuning::value(const std::string& key) const {
-    return std::stoi(m_values.at(key));
-}
+int OglTuning::value(const std::string& key) const { return std::stoi(m_values.at(key)); }
 
 ShaderInput OglTuning::input(const Frame& frame, IMAGE_FORMAT_TYPE format, int table,
                              const Strengths& strengths) const {

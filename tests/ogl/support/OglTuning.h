@@ -18,7 +18,7 @@ struct Strengths {
 using Settings = std::map<std::string, std::string>;
 
 class OglTuning {
-  public:
+public:
     static constexpr int kScenes = 3;
 
     // All stages on but the mask, unless `values` say otherwise. sceneIdx is 0/1/2/ unless given.
@@ -35,7 +35,7 @@ class OglTuning {
     ShaderInput input(const Frame& frame, IMAGE_FORMAT_TYPE format, int table,
                       const Strengths& strengths) const;
 
-  private:
+private:
     int value(const std::string& key) const;
 
     TuningDir m_directory;

@@ -12,9 +12,7 @@ struct Yuv {
     double y, u, v;
 };
 
-double mix(double a, double b, double t) {
-    return a * (1.0 - t) + b * t;
-}
+double mix(double a, double b, double t) { return a * (1.0 - t) + b * t; }
 
 Yuv mix(const Yuv& a, const Yuv& b, double t) {
     return {mix(a.y, b.y, t), mix(a.u, b.u, t), mix(a.v, b.v, t)};
@@ -160,8 +158,6 @@ int ModelFrame::chroma(int x, int y, int channel) const {
     return (sum + 2) / 4;
 }
 
-ModelFrame modelFrame(const ShaderInput& in) {
-    return {in.width, modelTexels(in)};
-}
+ModelFrame modelFrame(const ShaderInput& in) { return {in.width, modelTexels(in)}; }
 
 }  // namespace test

@@ -26,9 +26,7 @@ DeviceBuffer::DeviceBuffer(int width, int height, IMAGE_FORMAT_TYPE format, std:
     AHardwareBuffer_unlock(m_buffer, nullptr);
 }
 
-DeviceBuffer::~DeviceBuffer() {
-    AHardwareBuffer_release(m_buffer);
-}
+DeviceBuffer::~DeviceBuffer() { AHardwareBuffer_release(m_buffer); }
 
 std::size_t DeviceBuffer::bytes() const {
     return static_cast<std::size_t>(m_roi.stride) * static_cast<std::size_t>(m_roi.scanline) * 3 / 2;
@@ -38,8 +36,6 @@ int DeviceBuffer::chroma(int x, int y, int channel) const {
     return m_data[(m_roi.scanline + y) * m_roi.stride + 2 * x + (m_vFirst ? 1 - channel : channel)];
 }
 
-void DeviceBuffer::fill(unsigned char value) {
-    std::fill_n(m_data, bytes(), value);
-}
+void DeviceBuffer::fill(unsigned char value) { std::fill_n(m_data, bytes(), value); }
 
 }  // namespace test

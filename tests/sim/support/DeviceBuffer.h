@@ -16,7 +16,7 @@ inline constexpr std::uint64_t kDrawableUsage = AHARDWAREBUFFER_USAGE_CPU_READ_O
                                                 AHARDWAREBUFFER_USAGE_GPU_FRAMEBUFFER;
 
 class DeviceBuffer {
-  public:
+public:
     // Sizes are rounded up to even ones. NV21 or NV12.
     DeviceBuffer(int width, int height, IMAGE_FORMAT_TYPE format, std::uint64_t usage = kDrawableUsage);
     ~DeviceBuffer();
@@ -36,7 +36,7 @@ class DeviceBuffer {
     void fill(unsigned char value);
     std::vector<unsigned char> copy() const { return {m_data, m_data + bytes()}; }
 
-  private:
+private:
     AHardwareBuffer* m_buffer = nullptr;
     unsigned char* m_data = nullptr;
     RoiInfo m_roi = {};
