@@ -9,10 +9,11 @@
 #include "tests/support/LogCapture.h"
 #include "tests/support/StdoutCapture.h"
 
-// The linker sends this program's allocations through here.
 namespace {
 int g_allocations = 0;
 }
+#ifdef HUEVANCE_COUNT_ALLOCATIONS
+// The linker sends this program's allocations through here.
 extern "C" {
 void* __real_calloc(std::size_t count, std::size_t size);
 void* __real_malloc(std::size_t size);
@@ -30,6 +31,7 @@ void* __wrap__Znwm(std::size_t size) {
     return __real__Znwm(size);
 }
 }
+#endif
 
 namespace {
 
