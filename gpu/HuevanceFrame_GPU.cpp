@@ -1,13 +1,17 @@
 #include "gpu/HuevanceFrame_GPU.h"
 
+#include <new>
+
 #include "gpu/Huevance_GPU.h"
 #include "jni/algocommon/FileOperation.h"
 #include "jni/algocommon/LogPrintf.h"
 
 namespace {
 
-// Never destroyed: at the process's exit the driver may be gone before it.
-CHuevance_GPU& g_engine = *new CHuevance_GPU;
+// Never destroyed: at the process's exit the driver may be gone before it. Not on the heap, so that a host which unloads
+// the library loses nothing.
+alignas(CHuevance_GPU) unsigned char g_engineStorage[sizeof(CHuevance_GPU)];
+CHuevance_GPU& g_engine = *new (g_engineStorage) CHuevance_GPU;
 
 // One step of a set-up: runs when all before it succeeded, and logs `message` when it fails.
 class Steps {
