@@ -7,7 +7,7 @@
 #define LEVELS 256
 #define TEXELS (LEVELS / 4)
 #define LOCAL_TILES 16
-#define BAND 8  // rows
+#define BAND 32  // rows; fewer copies of the curves, yet groups enough for every compute unit
 
 // --- The grid ---
 
