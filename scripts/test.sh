@@ -1,19 +1,20 @@
 #!/bin/sh
 # Sets up, builds and runs all the tests. Ends non-zero when anything fails, after running the other parts.
-# Usage: scripts/test.sh [release|clang|asan|aarch64]...   (default: all of them)
+# Usage: scripts/test.sh [release|clang|asan|aarch64|fuzz]...   (default: all of them)
 #   release  everything with g++, the benchmarks' dry run included
 #   clang    the library's tests with clang++, which must give the same bytes
 #   asan     address and undefined-behaviour sanitizers
 #   aarch64  the library's tests for AArch64, under qemu-user
+#   fuzz     a fixed number of random inputs for each fuzzer
 set -eu
 cd "$(dirname "$0")/.."
 jobs=$(nproc)
 
-[ $# -gt 0 ] || set -- release clang asan aarch64
+[ $# -gt 0 ] || set -- release clang asan aarch64 fuzz
 for part in "$@"; do
     case $part in
-        release | clang | asan | aarch64) ;;
-        *) echo "usage: $0 [release|clang|asan|aarch64]..." >&2; exit 2 ;;
+        release | clang | asan | aarch64 | fuzz) ;;
+        *) echo "usage: $0 [release|clang|asan|aarch64|fuzz]..." >&2; exit 2 ;;
     esac
 done
 

@@ -1,0 +1,19 @@
+// What a fuzzer hands to the library: bytes as a file that is only in memory.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace fuzz {
+
+// The path of a new file with these bytes, good until closeLeftOpen().
+std::string memoryFile(const std::uint8_t* data, std::size_t size);
+
+// Once, at the start: drops the library's log lines, whose texts would drown the fuzzer's own.
+void begin();
+
+// After each input: the INI reader leaves a file open, on purpose, where a line without "=" ends its search.
+void closeLeftOpen();
+
+}  // namespace fuzz
