@@ -56,13 +56,11 @@ TEST(OpenCLBinding, IsSoftWithoutADriverAndBindsOnceThereIsOne) {
 
     // The arguments arrive, and so does the result.
     ASSERT_EQ(sim_opencl_fail("clCreateKernel", 2, -1234), 0);
-    cl_int errors[2] = {};
-    for (cl_int& error : errors) {
+    for (const bool told : {false, true}) {
+        cl_int error = 0;
         EXPECT_EQ(clCreateKernel(nullptr, "k", &error), nullptr);
+        EXPECT_EQ(error == -1234, told);
     }
-    EXPECT_NE(errors[0], -1234);
-    EXPECT_EQ(errors[1], -1234);
-    EXPECT_EQ(sim_opencl_calls("clCreateKernel"), 2);
 
 #define HUEVANCE_CL_ENTRY(name, arguments) table->name = nullptr;
 #include "jni/opticommon/symb/OpenCLEntries.inc"

@@ -131,11 +131,8 @@ TEST_F(OpenCLExtensionsDeathTest, AreThoseOfTheFirstDeviceAsked) {
 
 TEST(OpenCLErrors, HaveTheirStandardNames) {
     const std::map<int, std::string> names = {{0, "CL_SUCCESS"},
-                                              {-1, "CL_DEVICE_NOT_FOUND"},
-                                              {-3, "CL_COMPILER_NOT_AVAILABLE"},
                                               {-11, "CL_BUILD_PROGRAM_FAILURE"},
                                               {-25, "unknow err"},
-                                              {-42, "CL_INVALID_BINARY"},
                                               {-59, "CL_INVALID_OPERATION"},
                                               {-68, "CL_INVALID_DEVICE_PARTITION_COUNT"},
                                               {-69, "unknow err"},

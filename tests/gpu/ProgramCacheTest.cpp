@@ -200,8 +200,9 @@ TEST_F(ProgramCache, OfADriverThatFailsIsRewritten) {
         for (const char* entry : {cached ? "clCreateProgramWithBinary" : "clCreateProgramWithSource",
                                   "clBuildProgram", "clCreateKernel"}) {
             SCOPED_TRACE(entry);
-            fs::remove(path);
-            ASSERT_EQ(cached ? setUp() : 0, 0);
+            if (!cached) {
+                fs::remove(path);
+            }
             const int builds = sim_opencl_calls("clCreateProgramWithSource");
             sim_opencl_fail(entry, 1, CL_OUT_OF_RESOURCES);
             EXPECT_EQ(setUp(), cached ? 0 : -1);
