@@ -51,7 +51,9 @@ protected:
     long files() const { return std::distance(fs::directory_iterator(dir.path()), {}); }
 
     test::TuningDir dir;
-    const std::string path = dir.path() + "/HvKernel.bin";
+    const std::string name = "HvKernel.bin";
+    const std::string sealName = gpu::cacheSealPath(name.c_str());
+    const std::string path = dir.path() + "/" + name;
     const std::string seal = gpu::cacheSealPath(path.c_str());
 };
 
@@ -152,17 +154,17 @@ TEST_F(ProgramCache, SealProvesItWholeAndOfThisDriverAndSource) {
     sim_opencl_set_driver_version(nullptr);
     const std::string whole = readAll(path);
     const std::string sealed = readAll(seal);
-    for (const auto& [file, bytes, begin] : {std::tuple{seal, sealed, 0U}, {path, whole, 32U}}) {
+    for (const auto& [file, bytes, begin] : {std::tuple{sealName, sealed, 0U}, {name, whole, 32U}}) {
         for (std::size_t at = begin; at < bytes.size(); at += 1 + bytes.size() / 200) {
             std::string flipped = bytes;
             flipped[at] = static_cast<char>(flipped[at] ^ 1);
-            std::ofstream(file) << flipped;
+            dir.write(file, flipped);
             EXPECT_FALSE(usable()) << file << " byte " << at;
         }
-        std::ofstream(file) << bytes;
+        dir.write(file, bytes);
     }
     for (std::size_t size = 0; size < sealed.size(); ++size) {
-        std::ofstream(seal) << sealed.substr(0, size);
+        dir.write(sealName, sealed.substr(0, size));
         EXPECT_FALSE(usable()) << size;
     }
     fs::remove(seal);
