@@ -2,6 +2,11 @@
 # the target under a C++ name (see EmbedText.cmake). Where there is a clang, it checks the text first.
 find_program(HUEVANCE_OPENCL_CHECKER NAMES clang clang-19 clang-16 clang-15 clang-14
   DOC "clang, to check the OpenCL kernels at build time")
+if(HUEVANCE_OPENCL_CHECKER)
+  message(STATUS "The OpenCL kernels are checked with ${HUEVANCE_OPENCL_CHECKER}")
+else()
+  message(WARNING "The OpenCL kernels are NOT checked at build time: there is no clang (`scripts/setup.sh test`).")
+endif()
 
 function(huevance_embed_kernels target name)
   list(TRANSFORM ARGN PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/ OUTPUT_VARIABLE sources)

@@ -62,6 +62,9 @@ int DeviceTable::close(cl_command_queue queue) {
 }
 
 int DeviceTable::write(cl_command_queue queue, const void* data, std::size_t bytes) {
+    if (bytes > m_bytes) {
+        return -1;
+    }
     if (m_buffer) {
         return clEnqueueWriteBuffer(queue, m_buffer.get(), CL_TRUE, 0, bytes, data, 0, nullptr, nullptr) ==
                        CL_SUCCESS

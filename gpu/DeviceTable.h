@@ -27,7 +27,7 @@ public:
     void* open(cl_command_queue queue);
     int close(cl_command_queue queue);
 
-    // The first `bytes` bytes from `data`. 0 or -1.
+    // The first `bytes` bytes from `data`, at most size(). 0 or -1.
     int write(cl_command_queue queue, const void* data, std::size_t bytes);
 
     int setArgument(cl_kernel kernel, cl_uint index) const;

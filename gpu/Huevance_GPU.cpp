@@ -161,12 +161,8 @@ void CHuevance_GPU::setUpProgram() {
     const char* probe = kKernelNames[gpu::kVersionProbe];
     const std::string path = std::string(m_acCachePath) + "/HvKernel.bin";
     ALOG_ERROR("cachepath:%s", path.c_str());
-    auto binaries = gpu::getBinariesFromCache(path.c_str());
-    if (!binaries.empty() &&
-        gpu::checkCacheSeal(path.c_str(), m_device, gpu::kernelSource()) == gpu::CacheSeal::kDiffers) {
-        ALOG_ERROR("%s is not what was sealed for this driver, kernel bin will be updated.", path.c_str());
-        binaries.clear();
-    }
+    const gpu::CacheOrigin origin = {m_device, gpu::kernelSource()};
+    const auto binaries = gpu::getBinariesFromCache(path.c_str(), &origin);
     if (binaries.empty()) {
         createKernelBin(path.c_str());
         return;
@@ -181,12 +177,11 @@ void CHuevance_GPU::setUpProgram() {
 }
 
 void CHuevance_GPU::createKernelBin(const char* path) {
-    const std::string_view source = gpu::kernelSource();
-    gpu::createProgramWithSource(source.data(), source.size(), m_context.get(), m_program.out());
+    const gpu::CacheOrigin origin = {m_device, gpu::kernelSource()};
+    gpu::createProgramWithSource(origin.source.data(), origin.source.size(), m_context.get(),
+                                 m_program.out());
     gpu::buildProgram(m_device, m_program.address());
-    if (gpu::saveProgramsToBinary({m_program.get()}, path) == 0) {
-        gpu::writeCacheSeal(path, m_device, source);
-    }
+    gpu::saveProgramsToBinary({m_program.get()}, path, &origin);
 }
 
 int CHuevance_GPU::createKernels() {

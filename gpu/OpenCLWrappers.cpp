@@ -25,6 +25,8 @@ constexpr cl_context_properties kPerfHintLow = 0x40C5;
 constexpr cl_context_properties kPriorityHint = 0x40C9;
 constexpr cl_context_properties kPriorityHintHigh = 0x40CA;
 
+// How much of a driver's text is asked for, its terminator included. On purpose a driver with more than that
+// has no extensions, and no build log. The buffers have one byte more: what a driver writes always ends.
 constexpr std::size_t kExtensionBytes = 1024;
 constexpr std::size_t kBuildLogBytes = 32768;
 
@@ -50,10 +52,16 @@ int firstGpu(cl_platform_id platform, cl_device_id* device) {
     return 0;
 }
 
+std::string readExtensions(cl_device_id device) {
+    char text[kExtensionBytes + 1] = {};
+    clGetDeviceInfo(device, CL_DEVICE_EXTENSIONS, kExtensionBytes, text, nullptr);
+    return text;
+}
+
 cl_int readBuildLog(cl_device_id device, cl_program program) {
-    std::vector<char> log(kBuildLogBytes);
+    std::vector<char> log(kBuildLogBytes + 1);
     const cl_int result =
-        clGetProgramBuildInfo(program, device, CL_PROGRAM_BUILD_LOG, log.size() - 1, log.data(), nullptr);
+        clGetProgramBuildInfo(program, device, CL_PROGRAM_BUILD_LOG, kBuildLogBytes, log.data(), nullptr);
     if (result == CL_INVALID_VALUE) {
         ALOG_ERROR("Build program error unknown!");
         return CL_BUILD_PROGRAM_FAILURE;
@@ -88,12 +96,8 @@ int releaseContext(cl_context* context) {
 }
 
 bool check_extension_support(const std::string& name, cl_device_id& device) {
-    static std::string extensions;  // on purpose one for the process
-    if (extensions.empty()) {
-        char text[kExtensionBytes] = {};
-        clGetDeviceInfo(device, CL_DEVICE_EXTENSIONS, sizeof(text) - 1, text, nullptr);
-        extensions = text;
-    }
+    // On purpose asked for once in the process, whatever came of it.
+    static const std::string extensions = readExtensions(device);
     if (extensions.empty()) {
         ALOG_ERROR("Couldn't identify available OpenCL extensions");
         return false;

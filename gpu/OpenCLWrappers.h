@@ -16,7 +16,8 @@ int createContext(cl_context* context, cl_device_id* device);
 int releaseContext(cl_context* context);
 
 // Whether the extension string contains a name; an empty name is contained. The string is that of the first
-// device asked in the process, on purpose.
+// device asked in the process, on purpose, and empty for good when that one gave none or one of over 1023
+// characters: then the answer is no, with a line in the log.
 bool check_extension_support(const std::string& name, cl_device_id& device);
 
 // An in-order queue without profiling.

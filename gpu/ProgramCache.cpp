@@ -2,15 +2,15 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cinttypes>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <memory>
 #include <optional>
 
 #include "gpu/OpenCLErrors.h"
-#include "jni/algocommon/FileOperation.h"
 #include "jni/algocommon/LogPrintf.h"
 
 namespace gpu {
@@ -39,18 +39,24 @@ void setWord(Bytes& bytes, std::size_t index, std::uint64_t value) {
 struct FileCloser {
     void operator()(std::FILE* file) const { std::fclose(file); }
 };
+using File = std::unique_ptr<std::FILE, FileCloser>;
 
-// The whole file; nothing when it cannot be opened or read.
-std::optional<Bytes> readFile(const char* path) {
-    const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path, "rb"));
+// No program comes near. It bounds what a file of any content makes this process hold.
+constexpr std::uint64_t kMaxBytes = 64U << 20;
+
+// The whole file; nothing when it cannot be opened or read, or is over kMaxBytes. `missing` tells whether
+// there is none.
+std::optional<Bytes> readFile(const char* path, bool* missing = nullptr) {
+    const File file(std::fopen(path, "rb"));
+    if (missing != nullptr) {
+        *missing = !file && errno == ENOENT;
+    }
     if (!file || std::fseek(file.get(), 0, SEEK_END) != 0) {
         return std::nullopt;
     }
-    const long end = std::ftell(file.get());
+    const long end = std::ftell(file.get());  // of a directory, the largest number there is
     std::rewind(file.get());
-    constexpr long kMaxBytes =
-        64L << 20;  // no program comes near; a directory reports the largest number there is
-    if (end < 0 || end > kMaxBytes) {
+    if (end < 0 || static_cast<std::uint64_t>(end) > kMaxBytes) {
         return std::nullopt;
     }
     Bytes bytes(static_cast<std::size_t>(end));
@@ -58,15 +64,28 @@ std::optional<Bytes> readFile(const char* path) {
     return bytes;
 }
 
-// Under a temporary name first: readers see the old file or the new one, never half of one.
-bool replaceFile(const char* path, const void* data, std::size_t size) {
-    const std::string temporary = std::string(path) + "." + std::to_string(getpid()) + ".tmp";
-    if (saveBuffer(temporary.c_str(), data, size) && std::rename(temporary.c_str(), path) == 0) {
-        return true;
+// New contents of a file, on the disk under a temporary name until they take its place: readers see the old
+// file or the new one, never half of one, also after a loss of power.
+class NewFile {
+public:
+    NewFile(const std::string& path, const void* data, std::size_t size)
+        : m_path(path), m_temporary(path + "." + std::to_string(getpid()) + ".tmp") {
+        const File file(std::fopen(m_temporary.c_str(), "wb"));
+        m_whole = file && std::fwrite(data, 1, size, file.get()) == size && std::fflush(file.get()) == 0 &&
+                  fsync(fileno(file.get())) == 0;
     }
-    std::remove(temporary.c_str());
-    return false;
-}
+    ~NewFile() { std::remove(m_temporary.c_str()); }
+    NewFile(const NewFile&) = delete;
+    NewFile& operator=(const NewFile&) = delete;
+
+    bool whole() const { return m_whole; }
+    bool takePlace() const { return m_whole && std::rename(m_temporary.c_str(), m_path.c_str()) == 0; }
+
+private:
+    std::string m_path;
+    std::string m_temporary;
+    bool m_whole = false;
+};
 
 std::uint64_t digest(const void* data, std::size_t size) {
     // FNV-1a: no single changed byte goes unseen.
@@ -78,55 +97,59 @@ std::uint64_t digest(const void* data, std::size_t size) {
     return hash;
 }
 
-using Query = cl_int (*)(void* object, cl_uint what, std::size_t size, void* value);
-
-// A text from an information query on one line of its own.
-void appendInfo(std::string& seal, const char* name, void* object, cl_uint what, Query query) {
-    char text[512] = {};
-    query(object, what, sizeof(text) - 1, text);
-    seal += std::string(name) + ": " + text + "\n";
+// A line with the text that `query` (an information query of one object) gives, or with the code of its
+// failure.
+template <typename Query, typename Object>
+std::string infoLine(const char* name, Query query, Object object, cl_uint what) {
+    std::size_t size = 0;
+    cl_int code = query(object, what, 0, nullptr, &size);
+    std::string text(std::min<std::size_t>(size, 4096), '\0');
+    if (code == CL_SUCCESS) {
+        code = query(object, what, text.size(), text.data(), nullptr);
+    }
+    return std::string(name) + ": " + (code == CL_SUCCESS ? text.c_str() : std::to_string(code)) + "\n";
 }
 
-std::string sealText(const Bytes& cache, cl_device_id device, std::string_view source) {
+std::string sealText(const Bytes& cache, const CacheOrigin& origin) {
     char text[160];
     std::snprintf(text, sizeof(text), "bytes: %zu\ndigest: %016" PRIx64 "\nsource: %zu %016" PRIx64 "\n",
-                  cache.size(), digest(cache.data(), cache.size()), source.size(),
-                  digest(source.data(), source.size()));
-    std::string seal = text;
-
-    const Query platformInfo = [](void* object, cl_uint what, std::size_t size, void* value) {
-        return clGetPlatformInfo(static_cast<cl_platform_id>(object), what, size, value, nullptr);
-    };
-    const Query deviceInfo = [](void* object, cl_uint what, std::size_t size, void* value) {
-        return clGetDeviceInfo(static_cast<cl_device_id>(object), what, size, value, nullptr);
-    };
+                  cache.size(), digest(cache.data(), cache.size()), origin.source.size(),
+                  digest(origin.source.data(), origin.source.size()));
     cl_platform_id platform = nullptr;
-    clGetDeviceInfo(device, CL_DEVICE_PLATFORM, sizeof(platform), &platform, nullptr);
-    appendInfo(seal, "platform", platform, CL_PLATFORM_NAME, platformInfo);
-    appendInfo(seal, "platform version", platform, CL_PLATFORM_VERSION, platformInfo);
-    appendInfo(seal, "device", device, CL_DEVICE_NAME, deviceInfo);
-    appendInfo(seal, "device version", device, CL_DEVICE_VERSION, deviceInfo);
-    appendInfo(seal, "driver", device, CL_DRIVER_VERSION, deviceInfo);
-    return seal;
+    clGetDeviceInfo(origin.device, CL_DEVICE_PLATFORM, sizeof(platform), &platform, nullptr);
+    return text + infoLine("platform", clGetPlatformInfo, platform, CL_PLATFORM_NAME) +
+           infoLine("platform version", clGetPlatformInfo, platform, CL_PLATFORM_VERSION) +
+           infoLine("device", clGetDeviceInfo, origin.device, CL_DEVICE_NAME) +
+           infoLine("device version", clGetDeviceInfo, origin.device, CL_DEVICE_VERSION) +
+           infoLine("driver", clGetDeviceInfo, origin.device, CL_DRIVER_VERSION);
 }
 
-cl_int logQuery(cl_int code, const char* query) {
-    if (code != CL_SUCCESS) {
-        ALOG_ERROR("!!!ERROR!!! checkErr: %d %s, %s", code, getCLErrString(code), query);
+// Whether there is no seal beside the cache file, or the one of these contents.
+bool sealAllows(const char* path, const Bytes& cache, const CacheOrigin& origin) {
+    bool missing = false;
+    const std::optional<Bytes> seal = readFile(cacheSealPath(path).c_str(), &missing);
+    if (!seal) {
+        return missing;
     }
-    return code;
+    const std::string expected = sealText(cache, origin);
+    return std::equal(seal->begin(), seal->end(), expected.begin(), expected.end(),
+                      [](unsigned char a, char b) { return a == static_cast<unsigned char>(b); });
 }
 
-}  // namespace
-
-std::vector<Bytes> getBinariesFromCache(const char* path) {
-    const std::optional<Bytes> read = readFile(path);
-    if (!read) {
-        ALOG_ERROR("%s open %s is failed", __func__, path);
-        return {};
+// Puts a cache file, and where it has an origin its seal, in the place of the old ones. Nothing is replaced
+// before all of it is on the disk.
+bool replaceCache(const char* path, const Bytes& cache, const CacheOrigin* origin) {
+    const NewFile file(path, cache.data(), cache.size());
+    if (origin == nullptr) {
+        return file.takePlace();
     }
-    const Bytes& file = *read;
-    ALOG_INFO("filesize: %d", static_cast<int>(file.size()));
+    const std::string text = sealText(cache, *origin);
+    const NewFile seal(cacheSealPath(path), text.data(), text.size());
+    return file.whole() && seal.takePlace() && file.takePlace();
+}
+
+// The binaries in the contents of a cache file; empty, with a line in the log, when they are not whole.
+std::vector<Bytes> parse(const Bytes& file, const char* caller) {
     if (file.empty()) {
         ALOG_ERROR("filesize cannot be 0");
         return {};
@@ -138,27 +161,55 @@ std::vector<Bytes> getBinariesFromCache(const char* path) {
     // Divisions instead of products: the numbers in the file may be anything.
     const std::uint64_t count = file.size() >= 2 * kWord ? wordAt(file, 1) : 0;
     if (count == 0 || count > (file.size() - 2 * kWord) / (2 * kWord)) {
-        ALOG_ERROR("%s error:wrong fromat", __func__);
+        ALOG_ERROR("%s error:wrong fromat", caller);
         return {};
     }
     std::vector<Bytes> binaries;
-    std::uint64_t left = file.size();  // programs that overlap would add up to any size
+    std::uint64_t left = kMaxBytes;  // binaries that overlap would add up to any size
     for (std::size_t i = 0; i < count; ++i) {
         const std::uint64_t offset = wordAt(file, 2 + 2 * i);
         const std::uint64_t size = wordAt(file, 3 + 2 * i);
         if (offset > file.size() || size > file.size() - offset || size > left) {
-            ALOG_ERROR("%s wrong cache", __func__);
+            ALOG_ERROR("%s wrong cache", caller);
             return {};
         }
         left -= size;
         const auto begin = file.begin() + static_cast<std::ptrdiff_t>(offset);
         binaries.emplace_back(begin, begin + static_cast<std::ptrdiff_t>(size));
     }
-    ALOG_INFO("%s get size:%d", __func__, static_cast<int>(binaries.size()));
     return binaries;
 }
 
-int saveProgramsToBinary(const std::vector<cl_program>& programs, const char* path) {
+cl_int logQuery(cl_int code, const char* query) {
+    if (code != CL_SUCCESS) {
+        ALOG_ERROR("!!!ERROR!!! checkErr: %d %s, %s", code, getCLErrString(code), query);
+    }
+    return code;
+}
+
+}  // namespace
+
+std::vector<Bytes> getBinariesFromCache(const char* path, const CacheOrigin* origin) {
+    const std::optional<Bytes> file = readFile(path);
+    if (!file) {
+        ALOG_ERROR("%s open %s is failed", __func__, path);
+        return {};
+    }
+    ALOG_INFO("filesize: %d", static_cast<int>(file->size()));
+    std::vector<Bytes> binaries = parse(*file, __func__);
+    if (binaries.empty()) {
+        return {};
+    }
+    ALOG_INFO("%s get size:%d", __func__, static_cast<int>(binaries.size()));
+    if (origin != nullptr && !sealAllows(path, *file, *origin)) {
+        ALOG_ERROR("%s is not what was sealed for this driver, kernel bin will be updated.", path);
+        return {};
+    }
+    return binaries;
+}
+
+int saveProgramsToBinary(const std::vector<cl_program>& programs, const char* path,
+                         const CacheOrigin* origin) {
     Bytes file((2 + 2 * programs.size()) * kWord);
     setWord(file, 0, kMagic);
     setWord(file, 1, programs.size());
@@ -179,7 +230,7 @@ int saveProgramsToBinary(const std::vector<cl_program>& programs, const char* pa
         setWord(file, 2 + 2 * i, offset);
         setWord(file, 3 + 2 * i, size);
     }
-    if (!replaceFile(path, file.data(), file.size())) {
+    if (!replaceCache(path, file, origin)) {
         ALOG_ERROR("%s open %s is failed", __func__, path);
         return -1;
     }
@@ -187,26 +238,5 @@ int saveProgramsToBinary(const std::vector<cl_program>& programs, const char* pa
 }
 
 std::string cacheSealPath(const char* path) { return std::string(path) + ".seal"; }
-
-CacheSeal checkCacheSeal(const char* path, cl_device_id device, std::string_view source) {
-    const std::optional<Bytes> seal = readFile(cacheSealPath(path).c_str());
-    if (!seal) {
-        return CacheSeal::kAbsent;
-    }
-    const std::optional<Bytes> cache = readFile(path);
-    const std::string expected = cache ? sealText(*cache, device, source) : std::string();
-    const bool same = cache && seal->size() == expected.size() &&
-                      std::memcmp(seal->data(), expected.data(), expected.size()) == 0;
-    return same ? CacheSeal::kMatches : CacheSeal::kDiffers;
-}
-
-int writeCacheSeal(const char* path, cl_device_id device, std::string_view source) {
-    const std::optional<Bytes> cache = readFile(path);
-    if (!cache) {
-        return -1;
-    }
-    const std::string seal = sealText(*cache, device, source);
-    return replaceFile(cacheSealPath(path).c_str(), seal.data(), seal.size()) ? 0 : -1;
-}
 
 }  // namespace gpu

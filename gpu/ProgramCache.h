@@ -4,6 +4,10 @@
 // pairs of offset (from the start of the file) and size in bytes; then the binaries. It has no checksum, and
 // a damaged binary can crash a driver. The seal, a small text file, holds a digest of it and says for which
 // platform, device, driver and kernel source it was made.
+//
+// Both files are written whole under temporary names and then renamed, the seal first. A process that dies in
+// between leaves a seal that does not match the cache, which is no usable cache and costs a rebuild. A cache
+// without a seal is taken as it is.
 #pragma once
 
 #include <string>
@@ -14,20 +18,21 @@
 
 namespace gpu {
 
-// The binaries in a cache file; empty, with a line in the log, when there is none that can be used.
-std::vector<std::vector<unsigned char>> getBinariesFromCache(const char* path);
+// What a cache is made for and from. `source` is not owned.
+struct CacheOrigin {
+    cl_device_id device;
+    std::string_view source;
+};
 
-// Writes the binaries of built programs through a temporary name, so that a cache file is always a whole one.
-// 0, or -1 with a line in the log and the old file untouched.
-int saveProgramsToBinary(const std::vector<cl_program>& programs, const char* path);
+// The binaries in a cache file; empty, with a line in the log, when there is none that can be used: not a
+// whole cache file, or with an origin, not the one that was sealed for it. The file is read once.
+std::vector<std::vector<unsigned char>> getBinariesFromCache(const char* path,
+                                                             const CacheOrigin* origin = nullptr);
 
-enum class CacheSeal { kAbsent, kMatches, kDiffers };
-
-// Whether the cache file is the one that was sealed for this device and source.
-CacheSeal checkCacheSeal(const char* path, cl_device_id device, std::string_view source);
-
-// Seals the cache file as it is now. 0, or -1 when it cannot be written; a stale seal only costs a rebuild.
-int writeCacheSeal(const char* path, cl_device_id device, std::string_view source);
+// Writes the binaries of built programs, with an origin also their seal. 0, or -1 with a line in the log and
+// the old cache file untouched.
+int saveProgramsToBinary(const std::vector<cl_program>& programs, const char* path,
+                         const CacheOrigin* origin = nullptr);
 
 // The seal's own path.
 std::string cacheSealPath(const char* path);

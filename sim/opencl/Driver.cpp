@@ -177,11 +177,11 @@ void* answer(entry::clSVMAlloc, cl_context context, cl_svm_mem_flags flags, std:
 }
 
 void answer(entry::clSVMFree, cl_context context, void* block) {
-    if (block != nullptr) {
+    if (State::get().mayRelease(Kind::kSvm, block)) {
         State::get().svm.erase(block);
         State::get().released(Kind::kSvm, block);
+        callSystem(system().clSVMFree, context, block);
     }
-    callSystem(system().clSVMFree, context, block);
 }
 
 cl_int answer(entry::clEnqueueSVMMap, cl_command_queue queue, cl_bool blocking, cl_map_flags flags,
@@ -288,6 +288,9 @@ cl_int retain(Kind kind, Function function, Object object) {
 
 template <typename Function, typename Object>
 cl_int release(Kind kind, Function function, Object object) {
+    if (!State::get().mayRelease(kind, object)) {
+        return CL_INVALID_VALUE;  // the system's driver might not survive it
+    }
     const cl_int result = callSystem(function, object);
     if (result == CL_SUCCESS) {
         State::get().released(kind, object);

@@ -48,11 +48,17 @@ void State::retained(Kind kind, const void* object) {
 void State::released(Kind kind, const void* object) {
     auto& objects = m_references[static_cast<int>(kind)];
     const auto found = objects.find(object);
-    if (found == objects.end()) {
-        violate(std::string("release of a ") + kKindNames[static_cast<int>(kind)] + " that is not alive");
-    } else if (--found->second == 0) {
+    if (found != objects.end() && --found->second == 0) {
         objects.erase(found);
     }
+}
+
+bool State::mayRelease(Kind kind, const void* object) {
+    const bool alive = m_references[static_cast<int>(kind)].count(object) != 0;
+    if (object != nullptr && !alive) {
+        violate(std::string("release of a ") + kKindNames[static_cast<int>(kind)] + " that is not alive");
+    }
+    return object == nullptr || alive;
 }
 
 int State::live(Kind kind) const { return static_cast<int>(m_references[static_cast<int>(kind)].size()); }

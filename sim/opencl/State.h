@@ -42,6 +42,8 @@ public:
     void created(Kind kind, const void* object);
     void retained(Kind kind, const void* object);
     void released(Kind kind, const void* object);
+    // False, and a violation, for what is not alive; null is the system's to answer.
+    bool mayRelease(Kind kind, const void* object);
     int live(Kind kind) const;
 
     void violate(const std::string& what);

@@ -1,31 +1,27 @@
 #include <gmock/gmock.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 
-#include "gpu/OpenCLWrappers.h"
+#include "gpu/Huevance_GPU.h"
 #include "gpu/ProgramCache.h"
-#include "jni/opticommon/symb/OpenCLSymbol.h"
 #include "tests/gpu/support/Device.h"
-#include "tests/support/LogCapture.h"
 #include "tests/support/TuningDir.h"
 
 namespace {
 
+namespace fs = std::filesystem;
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using Binary = std::vector<unsigned char>;
+using Binaries = std::vector<Binary>;
 
 std::string words(std::initializer_list<std::uint64_t> values) {
     std::string bytes;
     for (const std::uint64_t value : values) {
-        for (int i = 0; i < 8; ++i) {
-            bytes += static_cast<char>(value >> (8 * i));
-        }
+        bytes.append(reinterpret_cast<const char*>(&value), sizeof(value));  // little-endian, as every target
     }
     return bytes;
 }
@@ -35,174 +31,190 @@ std::string readAll(const std::string& path) {
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
-class CacheFile : public ::testing::Test {
+class ProgramCache : public test::ProgramTest {
 protected:
-    std::vector<Binary> read(const std::string& bytes) {
+    int save(const std::string& to, const std::string& text) {
+        const gpu::CacheOrigin origin = {device, text};
+        return gpu::saveProgramsToBinary({program.get()}, to.c_str(), &origin);
+    }
+    // Whether the cache may be used for a source; if not, then for its seal.
+    bool usable(const std::string& from, const std::string& text) {
+        log.clear();
+        const gpu::CacheOrigin origin = {device, text};
+        const bool used = !gpu::getBinariesFromCache(from.c_str(), &origin).empty();
+        const std::string line =
+            from + " is not what was sealed for this driver, kernel bin will be updated.";
+        EXPECT_EQ(log.texts(test::kError), std::vector<std::string>(used ? 0 : 1, line));
+        return used;
+    }
+    bool usable() { return usable(path, source); }
+    long files() const { return std::distance(fs::directory_iterator(dir.path()), {}); }
+
+    test::TuningDir dir;
+    const std::string name = "HvKernel.bin";
+    const std::string sealName = gpu::cacheSealPath(name.c_str());
+    const std::string path = dir.path() + "/" + name;
+    const std::string seal = gpu::cacheSealPath(path.c_str());
+};
+
+TEST(CacheFile, IsUsedWhenItIsWholeElseRefusedWithOneLine) {
+    constexpr std::uint64_t kMagic = 0x01010101;
+    constexpr std::uint64_t kHuge = ~std::uint64_t{0};
+    const std::string notOne = "error: not cache file";
+    const std::string header = "getBinariesFromCache error:wrong fromat";
+    const std::string wrong = "getBinariesFromCache wrong cache";
+    std::string bomb = words({kMagic, 65});  // binaries that overlap, each sound, but 65 MiB in all
+    for (int i = 0; i < 65; ++i) {
+        bomb += words({0, 1 << 20});
+    }
+    bomb.resize(1 << 20);
+    test::TuningDir dir;
+    const std::string path = dir.path() + "/HvKernel.bin";
+    test::LogCapture log;
+    const auto expectRead = [&](const std::string& bytes, const Binaries& binaries, const std::string& line) {
+        SCOPED_TRACE(testing::PrintToString(bytes.substr(0, 64)));
         dir.write("HvKernel.bin", bytes);
         log.clear();
-        return gpu::getBinariesFromCache(path.c_str());
-    }
-
-    test::TuningDir dir;
-    std::string path = dir.path() + "/HvKernel.bin";
-    test::LogCapture log;
-};
-
-TEST_F(CacheFile, HoldsBinariesAtTheirOffsets) {
-    EXPECT_THAT(read(words({0x01010101, 1, 32, 3}) + "abc"), ElementsAre(Binary{'a', 'b', 'c'}));
-    EXPECT_THAT(log.texts(test::kInfo), ElementsAre("filesize: 35", "getBinariesFromCache get size:1"));
-    // Two, out of order and overlapping: offsets rule.
-    EXPECT_THAT(read(words({0x01010101, 2, 49, 2, 48, 2}) + "xyz"),
-                ElementsAre(Binary{'y', 'z'}, Binary{'x', 'y'}));
-    EXPECT_THAT(read(words({0x01010101, 1, 32, 0})), ElementsAre(Binary{}));
-}
-
-TEST_F(CacheFile, IsRefusedWithOneLineWhenItIsNotWhole) {
-    const std::uint64_t huge = ~std::uint64_t{0};
+        EXPECT_EQ(gpu::getBinariesFromCache(path.c_str()), binaries);
+        const std::string size = "filesize: " + std::to_string(bytes.size());
+        const std::string count = "getBinariesFromCache get size:" + std::to_string(binaries.size());
+        EXPECT_THAT(log.texts(), ElementsAre(size, line.empty() ? count : line));
+    };
     const struct {
         std::string bytes;
-        const char* line;
+        Binaries binaries;
+        std::string line;
     } cases[] = {
-        {"", "filesize cannot be 0"},
-        {std::string("\1\1\1\1\0\0\0", 7), "error: not cache file"},
-        {words({0x0101010101010101, 1, 32, 0}), "error: not cache file"},
-        {words({0x01010101}), "getBinariesFromCache error:wrong fromat"},
-        {words({0x01010101, 0, 0, 0}), "getBinariesFromCache error:wrong fromat"},
-        {words({0x01010101, 2, 32, 0}), "getBinariesFromCache error:wrong fromat"},
-        // 16 + 16 N wraps to a small number.
-        {words({0x01010101, huge / 16, 32, 0}), "getBinariesFromCache error:wrong fromat"},
-        {words({0x01010101, huge, 32, 0}), "getBinariesFromCache error:wrong fromat"},
-        {words({0x01010101, 1, 32, 4}) + "abc", "getBinariesFromCache wrong cache"},
-        {words({0x01010101, 1, 36, 0}) + "abc", "getBinariesFromCache wrong cache"},
-        {words({0x01010101, 1, huge, 1}) + "abc", "getBinariesFromCache wrong cache"},
-        {words({0x01010101, 1, huge - 1, 4}) + "abc", "getBinariesFromCache wrong cache"},  // the sum wraps
-        {words({0x01010101, 1, 34, huge - 30}) + "abc", "getBinariesFromCache wrong cache"},
-        // The first is whole, the second is not: none is used.
-        {words({0x01010101, 2, 48, 3, 48, 4}) + "abc", "getBinariesFromCache wrong cache"},
+        {words({kMagic, 1, 32, 3}) + "abc", {{'a', 'b', 'c'}}, ""},
+        {words({kMagic, 2, 49, 2, 48, 2}) + "xyz", {{'y', 'z'}, {'x', 'y'}}, ""},  // offsets rule
+        {words({kMagic, 2, 40, 8, 40, 8}), Binaries(2, {8, 0, 0, 0, 0, 0, 0, 0}), ""},
+        {words({kMagic, 1, 32, 0}), {{}}, ""},
+        {"", {}, "filesize cannot be 0"},
+        {words({kMagic * 0x100000001, 1, 32, 0}), {}, notOne},
+        {words({kMagic, 0, 0, 0}), {}, header},
+        {words({kMagic, kHuge / 16, 32, 0}), {}, header},  // 16 + 16 N wraps to a small number
+        {words({kMagic, kHuge, 32, 0}), {}, header},
+        {words({kMagic, 1, 36, 0}) + "abc", {}, wrong},
+        {words({kMagic, 1, kHuge - 1, 4}) + "abc", {}, wrong},  // the sum wraps
+        {words({kMagic, 1, 34, kHuge - 30}) + "abc", {}, wrong},
+        {bomb, {}, wrong},
     };
     for (const auto& c : cases) {
-        EXPECT_THAT(read(c.bytes), IsEmpty());
-        EXPECT_THAT(log.texts(test::kError), ElementsAre(c.line)) << &c - cases;
+        expectRead(c.bytes, c.binaries, c.line);
+    }
+    // Cut anywhere, none is used, not the first binary either.
+    const std::string whole = words({kMagic, 2, 48, 2, 50, 3}) + "abcde";
+    for (std::size_t size = 1; size < whole.size(); ++size) {
+        expectRead(whole.substr(0, size), {}, size < 8 ? notOne : size < 48 ? header : wrong);
+    }
+    for (const std::string& nothing : {dir.path(), dir.path() + "/none"}) {
+        log.clear();
+        EXPECT_THAT(gpu::getBinariesFromCache(nothing.c_str()), IsEmpty());
+        EXPECT_THAT(log.texts(), ElementsAre("getBinariesFromCache open " + nothing + " is failed"));
     }
 }
 
-TEST_F(CacheFile, TruncatedAtEveryByteIsRefused) {
-    const std::string whole = words({0x01010101, 2, 48, 2, 50, 3}) + "abcde";
-    ASSERT_THAT(read(whole), testing::SizeIs(2));
-    for (std::size_t size = 0; size < whole.size(); ++size) {
-        EXPECT_THAT(read(whole.substr(0, size)), IsEmpty()) << size;
-    }
-}
-
-TEST_F(CacheFile, ThatIsNotThereOrNoFileIsRefused) {
-    EXPECT_THAT(gpu::getBinariesFromCache(path.c_str()), IsEmpty());
-    EXPECT_THAT(log.texts(test::kError), ElementsAre("getBinariesFromCache open " + path + " is failed"));
-    EXPECT_THAT(gpu::getBinariesFromCache(dir.path().c_str()), IsEmpty());
-}
-
-class SavedProgram : public test::DeviceTest {
-protected:
-    void SetUp() override {
-        DeviceTest::SetUp();
-        if (IsSkipped()) {
-            return;
-        }
-        const MNN::OpenCLSymbolsOperator bind;
-        ASSERT_EQ(gpu::createContext(context.out(), &device), 0);
-        ASSERT_EQ(gpu::createProgramWithSource(source.data(), source.size(), context.get(), program.out()),
-                  0);
-        ASSERT_EQ(gpu::buildProgram(device, program.address()), 0);
-    }
-    void TearDown() override {
-        program.reset();
-        context.reset();
-        DeviceTest::TearDown();
-    }
-    int save() { return gpu::saveProgramsToBinary({program.get()}, path.c_str()); }
-    gpu::CacheSeal check() { return gpu::checkCacheSeal(path.c_str(), device, source); }
-
-    const std::string source = "__kernel void k(__global int* x) { x[get_global_id(0)] = 7; }";
-    test::TuningDir dir;
-    std::string path = dir.path() + "/HvKernel.bin";
-    cl_device_id device = nullptr;
-    gpu::Context context;
-    gpu::Program program;
-    test::LogCapture log;
-};
-
-TEST_F(SavedProgram, IsWrittenAsLaidOutAndBuildsAgain) {
-    ASSERT_EQ(save(), 0);
+TEST_F(ProgramCache, IsWrittenWholeOrNotAtAll) {
+    ASSERT_EQ(gpu::saveProgramsToBinary({program.get()}, path.c_str()), 0);
     const std::string file = readAll(path);
     ASSERT_GT(file.size(), 32U);
     EXPECT_EQ(file.substr(0, 32), words({0x01010101, 1, 32, file.size() - 32}));
-    EXPECT_THAT(log.texts(), Contains("0 binarySize: " + std::to_string(file.size() - 32)));
+    EXPECT_THAT(log.texts(), ElementsAre("0 binarySize: " + std::to_string(file.size() - 32)));
+    EXPECT_EQ(files(), 1) << "no seal, nothing temporary";
 
-    const std::vector<Binary> binaries = gpu::getBinariesFromCache(path.c_str());
-    ASSERT_EQ(binaries.size(), 1U);
-    gpu::Program again;
-    ASSERT_EQ(gpu::createProgramWithBinaryFile(binaries[0].data(), binaries[0].size(), context.get(), &device,
-                                               again.out()),
-              0);
-    ASSERT_EQ(gpu::buildProgram(device, again.address()), 0);
-    gpu::Kernel kernel;
-    EXPECT_EQ(gpu::createKernel("k", again.get(), kernel.out()), 0);
-    // Nothing temporary stays behind.
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()), {}), 1);
-}
-
-TEST_F(SavedProgram, IsNotWrittenWhenAQueryFails) {
-    dir.write("HvKernel.bin", "old");
+    ASSERT_EQ(save(path, source), 0);
     for (const auto& [call, query] : {std::pair{1, "CL_PROGRAM_BINARY_SIZES"}, {2, "CL_PROGRAM_BINARIES"}}) {
         log.clear();
         sim_opencl_fail("clGetProgramInfo", call, -6);
-        EXPECT_EQ(save(), -1);
+        EXPECT_EQ(save(path, "other"), -1);
         EXPECT_THAT(log.texts(test::kError),
                     ElementsAre("!!!ERROR!!! checkErr: -6 CL_OUT_OF_HOST_MEMORY, " + std::string(query)));
-        EXPECT_EQ(readAll(path), "old");
+        EXPECT_TRUE(usable());
+    }
+    // Where nothing can be, and where the seal cannot be.
+    fs::remove(seal);
+    fs::create_directories(seal + "/x");
+    for (const std::string& place : {dir.path() + "/nowhere/HvKernel.bin", path}) {
+        log.clear();
+        build("__kernel void other() {}");
+        EXPECT_EQ(save(place, "other"), -1);
+        EXPECT_THAT(log.texts(test::kError),
+                    ElementsAre("saveProgramsToBinary open " + place + " is failed"));
+        EXPECT_EQ(readAll(path), file);
+        EXPECT_EQ(files(), 2) << "nothing temporary";
     }
 }
 
-TEST_F(SavedProgram, ReportsAPlaceThatCannotBeWritten) {
-    path = dir.path() + "/nowhere/HvKernel.bin";
-    EXPECT_EQ(save(), -1);
-    EXPECT_THAT(log.texts(test::kError), ElementsAre("saveProgramsToBinary open " + path + " is failed"));
-}
-
-TEST_F(SavedProgram, SealProvesItWholeAndOfThisDriverAndSource) {
-    ASSERT_EQ(save(), 0);
-    EXPECT_EQ(check(), gpu::CacheSeal::kAbsent);
-    ASSERT_EQ(gpu::writeCacheSeal(path.c_str(), device, source), 0);
-    EXPECT_EQ(check(), gpu::CacheSeal::kMatches);
-
-    const std::string whole = readAll(path);
-    for (std::size_t at = 0; at < whole.size(); at += whole.size() / 23) {
-        std::string flipped = whole;
-        flipped[at] = static_cast<char>(flipped[at] ^ 1);
-        dir.write("HvKernel.bin", flipped);
-        EXPECT_EQ(check(), gpu::CacheSeal::kDiffers) << "byte " << at;
-    }
-    dir.write("HvKernel.bin", whole.substr(0, whole.size() - 1));
-    EXPECT_EQ(check(), gpu::CacheSeal::kDiffers);
-    std::string swapped = whole;
-    std::swap(swapped[40], swapped[41]);
-    if (swapped != whole) {
-        dir.write("HvKernel.bin", swapped);
-        EXPECT_EQ(check(), gpu::CacheSeal::kDiffers);
-    }
-    dir.remove("HvKernel.bin");
-    EXPECT_EQ(check(), gpu::CacheSeal::kDiffers);
-
-    dir.write("HvKernel.bin", whole);
-    EXPECT_EQ(check(), gpu::CacheSeal::kMatches);
+TEST_F(ProgramCache, SealProvesItWholeAndOfThisDriverAndSource) {
+    ASSERT_EQ(save(path, source), 0);
+    EXPECT_TRUE(usable());
+    EXPECT_FALSE(usable(path, source + " "));
     sim_opencl_set_driver_version("another");
-    EXPECT_EQ(check(), gpu::CacheSeal::kDiffers);
+    EXPECT_FALSE(usable());
     sim_opencl_set_driver_version(nullptr);
-    EXPECT_EQ(gpu::checkCacheSeal(path.c_str(), device, source + " "), gpu::CacheSeal::kDiffers);
+    const std::string whole = readAll(path);
+    const std::string sealed = readAll(seal);
+    for (const auto& [file, bytes, begin] : {std::tuple{sealName, sealed, 0U}, {name, whole, 32U}}) {
+        for (std::size_t at = begin; at < bytes.size(); at += 1 + bytes.size() / 200) {
+            std::string flipped = bytes;
+            flipped[at] = static_cast<char>(flipped[at] ^ 1);
+            dir.write(file, flipped);
+            EXPECT_FALSE(usable()) << file << " byte " << at;
+        }
+        dir.write(file, bytes);
+    }
+    for (std::size_t size = 0; size < sealed.size(); ++size) {
+        dir.write(sealName, sealed.substr(0, size));
+        EXPECT_FALSE(usable()) << size;
+    }
+    fs::remove(seal);
+    EXPECT_TRUE(usable()) << "without a seal it is taken as it is";
+    fs::create_directory(seal);
+    EXPECT_FALSE(usable()) << "a seal that cannot be read";
+    fs::remove(seal);
 
-    const std::string sealPath = gpu::cacheSealPath(path.c_str());
-    const std::string seal = readAll(sealPath);
-    std::ofstream(sealPath) << seal.substr(0, seal.size() - 1);
-    EXPECT_EQ(check(), gpu::CacheSeal::kDiffers);
+    // The caches of two programs change places: without their seals, as after a process that died between
+    // renaming one and the other, and with them.
+    const std::string path2 = dir.path() + "/HvKernel2.bin";
+    const std::string source2 = "__kernel void other(__global int* x) { x[0] = 1; }";
+    ASSERT_EQ(save(path, source), 0);
+    build(source2);
+    ASSERT_EQ(save(path2, source2), 0);
+    for (const std::string end : {"", ".seal"}) {
+        fs::rename(path + end, dir.path() + "/aside");
+        fs::rename(path2 + end, path + end);
+        fs::rename(dir.path() + "/aside", path2 + end);
+        EXPECT_FALSE(usable());
+        EXPECT_FALSE(usable(path2, source2));
+    }
+    EXPECT_TRUE(usable(path, source2)) << "they only changed places";
+}
+
+// The whole set-up, from the cache and without it, when the driver fails to make the program.
+TEST_F(ProgramCache, OfADriverThatFailsIsRewritten) {
+    const auto setUp = [&] {
+        log.clear();
+        CHuevance_GPU engine;
+        engine.setCachePath(dir.path().c_str());
+        return engine.clResMalloc();
+    };
+    for (const bool cached : {false, true}) {
+        for (const char* entry : {cached ? "clCreateProgramWithBinary" : "clCreateProgramWithSource",
+                                  "clBuildProgram", "clCreateKernel"}) {
+            SCOPED_TRACE(entry);
+            if (!cached) {
+                fs::remove(path);
+            }
+            const int builds = sim_opencl_calls("clCreateProgramWithSource");
+            sim_opencl_fail(entry, 1, CL_OUT_OF_RESOURCES);
+            EXPECT_EQ(setUp(), cached ? 0 : -1);
+            const char* line = "kernel_V2316 is not exsisted, kernel bin will be updated.";
+            EXPECT_THAT(log.texts(test::kError), Contains(line).Times(cached ? 1 : 0));
+            EXPECT_EQ(sim_opencl_calls("clCreateProgramWithSource"), builds + 1);
+            EXPECT_EQ(setUp(), 0) << "and the next time";
+            EXPECT_LE(sim_opencl_calls("clCreateProgramWithSource"), builds + (cached ? 1 : 2));
+        }
+    }
 }
 
 }  // namespace

@@ -26,10 +26,14 @@ bool OpenCLSymbols::LoadOpenCLLibrary() {
 }
 
 bool OpenCLSymbols::LoadLibraryFromPath(const std::string& path) {
-    m_handle = dlopen(path.c_str(), RTLD_NOW);
-    if (m_handle == nullptr) {
+    void* const library = dlopen(path.c_str(), RTLD_NOW);
+    if (library == nullptr) {
         return false;
     }
+    if (m_handle != nullptr) {
+        dlclose(m_handle);
+    }
+    m_handle = library;
 #define HUEVANCE_CL_ENTRY(name, arguments) name = reinterpret_cast<decltype(&::name)>(dlsym(m_handle, #name));
 #include "jni/opticommon/symb/OpenCLEntries.inc"
     return true;
@@ -68,25 +72,26 @@ OpenCLSymbolsOperator::OpenCLSymbolsOperator() {
 
 namespace {
 
-// The function in `slot` of the process's table; when there is none, null and a line about the forwarder at
-// `line`.
+// The function in `slot` of the process's table; when there is none, null and a line with the forwarder's
+// number. The file in it is this one, where the forwarders are, not the list.
 template <typename Function>
-Function bound(Function MNN::OpenCLSymbols::*slot, const char* file, int line) {
+Function bound(Function MNN::OpenCLSymbols::*slot, int number) {
     const MNN::OpenCLSymbols* table = MNN::OpenCLSymbolsOperator::getOpenclSymbolsPtr();
     const Function function = table != nullptr ? table->*slot : nullptr;
     if (function == nullptr) {
-        ALOG_ERROR("Error for %s, %d\n", file, line);
+        ALOG_ERROR("Error for %s, %d\n", __FILE__, number);
     }
     return function;
 }
 
 }  // namespace
 
-// The forwarders.
+// The forwarders. All of them stand on the line of the #include below; the number that tells them apart in
+// the log is the line of their entry in the list.
 extern "C" {
 #define HUEVANCE_CL_ENTRY(name, arguments)                                                              \
     opencl::Result<decltype(::name)> name(HUEVANCE_CL_PARAMETERS_##arguments(name)) {                   \
-        if (const auto function = bound(&MNN::OpenCLSymbols::name, __FILE__, __LINE__)) {               \
+        if (const auto function = bound(&MNN::OpenCLSymbols::name, __LINE__)) {                         \
             return function(HUEVANCE_CL_ARGUMENTS_##arguments);                                         \
         }                                                                                               \
         return opencl::failedCall<opencl::Result<decltype(::name)>>(CL_INVALID_OPERATION,               \

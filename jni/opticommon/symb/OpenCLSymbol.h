@@ -2,7 +2,8 @@
 // forwarders under the standard names, and they call through this table.
 //
 // A forwarder whose entry point is missing (no driver, or half of one) logs a line and fails with
-// CL_INVALID_OPERATION: as its result, or as null with that code in its error argument.
+// CL_INVALID_OPERATION: as its result, or as null with that code in its error argument. On purpose: a call
+// through the null slot would end the camera's process.
 #pragma once
 
 #include <memory>
@@ -21,7 +22,8 @@ public:
 
     // Loads the first of candidatePaths() that loads. True when a library is loaded.
     bool LoadOpenCLLibrary();
-    // Loads one library and resolves the entry points; those that it lacks stay null, which is no error.
+    // Loads one library in place of the one before it and resolves the entry points; those that it lacks are
+    // null, which is no error. False when it cannot be loaded: then everything stays as it was.
     bool LoadLibraryFromPath(const std::string& path);
     // Closes the library and forgets its entry points. False when it cannot be closed.
     bool UnLoadOpenCLLibrary();

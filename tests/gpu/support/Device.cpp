@@ -2,32 +2,27 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <string>
+#include <memory>
+
+#include "jni/opticommon/symb/OpenCLSymbol.h"
+#include "tests/support/TuningDir.h"
 
 namespace test {
 
 namespace {
-
-namespace fs = std::filesystem;
 
 // The system's driver may keep compiled programs on disk, which would hide what the library caches: every
 // process gets a new place.
 class DriverCache : public ::testing::Environment {
 public:
     void SetUp() override {
-        std::string pattern = (fs::temp_directory_path() / "huevance_driver_XXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        m_path = pattern;
-        setenv("POCL_CACHE_DIR", m_path.c_str(), 1);
+        m_place = std::make_unique<TuningDir>();
+        setenv("POCL_CACHE_DIR", m_place->path().c_str(), 1);
     }
-    void TearDown() override {
-        std::error_code ignored;
-        fs::remove_all(m_path, ignored);
-    }
+    void TearDown() override { m_place.reset(); }
 
 private:
-    std::string m_path;
+    std::unique_ptr<TuningDir> m_place;
 };
 
 [[maybe_unused]] const auto* const g_cache = ::testing::AddGlobalTestEnvironment(new DriverCache);
@@ -36,16 +31,17 @@ private:
 
 void DeviceTest::SetUp() {
     if (!sim_opencl_available()) {
+#ifdef HUEVANCE_REQUIRE_OPENCL
+        FAIL() << "no OpenCL device: `scripts/setup.sh drivers` installs one";
+#else
         GTEST_SKIP() << "no OpenCL on this system";
+#endif
     }
     sim_opencl_reset();
     m_liveBefore = sim_opencl_live(nullptr);
 }
 
 void DeviceTest::TearDown() {
-    if (!sim_opencl_available()) {
-        return;
-    }
     EXPECT_EQ(sim_opencl_violation(), nullptr) << sim_opencl_violation();
     EXPECT_EQ(sim_opencl_live(nullptr), m_liveBefore);
     sim_opencl_reset();
@@ -56,6 +52,28 @@ void DeviceTest::expectViolation(const char* part) {
     ASSERT_NE(text, nullptr);
     EXPECT_NE(std::string(text).find(part), std::string::npos) << text;
     sim_opencl_reset();
+}
+
+void ProgramTest::SetUp() {
+    DeviceTest::SetUp();
+    if (IsSkipped() || HasFatalFailure()) {
+        return;
+    }
+    const MNN::OpenCLSymbolsOperator bind;
+    ASSERT_EQ(gpu::createContext(context.out(), &device), 0);
+    build(source);
+    log.clear();
+}
+
+void ProgramTest::TearDown() {
+    program.reset();
+    context.reset();
+    DeviceTest::TearDown();
+}
+
+void ProgramTest::build(const std::string& text) {
+    ASSERT_EQ(gpu::createProgramWithSource(text.data(), text.size(), context.get(), program.out()), 0);
+    ASSERT_EQ(gpu::buildProgram(device, program.address()), 0);
 }
 
 void endOfDeathTest() {

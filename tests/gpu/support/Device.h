@@ -4,10 +4,16 @@
 #include <gtest/gtest.h>
 #include <sim/opencl.h>
 
+#include <string>
+
+#include "gpu/OpenCLWrappers.h"
+#include "tests/support/LogCapture.h"
+
 namespace test {
 
 // Resets the driver's settings before and after each test, and expects that it had nothing to object to and
-// that every object made in between was released. Skips where there is no device.
+// that every object made in between was released. Without a device it fails where one is required, else
+// skips.
 class DeviceTest : public ::testing::Test {
 protected:
     void SetUp() override;
@@ -18,6 +24,20 @@ protected:
 
 private:
     int m_liveBefore = 0;
+};
+
+// With a context and a small program, made with the library's own wrappers.
+class ProgramTest : public DeviceTest {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+    void build(const std::string& text);
+
+    const std::string source = "__kernel void k(__global int* x) { x[get_global_id(0)] = 7; }";
+    cl_device_id device = nullptr;
+    gpu::Context context;
+    gpu::Program program;
+    LogCapture log;
 };
 
 // Ends the process of a death test, without what runs at exit: with code 0 and "passed" on standard error, or
