@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sim/gl.h>
 
+#include <functional>
 #include <string>
 
 #include "sim/gl/Headers.h"
@@ -11,25 +12,32 @@ namespace {
 
 constexpr const char* kVertex =
     "#version 320 es\nlayout(location = 0) in vec4 p;\nvoid main() { gl_Position = p; }\n";
-constexpr const char* kYuvFragment =
+const std::string kYuvFragment =
     "#version 320 es\n"
     "#extension GL_EXT_YUV_target : require\n"
     "precision highp float;\n"
     "layout(yuv) out vec4 color;\n"
-    "void main() { color = vec4(gl_FragCoord.x / 255.0, gl_FragCoord.y / 255.0, 0.25, 1.0); }\n";
-constexpr const char* kPlainFragment =
+    "void main() { color = vec4(gl_FragCoord.x / 255.0, gl_FragCoord.y / 255.0, 0.25, 0.5); }\n";
+const std::string kPlainFragment =
     "#version 320 es\nprecision highp float;\nout vec4 color;\nvoid main() { color = vec4(1.0); }\n";
+constexpr float kStrip[] = {-1, -1, 1, -1, -1, 1, 1, 1};
+constexpr GLuint kIndices[] = {0, 1, 2, 3};
 
-GLuint compile(GLenum type, const char* text) {
+std::string replaced(std::string text, const std::string& what, const std::string& by) {
+    return text.replace(text.find(what), what.size(), by);
+}
+
+GLuint compile(GLenum type, const std::string& text) {
     const GLuint shader = glCreateShader(type);
-    glShaderSource(shader, 1, &text, nullptr);
+    const GLchar* whole = text.c_str();
+    glShaderSource(shader, 1, &whole, nullptr);
     glCompileShader(shader);
     GLint done = 0;
     glGetShaderiv(shader, GL_COMPILE_STATUS, &done);
     return done != 0 ? shader : 0;
 }
 
-GLuint build(const char* fragment) {
+GLuint build(const std::string& fragment) {
     const GLuint program = glCreateProgram();
     glAttachShader(program, compile(GL_VERTEX_SHADER, kVertex));
     glAttachShader(program, compile(GL_FRAGMENT_SHADER, fragment));
@@ -37,7 +45,21 @@ GLuint build(const char* fragment) {
     return program;
 }
 
-// A display and a current context.
+void draw(GLuint program) {
+    glUseProgram(program);
+    glVertexAttribPointer(0, 2, GL_FLOAT, GL_FALSE, 0, kStrip);
+    glEnableVertexAttribArray(0);
+    glDrawArrays(GL_TRIANGLE_STRIP, 0, 4);
+}
+
+GLenum wait() {
+    const GLsync fence = glFenceSync(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
+    const GLenum result = glClientWaitSync(fence, 0, 15000000);
+    glDeleteSync(fence);
+    return result;
+}
+
+// A display and a current context, with a framebuffer.
 class SimulatedGl : public testing::Test {
 protected:
     void SetUp() override {
@@ -49,14 +71,16 @@ protected:
         ASSERT_EQ(eglInitialize(m_display, nullptr, nullptr), EGL_TRUE);
         m_context = createContext();
         ASSERT_EQ(eglMakeCurrent(m_display, m_surface, m_surface, m_context), EGL_TRUE);
+        GLuint framebuffer = 0;
+        glGenFramebuffers(1, &framebuffer);
+        glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
     }
     void TearDown() override {
         if (sim_gl_available() != 0) {
             sim_gl_reset();
             eglMakeCurrent(m_display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
             eglTerminate(m_display);
-            EXPECT_EQ(sim_gl_live(nullptr), 0);
-            EXPECT_EQ(sim_hardware_buffer_live(), 0);
+            EXPECT_EQ(test::aliveOnDevice(), "");
         }
     }
 
@@ -73,57 +97,40 @@ protected:
         return eglCreateContext(m_display, config, EGL_NO_CONTEXT, version);
     }
 
-    // Makes the buffer an external texture, attached to the bound framebuffer.
-    GLuint attach(AHardwareBuffer* buffer) {
-        m_image = eglCreateImageKHR(m_display, EGL_NO_CONTEXT, EGL_NATIVE_BUFFER_ANDROID,
-                                    eglGetNativeClientBufferANDROID(buffer), nullptr);
+    EGLImageKHR import(test::DeviceBuffer& buffer) {
+        return eglCreateImageKHR(m_display, EGL_NO_CONTEXT, EGL_NATIVE_BUFFER_ANDROID,
+                                 eglGetNativeClientBufferANDROID(buffer.get()), nullptr);
+    }
+
+    // Makes the buffer an external texture, attached to the framebuffer.
+    GLuint target(test::DeviceBuffer& buffer) {
+        m_image = import(buffer);
         EXPECT_NE(m_image, EGL_NO_IMAGE_KHR);
         GLuint texture = 0;
         glGenTextures(1, &texture);
         glBindTexture(GL_TEXTURE_EXTERNAL_OES, texture);
         glEGLImageTargetTexture2DOES(GL_TEXTURE_EXTERNAL_OES, m_image);
         glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_EXTERNAL_OES, texture, 0);
-        return texture;
-    }
-
-    GLuint target(test::DeviceBuffer& buffer) {
-        glGenFramebuffers(1, &m_framebuffer);
-        glBindFramebuffer(GL_FRAMEBUFFER, m_framebuffer);
-        const GLuint texture = attach(buffer.get());
-        EXPECT_EQ(glCheckFramebufferStatus(GL_FRAMEBUFFER), static_cast<GLenum>(GL_FRAMEBUFFER_COMPLETE));
         glViewport(0, 0, buffer.roi().width, buffer.roi().height);
         return texture;
-    }
-
-    void draw(GLuint program) {
-        static const float kStrip[] = {-1, -1, 1, -1, -1, 1, 1, 1};
-        glUseProgram(program);
-        glVertexAttribPointer(0, 2, GL_FLOAT, GL_FALSE, 0, kStrip);
-        glEnableVertexAttribArray(0);
-        glDrawArrays(GL_TRIANGLE_STRIP, 0, 4);
-    }
-
-    GLenum wait() {
-        const GLsync fence = glFenceSync(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
-        const GLenum result = glClientWaitSync(fence, 0, 15000000);
-        glDeleteSync(fence);
-        return result;
     }
 
     EGLDisplay m_display = EGL_NO_DISPLAY;
     EGLSurface m_surface = EGL_NO_SURFACE;
     EGLContext m_context = EGL_NO_CONTEXT;
     EGLImageKHR m_image = EGL_NO_IMAGE_KHR;
-    GLuint m_framebuffer = 0;
 };
 
 TEST_F(SimulatedGl, WritesTheDrawnFrameBackBeforeTheFenceReports) {
     for (const auto format : {IMAGE_FORMAT_TYPE_NV12, IMAGE_FORMAT_TYPE_NV21}) {
         for (const auto mode : {SIM_GL_CHROMA_MEAN, SIM_GL_CHROMA_FIRST}) {
             sim_gl_set_chroma(mode);
-            test::DeviceBuffer buffer(100, 60, format);
+            // Not the host's to touch, and nobody locks it.
+            sim_hardware_buffer_fail("lock", 1);
+            test::DeviceBuffer buffer(100, 60, format, AHARDWAREBUFFER_USAGE_GPU_FRAMEBUFFER);
             buffer.fill(9);
             const GLuint texture = target(buffer);
+            ASSERT_EQ(glCheckFramebufferStatus(GL_FRAMEBUFFER), static_cast<GLenum>(GL_FRAMEBUFFER_COMPLETE));
             draw(build(kYuvFragment));
             ASSERT_EQ(wait(), static_cast<GLenum>(GL_ALREADY_SIGNALED));
             ASSERT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
@@ -138,125 +145,111 @@ TEST_F(SimulatedGl, WritesTheDrawnFrameBackBeforeTheFenceReports) {
             GLubyte texel[4];
             glReadPixels(20, 30, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, texel);
             EXPECT_NEAR(texel[0], 20.5, 0.51);
-            EXPECT_EQ(texel[3], 255);
+            EXPECT_EQ(texel[3], 255);  // whatever was drawn
             eglDestroyImageKHR(m_display, m_image);
             glDeleteTextures(1, &texture);
         }
     }
+    sim_hardware_buffer_fail("lock", 0);
 }
 
-TEST_F(SimulatedGl, KeepsWhatADrawLeavesAlone) {
-    test::DeviceBuffer buffer(64, 64, IMAGE_FORMAT_TYPE_NV12);
-    buffer.fill(50);
-    target(buffer);
-    glViewport(0, 0, 32, 64);
-    draw(build(kYuvFragment));
-    wait();
-    EXPECT_NE(buffer.luma(10, 10), 50);
-    EXPECT_EQ(buffer.luma(40, 10), 50);
-    EXPECT_EQ(buffer.chroma(20, 5, 1), 50);
-    glClearColor(0.2F, 0.4F, 0.6F, 1.0F);  // y, u, v
-    glClear(GL_COLOR_BUFFER_BIT);
-    glFinish();
-    EXPECT_EQ(buffer.luma(40, 10), 51);
-    EXPECT_EQ(buffer.chroma(20, 5, 0), 102);
-    EXPECT_EQ(buffer.chroma(20, 5, 1), 153);
+TEST_F(SimulatedGl, KeepsWhatDrawsAndClearsLeaveAlone) {
+    const GLuint program = build(kYuvFragment);
+    const GLfloat color[] = {0.2F, 0.4F, 0.6F, 1.0F};  // y, u, v
+    glClearColor(color[0], color[1], color[2], color[3]);
+    glScissor(0, 0, 32, 64);
+    // Each writes the left half.
+    const std::function<void()> kWrites[] = {
+        [&] { draw(program); },
+        [&] { glDrawElements(GL_TRIANGLE_STRIP, 4, GL_UNSIGNED_INT, kIndices); },
+        [&] { glDrawArraysInstanced(GL_TRIANGLE_STRIP, 0, 4, 1); },
+        [&] { glDrawRangeElements(GL_TRIANGLE_STRIP, 0, 3, 4, GL_UNSIGNED_INT, kIndices); },
+        [&] { glEnable(GL_SCISSOR_TEST), glClear(GL_COLOR_BUFFER_BIT); },
+        [&] { glEnable(GL_SCISSOR_TEST), glClearBufferfv(GL_COLOR, 0, color); }};
+    for (const auto& write : kWrites) {
+        test::DeviceBuffer buffer(64, 64, IMAGE_FORMAT_TYPE_NV12);
+        buffer.fill(50);
+        target(buffer);
+        GLubyte texel[4];
+        glReadPixels(40, 10, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, texel);
+        EXPECT_EQ(texel[2], 50);
+        glViewport(0, 0, 32, 64);
+        write();
+        EXPECT_EQ(buffer.luma(10, 10), 50);
+        glFinish();
+        EXPECT_NE(buffer.luma(10, 10), 50);
+        EXPECT_EQ(buffer.luma(40, 10), 50);
+        EXPECT_EQ(buffer.chroma(20, 5, 1), 50);
+        glDisable(GL_SCISSOR_TEST);
+        glClear(GL_COLOR_BUFFER_BIT);
+        glFinish();
+        EXPECT_EQ(buffer.luma(40, 10), 51);
+        EXPECT_EQ(buffer.chroma(20, 5, 0), 102);
+        EXPECT_EQ(buffer.chroma(20, 5, 1), 153);
+    }
 }
 
 TEST_F(SimulatedGl, EnforcesTheExtensionsRules) {
     test::DeviceBuffer buffer(64, 64, IMAGE_FORMAT_TYPE_NV12);
-    const GLuint texture = target(buffer);
+    test::DeviceBuffer sampled(64, 64, IMAGE_FORMAT_TYPE_NV12, AHARDWAREBUFFER_USAGE_GPU_SAMPLED_IMAGE);
+    test::DeviceBuffer hosts(64, 64, IMAGE_FORMAT_TYPE_NV12, AHARDWAREBUFFER_USAGE_CPU_READ_OFTEN);
     const GLuint yuv = build(kYuvFragment);
     const GLuint plain = build(kPlainFragment);
-    const auto error = [] { return glGetError(); };
-    ASSERT_EQ(error(), 0U);
-
-    draw(plain);
-    EXPECT_EQ(error(), static_cast<GLenum>(GL_INVALID_OPERATION))
-        << "a target of YUV needs layout(yuv) output";
-    glEnable(GL_BLEND);
-    draw(yuv);
-    EXPECT_EQ(error(), static_cast<GLenum>(GL_INVALID_OPERATION)) << "blending";
-    glDisable(GL_BLEND);
-    glColorMask(GL_TRUE, GL_FALSE, GL_TRUE, GL_TRUE);
-    draw(yuv);
-    EXPECT_EQ(error(), static_cast<GLenum>(GL_INVALID_OPERATION)) << "colour mask";
-    glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
-    glBlitFramebuffer(0, 0, 8, 8, 8, 8, 16, 16, GL_COLOR_BUFFER_BIT, GL_NEAREST);
-    EXPECT_EQ(error(), static_cast<GLenum>(GL_INVALID_OPERATION)) << "blit";
-    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0 + 1, GL_TEXTURE_EXTERNAL_OES, texture, 0);
-    EXPECT_EQ(error(), static_cast<GLenum>(GL_INVALID_OPERATION)) << "attachment 1";
-    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_EXTERNAL_OES, texture, 1);
-    EXPECT_EQ(error(), static_cast<GLenum>(GL_INVALID_VALUE)) << "level 1";
-    draw(yuv);
-    EXPECT_EQ(error(), 0U);
-
-    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, 0, 0);
-    glBindFramebuffer(GL_FRAMEBUFFER, 0);
-    draw(yuv);
-    EXPECT_EQ(error(), static_cast<GLenum>(GL_INVALID_OPERATION))
-        << "layout(yuv) output needs a target of YUV";
-    draw(plain);
-    EXPECT_EQ(error(), 0U);
-
-    glEGLImageTargetTexture2DOES(GL_TEXTURE_2D, m_image);
-    EXPECT_EQ(error(), static_cast<GLenum>(GL_INVALID_ENUM));
-    glEGLImageTargetTexture2DOES(GL_TEXTURE_EXTERNAL_OES, nullptr);
-    EXPECT_EQ(error(), static_cast<GLenum>(GL_INVALID_VALUE));
+    const GLuint texture = target(buffer);
+    const auto attach = [&](GLenum point, GLint level) {
+        glFramebufferTexture2D(GL_FRAMEBUFFER, point, GL_TEXTURE_EXTERNAL_OES, texture, level);
+    };
+    struct Rule {
+        const char* name;
+        GLenum error;
+        std::function<void()> act;
+    };
+    const Rule kRules[] = {
+        {"plain output into the target", GL_INVALID_OPERATION, [&] { draw(plain); }},
+        {"blending", GL_INVALID_OPERATION, [&] { glEnable(GL_BLEND), draw(yuv), glDisable(GL_BLEND); }},
+        {"colour mask", GL_INVALID_OPERATION, [&] { glColorMask(1, 0, 1, 1), draw(yuv); }},
+        {"blit", GL_INVALID_OPERATION,
+         [] { glBlitFramebuffer(0, 0, 8, 8, 8, 8, 16, 16, GL_COLOR_BUFFER_BIT, GL_NEAREST); }},
+        {"attachment 1", GL_INVALID_OPERATION, [&] { attach(GL_COLOR_ATTACHMENT0 + 1, 0); }},
+        {"level 1", GL_INVALID_VALUE, [&] { attach(GL_COLOR_ATTACHMENT0, 1); }},
+        {"as it should be", GL_NO_ERROR, [&] { glColorMask(1, 1, 1, 1), draw(yuv); }},
+        {"image to another target", GL_INVALID_ENUM,
+         [&] { glEGLImageTargetTexture2DOES(GL_TEXTURE_2D, m_image); }},
+        {"no image", GL_INVALID_VALUE,
+         [] { glEGLImageTargetTexture2DOES(GL_TEXTURE_EXTERNAL_OES, nullptr); }},
+        {"buffer that is not for drawing", GL_INVALID_FRAMEBUFFER_OPERATION,
+         [&] { target(sampled), draw(plain); }},
+        {"yuv output into another target", GL_INVALID_OPERATION,
+         [&] { glBindFramebuffer(GL_FRAMEBUFFER, 0), draw(yuv); }},
+        {"both plain", GL_NO_ERROR, [&] { draw(plain); }}};
+    for (const Rule& rule : kRules) {
+        rule.act();
+        EXPECT_EQ(glGetError(), rule.error) << rule.name;
+        EXPECT_EQ(glGetError(), 0U) << rule.name;
+    }
+    const std::string output = "layout(yuv) out vec4 color;";
+    for (const std::string& wrong :
+         {replaced(kYuvFragment, output, output + "layout(location = 1) out vec4 other;"),
+          replaced(kYuvFragment, "#extension GL_EXT_YUV_target : require", "")}) {
+        EXPECT_EQ(compile(GL_FRAGMENT_SHADER, wrong), 0U) << wrong;
+    }
     eglDestroyImageKHR(m_display, m_image);
     EXPECT_EQ(eglDestroyImageKHR(m_display, m_image), static_cast<EGLBoolean>(EGL_FALSE));
     EXPECT_EQ(eglGetError(), EGL_BAD_PARAMETER);
-}
-
-TEST_F(SimulatedGl, RefusesShadersThatBreakTheExtensionsRules) {
-    std::string twoOutputs = kYuvFragment;
-    twoOutputs.insert(twoOutputs.find("layout(yuv)"), "layout(location = 1) out vec4 other;\n");
-    std::string notEnabled = kYuvFragment;
-    notEnabled.erase(notEnabled.find("#extension"),
-                     std::string("#extension GL_EXT_YUV_target : require").size());
-    EXPECT_EQ(compile(GL_FRAGMENT_SHADER, twoOutputs.c_str()), 0U);
-    EXPECT_EQ(compile(GL_FRAGMENT_SHADER, notEnabled.c_str()), 0U);
-    EXPECT_NE(compile(GL_FRAGMENT_SHADER, kYuvFragment), 0U);
-}
-
-TEST_F(SimulatedGl, DrawsOnlyIntoBuffersMadeForIt) {
-    test::DeviceBuffer sampled(
-        64, 64, IMAGE_FORMAT_TYPE_NV12,
-        AHARDWAREBUFFER_USAGE_CPU_READ_OFTEN | AHARDWAREBUFFER_USAGE_GPU_SAMPLED_IMAGE);
-    glGenFramebuffers(1, &m_framebuffer);
-    glBindFramebuffer(GL_FRAMEBUFFER, m_framebuffer);
-    attach(sampled.get());
-    EXPECT_NE(glCheckFramebufferStatus(GL_FRAMEBUFFER), static_cast<GLenum>(GL_FRAMEBUFFER_COMPLETE));
-    test::DeviceBuffer host(64, 64, IMAGE_FORMAT_TYPE_NV12, AHARDWAREBUFFER_USAGE_CPU_READ_OFTEN);
-    EXPECT_EQ(eglCreateImageKHR(m_display, EGL_NO_CONTEXT, EGL_NATIVE_BUFFER_ANDROID, host.get(), nullptr),
-              EGL_NO_IMAGE_KHR);
+    EXPECT_EQ(import(hosts), EGL_NO_IMAGE_KHR);
     EXPECT_EQ(eglGetError(), EGL_BAD_PARAMETER);
     EXPECT_EQ(eglGetNativeClientBufferANDROID(nullptr), nullptr);
 }
 
-TEST_F(SimulatedGl, AnImageKeepsItsBufferAlive) {
-    {
-        test::DeviceBuffer buffer(64, 64, IMAGE_FORMAT_TYPE_NV12);
-        target(buffer);
-    }
-    EXPECT_EQ(sim_hardware_buffer_live(), 1);
-    draw(build(kYuvFragment));
-    EXPECT_EQ(wait(), static_cast<GLenum>(GL_ALREADY_SIGNALED));
-}
-
 TEST_F(SimulatedGl, FailsTheNthCallOfAnyEntry) {
     ASSERT_EQ(sim_gl_fail("glGenTextures", 2, GL_OUT_OF_MEMORY), 0);
-    GLuint names[3] = {};
-    for (GLuint& name : names) {
+    for (const bool fails : {false, true, false}) {
+        GLuint name = 0;
         glGenTextures(1, &name);
+        EXPECT_EQ(name == 0, fails);
+        EXPECT_EQ(glGetError(), static_cast<GLenum>(fails ? GL_OUT_OF_MEMORY : GL_NO_ERROR));
     }
-    EXPECT_NE(names[0], 0U);
-    EXPECT_EQ(names[1], 0U);
-    EXPECT_NE(names[2], 0U);
-    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_OUT_OF_MEMORY));
-    EXPECT_EQ(glGetError(), 0U);
     EXPECT_EQ(sim_gl_calls("glGenTextures"), 3);
-
     ASSERT_EQ(sim_gl_fail("eglCreateContext", 1, EGL_BAD_ALLOC), 0);
     EXPECT_EQ(createContext(), EGL_NO_CONTEXT);
     EXPECT_EQ(eglGetError(), EGL_BAD_ALLOC);
@@ -275,7 +268,6 @@ TEST_F(SimulatedGl, AFenceThatTimesOutLeavesTheFrameForLater) {
     EXPECT_EQ(buffer.luma(3, 3), 200);
     eglMakeCurrent(m_display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
     EXPECT_NEAR(buffer.luma(3, 3), 3.5, 0.51);
-    eglMakeCurrent(m_display, m_surface, m_surface, m_context);
 }
 
 TEST_F(SimulatedGl, ALostContextAnswersNothingElse) {
@@ -295,45 +287,30 @@ TEST_F(SimulatedGl, ALostContextAnswersNothingElse) {
 }
 
 TEST_F(SimulatedGl, CountsWhatIsAlive) {
-    struct Step {
-        const char* kind;
-        int live;
-    };
-    const auto expect = [](std::initializer_list<Step> steps) {
-        for (const Step& step : steps) {
-            EXPECT_EQ(sim_gl_live(step.kind), step.live) << step.kind;
-        }
-    };
-    expect({{"display", 1}, {"context", 1}, {"surface", 1}, {"texture", 0}, {"shader", 0}, {"nothing", -1}});
     const GLuint program = build(kYuvFragment);
     GLuint textures[2];
     glGenTextures(2, textures);
     const GLsync fence = glFenceSync(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
-    expect({{"program", 1}, {"shader", 2}, {"texture", 2}, {"sync", 1}});
+    EXPECT_EQ(test::aliveOnDevice(),
+              "1 display 1 context 1 surface 2 texture 1 framebuffer 1 program 2 shader 1 sync ");
     glDeleteProgram(program);
-    glDeleteTextures(1, textures);
+    glDeleteTextures(2, textures);
     glDeleteSync(fence);
-    expect({{"program", 0}, {"texture", 1}, {"sync", 0}});
+    {
+        test::DeviceBuffer buffer(64, 64, IMAGE_FORMAT_TYPE_NV12);
+        target(buffer);
+    }
+    const std::string rest = "1 surface 1 image 1 texture 1 framebuffer 2 shader 1 AHardwareBuffer ";
+    EXPECT_EQ(test::aliveOnDevice(), "1 display 1 context " + rest);
     eglDestroyContext(m_display, m_context);
-    expect({{"context", 1}});  // still current
+    EXPECT_EQ(test::aliveOnDevice(), "1 display 1 context " + rest);  // still current
     eglMakeCurrent(m_display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
-    expect({{"context", 0}, {"texture", 0}, {"shader", 0}});
+    EXPECT_EQ(test::aliveOnDevice(), "1 display 1 surface 1 image 1 AHardwareBuffer ");
+    EXPECT_EQ(sim_gl_live(nullptr), 3);
+    EXPECT_EQ(sim_gl_live("nothing"), -1);
 }
 
-TEST_F(SimulatedGl, AnnouncesCallsAndHandsOutItsOwnEntries) {
-    std::vector<std::string> calls;
-    sim_gl_set_call_sink(
-        [](void* context, const char* call) {
-            static_cast<std::vector<std::string>*>(context)->push_back(call);
-        },
-        &calls);
-    glUniform2f(-1, 128.0F, 0.25F);
-    glGetUniformLocation(0, "name");
-    glGetError();
-    sim_gl_set_call_sink(nullptr, nullptr);
-    EXPECT_EQ(calls, (std::vector<std::string>{"glUniform2f(-1, 128, 0.25)", "glGetUniformLocation(0, name)",
-                                               "glGetError()"}));
-    glGetError();
+TEST_F(SimulatedGl, HandsOutItsOwnEntries) {
     EXPECT_EQ(reinterpret_cast<void*>(eglGetProcAddress("glEGLImageTargetTexture2DOES")),
               reinterpret_cast<void*>(&glEGLImageTargetTexture2DOES));
     EXPECT_EQ(reinterpret_cast<void*>(eglGetProcAddress("eglCreateImageKHR")),

@@ -3,20 +3,8 @@
 namespace test {
 
 std::string alive() {
-    std::string result;
-    for (const char* kind : {"display", "context", "surface", "image", "texture", "framebuffer", "program",
-                             "shader", "sync", "buffer", "renderbuffer", "vertexarray"}) {
-        if (const int count = sim_gl_live(kind); count != 0) {
-            result += std::to_string(count) + " " + kind + " ";
-        }
-    }
-    if (Object::liveObjects() != 0) {
-        result += std::to_string(Object::liveObjects()) + " Object ";
-    }
-    if (sim_hardware_buffer_live() != 0) {
-        result += std::to_string(sim_hardware_buffer_live()) + " AHardwareBuffer ";
-    }
-    return result;
+    const int objects = Object::liveObjects();
+    return aliveOnDevice() + (objects != 0 ? std::to_string(objects) + " Object " : "");
 }
 
 void GlTest::SetUp() {

@@ -1,10 +1,11 @@
-// A hardware buffer for tests, released at the end.
+// A hardware buffer for tests, released at the end; and what else is alive.
 #pragma once
 
 #include <android/hardware_buffer.h>
 #include <sim/hardware_buffer.h>
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "jni/algocommon/ImageTypes.h"
@@ -14,6 +15,9 @@ namespace test {
 inline constexpr std::uint64_t kDrawableUsage = AHARDWAREBUFFER_USAGE_CPU_READ_OFTEN |
                                                 AHARDWAREBUFFER_USAGE_CPU_WRITE_OFTEN |
                                                 AHARDWAREBUFFER_USAGE_GPU_FRAMEBUFFER;
+
+// Objects of the simulated device that are alive, each kind that is not 0: "1 display 2 texture ".
+std::string aliveOnDevice();
 
 class DeviceBuffer {
 public:
