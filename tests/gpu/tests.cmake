@@ -1,16 +1,10 @@
 # huevance_gpu_test(name [LIBRARY] sources...): a test program on the simulated OpenCL driver. Where the system has no
 # OpenCL behind it, as in a cross build, those of its tests that need a device are skipped.
-add_library(gpu_test_support STATIC gpu/support/Chain.cpp gpu/support/Device.cpp gpu/support/Photo.cpp)
-target_link_libraries(gpu_test_support PUBLIC test_support sim_opencl)
+add_library(gpu_test_support STATIC gpu/support/Chain.cpp gpu/support/Device.cpp)
+target_link_libraries(gpu_test_support PUBLIC photo_test_support sim_opencl)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # GCC 12 sees overlaps in joined strings where there are none.
   target_compile_options(gpu_test_support PUBLIC -Wno-restrict)
-endif()
-find_path(TURBOJPEG_INCLUDE_DIR turbojpeg.h NO_CMAKE_FIND_ROOT_PATH)
-find_library(TURBOJPEG_LIBRARY turbojpeg)
-if(TURBOJPEG_INCLUDE_DIR AND TURBOJPEG_LIBRARY)
-  target_link_libraries(gpu_test_support PUBLIC ${TURBOJPEG_LIBRARY})
-  target_compile_definitions(gpu_test_support PRIVATE HAVE_TURBOJPEG)
 endif()
 
 # The leak checker must not look into thread-local storage: the hundreds of kernels that the driver loads as libraries
