@@ -1,7 +1,6 @@
 #include "tests/ogl/support/ShaderModel.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 
 namespace test {
@@ -134,19 +133,18 @@ Yuv shade(const ShaderInput& in, double s, double t) {
 
 }  // namespace
 
-std::vector<unsigned char> modelTexels(const ShaderInput& in) {
-    std::vector<unsigned char> result;
-    result.reserve(static_cast<std::size_t>(in.width) * static_cast<std::size_t>(in.height) * 3);
+ModelFrame modelFrame(const ShaderInput& in) {
+    ModelFrame frame = {in.width, {}};
     for (int y = 0; y < in.height; ++y) {
         for (int x = 0; x < in.width; ++x) {
             const Yuv texel = shade(in, (x + 0.5) / in.width, (y + 0.5) / in.height);
             for (const double value : {texel.y, texel.u, texel.v}) {
-                result.push_back(
+                frame.texels.push_back(
                     static_cast<unsigned char>(std::lround(std::clamp(value, 0.0, 1.0) * 255.0)));
             }
         }
     }
-    return result;
+    return frame;
 }
 
 int ModelFrame::chroma(int x, int y, int channel) const {
@@ -157,7 +155,5 @@ int ModelFrame::chroma(int x, int y, int channel) const {
     }
     return (sum + 2) / 4;
 }
-
-ModelFrame modelFrame(const ShaderInput& in) { return {in.width, modelTexels(in)}; }
 
 }  // namespace test
