@@ -1,27 +1,17 @@
 // The simulated EGL and OpenGL ES: what they add to the system's driver, and the rules that they enforce.
-#include <gtest/gtest.h>
-#include <sim/gl.h>
-
 #include <functional>
-#include <string>
+#include <optional>
 
-#include "sim/gl/Headers.h"
-#include "tests/sim/support/DeviceBuffer.h"
+#include "tests/ogl/support/GlFixture.h"
 
 namespace {
 
-constexpr const char* kVertex =
-    "#version 320 es\nlayout(location = 0) in vec4 p;\nvoid main() { gl_Position = p; }\n";
 const std::string kYuvFragment =
-    "#version 320 es\n"
-    "#extension GL_EXT_YUV_target : require\n"
-    "precision highp float;\n"
+    "#version 320 es\n#extension GL_EXT_YUV_target : require\nprecision highp float;\n"
     "layout(yuv) out vec4 color;\n"
     "void main() { color = vec4(gl_FragCoord.x / 255.0, gl_FragCoord.y / 255.0, 0.25, 0.5); }\n";
 const std::string kPlainFragment =
     "#version 320 es\nprecision highp float;\nout vec4 color;\nvoid main() { color = vec4(1.0); }\n";
-constexpr float kStrip[] = {-1, -1, 1, -1, -1, 1, 1, 1};
-constexpr GLuint kIndices[] = {0, 1, 2, 3};
 
 std::string replaced(std::string text, const std::string& what, const std::string& by) {
     return text.replace(text.find(what), what.size(), by);
@@ -39,13 +29,16 @@ GLuint compile(GLenum type, const std::string& text) {
 
 GLuint build(const std::string& fragment) {
     const GLuint program = glCreateProgram();
-    glAttachShader(program, compile(GL_VERTEX_SHADER, kVertex));
+    glAttachShader(program, compile(GL_VERTEX_SHADER,
+                                    "#version 320 es\nlayout(location = 0) in vec4 p;\n"
+                                    "void main() { gl_Position = p; }\n"));
     glAttachShader(program, compile(GL_FRAGMENT_SHADER, fragment));
     glLinkProgram(program);
     return program;
 }
 
 void draw(GLuint program) {
+    static constexpr float kStrip[] = {-1, -1, 1, -1, -1, 1, 1, 1};
     glUseProgram(program);
     glVertexAttribPointer(0, 2, GL_FLOAT, GL_FALSE, 0, kStrip);
     glEnableVertexAttribArray(0);
@@ -59,53 +52,30 @@ GLenum wait() {
     return result;
 }
 
-// A display and a current context, with a framebuffer.
-class SimulatedGl : public testing::Test {
+class SimulatedGl : public test::GlTest {
 protected:
     void SetUp() override {
-        if (sim_gl_available() == 0) {
-            GTEST_SKIP() << "no EGL and OpenGL ES on this machine";
+        GlTest::SetUp();
+        if (!IsSkipped()) {
+            m_current.emplace();
+            GLuint framebuffer = 0;
+            glGenFramebuffers(1, &framebuffer);
+            glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
         }
-        sim_gl_reset();
-        m_display = eglGetDisplay(EGL_DEFAULT_DISPLAY);
-        ASSERT_EQ(eglInitialize(m_display, nullptr, nullptr), EGL_TRUE);
-        m_context = createContext();
-        ASSERT_EQ(eglMakeCurrent(m_display, m_surface, m_surface, m_context), EGL_TRUE);
-        GLuint framebuffer = 0;
-        glGenFramebuffers(1, &framebuffer);
-        glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
     }
     void TearDown() override {
-        if (sim_gl_available() != 0) {
-            sim_gl_reset();
-            eglMakeCurrent(m_display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
-            eglTerminate(m_display);
-            EXPECT_EQ(test::aliveOnDevice(), "");
-        }
-    }
-
-    EGLContext createContext() {
-        // No surface type: on a phone that asks for windows, which do not exist here.
-        const EGLint attributes[] = {EGL_RED_SIZE, 8, EGL_RENDERABLE_TYPE, EGL_OPENGL_ES3_BIT_KHR, EGL_NONE};
-        EGLConfig config = nullptr;
-        EGLint count = 0;
-        EXPECT_EQ(eglChooseConfig(m_display, attributes, &config, 1, &count), EGL_TRUE);
-        EXPECT_EQ(count, 1);
-        const EGLint size[] = {EGL_WIDTH, 1, EGL_HEIGHT, 1, EGL_NONE};
-        m_surface = eglCreatePbufferSurface(m_display, config, size);
-        const EGLint version[] = {EGL_CONTEXT_CLIENT_VERSION, 3, EGL_NONE};
-        return eglCreateContext(m_display, config, EGL_NO_CONTEXT, version);
+        m_current.reset();
+        GlTest::TearDown();
     }
 
     EGLImageKHR import(test::DeviceBuffer& buffer) {
-        return eglCreateImageKHR(m_display, EGL_NO_CONTEXT, EGL_NATIVE_BUFFER_ANDROID,
+        return eglCreateImageKHR(eglGetCurrentDisplay(), EGL_NO_CONTEXT, EGL_NATIVE_BUFFER_ANDROID,
                                  eglGetNativeClientBufferANDROID(buffer.get()), nullptr);
     }
 
     // Makes the buffer an external texture, attached to the framebuffer.
     GLuint target(test::DeviceBuffer& buffer) {
         m_image = import(buffer);
-        EXPECT_NE(m_image, EGL_NO_IMAGE_KHR);
         GLuint texture = 0;
         glGenTextures(1, &texture);
         glBindTexture(GL_TEXTURE_EXTERNAL_OES, texture);
@@ -115,9 +85,7 @@ protected:
         return texture;
     }
 
-    EGLDisplay m_display = EGL_NO_DISPLAY;
-    EGLSurface m_surface = EGL_NO_SURFACE;
-    EGLContext m_context = EGL_NO_CONTEXT;
+    std::optional<test::CurrentEngine> m_current;
     EGLImageKHR m_image = EGL_NO_IMAGE_KHR;
 };
 
@@ -125,15 +93,16 @@ TEST_F(SimulatedGl, WritesTheDrawnFrameBackBeforeTheFenceReports) {
     for (const auto format : {IMAGE_FORMAT_TYPE_NV12, IMAGE_FORMAT_TYPE_NV21}) {
         for (const auto mode : {SIM_GL_CHROMA_MEAN, SIM_GL_CHROMA_FIRST}) {
             sim_gl_set_chroma(mode);
-            // Not the host's to touch, and nobody locks it.
-            sim_hardware_buffer_fail("lock", 1);
+            sim_hardware_buffer_fail("lock", 1);  // the buffer is not the host's to touch, and nobody does
             test::DeviceBuffer buffer(100, 60, format, AHARDWAREBUFFER_USAGE_GPU_FRAMEBUFFER);
             buffer.fill(9);
-            const GLuint texture = target(buffer);
-            ASSERT_EQ(glCheckFramebufferStatus(GL_FRAMEBUFFER), static_cast<GLenum>(GL_FRAMEBUFFER_COMPLETE));
+            target(buffer);
             draw(build(kYuvFragment));
-            ASSERT_EQ(wait(), static_cast<GLenum>(GL_ALREADY_SIGNALED));
-            ASSERT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+            sim_gl_time_out_fences(1);
+            EXPECT_EQ(wait(), static_cast<GLenum>(GL_TIMEOUT_EXPIRED));
+            EXPECT_EQ(buffer.luma(0, 0), 9);
+            EXPECT_EQ(wait(), static_cast<GLenum>(GL_ALREADY_SIGNALED));
+            EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
             for (const auto& [x, y] : {std::pair(0, 0), {99, 59}, {13, 40}}) {
                 // Y = x + 0.5 and U = y + 0.5, rounded; row 0 is the first in memory.
                 EXPECT_NEAR(buffer.luma(x, y), x + 0.5, 0.51);
@@ -146,8 +115,6 @@ TEST_F(SimulatedGl, WritesTheDrawnFrameBackBeforeTheFenceReports) {
             glReadPixels(20, 30, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, texel);
             EXPECT_NEAR(texel[0], 20.5, 0.51);
             EXPECT_EQ(texel[3], 255);  // whatever was drawn
-            eglDestroyImageKHR(m_display, m_image);
-            glDeleteTextures(1, &texture);
         }
     }
     sim_hardware_buffer_fail("lock", 0);
@@ -155,17 +122,16 @@ TEST_F(SimulatedGl, WritesTheDrawnFrameBackBeforeTheFenceReports) {
 
 TEST_F(SimulatedGl, KeepsWhatDrawsAndClearsLeaveAlone) {
     const GLuint program = build(kYuvFragment);
-    const GLfloat color[] = {0.2F, 0.4F, 0.6F, 1.0F};  // y, u, v
-    glClearColor(color[0], color[1], color[2], color[3]);
+    constexpr GLuint kIndices[] = {0, 1, 2, 3};
+    constexpr GLfloat kColor[] = {0.2F, 0.4F, 0.6F, 1.0F};  // y, u, v
+    glClearColor(kColor[0], kColor[1], kColor[2], kColor[3]);
     glScissor(0, 0, 32, 64);
     // Each writes the left half.
     const std::function<void()> kWrites[] = {
         [&] { draw(program); },
-        [&] { glDrawElements(GL_TRIANGLE_STRIP, 4, GL_UNSIGNED_INT, kIndices); },
-        [&] { glDrawArraysInstanced(GL_TRIANGLE_STRIP, 0, 4, 1); },
         [&] { glDrawRangeElements(GL_TRIANGLE_STRIP, 0, 3, 4, GL_UNSIGNED_INT, kIndices); },
         [&] { glEnable(GL_SCISSOR_TEST), glClear(GL_COLOR_BUFFER_BIT); },
-        [&] { glEnable(GL_SCISSOR_TEST), glClearBufferfv(GL_COLOR, 0, color); }};
+        [&] { glEnable(GL_SCISSOR_TEST), glClearBufferfv(GL_COLOR, 0, kColor); }};
     for (const auto& write : kWrites) {
         test::DeviceBuffer buffer(64, 64, IMAGE_FORMAT_TYPE_NV12);
         buffer.fill(50);
@@ -199,6 +165,7 @@ TEST_F(SimulatedGl, EnforcesTheExtensionsRules) {
     const auto attach = [&](GLenum point, GLint level) {
         glFramebufferTexture2D(GL_FRAMEBUFFER, point, GL_TEXTURE_EXTERNAL_OES, texture, level);
     };
+    const auto bindImage = [](GLenum to, EGLImageKHR image) { glEGLImageTargetTexture2DOES(to, image); };
     struct Rule {
         const char* name;
         GLenum error;
@@ -213,12 +180,9 @@ TEST_F(SimulatedGl, EnforcesTheExtensionsRules) {
         {"attachment 1", GL_INVALID_OPERATION, [&] { attach(GL_COLOR_ATTACHMENT0 + 1, 0); }},
         {"level 1", GL_INVALID_VALUE, [&] { attach(GL_COLOR_ATTACHMENT0, 1); }},
         {"as it should be", GL_NO_ERROR, [&] { glColorMask(1, 1, 1, 1), draw(yuv); }},
-        {"image to another target", GL_INVALID_ENUM,
-         [&] { glEGLImageTargetTexture2DOES(GL_TEXTURE_2D, m_image); }},
-        {"no image", GL_INVALID_VALUE,
-         [] { glEGLImageTargetTexture2DOES(GL_TEXTURE_EXTERNAL_OES, nullptr); }},
-        {"buffer that is not for drawing", GL_INVALID_FRAMEBUFFER_OPERATION,
-         [&] { target(sampled), draw(plain); }},
+        {"image to another target", GL_INVALID_ENUM, [&] { bindImage(GL_TEXTURE_2D, m_image); }},
+        {"no image", GL_INVALID_VALUE, [&] { bindImage(GL_TEXTURE_EXTERNAL_OES, nullptr); }},
+        {"buffer not for drawing", GL_INVALID_FRAMEBUFFER_OPERATION, [&] { target(sampled), draw(plain); }},
         {"yuv output into another target", GL_INVALID_OPERATION,
          [&] { glBindFramebuffer(GL_FRAMEBUFFER, 0), draw(yuv); }},
         {"both plain", GL_NO_ERROR, [&] { draw(plain); }}};
@@ -233,57 +197,12 @@ TEST_F(SimulatedGl, EnforcesTheExtensionsRules) {
           replaced(kYuvFragment, "#extension GL_EXT_YUV_target : require", "")}) {
         EXPECT_EQ(compile(GL_FRAGMENT_SHADER, wrong), 0U) << wrong;
     }
-    eglDestroyImageKHR(m_display, m_image);
-    EXPECT_EQ(eglDestroyImageKHR(m_display, m_image), static_cast<EGLBoolean>(EGL_FALSE));
+    eglDestroyImageKHR(eglGetCurrentDisplay(), m_image);
+    EXPECT_EQ(eglDestroyImageKHR(eglGetCurrentDisplay(), m_image), static_cast<EGLBoolean>(EGL_FALSE));
     EXPECT_EQ(eglGetError(), EGL_BAD_PARAMETER);
     EXPECT_EQ(import(hosts), EGL_NO_IMAGE_KHR);
     EXPECT_EQ(eglGetError(), EGL_BAD_PARAMETER);
     EXPECT_EQ(eglGetNativeClientBufferANDROID(nullptr), nullptr);
-}
-
-TEST_F(SimulatedGl, FailsTheNthCallOfAnyEntry) {
-    ASSERT_EQ(sim_gl_fail("glGenTextures", 2, GL_OUT_OF_MEMORY), 0);
-    for (const bool fails : {false, true, false}) {
-        GLuint name = 0;
-        glGenTextures(1, &name);
-        EXPECT_EQ(name == 0, fails);
-        EXPECT_EQ(glGetError(), static_cast<GLenum>(fails ? GL_OUT_OF_MEMORY : GL_NO_ERROR));
-    }
-    EXPECT_EQ(sim_gl_calls("glGenTextures"), 3);
-    ASSERT_EQ(sim_gl_fail("eglCreateContext", 1, EGL_BAD_ALLOC), 0);
-    EXPECT_EQ(createContext(), EGL_NO_CONTEXT);
-    EXPECT_EQ(eglGetError(), EGL_BAD_ALLOC);
-    EXPECT_EQ(eglGetError(), EGL_SUCCESS);
-    EXPECT_EQ(sim_gl_fail("glNoSuchEntry", 1, 1), -1);
-    EXPECT_EQ(sim_gl_calls("glNoSuchEntry"), -1);
-}
-
-TEST_F(SimulatedGl, AFenceThatTimesOutLeavesTheFrameForLater) {
-    test::DeviceBuffer buffer(64, 64, IMAGE_FORMAT_TYPE_NV12);
-    buffer.fill(200);
-    target(buffer);
-    sim_gl_time_out_fences(1);
-    draw(build(kYuvFragment));
-    EXPECT_EQ(wait(), static_cast<GLenum>(GL_TIMEOUT_EXPIRED));
-    EXPECT_EQ(buffer.luma(3, 3), 200);
-    eglMakeCurrent(m_display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
-    EXPECT_NEAR(buffer.luma(3, 3), 3.5, 0.51);
-}
-
-TEST_F(SimulatedGl, ALostContextAnswersNothingElse) {
-    sim_gl_lose_contexts();
-    GLuint name = 0;
-    glGenTextures(1, &name);
-    EXPECT_EQ(name, 0U);
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(glGetError(), 0x0507U);  // GL_CONTEXT_LOST, without end
-    }
-    EXPECT_EQ(eglMakeCurrent(m_display, m_surface, m_surface, m_context), static_cast<EGLBoolean>(EGL_FALSE));
-    EXPECT_EQ(eglGetError(), EGL_CONTEXT_LOST);
-    const EGLContext fresh = createContext();
-    ASSERT_EQ(eglMakeCurrent(m_display, m_surface, m_surface, fresh), EGL_TRUE);
-    glGenTextures(1, &name);
-    EXPECT_NE(name, 0U);
 }
 
 TEST_F(SimulatedGl, CountsWhatIsAlive) {
@@ -300,21 +219,44 @@ TEST_F(SimulatedGl, CountsWhatIsAlive) {
         test::DeviceBuffer buffer(64, 64, IMAGE_FORMAT_TYPE_NV12);
         target(buffer);
     }
-    const std::string rest = "1 surface 1 image 1 texture 1 framebuffer 2 shader 1 AHardwareBuffer ";
-    EXPECT_EQ(test::aliveOnDevice(), "1 display 1 context " + rest);
-    eglDestroyContext(m_display, m_context);
-    EXPECT_EQ(test::aliveOnDevice(), "1 display 1 context " + rest);  // still current
-    eglMakeCurrent(m_display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
+    const std::string all =
+        "1 display 1 context 1 surface 1 image 1 texture 1 framebuffer 2 shader "
+        "1 AHardwareBuffer ";  // the image's
+    EXPECT_EQ(test::aliveOnDevice(), all);
+    const EGLDisplay display = eglGetCurrentDisplay();
+    eglDestroyContext(display, eglGetCurrentContext());
+    EXPECT_EQ(test::aliveOnDevice(), all);  // still current
+    eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
     EXPECT_EQ(test::aliveOnDevice(), "1 display 1 surface 1 image 1 AHardwareBuffer ");
-    EXPECT_EQ(sim_gl_live(nullptr), 3);
     EXPECT_EQ(sim_gl_live("nothing"), -1);
 }
 
-TEST_F(SimulatedGl, HandsOutItsOwnEntries) {
+TEST_F(SimulatedGl, FailsOnlyWhatItKnowsAndForgivesNoLostContext) {
+    EXPECT_EQ(sim_gl_fail("glNoSuchEntry", 1, 1), -1);
+    EXPECT_EQ(sim_gl_calls("glNoSuchEntry"), -1);
+    for (const int nth : {3, 2}) {  // the later order holds
+        EXPECT_EQ(sim_gl_fail("glGenTextures", nth, GL_OUT_OF_MEMORY), 0);
+    }
+    for (const bool fails : {false, true, false}) {
+        GLuint name = 0;
+        glGenTextures(1, &name);
+        EXPECT_EQ(name == 0, fails);
+        EXPECT_EQ(glGetError(), static_cast<GLenum>(fails ? GL_OUT_OF_MEMORY : GL_NO_ERROR));
+    }
+    sim_gl_lose_contexts();
+    EXPECT_EQ(glCreateProgram(), 0U);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_CONTEXT_LOST));  // without end
+    }
+    EXPECT_EQ(eglMakeCurrent(eglGetCurrentDisplay(), nullptr, nullptr, eglGetCurrentContext()), 0U);
+    EXPECT_EQ(eglGetError(), EGL_CONTEXT_LOST);
+    const test::CurrentEngine fresh;
+    EXPECT_NE(glCreateProgram(), 0U);
+}
+
+TEST(SimulatedGlProcedures, AreItsOwn) {
     EXPECT_EQ(reinterpret_cast<void*>(eglGetProcAddress("glEGLImageTargetTexture2DOES")),
               reinterpret_cast<void*>(&glEGLImageTargetTexture2DOES));
-    EXPECT_EQ(reinterpret_cast<void*>(eglGetProcAddress("eglCreateImageKHR")),
-              reinterpret_cast<void*>(&eglCreateImageKHR));
 }
 
 // Where there is no driver every call fails, and none crashes.
@@ -325,10 +267,7 @@ TEST(SimulatedGlWithoutDriver, FailsSoftly) {
     EXPECT_EQ(eglGetDisplay(EGL_DEFAULT_DISPLAY), EGL_NO_DISPLAY);
     EXPECT_EQ(eglInitialize(EGL_NO_DISPLAY, nullptr, nullptr), static_cast<EGLBoolean>(EGL_FALSE));
     EXPECT_EQ(eglGetError(), EGL_NOT_INITIALIZED);
-    EXPECT_EQ(eglGetError(), EGL_SUCCESS);
-    GLuint name = 0;
-    glGenTextures(1, &name);
-    EXPECT_EQ(name, 0U);
+    EXPECT_EQ(glCreateProgram(), 0U);
     EXPECT_EQ(glGetError(), 0U);
 }
 
