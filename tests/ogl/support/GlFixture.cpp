@@ -20,16 +20,6 @@ void GlTest::TearDown() {
     EXPECT_EQ(alive(), "");
 }
 
-CurrentEngine::CurrentEngine() : m_engine(new GLEngine(nullptr, 1, 1)) {
-    EXPECT_EQ(m_engine->init(), 0);
-    EXPECT_EQ(m_engine->startup(), 0);
-}
-
-CurrentEngine::~CurrentEngine() {
-    m_engine->stop();
-    m_engine->destroy();
-}
-
 CallTrace::CallTrace() {
     sim_gl_set_call_sink(
         [](void* self, const char* call) {

@@ -30,11 +30,14 @@ protected:
 // An engine that is current as long as it lives.
 class CurrentEngine {
 public:
-    CurrentEngine();
-    ~CurrentEngine();
+    CurrentEngine() {
+        EXPECT_EQ(m_engine.init(), 0);
+        EXPECT_EQ(m_engine.startup(), 0);
+    }
+    ~CurrentEngine() { m_engine.stop(); }
 
 private:
-    smart_pointer<GLEngine> m_engine;
+    GLEngine m_engine{nullptr, 1, 1};
 };
 
 // Every EGL and GL call made while it lives but for glGetError and eglGetError.
