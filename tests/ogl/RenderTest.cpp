@@ -19,7 +19,8 @@ smart_pointer<GLTexture2D> gray(int width, int height, test::Bytes& texels) {
     return new GLTexture2D(width, height, GL_LUMINANCE, GL_LUMINANCE, texels.data());
 }
 
-// A renderer for the stages of an input, which draws any input with the same.
+// A renderer for the stages of an input, which draws any input with the same. It alone holds the tables'
+// textures.
 class Scene {
 public:
     explicit Scene(const test::ShaderInput& in) : m_render(new HuevanceRender) {
@@ -197,28 +198,6 @@ TEST_F(RenderTest, AShaderThatDoesNotBuildShowsAtProcess) {
     test::CallTrace trace;
     EXPECT_EQ(render.process(nullptr, nullptr, 0, 0, 8, 8), -1);
     EXPECT_THAT(trace.calls(), ElementsAre());
-}
-
-TEST_F(RenderTest, HoldsItsTexturesUntilItGoes) {
-    const test::CurrentEngine current;
-    test::Bytes texel(3);
-    const smart_pointer<GLTexture2D> a = gray(1, 1, texel);
-    const smart_pointer<GLTexture2D> b = gray(1, 1, texel);
-    const smart_pointer<GLTexture3D> c(new GLTexture3D(1, 1, 1, GL_RGB, GL_RGB, texel.data()));
-    const auto counts = [&] { return std::array{a->count(), b->count(), c->count()}; };
-    {
-        HuevanceRender render;
-        render.setClahemap(a.get());
-        render.setCurvemap(a.get(), b.get());
-        render.setMaskmap(b.get());
-        render.setColormap(c.get(), 1.0F);
-        EXPECT_THAT(counts(), ElementsAre(3, 3, 2));
-        render.setClahemap(b.get());
-        render.setClahemap(b.get());  // itself
-        render.destroy();
-        EXPECT_THAT(counts(), ElementsAre(2, 4, 2));
-    }
-    EXPECT_THAT(counts(), ElementsAre(1, 1, 1));
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 
 #include "ogl/GLFramebuffer.h"
 #include "ogl/GLShaderProgram.h"
@@ -22,6 +23,11 @@ constexpr const char* kVertex =
 constexpr const char* kFragment =
     "#version 320 es\nprecision highp float;\nuniform sampler2D s;\nuniform float gain;\nin vec2 t;\n"
     "out vec4 color;\nvoid main() { color = texture(s, t) * gain; }\n";
+
+std::string replaced(std::string text, const std::string& what, const std::string& by) {
+    const std::size_t at = text.find(what);
+    return at != std::string::npos ? text.replace(at, what.size(), by) : text;
+}
 
 class WrapperTest : public test::GlTest {};
 
@@ -52,29 +58,26 @@ TEST(SmartPointer, TheLastHolderDeletes) {
 TEST_F(WrapperTest, AnEngineAsksForItsConfigSurfaceAndContextInOrder) {
     GLEngine engine(nullptr, 3, 2);
     test::CallTrace trace;
-    EXPECT_EQ(engine.startup(), -1);
-    EXPECT_EQ(engine.stop(), -1);
-    EXPECT_EQ(engine.flush(), -1);
-    EXPECT_THAT(trace.names(), ElementsAre());
+    const auto use = [&](int result) {
+        EXPECT_EQ(engine.startup(), result);
+        EXPECT_EQ(engine.flush(), result);
+        EXPECT_EQ(engine.stop(), result);
+    };
+    use(-1);
     EXPECT_EQ(engine.init(), 0);
-    EXPECT_EQ(engine.startup(), 0);
-    EXPECT_EQ(engine.flush(), 0);
-    EXPECT_EQ(engine.stop(), 0);
+    use(0);
     EXPECT_EQ(engine.destroy(), 0);
-    EXPECT_EQ(engine.startup(), -1);
+    use(-1);
     EXPECT_EQ(engine.destroy(), 0);  // again: nothing
     // Eight bits each, depth, no stencil, no samples, of ES 3; size, no texture; version 3.
-    EXPECT_THAT(
-        trace.calls(),
-        ElementsAre(StartsWith("eglGetDisplay(null"), "eglInitialize(ptr, null, null)",
-                    "eglQueryString(ptr, 12373)",
-                    "eglChooseConfig(ptr, [12324=8 12323=8 12322=8 12321=8 12325=8 12326=0 12338=0 "
-                    "12352=64], ptr, 1, ptr)",
-                    "eglCreatePbufferSurface(ptr, ptr, [12375=3 12374=2 12417=12380 12416=12380])",
-                    "eglCreateContext(ptr, ptr, null, [12440=3])", "eglMakeCurrent(ptr, ptr, ptr, ptr)",
-                    "eglSwapBuffers(ptr, ptr)", "eglMakeCurrent(ptr, null, null, null)",
-                    "eglDestroyContext(ptr, ptr)", "eglDestroySurface(ptr, ptr)",
-                    "eglMakeCurrent(ptr, null, null, null)", "eglTerminate(ptr)"));
+    EXPECT_EQ(trace.text(),
+              "eglGetDisplay(null) eglInitialize(ptr, null, null) eglQueryString(ptr, 12373) "
+              "eglChooseConfig(ptr, [12324=8 12323=8 12322=8 12321=8 12325=8 12326=0 12338=0 12352=64], ptr, "
+              "1, ptr) eglCreatePbufferSurface(ptr, ptr, [12375=3 12374=2 12417=12380 12416=12380]) "
+              "eglCreateContext(ptr, ptr, null, [12440=3]) eglMakeCurrent(ptr, ptr, ptr, ptr) "
+              "eglSwapBuffers(ptr, ptr) eglMakeCurrent(ptr, null, null, null) "
+              "eglDestroyContext(ptr, ptr) eglDestroySurface(ptr, ptr) "
+              "eglMakeCurrent(ptr, null, null, null) eglTerminate(ptr) ");
 }
 
 TEST_F(WrapperTest, AnEngineReportsEachStepThatFails) {
@@ -139,152 +142,133 @@ TEST_F(WrapperTest, EnginesShareTheDisplayWhicheverGoesFirst) {
     } while (std::next_permutation(std::begin(order), std::end(order)));
 }
 
-// --- Textures and framebuffers ---
+// --- Textures, framebuffers, programs ---
 
-TEST_F(WrapperTest, TexturesTakeRowsOfAnyLengthAndClampButForTheThirdAxis) {
+TEST_F(WrapperTest, WrappersMakeTheirCallsInOrder) {
     const test::CurrentEngine current;
-    unsigned char texels[27] = {};
-    const auto expectedCalls = [](const std::string& target, const std::string& image) {
-        const std::string parameter = "glTexParameteri(" + target + ", ";
-        return ElementsAre(
-            "glGenTextures(1, ptr)", "glPixelStorei(3317, 1)", StartsWith("glBindTexture(" + target + ", "),
-            image, parameter + "10241, 9729)", parameter + "10240, 9729)", parameter + "10242, 33071)",
-            parameter + "10243, 33071)", "glBindTexture(" + target + ", 0)", "glDeleteTextures(1, ptr)");
-    };
-    test::CallTrace trace;
-    {
-        GLTexture2D texture(5, 3, GL_LUMINANCE, GL_LUMINANCE, texels);
-        texture.recycle();
-        texture.recycle();
-    }
-    EXPECT_THAT(trace.calls(),
-                expectedCalls("3553", "glTexImage2D(3553, 0, 6409, 5, 3, 0, 6409, 5121, ptr)"));
-    trace.clear();
-    GLTexture3D(3, 2, 1, GL_RGB, GL_RGB, texels);
-    EXPECT_THAT(trace.calls(),
-                expectedCalls("32879", "glTexImage3D(32879, 0, 6407, 3, 2, 1, 0, 6407, 5121, ptr)"));
-}
-
-TEST_F(WrapperTest, AnExternalTextureFollowsItsBuffer) {
-    const test::CurrentEngine current;
+    test::LogCapture log;  // without a program every lookup and every value is an error
     test::DeviceBuffer first(64, 64, IMAGE_FORMAT_TYPE_NV12);
     test::DeviceBuffer second(64, 64, IMAGE_FORMAT_TYPE_NV12);
-    GLTexture2DOES texture(first.get(), GL_TEXTURE_EXTERNAL_OES, 64, 64);
-    EXPECT_EQ(texture.format(), GL_RGBA8);
-    for (AHardwareBuffer* buffer : {second.get(), second.get()}) {  // another, and the same again
+    unsigned char texels[27] = {};
+    const float values[16] = {};
+    GLTexture2D plane;
+    GLTexture3D cube(1, 1, 1, GL_RGB, GL_RGB, texels);
+    GLTexture2DOES external(first.get(), GL_TEXTURE_EXTERNAL_OES, 64, 64);
+    GLFramebuffer framebuffer;
+    GLShaderProgram program;
+    // Rows of any length; linear filters; edges clamped but for the third axis.
+    const std::string import =
+        "eglDestroyImageKHR(ptr, ptr) eglCreateImageKHR(ptr, null, 12608, ptr, null) glBindTexture(36197, 3) "
+        "glEGLImageTargetTexture2DOES(36197, ptr) glBindTexture(36197, 0) ";
+    const auto parametersOf = [](const std::string& target) {
+        const std::string call = "glTexParameteri(" + target + ", ";
+        return call + "10241, 9729) " + call + "10240, 9729) " + call + "10242, 33071) " + call +
+               "10243, 33071) glBindTexture(" + target + ", 0) ";
+    };
+    struct Step {
+        std::function<void()> act;
+        std::string calls;  // "=>" looks the location up
+    };
+    const Step kSteps[] = {
+        {[&] { plane.set(5, 3, GL_LUMINANCE, GL_LUMINANCE, texels); },
+         "glPixelStorei(3317, 1) glBindTexture(3553, 1) "
+         "glTexImage2D(3553, 0, 6409, 5, 3, 0, 6409, 5121, ptr) " +
+             parametersOf("3553")},
+        {[&] { cube.set(3, 2, 1, GL_RGB, GL_RGB, texels); },
+         "glPixelStorei(3317, 1) glBindTexture(32879, 2) "
+         "glTexImage3D(32879, 0, 6407, 3, 2, 1, 0, 6407, 5121, ptr) " +
+             parametersOf("32879")},
+        {[&] { external.set(second.get(), GL_TEXTURE_EXTERNAL_OES, 64, 64); }, import},
+        {[&] { external.set(second.get(), GL_TEXTURE_EXTERNAL_OES, 64, 64); }, import},  // the same again
+        {[&] { external.set(nullptr, GL_TEXTURE_EXTERNAL_OES, 64, 64); }, "eglDestroyImageKHR(ptr, ptr) "},
+        {[&] { plane.recycle(), plane.recycle(); }, "glDeleteTextures(1, ptr) "},
+        {[&] { framebuffer.bind(GL_READ_FRAMEBUFFER); }, "glBindFramebuffer(36008, 1) "},
+        {[&] { framebuffer.attachTexture(0, 0, GL_TEXTURE_2D); }, ""},
+        {[&] { framebuffer.attachTexture(1, 7, GL_TEXTURE_2D); },
+         "glFramebufferTexture2D(36160, 36065, 3553, 7, 0) glCheckFramebufferStatus(36160) "},
+        {[&] { framebuffer.blit(0, 1, 2, 3, 4, 5, 6, 7, GL_COLOR_BUFFER_BIT, GL_NEAREST); },
+         "glBlitFramebuffer(0, 1, 2, 3, 4, 5, 6, 7, 16384, 9728) "},
+        {[&] { framebuffer.unBind(); }, "glBindFramebuffer(36160, 0) "},
+        {[&] { program.setViewport(1, 2, 3, 4); }, "glViewport(1, 2, 3, 4) "},
+        {[&] { program.enableVertexAttribArray(1, 2, GL_FLOAT, true, 0, values); },
+         "glVertexAttribPointer(1, 2, 5126, 1, 0, ptr) glEnableVertexAttribArray(1) "},
+        {[&] { program.disableVertexAttribArray(1); }, "glDisableVertexAttribArray(1) "},
+        {[&] { program.setTarget(5, 3, 2, GL_TEXTURE_3D); },
+         "glActiveTexture(33987) glBindTexture(32879, 2) glUniform1i(5, 3) "},
+        {[&] { program.endDraw(GL_POINTS, 1, 2); }, "glDrawArrays(0, 1, 2) "},
+        {[&] { program.set("a", 1); }, "=> glUniform1i(-1, 1) "},
+        {[&] { program.set("a", 1, 2); }, "=> glUniform2i(-1, 1, 2) "},
+        {[&] { program.set("a", 1, 2, 3); }, "=> glUniform3i(-1, 1, 2, 3) "},
+        {[&] { program.set("a", 1, 2, 3, 4); }, "=> glUniform4i(-1, 1, 2, 3, 4) "},
+        {[&] { program.set("a", 0.5F); }, "=> glUniform1f(-1, 0.5) "},
+        {[&] { program.set("a", 0.5F, 2.5F); }, "=> glUniform2f(-1, 0.5, 2.5) "},
+        {[&] { program.set("a", 0.5F, 2.5F, 3.5F); }, "=> glUniform3f(-1, 0.5, 2.5, 3.5) "},
+        {[&] { program.set("a", 0.5F, 2.5F, 3.5F, 4.5F); }, "=> glUniform4f(-1, 0.5, 2.5, 3.5, 4.5) "},
+        {[&] { program.setMatrix2("a", 1, true, values); }, "=> glUniformMatrix2fv(-1, 1, 1, ptr) "},
+        {[&] { program.setMatrix3("a", 2, false, values); }, "=> glUniformMatrix3fv(-1, 2, 0, ptr) "},
+        {[&] { program.setMatrix4("a", 3, false, values); }, "=> glUniformMatrix4fv(-1, 3, 0, ptr) "},
+        {[] { GLUtils::flush(); },
+         "glFlush() glFenceSync(37143, 0) glClientWaitSync(ptr, 0, 15000000) glDeleteSync(ptr) "},
+        {[] { sim_gl_fail("glFenceSync", 1, GL_OUT_OF_MEMORY), GLUtils::flush(); },
+         "glFlush() glFenceSync(37143, 0) "}};
+    for (const Step& step : kSteps) {
         test::CallTrace trace;
-        texture.set(buffer, GL_TEXTURE_EXTERNAL_OES, 64, 64);
-        EXPECT_THAT(
-            trace.calls(),
-            ElementsAre("eglDestroyImageKHR(ptr, ptr)", "eglCreateImageKHR(ptr, null, 12608, ptr, null)",
-                        StartsWith("glBindTexture(36197, "), "glEGLImageTargetTexture2DOES(36197, ptr)",
-                        "glBindTexture(36197, 0)"));
-        EXPECT_TRUE(texture.hasImage());
-        EXPECT_EQ(sim_gl_live("image"), 1);
+        step.act();
+        EXPECT_EQ(trace.text(), replaced(step.calls, "=>", "glGetUniformLocation(0, a)"));
     }
-    texture.set(nullptr, GL_TEXTURE_EXTERNAL_OES, 64, 64);
-    EXPECT_FALSE(texture.hasImage());
-    EXPECT_EQ(sim_gl_live("image"), 0);
-
-    test::LogCapture log;
-    sim_gl_fail("eglCreateImageKHR", 1, EGL_BAD_ALLOC);
-    texture.set(first.get(), GL_TEXTURE_EXTERNAL_OES, 64, 64);
-    EXPECT_FALSE(texture.hasImage());
-    texture.set(first.get(), GL_TEXTURE_EXTERNAL_OES, 64, 64);
-    sim_gl_fail("eglDestroyImageKHR", 1, EGL_BAD_DISPLAY);
-    texture.recycle();
-    EXPECT_THAT(log.texts(), ElementsAre("eglCreateImageKHR eglError: EGL_BAD_ALLOC (0x3003)",
-                                         "glEGLImageTargetTexture2DOES glError: 1281 ",
-                                         "eglDestroyImageKHR eglError: EGL_BAD_DISPLAY (0x3008)"));
+    EXPECT_FALSE(external.hasImage());
+    EXPECT_EQ(external.format(), GL_RGBA8);
 }
 
-TEST_F(WrapperTest, FramebuffersReportWhatIsIncomplete) {
+TEST_F(WrapperTest, ErrorsAreLoggedUnderTheirLabels) {
     const test::CurrentEngine current;
-    test::LogCapture log;
-    GLFramebuffer framebuffer;
-    GLTexture2D color(8, 8, GL_RGBA, GL_RGBA, nullptr);
+    test::DeviceBuffer buffer(64, 64, IMAGE_FORMAT_TYPE_NV12);
+    GLTexture2DOES external(nullptr, GL_TEXTURE_EXTERNAL_OES, 64, 64);
     GLTexture2D gray(8, 8, GL_LUMINANCE, GL_LUMINANCE, nullptr);
-    framebuffer.bind(GL_FRAMEBUFFER);
-    EXPECT_TRUE(framebuffer.attachTexture(0, color.name(), color.target()));
-    EXPECT_THAT(log.texts(), ElementsAre());
-    test::CallTrace trace;
-    EXPECT_FALSE(framebuffer.attachTexture(0, 0, GL_TEXTURE_2D));
-    EXPECT_THAT(trace.names(), ElementsAre());
-    EXPECT_FALSE(framebuffer.attachTexture(0, gray.name(), gray.target()));
-    EXPECT_THAT(log.lines(), ElementsAre(test::LogLine{test::kError, "Huevance",
-                                                       "Framebuffer not complete, status: 36054"}));
-    framebuffer.attachTexture(0, color.name(), color.target());
-    trace.clear();
-    framebuffer.blit(0, 1, 2, 3, 4, 5, 6, 7, GL_COLOR_BUFFER_BIT, GL_NEAREST);
-    framebuffer.unBind();
-    EXPECT_THAT(trace.calls(), ElementsAre("glBlitFramebuffer(0, 1, 2, 3, 4, 5, 6, 7, 16384, 9728)",
-                                           "glBindFramebuffer(36160, 0)"));
-}
-
-// --- Programs ---
-
-TEST_F(WrapperTest, AProgramDrawsUntilItIsReleased) {
-    const test::CurrentEngine current;
-    test::LogCapture log;
-    GLShaderProgram program;
-    EXPECT_FALSE(program.beginDraw());
-    ASSERT_EQ(program.init(kVertex, kFragment), 0);
-    EXPECT_EQ(sim_gl_live("shader"), 2);  // they stay, on purpose
-    unsigned char texel[4] = {100, 150, 200, 255};
-    GLTexture2D source(1, 1, GL_RGBA, GL_RGBA, texel);
-    GLTexture2D target(4, 4, GL_RGBA, GL_RGBA, nullptr);
     GLFramebuffer framebuffer;
     framebuffer.bind(GL_FRAMEBUFFER);
-    ASSERT_TRUE(framebuffer.attachTexture(0, target.name(), target.target()));
-    const float strip[] = {-1, -1, 1, -1, -1, 1, 1, 1};
-    ASSERT_TRUE(program.beginDraw());
-    program.setViewport(0, 0, 4, 4);
-    const auto position = static_cast<unsigned>(program.getAttribLocation("a_position"));
-    program.enableVertexAttribArray(position, 2, GL_FLOAT, false, 0, strip);
-    program.setTarget(program.getUniformLocation("s"), 3, source.name(), source.target());
-    program.set("gain", 0.5F);
-    program.endDraw(GL_TRIANGLE_STRIP, 0, 4);
-    program.disableVertexAttribArray(position);
-    GLubyte drawn[4];
-    glReadPixels(2, 2, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, drawn);
-    EXPECT_THAT(drawn, ElementsAre(50, 75, 100, 128));
-    EXPECT_THAT(log.texts(), ElementsAre());
-    for (const char* entry : {"glActiveTexture", "glBindTexture"}) {
-        sim_gl_fail(entry, 1, GL_INVALID_ENUM);
-        program.setTarget(0, 1, 0, GL_TEXTURE_2D);
-    }
-    // On purpose one label for two checks.
-    EXPECT_THAT(log.texts(), ElementsAre("glActiveTexture glError: 1280 ", "glActiveTexture glError: 1280 "));
-    program.release();
-    EXPECT_FALSE(program.beginDraw());
-    EXPECT_EQ(sim_gl_live("program"), 0);
-}
-
-TEST_F(WrapperTest, UniformsAreLookedUpByNameAndSet) {
-    const test::CurrentEngine current;
     GLShaderProgram program;
-    const float matrix[16] = {};
-    test::LogCapture log;  // without a program every lookup and every value is an error
-    test::CallTrace trace;
-    program.set("a", 1);
-    program.set("a", 1, 2);
-    program.set("a", 1, 2, 3);
-    program.set("a", 1, 2, 3, 4);
-    program.set("a", 0.5F, 1.5F);
-    program.set("a", 0.5F, 1.5F, 2.5F);
-    program.set("a", 0.5F, 1.5F, 2.5F, 3.5F);
-    program.setMatrix2("a", 1, true, matrix);
-    program.setMatrix3("a", 2, false, matrix);
-    program.setMatrix4("a", 3, false, matrix);
-    std::string values;
-    for (std::size_t i = 0; i < trace.calls().size(); i += 2) {
-        EXPECT_EQ(trace.calls()[i], "glGetUniformLocation(0, a)");
-        values += trace.calls()[i + 1].substr(9) + " ";
+    ASSERT_EQ(program.init(kVertex, kFragment), 0);
+    ASSERT_TRUE(program.beginDraw());
+    const auto import = [&] { external.set(buffer.get(), GL_TEXTURE_EXTERNAL_OES, 64, 64); };
+    const auto recycle = [&] { external.recycle(); };
+    const auto attach = [&] { framebuffer.attachTexture(0, gray.name(), gray.target()); };
+    const auto lose = [] { sim_gl_lose_contexts(), GLUtils::checkGLError("here"); };
+    const auto checkEgl = [] { GLUtils::checkEGLError("there"); };
+    const auto setTarget = [&] { program.setTarget(program.getUniformLocation("s"), 1, 0, GL_TEXTURE_2D); };
+    struct Fault {
+        const char* entry;
+        int code;
+        std::function<void()> act;
+        std::string lines;
+    };
+    const Fault kFaults[] = {
+        {"eglCreateImageKHR", EGL_BAD_ALLOC, import,
+         "eglCreateImageKHR eglError: EGL_BAD_ALLOC (0x3003)\nglEGLImageTargetTexture2DOES glError: 1281 \n"},
+        {"", 0, import, ""},
+        {"eglDestroyImageKHR", 0x3008, recycle, "eglDestroyImageKHR eglError: EGL_BAD_DISPLAY (0x3008)\n"},
+        {"", 0, attach, "Framebuffer not complete, status: 36054\n"},
+        // On purpose one label for two checks.
+        {"glActiveTexture", GL_INVALID_ENUM, setTarget, "glActiveTexture glError: 1280 \n"},
+        {"glBindTexture", GL_INVALID_ENUM, setTarget, "glActiveTexture glError: 1280 \n"},
+        {"eglGetError", 0x2FFF, checkEgl, "there eglError: UNKNOWN (0x2fff)\n"},
+        {"eglGetError", 0x3001, checkEgl, "there eglError: EGL_NOT_INITIALIZED (0x3001)\n"},
+        {"eglGetError", 0x300A, checkEgl, "there eglError: EGL_BAD_NATIVE_PIXMAP (0x300a)\n"},
+        {"eglGetError", 0x300E, checkEgl, "there eglError: EGL_CONTEXT_LOST (0x300e)\n"},
+        {"eglGetError", 0x300F, checkEgl, "there eglError: UNKNOWN (0x300f)\n"},
+        {"", 0, lose, "here glError: 1287 \n"}};  // which is reported without end
+    for (const Fault& fault : kFaults) {
+        test::LogCapture log;
+        sim_gl_fail(fault.entry, 1, fault.code);
+        fault.act();
+        std::string lines;
+        for (const test::LogLine& line : log.lines()) {
+            EXPECT_EQ(line.tag, "Huevance");
+            EXPECT_EQ(line.priority, test::kError);
+            lines += line.text + "\n";
+        }
+        EXPECT_EQ(lines, fault.lines);
     }
-    EXPECT_EQ(values,
-              "1i(-1, 1) 2i(-1, 1, 2) 3i(-1, 1, 2, 3) 4i(-1, 1, 2, 3, 4) 2f(-1, 0.5, 1.5) "
-              "3f(-1, 0.5, 1.5, 2.5) 4f(-1, 0.5, 1.5, 2.5, 3.5) "
-              "Matrix2fv(-1, 1, 1, ptr) Matrix3fv(-1, 2, 0, ptr) Matrix4fv(-1, 3, 0, ptr) ");
 }
 
 TEST_F(WrapperTest, ShadersThatDoNotBuildAreReportedAndDeleted) {
@@ -324,6 +308,7 @@ TEST_F(WrapperTest, ProgramsTravelAsBinaries) {
     GLShaderProgram program;
     EXPECT_EQ(program.saveToBinary(path.c_str()), -1);
     ASSERT_EQ(program.init(kVertex, kFragment), 0);
+    EXPECT_EQ(sim_gl_live("shader"), 2);  // they stay, on purpose
     GLint formats = 0;
     glGetIntegerv(GL_NUM_PROGRAM_BINARY_FORMATS, &formats);
     if (formats > 0) {
@@ -342,40 +327,7 @@ TEST_F(WrapperTest, ProgramsTravelAsBinaries) {
         log.texts(),
         Contains(StartsWith("[GLShaderProgram] createProgram error: Failed to load binary program: ")));
     EXPECT_FALSE(program.beginDraw());
-}
-
-// --- Checks ---
-
-TEST_F(WrapperTest, LogsPendingErrorsUnderTheLabel) {
-    const test::CurrentEngine current;
-    test::LogCapture log;
-    sim_gl_fail("glGetError", 1, GL_INVALID_ENUM);
-    GLUtils::checkGLError("here");
-    for (const int code : {0x2FFF, 0x3001, 0x300A, 0x300E, 0x300F}) {
-        sim_gl_fail("eglGetError", 1, code);
-        GLUtils::checkEGLError("there");
-    }
-    sim_gl_lose_contexts();  // which reports without end
-    GLUtils::checkGLError("lost");
-    EXPECT_THAT(log.texts(), ElementsAre("here glError: 1280 ", "there eglError: UNKNOWN (0x2fff)",
-                                         "there eglError: EGL_NOT_INITIALIZED (0x3001)",
-                                         "there eglError: EGL_BAD_NATIVE_PIXMAP (0x300a)",
-                                         "there eglError: EGL_CONTEXT_LOST (0x300e)",
-                                         "there eglError: UNKNOWN (0x300f)", "lost glError: 1287 "));
-}
-
-TEST_F(WrapperTest, FlushWaitsOnceForAFence) {
-    const test::CurrentEngine current;
-    test::LogCapture log;
-    test::CallTrace trace;
-    sim_gl_time_out_fences(1);
-    GLUtils::flush();
-    EXPECT_THAT(trace.calls(), ElementsAre("glFlush()", "glFenceSync(37143, 0)",
-                                           "glClientWaitSync(ptr, 0, 15000000)", "glDeleteSync(ptr)"));
-    trace.clear();
-    sim_gl_fail("glFenceSync", 1, GL_OUT_OF_MEMORY);
-    GLUtils::flush();
-    EXPECT_THAT(trace.names(), ElementsAre("glFlush", "glFenceSync"));
+    EXPECT_EQ(sim_gl_live("program"), 0);
 }
 
 }  // namespace

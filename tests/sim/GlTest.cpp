@@ -1,5 +1,6 @@
 // The simulated EGL and OpenGL ES: what they add to the system's driver, and the rules that they enforce.
 #include <functional>
+#include <memory>
 #include <optional>
 
 #include "tests/ogl/support/GlFixture.h"
@@ -203,31 +204,29 @@ TEST_F(SimulatedGl, EnforcesTheExtensionsRules) {
     EXPECT_EQ(import(hosts), EGL_NO_IMAGE_KHR);
     EXPECT_EQ(eglGetError(), EGL_BAD_PARAMETER);
     EXPECT_EQ(eglGetNativeClientBufferANDROID(nullptr), nullptr);
+    EXPECT_EQ(reinterpret_cast<void*>(eglGetProcAddress("eglCreateImageKHR")),
+              reinterpret_cast<void*>(&eglCreateImageKHR));
 }
 
 TEST_F(SimulatedGl, CountsWhatIsAlive) {
+    GLuint names[2];
+    glGenTextures(2, names);
     const GLuint program = build(kYuvFragment);
-    GLuint textures[2];
-    glGenTextures(2, textures);
     const GLsync fence = glFenceSync(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
     EXPECT_EQ(test::aliveOnDevice(),
               "1 display 1 context 1 surface 2 texture 1 framebuffer 1 program 2 shader 1 sync ");
     glDeleteProgram(program);
-    glDeleteTextures(2, textures);
+    glDeleteTextures(2, names);
     glDeleteSync(fence);
-    {
-        test::DeviceBuffer buffer(64, 64, IMAGE_FORMAT_TYPE_NV12);
-        target(buffer);
-    }
-    const std::string all =
-        "1 display 1 context 1 surface 1 image 1 texture 1 framebuffer 2 shader "
-        "1 AHardwareBuffer ";  // the image's
-    EXPECT_EQ(test::aliveOnDevice(), all);
+    target(*std::make_unique<test::DeviceBuffer>(64, 64, IMAGE_FORMAT_TYPE_NV12));
+    const std::string images = "1 surface 1 image ";
+    const std::string all = "1 context " + images + "1 texture 1 framebuffer 2 shader 1 AHardwareBuffer ";
+    EXPECT_EQ(test::aliveOnDevice(), "1 display " + all);
     const EGLDisplay display = eglGetCurrentDisplay();
     eglDestroyContext(display, eglGetCurrentContext());
-    EXPECT_EQ(test::aliveOnDevice(), all);  // still current
+    EXPECT_EQ(test::aliveOnDevice(), "1 display " + all);  // still current
     eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
-    EXPECT_EQ(test::aliveOnDevice(), "1 display 1 surface 1 image 1 AHardwareBuffer ");
+    EXPECT_EQ(test::aliveOnDevice(), "1 display " + images + "1 AHardwareBuffer ");
     EXPECT_EQ(sim_gl_live("nothing"), -1);
 }
 
@@ -252,11 +251,6 @@ TEST_F(SimulatedGl, FailsOnlyWhatItKnowsAndForgivesNoLostContext) {
     EXPECT_EQ(eglGetError(), EGL_CONTEXT_LOST);
     const test::CurrentEngine fresh;
     EXPECT_NE(glCreateProgram(), 0U);
-}
-
-TEST(SimulatedGlProcedures, AreItsOwn) {
-    EXPECT_EQ(reinterpret_cast<void*>(eglGetProcAddress("glEGLImageTargetTexture2DOES")),
-              reinterpret_cast<void*>(&glEGLImageTargetTexture2DOES));
 }
 
 // Where there is no driver every call fails, and none crashes.

@@ -1,5 +1,7 @@
 #include "tests/ogl/support/GlFixture.h"
 
+#include <numeric>
+
 namespace test {
 
 std::string alive() {
@@ -39,6 +41,11 @@ std::vector<std::string> CallTrace::names() const {
         result.push_back(call.substr(0, call.find('(')));
     }
     return result;
+}
+
+std::string CallTrace::text() const {
+    return std::accumulate(m_calls.begin(), m_calls.end(), std::string(),
+                           [](const std::string& all, const std::string& call) { return all + call + " "; });
 }
 
 }  // namespace test

@@ -48,6 +48,8 @@ public:
     const std::vector<std::string>& calls() const { return m_calls; }
     // Without their arguments.
     std::vector<std::string> names() const;
+    // Each with a space behind it.
+    std::string text() const;
     void clear() { m_calls.clear(); }
 
 private:
