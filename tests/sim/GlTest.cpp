@@ -1,8 +1,10 @@
 // The simulated EGL and OpenGL ES: what they add to the system's driver, and the rules that they enforce.
 #include <functional>
-#include <memory>
 #include <optional>
 
+#include "ogl/GLFramebuffer.h"
+#include "ogl/GLShaderProgram.h"
+#include "ogl/GLTexture.h"
 #include "tests/ogl/support/GlFixture.h"
 
 namespace {
@@ -18,76 +20,50 @@ std::string replaced(std::string text, const std::string& what, const std::strin
     return text.replace(text.find(what), what.size(), by);
 }
 
-GLuint compile(GLenum type, const std::string& text) {
-    const GLuint shader = glCreateShader(type);
-    const GLchar* whole = text.c_str();
-    glShaderSource(shader, 1, &whole, nullptr);
-    glCompileShader(shader);
-    GLint done = 0;
-    glGetShaderiv(shader, GL_COMPILE_STATUS, &done);
-    return done != 0 ? shader : 0;
+int build(GLShaderProgram& program, const std::string& fragment) {
+    return program.init("#version 320 es\nin vec4 p;\nvoid main() { gl_Position = p; }\n", fragment.c_str());
 }
 
-GLuint build(const std::string& fragment) {
-    const GLuint program = glCreateProgram();
-    glAttachShader(program, compile(GL_VERTEX_SHADER,
-                                    "#version 320 es\nlayout(location = 0) in vec4 p;\n"
-                                    "void main() { gl_Position = p; }\n"));
-    glAttachShader(program, compile(GL_FRAGMENT_SHADER, fragment));
-    glLinkProgram(program);
-    return program;
-}
-
-void draw(GLuint program) {
+void draw(GLShaderProgram& program) {
     static constexpr float kStrip[] = {-1, -1, 1, -1, -1, 1, 1, 1};
-    glUseProgram(program);
-    glVertexAttribPointer(0, 2, GL_FLOAT, GL_FALSE, 0, kStrip);
-    glEnableVertexAttribArray(0);
+    program.beginDraw();
+    program.enableVertexAttribArray(0, 2, GL_FLOAT, false, 0, kStrip);
     glDrawArrays(GL_TRIANGLE_STRIP, 0, 4);
-}
-
-GLenum wait() {
-    const GLsync fence = glFenceSync(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
-    const GLenum result = glClientWaitSync(fence, 0, 15000000);
-    glDeleteSync(fence);
-    return result;
 }
 
 class SimulatedGl : public test::GlTest {
 protected:
+    struct Objects {
+        test::CurrentEngine engine;
+        GLFramebuffer framebuffer;
+        GLShaderProgram yuv;
+        GLShaderProgram plain;
+        smart_pointer<GLTexture2DOES> texture;
+    };
+
     void SetUp() override {
         GlTest::SetUp();
         if (!IsSkipped()) {
-            m_current.emplace();
-            GLuint framebuffer = 0;
-            glGenFramebuffers(1, &framebuffer);
-            glBindFramebuffer(GL_FRAMEBUFFER, framebuffer);
+            m_objects.emplace();
+            m_objects->framebuffer.bind(GL_FRAMEBUFFER);
+            ASSERT_EQ(build(m_objects->yuv, kYuvFragment), 0);
+            ASSERT_EQ(build(m_objects->plain, kPlainFragment), 0);
         }
     }
     void TearDown() override {
-        m_current.reset();
+        m_objects.reset();
         GlTest::TearDown();
     }
 
-    EGLImageKHR import(test::DeviceBuffer& buffer) {
-        return eglCreateImageKHR(eglGetCurrentDisplay(), EGL_NO_CONTEXT, EGL_NATIVE_BUFFER_ANDROID,
-                                 eglGetNativeClientBufferANDROID(buffer.get()), nullptr);
-    }
-
     // Makes the buffer an external texture, attached to the framebuffer.
-    GLuint target(test::DeviceBuffer& buffer) {
-        m_image = import(buffer);
-        GLuint texture = 0;
-        glGenTextures(1, &texture);
-        glBindTexture(GL_TEXTURE_EXTERNAL_OES, texture);
-        glEGLImageTargetTexture2DOES(GL_TEXTURE_EXTERNAL_OES, m_image);
-        glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_EXTERNAL_OES, texture, 0);
-        glViewport(0, 0, buffer.roi().width, buffer.roi().height);
-        return texture;
+    void target(test::DeviceBuffer& buffer) {
+        const auto& [width, height, stride, scanline] = buffer.roi();
+        m_objects->texture = new GLTexture2DOES(buffer.get(), GL_TEXTURE_EXTERNAL_OES, width, height);
+        m_objects->framebuffer.attachTexture(0, m_objects->texture->name(), GL_TEXTURE_EXTERNAL_OES);
+        glViewport(0, 0, width, height);
     }
 
-    std::optional<test::CurrentEngine> m_current;
-    EGLImageKHR m_image = EGL_NO_IMAGE_KHR;
+    std::optional<Objects> m_objects;
 };
 
 TEST_F(SimulatedGl, WritesTheDrawnFrameBackBeforeTheFenceReports) {
@@ -98,11 +74,12 @@ TEST_F(SimulatedGl, WritesTheDrawnFrameBackBeforeTheFenceReports) {
             test::DeviceBuffer buffer(100, 60, format, AHARDWAREBUFFER_USAGE_GPU_FRAMEBUFFER);
             buffer.fill(9);
             target(buffer);
-            draw(build(kYuvFragment));
+            draw(m_objects->yuv);
             sim_gl_time_out_fences(1);
-            EXPECT_EQ(wait(), static_cast<GLenum>(GL_TIMEOUT_EXPIRED));
-            EXPECT_EQ(buffer.luma(0, 0), 9);
-            EXPECT_EQ(wait(), static_cast<GLenum>(GL_ALREADY_SIGNALED));
+            for (const bool timedOut : {true, false}) {
+                GLUtils::flush();
+                EXPECT_EQ(buffer.luma(0, 0) == 9, timedOut);
+            }
             EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
             for (const auto& [x, y] : {std::pair(0, 0), {99, 59}, {13, 40}}) {
                 // Y = x + 0.5 and U = y + 0.5, rounded; row 0 is the first in memory.
@@ -122,14 +99,13 @@ TEST_F(SimulatedGl, WritesTheDrawnFrameBackBeforeTheFenceReports) {
 }
 
 TEST_F(SimulatedGl, KeepsWhatDrawsAndClearsLeaveAlone) {
-    const GLuint program = build(kYuvFragment);
     constexpr GLuint kIndices[] = {0, 1, 2, 3};
     constexpr GLfloat kColor[] = {0.2F, 0.4F, 0.6F, 1.0F};  // y, u, v
     glClearColor(kColor[0], kColor[1], kColor[2], kColor[3]);
     glScissor(0, 0, 32, 64);
     // Each writes the left half.
     const std::function<void()> kWrites[] = {
-        [&] { draw(program); },
+        [&] { draw(m_objects->yuv); },
         [&] { glDrawRangeElements(GL_TRIANGLE_STRIP, 0, 3, 4, GL_UNSIGNED_INT, kIndices); },
         [&] { glEnable(GL_SCISSOR_TEST), glClear(GL_COLOR_BUFFER_BIT); },
         [&] { glEnable(GL_SCISSOR_TEST), glClearBufferfv(GL_COLOR, 0, kColor); }};
@@ -157,16 +133,18 @@ TEST_F(SimulatedGl, KeepsWhatDrawsAndClearsLeaveAlone) {
 }
 
 TEST_F(SimulatedGl, EnforcesTheExtensionsRules) {
+    const test::LogCapture log;
     test::DeviceBuffer buffer(64, 64, IMAGE_FORMAT_TYPE_NV12);
     test::DeviceBuffer sampled(64, 64, IMAGE_FORMAT_TYPE_NV12, AHARDWAREBUFFER_USAGE_GPU_SAMPLED_IMAGE);
     test::DeviceBuffer hosts(64, 64, IMAGE_FORMAT_TYPE_NV12, AHARDWAREBUFFER_USAGE_CPU_READ_OFTEN);
-    const GLuint yuv = build(kYuvFragment);
-    const GLuint plain = build(kPlainFragment);
-    const GLuint texture = target(buffer);
+    GLShaderProgram& yuv = m_objects->yuv;
+    GLShaderProgram& plain = m_objects->plain;
+    target(buffer);
     const auto attach = [&](GLenum point, GLint level) {
-        glFramebufferTexture2D(GL_FRAMEBUFFER, point, GL_TEXTURE_EXTERNAL_OES, texture, level);
+        glFramebufferTexture2D(GL_FRAMEBUFFER, point, GL_TEXTURE_EXTERNAL_OES, m_objects->texture->name(),
+                               level);
     };
-    const auto bindImage = [](GLenum to, EGLImageKHR image) { glEGLImageTargetTexture2DOES(to, image); };
+    const auto bindImage = [](GLenum to) { glEGLImageTargetTexture2DOES(to, nullptr); };
     struct Rule {
         const char* name;
         GLenum error;
@@ -181,8 +159,8 @@ TEST_F(SimulatedGl, EnforcesTheExtensionsRules) {
         {"attachment 1", GL_INVALID_OPERATION, [&] { attach(GL_COLOR_ATTACHMENT0 + 1, 0); }},
         {"level 1", GL_INVALID_VALUE, [&] { attach(GL_COLOR_ATTACHMENT0, 1); }},
         {"as it should be", GL_NO_ERROR, [&] { glColorMask(1, 1, 1, 1), draw(yuv); }},
-        {"image to another target", GL_INVALID_ENUM, [&] { bindImage(GL_TEXTURE_2D, m_image); }},
-        {"no image", GL_INVALID_VALUE, [&] { bindImage(GL_TEXTURE_EXTERNAL_OES, nullptr); }},
+        {"image to another target", GL_INVALID_ENUM, [&] { bindImage(GL_TEXTURE_2D); }},
+        {"no image", GL_INVALID_VALUE, [&] { bindImage(GL_TEXTURE_EXTERNAL_OES); }},
         {"buffer not for drawing", GL_INVALID_FRAMEBUFFER_OPERATION, [&] { target(sampled), draw(plain); }},
         {"yuv output into another target", GL_INVALID_OPERATION,
          [&] { glBindFramebuffer(GL_FRAMEBUFFER, 0), draw(yuv); }},
@@ -196,12 +174,19 @@ TEST_F(SimulatedGl, EnforcesTheExtensionsRules) {
     for (const std::string& wrong :
          {replaced(kYuvFragment, output, output + "layout(location = 1) out vec4 other;"),
           replaced(kYuvFragment, "#extension GL_EXT_YUV_target : require", "")}) {
-        EXPECT_EQ(compile(GL_FRAGMENT_SHADER, wrong), 0U) << wrong;
+        GLShaderProgram program;
+        EXPECT_EQ(build(program, wrong), -1) << wrong;
     }
-    eglDestroyImageKHR(eglGetCurrentDisplay(), m_image);
-    EXPECT_EQ(eglDestroyImageKHR(eglGetCurrentDisplay(), m_image), static_cast<EGLBoolean>(EGL_FALSE));
+    const auto import = [](void* client) {
+        return eglCreateImageKHR(eglGetCurrentDisplay(), EGL_NO_CONTEXT, EGL_NATIVE_BUFFER_ANDROID, client,
+                                 nullptr);
+    };
+    const EGLImageKHR image = import(buffer.get());
+    for (const EGLBoolean once : {EGL_TRUE, EGL_FALSE}) {
+        EXPECT_EQ(eglDestroyImageKHR(eglGetCurrentDisplay(), image), once);
+    }
     EXPECT_EQ(eglGetError(), EGL_BAD_PARAMETER);
-    EXPECT_EQ(import(hosts), EGL_NO_IMAGE_KHR);
+    EXPECT_EQ(import(hosts.get()), EGL_NO_IMAGE_KHR);
     EXPECT_EQ(eglGetError(), EGL_BAD_PARAMETER);
     EXPECT_EQ(eglGetNativeClientBufferANDROID(nullptr), nullptr);
     EXPECT_EQ(reinterpret_cast<void*>(eglGetProcAddress("eglCreateImageKHR")),
@@ -209,24 +194,22 @@ TEST_F(SimulatedGl, EnforcesTheExtensionsRules) {
 }
 
 TEST_F(SimulatedGl, CountsWhatIsAlive) {
-    GLuint names[2];
-    glGenTextures(2, names);
-    const GLuint program = build(kYuvFragment);
+    const std::string engine = "1 display 1 context 1 surface ";
+    EXPECT_EQ(test::aliveOnDevice(), engine + "1 framebuffer 2 program 4 shader ");
+    {
+        test::DeviceBuffer buffer(64, 64, IMAGE_FORMAT_TYPE_NV12);
+        target(buffer);
+    }
     const GLsync fence = glFenceSync(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
-    EXPECT_EQ(test::aliveOnDevice(),
-              "1 display 1 context 1 surface 2 texture 1 framebuffer 1 program 2 shader 1 sync ");
-    glDeleteProgram(program);
-    glDeleteTextures(2, names);
+    m_objects->plain.release();
+    const std::string rest = "1 image 1 texture 1 framebuffer 1 program 4 shader ";
+    EXPECT_EQ(test::aliveOnDevice(), engine + rest + "1 sync 1 AHardwareBuffer ");
     glDeleteSync(fence);
-    target(*std::make_unique<test::DeviceBuffer>(64, 64, IMAGE_FORMAT_TYPE_NV12));
-    const std::string images = "1 surface 1 image ";
-    const std::string all = "1 context " + images + "1 texture 1 framebuffer 2 shader 1 AHardwareBuffer ";
-    EXPECT_EQ(test::aliveOnDevice(), "1 display " + all);
     const EGLDisplay display = eglGetCurrentDisplay();
     eglDestroyContext(display, eglGetCurrentContext());
-    EXPECT_EQ(test::aliveOnDevice(), "1 display " + all);  // still current
+    EXPECT_EQ(test::aliveOnDevice(), engine + rest + "1 AHardwareBuffer ");  // still current
     eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
-    EXPECT_EQ(test::aliveOnDevice(), "1 display " + images + "1 AHardwareBuffer ");
+    EXPECT_EQ(test::aliveOnDevice(), "1 display 1 surface 1 image 1 AHardwareBuffer ");
     EXPECT_EQ(sim_gl_live("nothing"), -1);
 }
 
@@ -247,6 +230,7 @@ TEST_F(SimulatedGl, FailsOnlyWhatItKnowsAndForgivesNoLostContext) {
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_CONTEXT_LOST));  // without end
     }
+    const test::LogCapture log;
     EXPECT_EQ(eglMakeCurrent(eglGetCurrentDisplay(), nullptr, nullptr, eglGetCurrentContext()), 0U);
     EXPECT_EQ(eglGetError(), EGL_CONTEXT_LOST);
     const test::CurrentEngine fresh;
