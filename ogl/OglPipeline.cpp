@@ -21,6 +21,15 @@ constexpr int kLevels = huevance::kBins8;
 constexpr int kLattice = huevance::kLatticeSize;
 constexpr int kMaxMaskSide = 32768;
 
+// Luma in bytes, then U and V side by side in either order. A phone may choose another layout for a format.
+bool holdsPairs(const AHardwareBuffer_Planes& planes) {
+    const auto* u = static_cast<const unsigned char*>(planes.planes[1].data);
+    const auto* v = static_cast<const unsigned char*>(planes.planes[2].data);
+    return planes.planeCount == 3 && planes.planes[0].pixelStride == 1 && planes.planes[1].pixelStride == 2 &&
+           planes.planes[2].pixelStride == 2 && planes.planes[1].rowStride == planes.planes[2].rowStride &&
+           (u == v + 1 || v == u + 1);
+}
+
 // Strip order. The frame's first row goes to the buffer's first row.
 constexpr float kPositions[] = {-1, -1, 1, -1, -1, 1, 1, 1};
 constexpr float kTexcoords[] = {0, 0, 1, 0, 0, 1, 1, 1};
@@ -32,15 +41,6 @@ void copyRows(const unsigned char* from, std::ptrdiff_t pitch, int bytes, int ro
     for (int row = 0; row < rows; ++row, from += pitch, to += bytes) {
         std::memcpy(to, from, static_cast<std::size_t>(bytes));
     }
-}
-
-// Luma in bytes, then U and V side by side in either order. A phone may choose another layout for a format.
-bool holdsPairs(const AHardwareBuffer_Planes& planes) {
-    const auto* u = static_cast<const unsigned char*>(planes.planes[1].data);
-    const auto* v = static_cast<const unsigned char*>(planes.planes[2].data);
-    return planes.planeCount == 3 && planes.planes[0].pixelStride == 1 && planes.planes[1].pixelStride == 2 &&
-           planes.planes[2].pixelStride == 2 && planes.planes[1].rowStride == planes.planes[2].rowStride &&
-           (u == v + 1 || v == u + 1);
 }
 
 smart_pointer<GLTexture2D> grayTexel() { return new GLTexture2D(1, 1, GL_LUMINANCE, GL_LUMINANCE, nullptr); }
