@@ -2,7 +2,6 @@
 
 #include <sim/gl.h>
 
-#include <algorithm>
 #include <stdexcept>
 
 namespace test {
@@ -38,17 +37,5 @@ DeviceBuffer::DeviceBuffer(int width, int height, IMAGE_FORMAT_TYPE format, std:
     const int stride = static_cast<int>(planes.planes[0].rowStride);
     m_roi = {width, height, stride, static_cast<int>(chroma - m_data) / stride};
 }
-
-DeviceBuffer::~DeviceBuffer() { AHardwareBuffer_release(m_buffer); }
-
-std::size_t DeviceBuffer::bytes() const {
-    return static_cast<std::size_t>(m_roi.stride) * static_cast<std::size_t>(m_roi.scanline) * 3 / 2;
-}
-
-int DeviceBuffer::chroma(int x, int y, int channel) const {
-    return m_data[(m_roi.scanline + y) * m_roi.stride + 2 * x + (m_vFirst ? 1 - channel : channel)];
-}
-
-void DeviceBuffer::fill(unsigned char value) { std::fill_n(m_data, bytes(), value); }
 
 }  // namespace test
