@@ -9,9 +9,9 @@
 namespace {
 
 // A display is shared by its process: the first engine that ends it would take the other engines' contexts
-// along. So engines that go before the last one leave their share of eglTerminate to it, which then calls
-// once for each eglInitialize: that is right for displays that count, as Android's do, and for those that do
-// not.
+// along. So, on purpose, engines that go before the last one leave their share of eglTerminate to it, which
+// then calls once for each eglInitialize: that is right for displays that count, as Android's do, and for
+// those that do not.
 //
 // Engines with the display initialised in the low half, terminations left over in the high half. One atomic
 // value, since nothing here takes locks; where two threads end and begin at once, the platform's own count
@@ -49,6 +49,7 @@ GLEngine::GLEngine(ANativeWindow* window, int width, int height)
 GLEngine::~GLEngine() { destroy(); }
 
 int GLEngine::init() {
+    releaseAll();
     const EGLDisplay display = eglGetDisplay(EGL_DEFAULT_DISPLAY);
     if (display == EGL_NO_DISPLAY) {
         GL_LOG_ERROR("[GLEngine] init error: eglGetDisplay failed!!!");
@@ -66,7 +67,7 @@ int GLEngine::init() {
         return -1;
     }
     if (!createSurface(config)) {
-        return 0;  // on purpose: startup reports it
+        return 0;  // on purpose: startup fails
     }
     const EGLint attributes[] = {EGL_CONTEXT_CLIENT_VERSION, 3, EGL_NONE};
     m_context = eglCreateContext(m_display, config, EGL_NO_CONTEXT, attributes);
@@ -148,20 +149,25 @@ int GLEngine::flush() {
     return eglSwapBuffers(m_display, m_surface) == EGL_TRUE ? 0 : -1;
 }
 
-int GLEngine::destroy() {
-    if (m_display != EGL_NO_DISPLAY) {
-        if (m_context != EGL_NO_CONTEXT) {
-            eglDestroyContext(m_display, m_context);
-        }
-        if (m_surface != EGL_NO_SURFACE) {
-            eglDestroySurface(m_display, m_surface);
-        }
-        eglMakeCurrent(m_display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
-        releaseDisplay(m_display);
-        m_display = EGL_NO_DISPLAY;
-        m_surface = EGL_NO_SURFACE;
-        m_context = EGL_NO_CONTEXT;
+void GLEngine::releaseAll() {
+    if (m_display == EGL_NO_DISPLAY) {
+        return;
     }
+    if (m_context != EGL_NO_CONTEXT) {
+        eglDestroyContext(m_display, m_context);
+    }
+    if (m_surface != EGL_NO_SURFACE) {
+        eglDestroySurface(m_display, m_surface);
+    }
+    eglMakeCurrent(m_display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
+    releaseDisplay(m_display);
+    m_display = EGL_NO_DISPLAY;
+    m_surface = EGL_NO_SURFACE;
+    m_context = EGL_NO_CONTEXT;
+}
+
+int GLEngine::destroy() {
+    releaseAll();
     m_window = nullptr;
     m_iWidth = 0;
     m_iHeight = 0;

@@ -13,21 +13,23 @@ public:
     GLEngine(ANativeWindow* window, int width, int height);
     ~GLEngine() override;
 
-    // Display, config, surface, context. 0, or -1 with one log line. On purpose also 0, with one log line,
-    // when there is no surface: startup then fails.
+    // Display, config, surface, context; again, it releases those it has and makes new ones. 0, or -1 with
+    // one log line. On purpose also 0, with one log line, when there is no surface: startup then fails.
     int init();
-    // Makes the context current. 0, or -1.
+    // Makes the context current. 0, or -1, also without a surface or context.
     int startup();
     // Makes no context current. 0, or -1.
     int stop();
     // Swaps the surface's buffers. 0, or -1.
     int flush();
-    // Releases everything and forgets the window and its size. 0.
+    // Releases everything, after which the calling thread has no current context, and forgets the window and
+    // its size. On purpose the display ends with the last engine of the process only. 0.
     int destroy();
 
 private:
     bool chooseConfig(EGLConfig* config);
     bool createSurface(EGLConfig config);
+    void releaseAll();
 
     ANativeWindow* m_window;
     int m_iWidth;

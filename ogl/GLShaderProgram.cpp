@@ -93,14 +93,14 @@ int GLShaderProgram::init(const char* vertex, const char* fragment) {
     const GLuint vertexShader = loadShader(GL_VERTEX_SHADER, vertex);
     const GLuint fragmentShader = vertexShader != 0 ? loadShader(GL_FRAGMENT_SHADER, fragment) : 0;
     m_program = fragmentShader != 0 ? createProgram(vertexShader, fragmentShader) : 0;
-    if (m_program == 0) {
+    if (!isBuilt()) {
         for (const GLuint shader : {vertexShader, fragmentShader}) {
             if (shader != 0) {
                 GL_CALL(glDeleteShader, shader);
             }
         }
     }
-    return m_program != 0 ? 0 : -1;
+    return isBuilt() ? 0 : -1;
 }
 
 int GLShaderProgram::init(const void* programBinary, unsigned binaryFormat, int length) {
@@ -121,11 +121,10 @@ int GLShaderProgram::init(const void* programBinary, unsigned binaryFormat, int 
 }
 
 bool GLShaderProgram::beginDraw() {
-    if (m_program == 0) {
-        return false;
+    if (isBuilt()) {
+        GL_CALL(glUseProgram, m_program);
     }
-    GL_CALL(glUseProgram, m_program);
-    return true;
+    return isBuilt();
 }
 
 void GLShaderProgram::setViewport(int x, int y, int width, int height) {
@@ -201,7 +200,7 @@ int GLShaderProgram::getUniformLocation(const char* name) {
 }
 
 int GLShaderProgram::saveToBinary(const char* path) {
-    if (m_program == 0) {
+    if (!isBuilt()) {
         return -1;
     }
     GLint length = 0;
@@ -221,7 +220,7 @@ int GLShaderProgram::saveToBinary(const char* path) {
 }
 
 void GLShaderProgram::release() {
-    if (m_program != 0) {
+    if (isBuilt()) {
         GL_CALL(glDeleteProgram, m_program);
         m_program = 0;
     }

@@ -13,6 +13,7 @@ public:
     int init(const char* vertex, const char* fragment);
     int init(const void* programBinary, unsigned binaryFormat, int length);
 
+    bool isBuilt() const { return m_program != 0; }
     // Makes the program current. False without a program.
     bool beginDraw();
     void setViewport(int x, int y, int width, int height);

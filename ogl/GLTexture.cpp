@@ -67,7 +67,7 @@ void GLTexture2DOES::set(void* clientBuffer, unsigned target, int width, int hei
     if (clientBuffer == nullptr) {
         return;
     }
-    destroyImage();  // of the same buffer: there is one image at a time
+    destroyImage();  // on purpose of the same buffer, too: its image would leak
     m_image = eglCreateImageKHR(m_display, EGL_NO_CONTEXT, EGL_NATIVE_BUFFER_ANDROID, clientBuffer, nullptr);
     GLUtils::checkEGLError("eglCreateImageKHR");
     GL_CALL(glBindTexture, target, m_texture);

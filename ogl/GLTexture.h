@@ -41,7 +41,8 @@ public:
     ~GLTexture2DOES() override;
 
     using GLTexture2D::set;
-    // Makes an image of the buffer and binds it to the texture; a buffer other than the one held replaces it.
+    // Makes an image of the buffer and binds it to the texture, in place of the one held. Errors are logged;
+    // then hasImage says no.
     virtual void set(void* clientBuffer, unsigned target, int width, int height);
     // Deletes the name and destroys the image.
     void recycle() override;

@@ -22,6 +22,9 @@ void GLUtils::checkGLError(const char* label) {
             return;
         }
         GL_LOG_ERROR("%s glError: %d ", label, static_cast<int>(code));
+        if (code == GL_CONTEXT_LOST) {
+            return;
+        }
     }
 }
 

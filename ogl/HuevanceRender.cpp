@@ -1,7 +1,8 @@
 #include "ogl/HuevanceRender.h"
 
-#include <iterator>
+#include <algorithm>
 
+#include "ogl/ClaheTable.h"
 #include "ogl/ShaderComposer.h"
 #include "ogl/ShaderTexts.h"
 
@@ -10,26 +11,36 @@ namespace {
 enum : int { kUnitY, kUnitUv, kUnitClahe, kUnitYCurve, kUnitUvCurve, kUnitColor, kUnitMask };
 
 // In the order in which they are set.
-constexpr const char* kClaheUniforms[] = {"imageWidth",    "imageHeight",    "gridWidth",  "gridHeight",
-                                          "blockHalWidth", "blockHalHeight", "validWidth", "validHeight",
-                                          "rowScale",      "colScale"};
+constexpr std::array kClaheUniforms = {"imageWidth",    "imageHeight",    "gridWidth",  "gridHeight",
+                                       "blockHalWidth", "blockHalHeight", "validWidth", "validHeight",
+                                       "rowScale",      "colScale"};
 
 // Two foci and the half-axis of an ellipse of skin colours in normalised (U, V).
-struct SkinUniform {
-    const char* name;
-    float value;
-};
-constexpr SkinUniform kSkinUniforms[] = {
-    {"fu1", 0.40378553F}, {"fv1", 0.6445681F}, {"fu2", 0.48221445F}, {"fv2", 0.5714319F}, {"fa", 0.07F}};
+constexpr std::array kSkinUniforms = {"fu1", "fv1", "fu2", "fv2", "fa"};
+constexpr std::array kSkinValues = {0.40378553F, 0.6445681F, 0.48221445F, 0.5714319F, 0.07F};
 
 constexpr float kHalfLevel = 128.0F;
-
-int divide(int value, int divisor) { return divisor != 0 ? value / divisor : 0; }
 
 // The span between the first and the last block: on purpose less a block's size without its lowest bit.
 int validSize(int block, int grid) { return block * grid - (block & ~1); }
 
 float scaleOf(int grid, int valid) { return static_cast<float>(grid - 1) / static_cast<float>(valid - 1); }
+
+template <std::size_t N>
+std::array<int, N> locationsOf(GLShaderProgram& program, const std::array<const char*, N>& names) {
+    std::array<int, N> locations;
+    std::transform(names.begin(), names.end(), locations.begin(),
+                   [&](const char* name) { return program.getUniformLocation(name); });
+    return locations;
+}
+
+template <std::size_t N>
+void setUniforms(GLShaderProgram& program, const std::array<int, N>& locations,
+                 const std::array<float, N>& values) {
+    for (std::size_t i = 0; i < N; ++i) {
+        program.setUniform(locations[i], values[i]);
+    }
+}
 
 }  // namespace
 
@@ -60,9 +71,7 @@ void HuevanceRender::lookUpLocations() {
     m_iUvTextureLoc = program.getUniformLocation("uvTexture");
     if (m_bUseClahe) {
         m_iClahemapLoc = program.getUniformLocation("clahemapTexture");
-        for (std::size_t i = 0; i < std::size(kClaheUniforms); ++i) {
-            m_aiClaheLocs[i] = program.getUniformLocation(kClaheUniforms[i]);
-        }
+        m_aiClaheLocs = locationsOf(program, kClaheUniforms);
     }
     if (m_bUseCurve) {
         m_iYCurvemapLoc = program.getUniformLocation("yCurvemapTexture");
@@ -75,13 +84,11 @@ void HuevanceRender::lookUpLocations() {
         m_iColormapLoc = program.getUniformLocation("colormapTexture");
         m_iColormapStrengthLoc = program.getUniformLocation("colormapStrength");
     }
-    if (m_bUseMask && m_iMaskType == ogl::kMaskTexture) {
+    if (usesMask(ogl::kMaskTexture)) {
         m_iMaskmapLoc = program.getUniformLocation("maskmapTexture");
     }
-    if (m_bUseMask && m_iMaskType == ogl::kMaskSkinModel) {
-        for (std::size_t i = 0; i < std::size(kSkinUniforms); ++i) {
-            m_aiSkinLocs[i] = program.getUniformLocation(kSkinUniforms[i].name);
-        }
+    if (usesMask(ogl::kMaskSkinModel)) {
+        m_aiSkinLocs = locationsOf(program, kSkinUniforms);
     }
 }
 
@@ -129,27 +136,25 @@ int HuevanceRender::setMaskmap(GLTexture2D* texture) {
     return 0;
 }
 
-void HuevanceRender::bindTexture(int location, int unit, GLTexture2D* texture) {
+void HuevanceRender::bindTexture(int location, int unit, const GLTexture2D* texture) {
     m_program->setTarget(location, unit, texture != nullptr ? texture->name() : 0, GL_TEXTURE_2D);
 }
 
 void HuevanceRender::setClaheUniforms() {
-    m_iBlockWidth = divide(m_iImageWidth, m_iGridWidth);
-    m_iBlockHeight = divide(m_iImageHeight, m_iGridHeight);
+    const ogl::ClaheGrid grid = ogl::claheGrid(m_iImageWidth, m_iImageHeight, m_iGridWidth, m_iGridHeight);
+    m_iBlockWidth = grid.blockWidth;
+    m_iBlockHeight = grid.blockHeight;
     m_iBlockHalWidth = m_iBlockWidth >> 1;
     m_iBlockHalHeight = m_iBlockHeight >> 1;
     m_iValidWidth = validSize(m_iBlockWidth, m_iGridWidth);
     m_iValidHeight = validSize(m_iBlockHeight, m_iGridHeight);
     m_fRowScale = scaleOf(m_iGridHeight, m_iValidHeight);
     m_fColScale = scaleOf(m_iGridWidth, m_iValidWidth);
-    const int integers[] = {m_iImageWidth,    m_iImageHeight,    m_iGridWidth,  m_iGridHeight,
-                            m_iBlockHalWidth, m_iBlockHalHeight, m_iValidWidth, m_iValidHeight};
-    const int* location = m_aiClaheLocs;
-    for (const int value : integers) {
-        m_program->setUniform(*location++, static_cast<float>(value));
-    }
-    m_program->setUniform(*location++, m_fRowScale);
-    m_program->setUniform(*location, m_fColScale);
+    const auto real = [](int value) { return static_cast<float>(value); };
+    setUniforms<10>(*m_program, m_aiClaheLocs,
+                    {real(m_iImageWidth), real(m_iImageHeight), real(m_iGridWidth), real(m_iGridHeight),
+                     real(m_iBlockHalWidth), real(m_iBlockHalHeight), real(m_iValidWidth),
+                     real(m_iValidHeight), m_fRowScale, m_fColScale});
 }
 
 int HuevanceRender::process(GLTexture2D* yTexture, GLTexture2D* uvTexture, int x, int y, int width,
@@ -180,12 +185,10 @@ int HuevanceRender::process(GLTexture2D* yTexture, GLTexture2D* uvTexture, int x
         program.setUniform(m_iColormapStrengthLoc, m_fColormapStrength);
         program.setTarget(m_iColormapLoc, kUnitColor, m_colormap ? m_colormap->name() : 0, GL_TEXTURE_3D);
     }
-    if (m_bUseMask && m_iMaskType == ogl::kMaskSkinModel) {
-        for (std::size_t i = 0; i < std::size(kSkinUniforms); ++i) {
-            program.setUniform(m_aiSkinLocs[i], kSkinUniforms[i].value);
-        }
+    if (usesMask(ogl::kMaskSkinModel)) {
+        setUniforms(program, m_aiSkinLocs, kSkinValues);
     }
-    if (m_bUseMask && m_iMaskType == ogl::kMaskTexture) {
+    if (usesMask(ogl::kMaskTexture)) {
         bindTexture(m_iMaskmapLoc, kUnitMask, m_maskmap.get());
     }
     program.endDraw(GL_TRIANGLE_STRIP, 0, 4);

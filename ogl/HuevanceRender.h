@@ -3,7 +3,8 @@
 // unless they say otherwise.
 #pragma once
 
-#include "core/Stages.h"
+#include <array>
+
 #include "jni/algocommon/ImageTypes.h"
 #include "ogl/GLShaderProgram.h"
 #include "ogl/GLTexture.h"
@@ -34,6 +35,8 @@ public:
     int setColormap(GLTexture3D* texture, float strength);
     int setMaskmap(GLTexture2D* texture);
 
+    // Whether the shader was built. If not, process fails: there is no need to prepare its target.
+    bool isBuilt() const { return m_program->isBuilt(); }
     // Draws into the rectangle. y: GL_LUMINANCE; uv: GL_LUMINANCE_ALPHA of half the size. 0, or -1 without a
     // program.
     int process(GLTexture2D* yTexture, GLTexture2D* uvTexture, int x, int y, int width, int height);
@@ -42,9 +45,10 @@ public:
     int destroy();
 
 private:
+    bool usesMask(int type) const { return m_bUseMask && m_iMaskType == type; }
     void lookUpLocations();
     void setClaheUniforms();
-    void bindTexture(int location, int unit, GLTexture2D* texture);
+    void bindTexture(int location, int unit, const GLTexture2D* texture);
 
     smart_pointer<GLShaderProgram> m_program;
     int m_iPosition = 0;
@@ -85,8 +89,8 @@ private:
     smart_pointer<GLTexture2D> m_maskmap;
 
     // Locations of the float uniforms, looked up once.
-    int m_aiClaheLocs[10] = {};
+    std::array<int, 10> m_aiClaheLocs = {};
     int m_iHalfLevelLoc = 0;
     int m_iColormapStrengthLoc = 0;
-    int m_aiSkinLocs[5] = {};
+    std::array<int, 5> m_aiSkinLocs = {};
 };

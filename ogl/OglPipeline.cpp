@@ -21,6 +21,15 @@ constexpr int kLevels = huevance::kBins8;
 constexpr int kLattice = huevance::kLatticeSize;
 constexpr int kMaxMaskSide = 32768;
 
+// Luma in bytes, then U and V side by side in either order. A phone may choose another layout for a format.
+bool holdsPairs(const AHardwareBuffer_Planes& planes) {
+    const auto* u = static_cast<const unsigned char*>(planes.planes[1].data);
+    const auto* v = static_cast<const unsigned char*>(planes.planes[2].data);
+    return planes.planeCount == 3 && planes.planes[0].pixelStride == 1 && planes.planes[1].pixelStride == 2 &&
+           planes.planes[2].pixelStride == 2 && planes.planes[1].rowStride == planes.planes[2].rowStride &&
+           (u == v + 1 || v == u + 1);
+}
+
 // Strip order. The frame's first row goes to the buffer's first row.
 constexpr float kPositions[] = {-1, -1, 1, -1, -1, 1, 1, 1};
 constexpr float kTexcoords[] = {0, 0, 1, 0, 0, 1, 1, 1};
@@ -392,6 +401,10 @@ void OglPipeline::uploadPlanes() {
 }
 
 int OglPipeline::draw(HuevanceRender& render, GLTexture2DOES& output) {
+    if (!render.isBuilt()) {  // before the output is cleared
+        logError("[%s] process error: there is no shader!!!", m_names.name);
+        return -1;
+    }
     const huevance::StageSwitches on = m_tuning.switches();
     const bool hostMask = on.portraitProtect && m_tuning.m_iMaskSource == ogl::kMaskTexture;
     if (hostMask && uploadMask() != 0) {
@@ -468,11 +481,17 @@ int OglPipeline::readBack(AHardwareBuffer* buffer) {
         logError("[%s] dump error: output cannot be read!!!", m_names.name);
         return -1;
     }
-    const auto* luma = static_cast<const unsigned char*>(planes.planes[0].data);
-    const auto* chroma =
-        static_cast<const unsigned char*>(std::min(planes.planes[1].data, planes.planes[2].data));
-    copyRows(luma, planes.planes[0].rowStride, m_stRoi.width, m_stRoi.height, m_yBuffer.get());
-    copyRows(chroma, planes.planes[1].rowStride, pairBytes(m_stRoi), m_stRoi.height / 2, m_uvBuffer.get());
+    const bool readable = holdsPairs(planes);
+    if (readable) {
+        const auto* luma = static_cast<const unsigned char*>(planes.planes[0].data);
+        const auto* chroma =
+            static_cast<const unsigned char*>(std::min(planes.planes[1].data, planes.planes[2].data));
+        copyRows(luma, planes.planes[0].rowStride, m_stRoi.width, m_stRoi.height, m_yBuffer.get());
+        copyRows(chroma, planes.planes[1].rowStride, pairBytes(m_stRoi), m_stRoi.height / 2,
+                 m_uvBuffer.get());
+    } else {
+        logError("[%s] dump error: output is not in pairs of chroma!!!", m_names.name);
+    }
     AHardwareBuffer_unlock(buffer, nullptr);
-    return 0;
+    return readable ? 0 : -1;
 }

@@ -13,22 +13,18 @@ namespace sim {
 // context.
 bool beginEgl(Entry entry);
 bool beginGl(Entry entry);
+// Applies the rules of drawing with layout(yuv) output. False: the draw fails.
+bool beginDraw();
 
 // The hooks: what the layer adds to an entry point.
 #define EGL_ENTRY(result, name, parameters, arguments)
 #define EGL_HOOK(result, name, parameters, arguments) result hook_##name parameters;
 #define EGL_RAW EGL_HOOK
 #include "sim/gl/EglEntries.inc"
-#undef EGL_RAW
-#undef EGL_HOOK
-#undef EGL_ENTRY
 #define GL_ENTRY(result, name, parameters, arguments)
 #define GL_HOOK(result, name, parameters, arguments) result hook_##name parameters;
 #define GL_RAW GL_HOOK
 #include "sim/gl/GlEntries.inc"
-#undef GL_RAW
-#undef GL_HOOK
-#undef GL_ENTRY
 
 // What a call that does not go on answers: nothing, 0, null.
 template <typename Result>
@@ -53,11 +49,13 @@ std::string argumentText(T argument) {
     }
 }
 
+inline std::string argumentText(const std::string& text) { return text; }
+
 // Texts for output are pointers like others.
 inline std::string argumentText(char* text) { return text != nullptr ? "ptr" : "null"; }
 
 template <typename... Arguments>
-void announce(const char* name, Arguments... arguments) {
+void announce(const char* name, const Arguments&... arguments) {
     if (!hasSink()) {
         return;
     }

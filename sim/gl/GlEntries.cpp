@@ -15,6 +15,13 @@ extern "C" {
         }                                                               \
         return sim::systemGl().name arguments;                          \
     }
+#define GL_DRAW(result, name, parameters, arguments)              \
+    result name parameters {                                      \
+        ANNOUNCE(name, arguments);                                \
+        if (sim::beginGl(sim::Entry::name) && sim::beginDraw()) { \
+            sim::systemGl().name arguments;                       \
+        }                                                         \
+    }
 #define GL_HOOK(result, name, parameters, arguments) \
     result name parameters {                         \
         ANNOUNCE(name, arguments);                   \
@@ -27,16 +34,11 @@ extern "C" {
     result name parameters { return sim::hook_##name arguments; }
 #include "sim/gl/GlEntries.inc"
 }
-#undef GL_RAW
-#undef GL_HOOK
-#undef GL_ENTRY
 
 // For eglGetProcAddress.
 namespace {
 #define GL_ENTRY(result, name, parameters, arguments) \
     [[maybe_unused]] const bool g_##name =            \
         sim::setProcedure(sim::Entry::name, reinterpret_cast<sim::Procedure>(&::name));
-#define GL_HOOK GL_ENTRY
-#define GL_RAW GL_ENTRY
 #include "sim/gl/GlEntries.inc"
 }  // namespace

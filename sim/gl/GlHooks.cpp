@@ -39,28 +39,6 @@ bool colorIsMasked() {
     return std::find(mask, mask + 4, GL_FALSE) != mask + 4;
 }
 
-// The rules of drawing with layout(yuv) output. False: the draw fails.
-bool beginDraw() {
-    Context& context = current();
-    ExternalTexture* target = boundYuvTarget(context, GL_DRAW_FRAMEBUFFER_BINDING);
-    const auto program = context.yuvPrograms.find(integer(GL_CURRENT_PROGRAM));
-    const bool known = program != context.yuvPrograms.end();
-    if (known && program->second != (target != nullptr)) {
-        context.fail(GL_INVALID_OPERATION);  // such output and such a target go together only
-        return false;
-    }
-    if (target == nullptr) {
-        return true;
-    }
-    if (systemGl().glIsEnabled(GL_BLEND) || colorIsMasked()) {
-        context.fail(GL_INVALID_OPERATION);
-        return false;
-    }
-    loadIfStale(context, *target);
-    target->dirty = true;
-    return true;
-}
-
 bool replaceFirst(std::string& text, const std::string& what, const std::string& by) {
     const std::size_t at = text.find(what);
     if (at != std::string::npos) {
@@ -86,6 +64,18 @@ bool rewriteYuvOutput(std::string& text) {
         return false;
     }
     return replaceFirst(text, output, "out ");
+}
+
+// A clear of colour needs no contents, unless it leaves some alone.
+void clearsColor() {
+    Context& context = current();
+    if (ExternalTexture* target = boundYuvTarget(context, GL_DRAW_FRAMEBUFFER_BINDING)) {
+        if (systemGl().glIsEnabled(GL_SCISSOR_TEST)) {
+            loadIfStale(context, *target);
+        }
+        target->stale = false;
+        target->dirty = true;
+    }
 }
 
 }  // namespace
@@ -306,41 +296,48 @@ void hook_glFramebufferTexture2D(GLenum target, GLenum attachment, GLenum textar
                                       drawable ? external->second.backing : 0, 0);
 }
 
+bool beginDraw() {
+    Context& context = current();
+    ExternalTexture* target = boundYuvTarget(context, GL_DRAW_FRAMEBUFFER_BINDING);
+    const auto program = context.yuvPrograms.find(integer(GL_CURRENT_PROGRAM));
+    const bool known = program != context.yuvPrograms.end();
+    if (known && program->second != (target != nullptr)) {
+        context.fail(GL_INVALID_OPERATION);  // such output and such a target go together only
+        return false;
+    }
+    if (target == nullptr) {
+        return true;
+    }
+    if (systemGl().glIsEnabled(GL_BLEND) || colorIsMasked()) {
+        context.fail(GL_INVALID_OPERATION);
+        return false;
+    }
+    loadIfStale(context, *target);
+    target->dirty = true;
+    return true;
+}
+
 void hook_glClear(GLbitfield mask) {
-    ExternalTexture* target = boundYuvTarget(current(), GL_DRAW_FRAMEBUFFER_BINDING);
-    if (target != nullptr && (mask & GL_COLOR_BUFFER_BIT) != 0) {
-        if (systemGl().glIsEnabled(GL_SCISSOR_TEST)) {
-            loadIfStale(current(), *target);
-        }
-        target->stale = false;
-        target->dirty = true;
+    if ((mask & GL_COLOR_BUFFER_BIT) != 0) {
+        clearsColor();
     }
     systemGl().glClear(mask);
 }
 
-void hook_glDrawArrays(GLenum mode, GLint first, GLsizei count) {
-    if (beginDraw()) {
-        systemGl().glDrawArrays(mode, first, count);
+void hook_glClearBufferfv(GLenum buffer, GLint index, const GLfloat* value) {
+    if (buffer == GL_COLOR) {
+        clearsColor();
     }
+    systemGl().glClearBufferfv(buffer, index, value);
 }
 
-void hook_glDrawElements(GLenum mode, GLsizei count, GLenum type, const void* indices) {
-    if (beginDraw()) {
-        systemGl().glDrawElements(mode, count, type, indices);
+void hook_glReadPixels(GLint x, GLint y, GLsizei width, GLsizei height, GLenum format, GLenum type,
+                       void* pixels) {
+    Context& context = current();
+    if (ExternalTexture* source = boundYuvTarget(context, GL_READ_FRAMEBUFFER_BINDING)) {
+        loadIfStale(context, *source);
     }
-}
-
-void hook_glDrawArraysInstanced(GLenum mode, GLint first, GLsizei count, GLsizei instances) {
-    if (beginDraw()) {
-        systemGl().glDrawArraysInstanced(mode, first, count, instances);
-    }
-}
-
-void hook_glDrawElementsInstanced(GLenum mode, GLsizei count, GLenum type, const void* indices,
-                                  GLsizei instances) {
-    if (beginDraw()) {
-        systemGl().glDrawElementsInstanced(mode, count, type, indices, instances);
-    }
+    systemGl().glReadPixels(x, y, width, height, format, type, pixels);
 }
 
 void hook_glBlitFramebuffer(GLint srcX0, GLint srcY0, GLint srcX1, GLint srcY1, GLint dstX0, GLint dstY0,

@@ -13,19 +13,9 @@ constexpr int kEntries = static_cast<int>(Entry::kCount);
 
 constexpr std::array<const char*, kEntries> kEntryNames = {
 #define EGL_ENTRY(result, name, parameters, arguments) #name,
-#define EGL_HOOK EGL_ENTRY
-#define EGL_RAW EGL_ENTRY
 #include "sim/gl/EglEntries.inc"
-#undef EGL_RAW
-#undef EGL_HOOK
-#undef EGL_ENTRY
 #define GL_ENTRY(result, name, parameters, arguments) #name,
-#define GL_HOOK GL_ENTRY
-#define GL_RAW GL_ENTRY
 #include "sim/gl/GlEntries.inc"
-#undef GL_RAW
-#undef GL_HOOK
-#undef GL_ENTRY
 };
 
 constexpr std::array<const char*, static_cast<int>(Kind::kCount)> kKindNames = {

@@ -18,19 +18,9 @@ namespace sim {
 // Every entry point, EGL's first.
 enum class Entry : int {
 #define EGL_ENTRY(result, name, parameters, arguments) name,
-#define EGL_HOOK EGL_ENTRY
-#define EGL_RAW EGL_ENTRY
 #include "sim/gl/EglEntries.inc"
-#undef EGL_RAW
-#undef EGL_HOOK
-#undef EGL_ENTRY
 #define GL_ENTRY(result, name, parameters, arguments) name,
-#define GL_HOOK GL_ENTRY
-#define GL_RAW GL_ENTRY
 #include "sim/gl/GlEntries.inc"
-#undef GL_RAW
-#undef GL_HOOK
-#undef GL_ENTRY
     kCount
 };
 
@@ -52,8 +42,8 @@ private:
     AHardwareBuffer* m_buffer;
 };
 
-// An external texture that an EGL image was bound to. Its texels are Y, U, V, 1 in a plain texture,
-// `backing`.
+// An external texture that an EGL image was bound to. Its texels are Y, U, V in a plain texture, `backing`,
+// whose alpha reads as 1.
 struct ExternalTexture {
     std::shared_ptr<HardwareImage> image;
     GLuint backing = 0;

@@ -23,19 +23,9 @@ struct Libraries {
             return;
         }
 #define EGL_ENTRY(result, name, parameters, arguments) bind(eglLibrary, #name, egl.name);
-#define EGL_HOOK EGL_ENTRY
-#define EGL_RAW EGL_ENTRY
 #include "sim/gl/EglEntries.inc"
-#undef EGL_RAW
-#undef EGL_HOOK
-#undef EGL_ENTRY
 #define GL_ENTRY(result, name, parameters, arguments) bind(glLibrary, #name, gl.name);
-#define GL_HOOK GL_ENTRY
-#define GL_RAW GL_ENTRY
 #include "sim/gl/GlEntries.inc"
-#undef GL_RAW
-#undef GL_HOOK
-#undef GL_ENTRY
         if (egl.eglGetProcAddress != nullptr) {
             egl.getPlatformDisplay = reinterpret_cast<PFNEGLGETPLATFORMDISPLAYEXTPROC>(
                 egl.eglGetProcAddress("eglGetPlatformDisplayEXT"));

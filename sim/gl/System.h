@@ -8,23 +8,13 @@ namespace sim {
 
 struct SystemEgl {
 #define EGL_ENTRY(result, name, parameters, arguments) result(*name) parameters = nullptr;
-#define EGL_HOOK EGL_ENTRY
-#define EGL_RAW EGL_ENTRY
 #include "sim/gl/EglEntries.inc"
-#undef EGL_RAW
-#undef EGL_HOOK
-#undef EGL_ENTRY
     PFNEGLGETPLATFORMDISPLAYEXTPROC getPlatformDisplay = nullptr;
 };
 
 struct SystemGl {
 #define GL_ENTRY(result, name, parameters, arguments) result(*name) parameters = nullptr;
-#define GL_HOOK GL_ENTRY
-#define GL_RAW GL_ENTRY
 #include "sim/gl/GlEntries.inc"
-#undef GL_RAW
-#undef GL_HOOK
-#undef GL_ENTRY
 };
 
 // Whether both libraries are there.

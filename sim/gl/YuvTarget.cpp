@@ -1,6 +1,6 @@
 #include "sim/gl/YuvTarget.h"
 
-#include <android/hardware_buffer.h>
+#include <sim/hardware_buffer.h>
 
 #include <algorithm>
 
@@ -46,47 +46,35 @@ private:
     GLuint m_before;
 };
 
-// A buffer's planes, locked for as long as it lives.
-class LockedPlanes {
+// A buffer's memory as the device sees it, whatever its host may do with it.
+class Planes {
 public:
-    explicit LockedPlanes(AHardwareBuffer* buffer) : m_buffer(buffer) {
-        AHardwareBuffer_Desc desc = {};
-        AHardwareBuffer_describe(buffer, &desc);
-        // The device reads and writes whatever the host's processor may do, so through a plain mapping of its
-        // own.
-        const std::uint64_t usage =
-            desc.usage & (AHARDWAREBUFFER_USAGE_CPU_READ_MASK | AHARDWAREBUFFER_USAGE_CPU_WRITE_MASK);
-        m_locked = AHardwareBuffer_lockPlanes(buffer, usage, -1, nullptr, &m_planes) == 0;
-    }
-    ~LockedPlanes() {
-        if (m_locked) {
-            AHardwareBuffer_unlock(m_buffer, nullptr);
-        }
-    }
-    LockedPlanes(const LockedPlanes&) = delete;
-    LockedPlanes& operator=(const LockedPlanes&) = delete;
-
-    explicit operator bool() const { return m_locked; }
+    explicit Planes(const AHardwareBuffer* buffer) { sim_hardware_buffer_planes(buffer, &m_planes); }
     unsigned char* row(int plane, int y) const {
         return static_cast<unsigned char*>(m_planes.planes[plane].data) +
                static_cast<std::size_t>(y) * m_planes.planes[plane].rowStride;
     }
 
 private:
-    AHardwareBuffer* m_buffer;
     AHardwareBuffer_Planes m_planes = {};
-    bool m_locked = false;
 };
 
-constexpr int kChannels = 4;  // Y, U, V, 1
+constexpr int kReadChannels = 4;  // Y, U, V, 1: what can be read of every texture
+constexpr int kLoadChannels = 3;  // Y, U, V
 
-void storePlanes(const unsigned char* texels, int width, int height, bool mean, const LockedPlanes& planes) {
-    const std::size_t pitch = static_cast<std::size_t>(width) * kChannels;
+std::vector<unsigned char>& texelsOf(Context& context, const ExternalTexture& external, int channels) {
+    context.texels.resize(static_cast<std::size_t>(external.width) *
+                          static_cast<std::size_t>(external.height) * static_cast<std::size_t>(channels));
+    return context.texels;
+}
+
+void storePlanes(const unsigned char* texels, int width, int height, bool mean, const Planes& planes) {
+    const std::size_t pitch = static_cast<std::size_t>(width) * kReadChannels;
     for (int y = 0; y < height; ++y) {
         const unsigned char* from = texels + static_cast<std::size_t>(y) * pitch;
         unsigned char* luma = planes.row(0, y);
         for (int x = 0; x < width; ++x) {
-            luma[x] = from[x * kChannels];
+            luma[x] = from[x * kReadChannels];
         }
     }
     for (int y = 0; y < height / 2; ++y) {
@@ -94,10 +82,10 @@ void storePlanes(const unsigned char* texels, int width, int height, bool mean, 
         const unsigned char* bottom = top + pitch;
         unsigned char* u = planes.row(1, y);
         unsigned char* v = planes.row(2, y);
-        for (int x = 0; x < width / 2; ++x, top += 2 * kChannels, bottom += 2 * kChannels) {
+        for (int x = 0; x < width / 2; ++x, top += 2 * kReadChannels, bottom += 2 * kReadChannels) {
             const auto one = [&](int channel) {
-                const int sum =
-                    top[channel] + top[kChannels + channel] + bottom[channel] + bottom[kChannels + channel];
+                const int sum = top[channel] + top[kReadChannels + channel] + bottom[channel] +
+                                bottom[kReadChannels + channel];
                 return static_cast<unsigned char>(mean ? (sum + 2) / 4 : top[channel]);
             };
             u[2 * x] = one(1);
@@ -106,16 +94,15 @@ void storePlanes(const unsigned char* texels, int width, int height, bool mean, 
     }
 }
 
-void loadPlanes(const LockedPlanes& planes, int width, int height, unsigned char* texels) {
+void loadPlanes(const Planes& planes, int width, int height, unsigned char* texels) {
     for (int y = 0; y < height; ++y) {
         const unsigned char* luma = planes.row(0, y);
         const unsigned char* u = planes.row(1, y / 2);
         const unsigned char* v = planes.row(2, y / 2);
-        for (int x = 0; x < width; ++x, texels += kChannels) {
+        for (int x = 0; x < width; ++x, texels += kLoadChannels) {
             texels[0] = luma[x];
             texels[1] = u[x / 2 * 2];
             texels[2] = v[x / 2 * 2];
-            texels[3] = 255;
         }
     }
 }
@@ -123,11 +110,7 @@ void loadPlanes(const LockedPlanes& planes, int width, int height, unsigned char
 void writeBackOne(Context& context, ExternalTexture& external) {
     const SystemGl& gl = systemGl();
     external.dirty = false;
-    const LockedPlanes planes(external.image->buffer());
-    if (!planes) {
-        return;
-    }
-    const PixelStore alignment(GL_PACK_ALIGNMENT, kChannels);
+    const PixelStore alignment(GL_PACK_ALIGNMENT, 1);
     const PixelStore rowLength(GL_PACK_ROW_LENGTH, 0);
     const PixelStore skipRows(GL_PACK_SKIP_ROWS, 0);
     const PixelStore skipPixels(GL_PACK_SKIP_PIXELS, 0);
@@ -139,14 +122,13 @@ void writeBackOne(Context& context, ExternalTexture& external) {
     }
     gl.glBindFramebuffer(GL_READ_FRAMEBUFFER, context.readFramebuffer);
     gl.glFramebufferTexture2D(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, external.backing, 0);
-    context.texels.resize(static_cast<std::size_t>(external.width) *
-                          static_cast<std::size_t>(external.height) * kChannels);
-    gl.glReadPixels(0, 0, external.width, external.height, GL_RGBA, GL_UNSIGNED_BYTE, context.texels.data());
+    std::vector<unsigned char>& texels = texelsOf(context, external, kReadChannels);
+    gl.glReadPixels(0, 0, external.width, external.height, GL_RGBA, GL_UNSIGNED_BYTE, texels.data());
     gl.glFramebufferTexture2D(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, 0, 0);
     gl.glBindFramebuffer(GL_READ_FRAMEBUFFER, readBefore);
     gl.glBindBuffer(GL_PIXEL_PACK_BUFFER, packBuffer);
-    storePlanes(context.texels.data(), external.width, external.height,
-                State::get().chroma == SIM_GL_CHROMA_MEAN, planes);
+    storePlanes(texels.data(), external.width, external.height, State::get().chroma == SIM_GL_CHROMA_MEAN,
+                Planes(external.image->buffer()));
 }
 
 }  // namespace
@@ -180,7 +162,7 @@ void bindImage(Context& context, GLuint texture, std::shared_ptr<HardwareImage> 
     external.height = static_cast<int>(desc.height);
     systemGl().glGenTextures(1, &external.backing);
     const BoundTexture bound(external.backing);
-    systemGl().glTexStorage2D(GL_TEXTURE_2D, 1, GL_RGBA8, external.width, external.height);
+    systemGl().glTexStorage2D(GL_TEXTURE_2D, 1, GL_RGB8, external.width, external.height);
     context.externals[texture] = std::move(external);
 }
 
@@ -202,22 +184,17 @@ void loadIfStale(Context& context, ExternalTexture& external) {
         return;
     }
     external.stale = false;
-    const LockedPlanes planes(external.image->buffer());
-    if (!planes) {
-        return;
-    }
-    context.texels.resize(static_cast<std::size_t>(external.width) *
-                          static_cast<std::size_t>(external.height) * kChannels);
-    loadPlanes(planes, external.width, external.height, context.texels.data());
-    const PixelStore alignment(GL_UNPACK_ALIGNMENT, kChannels);
+    std::vector<unsigned char>& texels = texelsOf(context, external, kLoadChannels);
+    loadPlanes(Planes(external.image->buffer()), external.width, external.height, texels.data());
+    const PixelStore alignment(GL_UNPACK_ALIGNMENT, 1);
     const PixelStore rowLength(GL_UNPACK_ROW_LENGTH, 0);
     const PixelStore skipRows(GL_UNPACK_SKIP_ROWS, 0);
     const PixelStore skipPixels(GL_UNPACK_SKIP_PIXELS, 0);
     const GLuint unpackBuffer = binding(GL_PIXEL_UNPACK_BUFFER_BINDING);
     systemGl().glBindBuffer(GL_PIXEL_UNPACK_BUFFER, 0);
     const BoundTexture bound(external.backing);
-    systemGl().glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, external.width, external.height, GL_RGBA,
-                               GL_UNSIGNED_BYTE, context.texels.data());
+    systemGl().glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, external.width, external.height, GL_RGB,
+                               GL_UNSIGNED_BYTE, texels.data());
     systemGl().glBindBuffer(GL_PIXEL_UNPACK_BUFFER, unpackBuffer);
 }
 

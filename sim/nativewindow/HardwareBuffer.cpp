@@ -27,6 +27,7 @@ struct AHardwareBuffer {
     AHardwareBuffer& operator=(const AHardwareBuffer&) = delete;
 
     bool create();
+    AHardwareBuffer_Planes planes() const;
 };
 
 namespace {
@@ -64,11 +65,11 @@ bool covers(std::uint64_t allocated, std::uint64_t asked) {
            has(AHARDWAREBUFFER_USAGE_CPU_READ_MASK) && has(AHARDWAREBUFFER_USAGE_CPU_WRITE_MASK);
 }
 
-int lockBuffer(AHardwareBuffer* buffer, std::uint64_t usage, int fence) {
+int lockBuffer(AHardwareBuffer* buffer, std::uint64_t usage, int fence, const void* out) {
     if (fence >= 0) {
         close(fence);  // the lock takes the fence; everything here has finished already
     }
-    if (buffer == nullptr || !covers(buffer->desc.usage, usage)) {
+    if (buffer == nullptr || out == nullptr || !covers(buffer->desc.usage, usage)) {
         return -EINVAL;
     }
     if (isDue(g_failLock)) {
@@ -105,6 +106,16 @@ bool AHardwareBuffer::create() {
     return memory != nullptr;
 }
 
+AHardwareBuffer_Planes AHardwareBuffer::planes() const {
+    unsigned char* chroma = memory + scanline * desc.stride;
+    const bool vFirst = desc.format == SIM_HARDWARE_BUFFER_NV21;
+    return {3,
+            {{memory, 1, desc.stride},
+             {chroma + (vFirst ? 1 : 0), 2, desc.stride},
+             {chroma + (vFirst ? 0 : 1), 2, desc.stride},
+             {}}};
+}
+
 extern "C" {
 
 int AHardwareBuffer_allocate(const AHardwareBuffer_Desc* desc, AHardwareBuffer** outBuffer) {
@@ -137,7 +148,7 @@ void AHardwareBuffer_describe(const AHardwareBuffer* buffer, AHardwareBuffer_Des
 
 int AHardwareBuffer_lock(AHardwareBuffer* buffer, uint64_t usage, int32_t fence, const ARect* /*rect*/,
                          void** outVirtualAddress) {
-    const int result = lockBuffer(buffer, usage, fence);
+    const int result = lockBuffer(buffer, usage, fence, outVirtualAddress);
     if (result == 0) {
         *outVirtualAddress = buffer->memory;
     }
@@ -146,19 +157,11 @@ int AHardwareBuffer_lock(AHardwareBuffer* buffer, uint64_t usage, int32_t fence,
 
 int AHardwareBuffer_lockPlanes(AHardwareBuffer* buffer, uint64_t usage, int32_t fence, const ARect* /*rect*/,
                                AHardwareBuffer_Planes* outPlanes) {
-    const int result = lockBuffer(buffer, usage, fence);
-    if (result != 0) {
-        return result;
+    const int result = lockBuffer(buffer, usage, fence, outPlanes);
+    if (result == 0) {
+        *outPlanes = buffer->planes();
     }
-    const std::uint32_t stride = buffer->desc.stride;
-    unsigned char* chroma = buffer->memory + buffer->scanline * stride;
-    const bool vFirst = buffer->desc.format == SIM_HARDWARE_BUFFER_NV21;
-    *outPlanes = {};
-    outPlanes->planeCount = 3;
-    outPlanes->planes[0] = {buffer->memory, 1, stride};
-    outPlanes->planes[1] = {chroma + (vFirst ? 1 : 0), 2, stride};
-    outPlanes->planes[2] = {chroma + (vFirst ? 0 : 1), 2, stride};
-    return 0;
+    return result;
 }
 
 int AHardwareBuffer_unlock(AHardwareBuffer* buffer, int32_t* fence) {
@@ -173,6 +176,10 @@ int AHardwareBuffer_unlock(AHardwareBuffer* buffer, int32_t* fence) {
 }
 
 int sim_hardware_buffer_fd(const AHardwareBuffer* buffer) { return buffer->fd; }
+
+void sim_hardware_buffer_planes(const AHardwareBuffer* buffer, AHardwareBuffer_Planes* planes) {
+    *planes = buffer->planes();
+}
 
 int sim_hardware_buffer_live(void) { return g_live.load(); }
 

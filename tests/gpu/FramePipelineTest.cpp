@@ -14,7 +14,7 @@
 #include "jni/opticommon/symb/OpenCLSymbol.h"
 #include "tests/gpu/support/Chain.h"
 #include "tests/gpu/support/Device.h"
-#include "tests/gpu/support/Photo.h"
+#include "tests/support/Photo.h"
 #include "tests/support/DeathTest.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TuningDir.h"

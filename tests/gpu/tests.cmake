@@ -7,16 +7,10 @@ endif()
 option(HUEVANCE_REQUIRE_OPENCL "Tests that need an OpenCL device fail without one" ${default})
 
 # huevance_gpu_test(name [LIBRARY] sources...): a test program on the simulated OpenCL driver.
-add_library(gpu_test_support STATIC gpu/support/Chain.cpp gpu/support/Device.cpp gpu/support/Photo.cpp)
-target_link_libraries(gpu_test_support PUBLIC test_support sim_opencl)
+add_library(gpu_test_support STATIC gpu/support/Chain.cpp gpu/support/Device.cpp)
+target_link_libraries(gpu_test_support PUBLIC photo_test_support sim_opencl)
 if(HUEVANCE_REQUIRE_OPENCL)
   target_compile_definitions(gpu_test_support PRIVATE HUEVANCE_REQUIRE_OPENCL)
-endif()
-find_path(TURBOJPEG_INCLUDE_DIR turbojpeg.h NO_CMAKE_FIND_ROOT_PATH)
-find_library(TURBOJPEG_LIBRARY turbojpeg)
-if(TURBOJPEG_INCLUDE_DIR AND TURBOJPEG_LIBRARY)
-  target_link_libraries(gpu_test_support PUBLIC ${TURBOJPEG_LIBRARY})
-  target_compile_definitions(gpu_test_support PRIVATE HAVE_TURBOJPEG)
 endif()
 
 # The leak checker must not look into thread-local storage: the hundreds of kernels that the driver loads as libraries

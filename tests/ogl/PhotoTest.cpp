@@ -513,7 +513,7 @@ TEST_F(PhotoTest, DumpsThatCannotBeWrittenAreReportedAndHarmless) {
     ASSERT_EQ(photo.init(tuning.path(), frame.roi()), 0);
     test::DeviceBuffer out(64, 48, IMAGE_FORMAT_TYPE_NV12);
     test::LogCapture log;
-    sim_hardware_buffer_fail("lock", 2);  // the first is the simulated device's own
+    sim_hardware_buffer_fail("lock", 1);
     EXPECT_EQ(capture(photo, frame, out, IMAGE_FORMAT_TYPE_NV12), 0);
     EXPECT_THAT(log.texts(test::kError), Contains(HasSubstr("dump error: output cannot be read!!!")));
     EXPECT_THAT(log.texts(test::kError),

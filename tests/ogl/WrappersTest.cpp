@@ -1,10 +1,10 @@
 // The owners of EGL and GL objects: counting, order of calls, codes, messages.
 #include <gmock/gmock.h>
 
-#include <cstdio>
-#include <cstring>
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 
 #include "ogl/GLFramebuffer.h"
 #include "ogl/GLShaderProgram.h"
@@ -13,430 +13,316 @@
 
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::StartsWith;
 
 constexpr const char* kVertex =
     "#version 320 es\nin vec4 a_position;\nout vec2 t;\n"
     "void main() { gl_Position = a_position; t = a_position.xy * 0.5 + 0.5; }\n";
 constexpr const char* kFragment =
-    "#version 320 es\nprecision highp float;\nuniform sampler2D s;\nuniform float gain;\nin vec2 t;\nout "
-    "vec4 color;\n"
-    "void main() { color = texture(s, t) * gain; }\n";
+    "#version 320 es\nprecision highp float;\nuniform sampler2D s;\nuniform float gain;\nin vec2 t;\n"
+    "out vec4 color;\nvoid main() { color = texture(s, t) * gain; }\n";
+
+std::string replaced(std::string text, const std::string& what, const std::string& by) {
+    const std::size_t at = text.find(what);
+    return at != std::string::npos ? text.replace(at, what.size(), by) : text;
+}
+
+class WrapperTest : public test::GlTest {};
 
 // --- Counting ---
 
-struct Probe : Object {
-    explicit Probe(int* deleted) : m_deleted(deleted) {}
-    ~Probe() override { ++*m_deleted; }
-    int* m_deleted;
-};
-
 TEST(SmartPointer, TheLastHolderDeletes) {
-    int deleted = 0;
+    const int before = Object::liveObjects();
     {
-        smart_pointer<Probe> a(new Probe(&deleted));
-        EXPECT_EQ(a->count(), 1);
-        smart_pointer<Probe> b(a);
-        smart_pointer<Probe> c;
+        smart_pointer<Object> a(new Object);
+        smart_pointer<Object> b(a);
+        smart_pointer<Object> c;
         c = b;
         EXPECT_EQ(a->count(), 3);
-        c = new Probe(&deleted);
+        c = new Object;
         EXPECT_EQ(a->count(), 2);
-        EXPECT_EQ(deleted, 0);
+        EXPECT_EQ(Object::liveObjects(), before + 2);
         c = nullptr;
-        EXPECT_EQ(deleted, 1);
-        EXPECT_FALSE(c);
-        // To itself: the new reference is taken before the old one is dropped.
-        b = a.get();
+        EXPECT_EQ(Object::liveObjects(), before + 1);
         a = nullptr;
-        const smart_pointer<Probe>& same = b;
-        b = same;
+        b = b.get();  // to itself: the new reference is taken before the old one is dropped
         EXPECT_EQ(b->count(), 1);
-        EXPECT_EQ(deleted, 1);
-        EXPECT_EQ(Object::liveObjects(), 1);
     }
-    EXPECT_EQ(deleted, 2);
-    EXPECT_EQ(Object::liveObjects(), 0);
+    EXPECT_EQ(Object::liveObjects(), before);
 }
 
 // --- Engine ---
 
-class EngineTest : public test::GlTest {};
-
-TEST_F(EngineTest, AsksForItsConfigSurfaceAndContextInOrder) {
-    smart_pointer<GLEngine> engine(new GLEngine(nullptr, 1, 1));
+TEST_F(WrapperTest, AnEngineAsksForItsConfigSurfaceAndContextInOrder) {
+    GLEngine engine(nullptr, 3, 2);
     test::CallTrace trace;
-    EXPECT_EQ(engine->startup(), -1);
-    EXPECT_EQ(engine->stop(), -1);
-    EXPECT_EQ(engine->flush(), -1);
-    EXPECT_THAT(trace.names(), ElementsAre());
-    EXPECT_EQ(engine->init(), 0);
-    EXPECT_EQ(engine->startup(), 0);
-    EXPECT_EQ(engine->flush(), 0);
-    EXPECT_EQ(engine->stop(), 0);
-    EXPECT_EQ(engine->destroy(), 0);
-    EXPECT_EQ(engine->startup(), -1);
-    EXPECT_EQ(engine->destroy(), 0);  // again: nothing
-    EXPECT_THAT(trace.names(),
-                ElementsAre("eglGetDisplay", "eglInitialize", "eglQueryString", "eglChooseConfig",
-                            "eglCreatePbufferSurface", "eglCreateContext", "eglMakeCurrent", "eglSwapBuffers",
-                            "eglMakeCurrent", "eglDestroyContext", "eglDestroySurface", "eglMakeCurrent",
-                            "eglTerminate"));
+    const auto use = [&](int result) {
+        EXPECT_EQ(engine.startup(), result);
+        EXPECT_EQ(engine.flush(), result);
+        EXPECT_EQ(engine.stop(), result);
+    };
+    use(-1);
+    EXPECT_EQ(engine.init(), 0);
+    use(0);
+    EXPECT_EQ(engine.destroy(), 0);
+    use(-1);
+    EXPECT_EQ(engine.destroy(), 0);  // again: nothing
+    // Eight bits each, depth, no stencil, no samples, of ES 3; size, no texture; version 3.
+    EXPECT_EQ(trace.text(),
+              "eglGetDisplay(null) eglInitialize(ptr, null, null) eglQueryString(ptr, 12373) "
+              "eglChooseConfig(ptr, [12324=8 12323=8 12322=8 12321=8 12325=8 12326=0 12338=0 12352=64], ptr, "
+              "1, ptr) eglCreatePbufferSurface(ptr, ptr, [12375=3 12374=2 12417=12380 12416=12380]) "
+              "eglCreateContext(ptr, ptr, null, [12440=3]) eglMakeCurrent(ptr, ptr, ptr, ptr) "
+              "eglSwapBuffers(ptr, ptr) eglMakeCurrent(ptr, null, null, null) "
+              "eglDestroyContext(ptr, ptr) eglDestroySurface(ptr, ptr) "
+              "eglMakeCurrent(ptr, null, null, null) eglTerminate(ptr) ");
 }
 
-TEST_F(EngineTest, ReportsEachStepThatFails) {
+TEST_F(WrapperTest, AnEngineReportsEachStepThatFails) {
+    int window = 0;
     struct Case {
         const char* entry;
         int result;
-        const char* line;
+        void* window = nullptr;
     };
-    for (const Case& c :
-         {Case{"eglGetDisplay", -1, "[GLEngine] init error: eglGetDisplay failed!!!"},
-          Case{"eglInitialize", -1, "[GLEngine] init error: eglInitialize failed!!!"},
-          Case{"eglChooseConfig", -1, "[GLEngine] init error: eglChooseConfig failed!!!"},
-          // On purpose 0: there is no surface, and startup fails.
-          Case{"eglCreatePbufferSurface", 0, "[GLEngine] init error: eglCreatePbufferSurface failed!!!"},
-          Case{"eglCreateContext", -1, "[GLEngine] init error: eglCreateContext failed!!!"}}) {
-        SCOPED_TRACE(c.entry);
+    for (const Case& c : {Case{"eglGetDisplay", -1}, Case{"eglInitialize", -1}, Case{"eglChooseConfig", -1},
+                          Case{"eglCreateContext", -1},
+                          // On purpose 0: there is no surface, and startup fails.
+                          Case{"eglCreatePbufferSurface", 0}, Case{"eglCreateWindowSurface", 0, &window}}) {
         test::LogCapture log;
-        smart_pointer<GLEngine> engine(new GLEngine(nullptr, 1, 1));
+        GLEngine engine(static_cast<ANativeWindow*>(c.window), 1, 1);
         sim_gl_fail(c.entry, 1, EGL_BAD_ALLOC);
-        EXPECT_EQ(engine->init(), c.result);
-        EXPECT_THAT(log.lines(), ElementsAre(test::LogLine{test::kError, "Huevance", c.line}));
-        EXPECT_EQ(engine->startup(), -1);
-        engine = nullptr;
-        EXPECT_EQ(test::alive(), "");
+        EXPECT_EQ(engine.init(), c.result);
+        const std::string line = std::string("[GLEngine] init error: ") + c.entry + " failed!!!";
+        EXPECT_THAT(log.lines(), ElementsAre(test::LogLine{test::kError, "Huevance", line}));
+        EXPECT_EQ(engine.startup(), -1);
     }
-    smart_pointer<GLEngine> engine(new GLEngine(nullptr, 1, 1));
-    ASSERT_EQ(engine->init(), 0);
-    sim_gl_fail("eglMakeCurrent", 1, EGL_BAD_ACCESS);
-    EXPECT_EQ(engine->startup(), -1);
-    ASSERT_EQ(engine->startup(), 0);
-    sim_gl_fail("eglSwapBuffers", 1, EGL_BAD_SURFACE);
-    EXPECT_EQ(engine->flush(), -1);
-    sim_gl_fail("eglMakeCurrent", 1, EGL_BAD_ACCESS);
-    EXPECT_EQ(engine->stop(), -1);
-    EXPECT_EQ(engine->stop(), 0);
-}
-
-TEST_F(EngineTest, AWindowThatCannotBeUsedIsReportedInItsOwnWords) {
-    test::LogCapture log;
-    sim_gl_fail("eglCreateWindowSurface", 1, EGL_BAD_NATIVE_WINDOW);
-    int window = 0;
-    GLEngine engine(reinterpret_cast<ANativeWindow*>(&window), 1, 1);
-    EXPECT_EQ(engine.init(), 0);
-    EXPECT_THAT(log.texts(), ElementsAre("[GLEngine] init error: eglCreateWindowSurface failed!!!"));
-    EXPECT_EQ(engine.startup(), -1);
+    EXPECT_EQ(test::aliveOnDevice(), "");
+    GLEngine engine(nullptr, 1, 1);
+    ASSERT_EQ(engine.init(), 0);
+    for (int (GLEngine::*const use)() : {&GLEngine::startup, &GLEngine::flush, &GLEngine::stop}) {
+        sim_gl_fail(use == &GLEngine::flush ? "eglSwapBuffers" : "eglMakeCurrent", 1, EGL_BAD_ACCESS);
+        EXPECT_EQ((engine.*use)(), -1);
+        EXPECT_EQ((engine.*use)(), 0);
+    }
 }
 
 // The simulated display, as the standard has it, ends for everybody at the first eglTerminate.
-TEST_F(EngineTest, EnginesShareTheDisplayWithoutHarm) {
-    for (const bool firstGoesFirst : {true, false}) {
-        smart_pointer<GLEngine> engines[2] = {new GLEngine(nullptr, 1, 1), new GLEngine(nullptr, 1, 1)};
-        ASSERT_EQ(engines[0]->init(), 0);
-        ASSERT_EQ(engines[1]->init(), 0);
-        smart_pointer<GLEngine>& first = engines[firstGoesFirst ? 0 : 1];
-        smart_pointer<GLEngine>& second = engines[firstGoesFirst ? 1 : 0];
+TEST_F(WrapperTest, EnginesShareTheDisplayWhicheverGoesFirst) {
+    int order[] = {0, 1, 2};
+    do {
         sim_gl_reset();
-        first->destroy();
-        EXPECT_EQ(sim_gl_calls("eglTerminate"), 0);
-        ASSERT_EQ(second->startup(), 0);
-        EXPECT_EQ(GLTexture2D(2, 2, GL_RGBA, GL_RGBA, nullptr).width(), 2);
-        EXPECT_EQ(glGetError(), 0U);
-        second->stop();
-        second->destroy();
-        EXPECT_EQ(sim_gl_calls("eglTerminate"), 2);  // one for each eglInitialize, for displays that count
-        EXPECT_EQ(sim_gl_live("display"), 0);
-        EXPECT_EQ(sim_gl_live("context"), 0);
-    }
+        smart_pointer<GLEngine> engines[3];
+        for (smart_pointer<GLEngine>& engine : engines) {
+            engine = new GLEngine(nullptr, 1, 1);
+            ASSERT_EQ(engine->init(), 0);
+        }
+        ASSERT_EQ(engines[order[1]]->init(), 0);  // again: as if destroyed before
+        EXPECT_EQ(sim_gl_live("context"), 3);
+        EXPECT_EQ(sim_gl_live("surface"), 3);
+        for (int gone = 0; gone < 3; ++gone) {
+            EXPECT_EQ(sim_gl_calls("eglTerminate"), 0);
+            for (int left = gone; left < 3; ++left) {
+                EXPECT_EQ(engines[order[left]]->startup(), 0);
+                EXPECT_NE(GLTexture2D().name(), 0U);
+            }
+            engines[order[gone]]->destroy();
+        }
+        // One for each eglInitialize, for displays that count.
+        EXPECT_EQ(sim_gl_calls("eglInitialize"), 4);
+        EXPECT_EQ(sim_gl_calls("eglTerminate"), 4);
+        EXPECT_EQ(test::aliveOnDevice(), "");
+    } while (std::next_permutation(std::begin(order), std::end(order)));
 }
 
-// --- Textures and framebuffers ---
+// --- Textures, framebuffers, programs ---
 
-class WrapperTest : public test::GlTest {};
-
-TEST_F(WrapperTest, TexturesTakeRowsOfAnyLengthAndClampButForTheThirdAxis) {
+TEST_F(WrapperTest, WrappersMakeTheirCallsInOrder) {
     const test::CurrentEngine current;
-    test::CallTrace trace;
-    {
-        unsigned char texels[5 * 3] = {};
-        smart_pointer<GLTexture2D> texture(new GLTexture2D(5, 3, GL_LUMINANCE, GL_LUMINANCE, texels));
-        EXPECT_THAT(
-            trace.calls(),
-            ElementsAre("glGenTextures(1, ptr)", "glPixelStorei(3317, 1)", StartsWith("glBindTexture(3553, "),
-                        "glTexImage2D(3553, 0, 6409, 5, 3, 0, 6409, 5121, ptr)",
-                        "glTexParameteri(3553, 10241, 9729)", "glTexParameteri(3553, 10240, 9729)",
-                        "glTexParameteri(3553, 10242, 33071)", "glTexParameteri(3553, 10243, 33071)",
-                        "glBindTexture(3553, 0)"));
-        trace.clear();
-        texture->recycle();
-        texture->recycle();
-        EXPECT_THAT(trace.names(), ElementsAre("glDeleteTextures"));
-    }
-    trace.clear();
-    {
-        unsigned char texels[3 * 3 * 3 * 3] = {};
-        const smart_pointer<GLTexture3D> texture(new GLTexture3D(3, 3, 3, GL_RGB, GL_RGB, texels));
-    }
-    EXPECT_THAT(
-        trace.calls(),
-        ElementsAre("glGenTextures(1, ptr)", "glPixelStorei(3317, 1)", StartsWith("glBindTexture(32879, "),
-                    "glTexImage3D(32879, 0, 6407, 3, 3, 3, 0, 6407, 5121, ptr)",
-                    "glTexParameteri(32879, 10241, 9729)", "glTexParameteri(32879, 10240, 9729)",
-                    "glTexParameteri(32879, 10242, 33071)", "glTexParameteri(32879, 10243, 33071)",
-                    "glBindTexture(32879, 0)", "glDeleteTextures(1, ptr)"));
-}
-
-TEST_F(WrapperTest, AnExternalTextureFollowsItsBuffer) {
-    const test::CurrentEngine current;
+    test::LogCapture log;  // without a program every lookup and every value is an error
     test::DeviceBuffer first(64, 64, IMAGE_FORMAT_TYPE_NV12);
     test::DeviceBuffer second(64, 64, IMAGE_FORMAT_TYPE_NV12);
-    smart_pointer<GLTexture2DOES> texture(
-        new GLTexture2DOES(eglGetNativeClientBufferANDROID(first.get()), GL_TEXTURE_EXTERNAL_OES, 64, 64));
-    EXPECT_TRUE(texture->hasImage());
-    EXPECT_EQ(texture->format(), GL_RGBA8);
-    EXPECT_EQ(sim_gl_live("image"), 1);
-
-    test::CallTrace trace;
-    texture->set(eglGetNativeClientBufferANDROID(second.get()), GL_TEXTURE_EXTERNAL_OES, 64, 64);
-    EXPECT_THAT(trace.names(),
-                ElementsAre("eglGetNativeClientBufferANDROID", "eglDestroyImageKHR", "eglCreateImageKHR",
-                            "glBindTexture", "glEGLImageTargetTexture2DOES", "glBindTexture"));
-    EXPECT_EQ(sim_gl_live("image"), 1);
-
-    texture->set(nullptr, GL_TEXTURE_EXTERNAL_OES, 64, 64);
-    EXPECT_FALSE(texture->hasImage());
-    EXPECT_EQ(sim_gl_live("image"), 0);
-
-    test::LogCapture log;
-    sim_gl_fail("eglCreateImageKHR", 1, EGL_BAD_ALLOC);
-    texture->set(first.get(), GL_TEXTURE_EXTERNAL_OES, 64, 64);
-    EXPECT_FALSE(texture->hasImage());
-    EXPECT_THAT(log.texts(), ElementsAre("eglCreateImageKHR eglError: EGL_BAD_ALLOC (0x3003)",
-                                         "glEGLImageTargetTexture2DOES glError: 1281 "));
-}
-
-TEST_F(WrapperTest, FramebuffersReportWhatIsIncomplete) {
-    const test::CurrentEngine current;
-    test::LogCapture log;
-    smart_pointer<GLFramebuffer> framebuffer(new GLFramebuffer);
-    smart_pointer<GLTexture2D> color(new GLTexture2D(8, 8, GL_RGBA, GL_RGBA, nullptr));
-    smart_pointer<GLTexture2D> gray(new GLTexture2D(8, 8, GL_LUMINANCE, GL_LUMINANCE, nullptr));
-    framebuffer->bind(GL_FRAMEBUFFER);
-    EXPECT_TRUE(framebuffer->attachTexture(0, color->name(), color->target()));
-    EXPECT_THAT(log.texts(), ElementsAre());
-    test::CallTrace trace;
-    EXPECT_FALSE(framebuffer->attachTexture(0, 0, GL_TEXTURE_2D));
-    EXPECT_THAT(trace.names(), ElementsAre());
-    EXPECT_FALSE(framebuffer->attachTexture(0, gray->name(), gray->target()));
-    EXPECT_THAT(log.lines(), ElementsAre(test::LogLine{test::kError, "Huevance",
-                                                       "Framebuffer not complete, status: 36054"}));
-    framebuffer->attachTexture(0, color->name(), color->target());
-    trace.clear();
-    framebuffer->blit(0, 1, 2, 3, 4, 5, 6, 7, GL_COLOR_BUFFER_BIT, GL_NEAREST);
-    framebuffer->unBind();
-    EXPECT_THAT(trace.calls(), ElementsAre("glBlitFramebuffer(0, 1, 2, 3, 4, 5, 6, 7, 16384, 9728)",
-                                           "glBindFramebuffer(36160, 0)"));
-}
-
-// --- Programs ---
-
-TEST_F(WrapperTest, AProgramDraws) {
-    const test::CurrentEngine current;
-    test::LogCapture log;
-    smart_pointer<GLShaderProgram> program(new GLShaderProgram);
-    EXPECT_FALSE(program->beginDraw());
-    ASSERT_EQ(program->init(kVertex, kFragment), 0);
-    EXPECT_EQ(sim_gl_live("shader"), 2);  // they stay, on purpose
-    unsigned char texel[4] = {100, 150, 200, 255};
-    smart_pointer<GLTexture2D> source(new GLTexture2D(1, 1, GL_RGBA, GL_RGBA, texel));
-    smart_pointer<GLTexture2D> target(new GLTexture2D(4, 4, GL_RGBA, GL_RGBA, nullptr));
-    smart_pointer<GLFramebuffer> framebuffer(new GLFramebuffer);
-    framebuffer->bind(GL_FRAMEBUFFER);
-    ASSERT_TRUE(framebuffer->attachTexture(0, target->name(), target->target()));
-    const float strip[] = {-1, -1, 1, -1, -1, 1, 1, 1};
-    ASSERT_TRUE(program->beginDraw());
-    program->setViewport(0, 0, 4, 4);
-    const auto position = static_cast<unsigned>(program->getAttribLocation("a_position"));
-    program->enableVertexAttribArray(position, 2, GL_FLOAT, false, 0, strip);
-    program->setTarget(program->getUniformLocation("s"), 3, source->name(), source->target());
-    program->set("gain", 0.5F);
-    program->endDraw(GL_TRIANGLE_STRIP, 0, 4);
-    program->disableVertexAttribArray(position);
-    GLubyte drawn[4];
-    glReadPixels(2, 2, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, drawn);
-    EXPECT_THAT(drawn, ElementsAre(50, 75, 100, 128));
-    EXPECT_THAT(log.texts(), ElementsAre());
-    program->release();
-    EXPECT_FALSE(program->beginDraw());
-    EXPECT_EQ(sim_gl_live("program"), 0);
-}
-
-TEST_F(WrapperTest, UniformsAreLookedUpByNameAndSet) {
-    const test::CurrentEngine current;
+    unsigned char texels[27] = {};
+    const float values[16] = {};
+    GLTexture2D plane;
+    GLTexture3D cube(1, 1, 1, GL_RGB, GL_RGB, texels);
+    GLTexture2DOES external(first.get(), GL_TEXTURE_EXTERNAL_OES, 64, 64);
+    GLFramebuffer framebuffer;
     GLShaderProgram program;
-    const float matrix[16] = {};
-    test::LogCapture log;  // without a program every lookup and every value is an error
-    test::CallTrace trace;
-    program.set("a", 1);
-    program.set("a", 1, 2);
-    program.set("a", 1, 2, 3);
-    program.set("a", 1, 2, 3, 4);
-    program.set("a", 0.5F, 1.5F);
-    program.set("a", 0.5F, 1.5F, 2.5F);
-    program.set("a", 0.5F, 1.5F, 2.5F, 3.5F);
-    program.setMatrix2("m", 1, true, matrix);
-    program.setMatrix3("m", 2, false, matrix);
-    program.setMatrix4("m", 3, false, matrix);
-    std::vector<std::string> values;
-    for (const std::string& call : trace.calls()) {
-        if (call.find("glGetUniformLocation") != 0) {
-            values.push_back(call);
-        }
+    // Rows of any length; linear filters; edges clamped but for the third axis.
+    const std::string import =
+        "eglDestroyImageKHR(ptr, ptr) eglCreateImageKHR(ptr, null, 12608, ptr, null) glBindTexture(36197, 3) "
+        "glEGLImageTargetTexture2DOES(36197, ptr) glBindTexture(36197, 0) ";
+    const auto parametersOf = [](const std::string& target) {
+        const std::string call = "glTexParameteri(" + target + ", ";
+        return call + "10241, 9729) " + call + "10240, 9729) " + call + "10242, 33071) " + call +
+               "10243, 33071) glBindTexture(" + target + ", 0) ";
+    };
+    struct Step {
+        std::function<void()> act;
+        std::string calls;  // "=>" looks the location up
+    };
+    const Step kSteps[] = {
+        {[&] { plane.set(5, 3, GL_LUMINANCE, GL_LUMINANCE, texels); },
+         "glPixelStorei(3317, 1) glBindTexture(3553, 1) "
+         "glTexImage2D(3553, 0, 6409, 5, 3, 0, 6409, 5121, ptr) " +
+             parametersOf("3553")},
+        {[&] { cube.set(3, 2, 1, GL_RGB, GL_RGB, texels); },
+         "glPixelStorei(3317, 1) glBindTexture(32879, 2) "
+         "glTexImage3D(32879, 0, 6407, 3, 2, 1, 0, 6407, 5121, ptr) " +
+             parametersOf("32879")},
+        {[&] { external.set(second.get(), GL_TEXTURE_EXTERNAL_OES, 64, 64); }, import},
+        {[&] { external.set(second.get(), GL_TEXTURE_EXTERNAL_OES, 64, 64); }, import},  // the same again
+        {[&] { external.set(nullptr, GL_TEXTURE_EXTERNAL_OES, 64, 64); }, "eglDestroyImageKHR(ptr, ptr) "},
+        {[&] { plane.recycle(), plane.recycle(); }, "glDeleteTextures(1, ptr) "},
+        {[&] { framebuffer.bind(GL_READ_FRAMEBUFFER); }, "glBindFramebuffer(36008, 1) "},
+        {[&] { framebuffer.attachTexture(0, 0, GL_TEXTURE_2D); }, ""},
+        {[&] { framebuffer.attachTexture(1, 7, GL_TEXTURE_2D); },
+         "glFramebufferTexture2D(36160, 36065, 3553, 7, 0) glCheckFramebufferStatus(36160) "},
+        {[&] { framebuffer.blit(0, 1, 2, 3, 4, 5, 6, 7, GL_COLOR_BUFFER_BIT, GL_NEAREST); },
+         "glBlitFramebuffer(0, 1, 2, 3, 4, 5, 6, 7, 16384, 9728) "},
+        {[&] { framebuffer.unBind(); }, "glBindFramebuffer(36160, 0) "},
+        {[&] { program.setViewport(1, 2, 3, 4); }, "glViewport(1, 2, 3, 4) "},
+        {[&] { program.enableVertexAttribArray(1, 2, GL_FLOAT, true, 0, values); },
+         "glVertexAttribPointer(1, 2, 5126, 1, 0, ptr) glEnableVertexAttribArray(1) "},
+        {[&] { program.disableVertexAttribArray(1); }, "glDisableVertexAttribArray(1) "},
+        {[&] { program.setTarget(5, 3, 2, GL_TEXTURE_3D); },
+         "glActiveTexture(33987) glBindTexture(32879, 2) glUniform1i(5, 3) "},
+        {[&] { program.endDraw(GL_POINTS, 1, 2); }, "glDrawArrays(0, 1, 2) "},
+        {[&] { program.set("a", 1); }, "=> glUniform1i(-1, 1) "},
+        {[&] { program.set("a", 1, 2); }, "=> glUniform2i(-1, 1, 2) "},
+        {[&] { program.set("a", 1, 2, 3); }, "=> glUniform3i(-1, 1, 2, 3) "},
+        {[&] { program.set("a", 1, 2, 3, 4); }, "=> glUniform4i(-1, 1, 2, 3, 4) "},
+        {[&] { program.set("a", 0.5F); }, "=> glUniform1f(-1, 0.5) "},
+        {[&] { program.set("a", 0.5F, 2.5F); }, "=> glUniform2f(-1, 0.5, 2.5) "},
+        {[&] { program.set("a", 0.5F, 2.5F, 3.5F); }, "=> glUniform3f(-1, 0.5, 2.5, 3.5) "},
+        {[&] { program.set("a", 0.5F, 2.5F, 3.5F, 4.5F); }, "=> glUniform4f(-1, 0.5, 2.5, 3.5, 4.5) "},
+        {[&] { program.setMatrix2("a", 1, true, values); }, "=> glUniformMatrix2fv(-1, 1, 1, ptr) "},
+        {[&] { program.setMatrix3("a", 2, false, values); }, "=> glUniformMatrix3fv(-1, 2, 0, ptr) "},
+        {[&] { program.setMatrix4("a", 3, false, values); }, "=> glUniformMatrix4fv(-1, 3, 0, ptr) "},
+        {[] { GLUtils::flush(); },
+         "glFlush() glFenceSync(37143, 0) glClientWaitSync(ptr, 0, 15000000) glDeleteSync(ptr) "},
+        {[] { sim_gl_fail("glFenceSync", 1, GL_OUT_OF_MEMORY), GLUtils::flush(); },
+         "glFlush() glFenceSync(37143, 0) "}};
+    for (const Step& step : kSteps) {
+        test::CallTrace trace;
+        step.act();
+        EXPECT_EQ(trace.text(), replaced(step.calls, "=>", "glGetUniformLocation(0, a)"));
     }
-    EXPECT_THAT(values, ElementsAre("glUniform1i(-1, 1)", "glUniform2i(-1, 1, 2)", "glUniform3i(-1, 1, 2, 3)",
-                                    "glUniform4i(-1, 1, 2, 3, 4)", "glUniform2f(-1, 0.5, 1.5)",
-                                    "glUniform3f(-1, 0.5, 1.5, 2.5)", "glUniform4f(-1, 0.5, 1.5, 2.5, 3.5)",
-                                    "glUniformMatrix2fv(-1, 1, 1, ptr)", "glUniformMatrix3fv(-1, 2, 0, ptr)",
-                                    "glUniformMatrix4fv(-1, 3, 0, ptr)"));
-    EXPECT_EQ(trace.calls().size(), 20U);
+    EXPECT_FALSE(external.hasImage());
+    EXPECT_EQ(external.format(), GL_RGBA8);
 }
 
-TEST_F(WrapperTest, TextureUnitsCarryOneLabelForTwoChecks) {
+TEST_F(WrapperTest, ErrorsAreLoggedUnderTheirLabels) {
     const test::CurrentEngine current;
+    test::DeviceBuffer buffer(64, 64, IMAGE_FORMAT_TYPE_NV12);
+    GLTexture2DOES external(nullptr, GL_TEXTURE_EXTERNAL_OES, 64, 64);
+    GLTexture2D gray(8, 8, GL_LUMINANCE, GL_LUMINANCE, nullptr);
+    GLFramebuffer framebuffer;
+    framebuffer.bind(GL_FRAMEBUFFER);
     GLShaderProgram program;
     ASSERT_EQ(program.init(kVertex, kFragment), 0);
-    program.beginDraw();
-    for (const char* entry : {"glActiveTexture", "glBindTexture"}) {
+    ASSERT_TRUE(program.beginDraw());
+    const auto import = [&] { external.set(buffer.get(), GL_TEXTURE_EXTERNAL_OES, 64, 64); };
+    const auto recycle = [&] { external.recycle(); };
+    const auto attach = [&] { framebuffer.attachTexture(0, gray.name(), gray.target()); };
+    const auto lose = [] { sim_gl_lose_contexts(), GLUtils::checkGLError("here"); };
+    const auto checkEgl = [] { GLUtils::checkEGLError("there"); };
+    const auto setTarget = [&] { program.setTarget(program.getUniformLocation("s"), 1, 0, GL_TEXTURE_2D); };
+    struct Fault {
+        const char* entry;
+        int code;
+        std::function<void()> act;
+        std::string lines;
+    };
+    const Fault kFaults[] = {
+        {"eglCreateImageKHR", EGL_BAD_ALLOC, import,
+         "eglCreateImageKHR eglError: EGL_BAD_ALLOC (0x3003)\nglEGLImageTargetTexture2DOES glError: 1281 \n"},
+        {"", 0, import, ""},
+        {"eglDestroyImageKHR", 0x3008, recycle, "eglDestroyImageKHR eglError: EGL_BAD_DISPLAY (0x3008)\n"},
+        {"", 0, attach, "Framebuffer not complete, status: 36054\n"},
+        // On purpose one label for two checks.
+        {"glActiveTexture", GL_INVALID_ENUM, setTarget, "glActiveTexture glError: 1280 \n"},
+        {"glBindTexture", GL_INVALID_ENUM, setTarget, "glActiveTexture glError: 1280 \n"},
+        {"eglGetError", 0x2FFF, checkEgl, "there eglError: UNKNOWN (0x2fff)\n"},
+        {"eglGetError", 0x3001, checkEgl, "there eglError: EGL_NOT_INITIALIZED (0x3001)\n"},
+        {"eglGetError", 0x300A, checkEgl, "there eglError: EGL_BAD_NATIVE_PIXMAP (0x300a)\n"},
+        {"eglGetError", 0x300E, checkEgl, "there eglError: EGL_CONTEXT_LOST (0x300e)\n"},
+        {"eglGetError", 0x300F, checkEgl, "there eglError: UNKNOWN (0x300f)\n"},
+        {"", 0, lose, "here glError: 1287 \n"}};  // which is reported without end
+    for (const Fault& fault : kFaults) {
         test::LogCapture log;
-        sim_gl_fail(entry, 1, GL_INVALID_ENUM);
-        program.setTarget(program.getUniformLocation("s"), 1, 0, GL_TEXTURE_2D);
-        EXPECT_THAT(log.texts(), ElementsAre("glActiveTexture glError: 1280 ")) << entry;
+        sim_gl_fail(fault.entry, 1, fault.code);
+        fault.act();
+        std::string lines;
+        for (const test::LogLine& line : log.lines()) {
+            EXPECT_EQ(line.tag, "Huevance");
+            EXPECT_EQ(line.priority, test::kError);
+            lines += line.text + "\n";
+        }
+        EXPECT_EQ(lines, fault.lines);
     }
 }
 
 TEST_F(WrapperTest, ShadersThatDoNotBuildAreReportedAndDeleted) {
     const test::CurrentEngine current;
-    struct Case {
-        const char* vertex;
-        const char* fragment;
-        const char* start;
-    };
     const std::string noMain = "#version 320 es\nprecision highp float;\n";
+    const std::string compile = "[GLShaderProgram] loadShader error: Could not compile shader";
+    struct Case {
+        std::string vertex, fragment, start;
+    };
     for (const Case& c :
-         {Case{"nonsense", kFragment,
-               "[GLShaderProgram] loadShader error: Could not compile shader[35633]: "},
-          Case{kVertex, "nonsense", "[GLShaderProgram] loadShader error: Could not compile shader[35632]: "},
-          Case{kVertex, noMain.c_str(), "[GLShaderProgram] createProgram error: Could not link program: "}}) {
+         {Case{"nonsense", kFragment, compile + "[35633]: "},
+          Case{kVertex, "nonsense", compile + "[35632]: "},
+          Case{kVertex, noMain, "[GLShaderProgram] createProgram error: Could not link program: "}}) {
         test::LogCapture log;
         GLShaderProgram program;
-        EXPECT_EQ(program.init(c.vertex, c.fragment), -1);
+        EXPECT_EQ(program.init(c.vertex.c_str(), c.fragment.c_str()), -1);
         EXPECT_THAT(log.texts(), ElementsAre(StartsWith(c.start)));
-        EXPECT_EQ(log.lines()[0].tag, "Huevance");
-        EXPECT_GT(log.lines()[0].text.size(), std::strlen(c.start));
-        EXPECT_FALSE(program.beginDraw());
+        EXPECT_GT(log.texts().back().size(), c.start.size());
+        EXPECT_FALSE(program.isBuilt());
         EXPECT_EQ(sim_gl_live("program") + sim_gl_live("shader"), 0);
     }
-}
-
-TEST_F(WrapperTest, GuessesTheLengthOfAnEmptyLog) {
-    const test::CurrentEngine current;
-    GLShaderProgram program;
+    // A status that cannot be read counts as failed; the log of a shader without faults is empty.
     test::LogCapture log;
     test::CallTrace trace;
-    // A status that cannot be read counts as failed; the log of a shader without faults is empty.
+    GLShaderProgram program;
     sim_gl_fail("glGetShaderiv", 1, GL_OUT_OF_MEMORY);
     EXPECT_EQ(program.init(kVertex, kFragment), -1);
-    EXPECT_THAT(log.texts(),
-                ElementsAre("glGetShaderiv glError: 1285 ", "Guessing at GL_INFO_LOG_LENGTH size\n",
-                            "[GLShaderProgram] loadShader error: Could not compile shader[35633]: "));
+    EXPECT_THAT(log.texts(), ElementsAre("glGetShaderiv glError: 1285 ",
+                                         "Guessing at GL_INFO_LOG_LENGTH size\n", compile + "[35633]: "));
     EXPECT_THAT(trace.calls(),
-                testing::Contains(testing::MatchesRegex("glGetShaderInfoLog\\(.*, 4096, null, ptr\\)")));
+                Contains(testing::MatchesRegex("glGetShaderInfoLog\\(.*, 4096, null, ptr\\)")));
 }
 
 TEST_F(WrapperTest, ProgramsTravelAsBinaries) {
     const test::CurrentEngine current;
     const std::string path = testing::TempDir() + "huevance_program.bin";
-    smart_pointer<GLShaderProgram> program(new GLShaderProgram);
-    EXPECT_EQ(program->saveToBinary(path.c_str()), -1);
-    ASSERT_EQ(program->init(kVertex, kFragment), 0);
+    GLShaderProgram program;
+    EXPECT_EQ(program.saveToBinary(path.c_str()), -1);
+    ASSERT_EQ(program.init(kVertex, kFragment), 0);
+    EXPECT_EQ(sim_gl_live("shader"), 2);  // they stay, on purpose
     GLint formats = 0;
     glGetIntegerv(GL_NUM_PROGRAM_BINARY_FORMATS, &formats);
     if (formats > 0) {
-        ASSERT_EQ(program->saveToBinary(path.c_str()), 0);
+        ASSERT_EQ(program.saveToBinary(path.c_str()), 0);
         std::ifstream in(path, std::ios::binary);
-        const std::string file{std::istreambuf_iterator<char>(in), {}};
         std::uint32_t format = 0;
-        ASSERT_GT(file.size(), sizeof(format));
-        std::memcpy(&format, file.data(), sizeof(format));
-        GLShaderProgram loaded;
-        EXPECT_EQ(loaded.init(file.data() + 4, format, static_cast<int>(file.size() - 4)), 0);
-        EXPECT_TRUE(loaded.beginDraw());
+        in.read(reinterpret_cast<char*>(&format), sizeof(format));
+        const std::string binary{std::istreambuf_iterator<char>(in), {}};
+        EXPECT_EQ(program.init(binary.data(), format, static_cast<int>(binary.size())), 0);
+        EXPECT_TRUE(program.beginDraw());
         std::filesystem::remove(path);
     }
     test::LogCapture log;
-    GLShaderProgram broken;
-    EXPECT_EQ(broken.init("junk", 0x8740, 4), -1);
-    EXPECT_THAT(log.texts(), testing::Contains(StartsWith(
-                                 "[GLShaderProgram] createProgram error: Failed to load binary program: ")));
-    EXPECT_FALSE(broken.beginDraw());
-}
-
-// --- Checks ---
-
-TEST(GLUtils, NamesEglErrors) {
-    const char* const names[] = {"EGL_SUCCESS",       "EGL_NOT_INITIALIZED",     "EGL_BAD_ACCESS",
-                                 "EGL_BAD_ALLOC",     "EGL_BAD_ATTRIBUTE",       "EGL_BAD_CONFIG",
-                                 "EGL_BAD_CONTEXT",   "EGL_BAD_CURRENT_SURFACE", "EGL_BAD_DISPLAY",
-                                 "EGL_BAD_MATCH",     "EGL_BAD_NATIVE_PIXMAP",   "EGL_BAD_NATIVE_WINDOW",
-                                 "EGL_BAD_PARAMETER", "EGL_BAD_SURFACE",         "EGL_CONTEXT_LOST"};
-    for (int i = 0; i < 15; ++i) {
-        EXPECT_STREQ(GLUtils::strError(0x3000 + i), names[i]);
-    }
-    EXPECT_STREQ(GLUtils::strError(0x2FFF), "UNKNOWN");
-    EXPECT_STREQ(GLUtils::strError(0x300F), "UNKNOWN");
-}
-
-TEST_F(WrapperTest, LogsPendingErrorsUnderTheLabel) {
-    const test::CurrentEngine current;
-    test::LogCapture log;
-    sim_gl_fail("glGetError", 1, GL_INVALID_ENUM);
-    GLUtils::checkGLError("here");
-    sim_gl_fail("eglGetError", 1, 0x3001);
-    GLUtils::checkEGLError("there");
-    sim_gl_fail("eglGetError", 1, 0x4000);
-    GLUtils::checkEGLError("there");
+    EXPECT_EQ(program.init("junk", 0x8740, 4), -1);
     EXPECT_THAT(
-        log.lines(),
-        ElementsAre(test::LogLine{test::kError, "Huevance", "here glError: 1280 "},
-                    test::LogLine{test::kError, "Huevance", "there eglError: EGL_NOT_INITIALIZED (0x3001)"},
-                    test::LogLine{test::kError, "Huevance", "there eglError: UNKNOWN (0x4000)"}));
-}
-
-TEST_F(WrapperTest, ALostContextDoesNotKeepTheChecksSpinning) {
-    const test::CurrentEngine current;
-    sim_gl_lose_contexts();
-    test::LogCapture log;
-    GLUtils::checkGLError("lost");
-    EXPECT_EQ(log.lines().size(), static_cast<std::size_t>(GLUtils::kMaxErrors));
-    EXPECT_EQ(log.lines()[0].text, "lost glError: 1287 ");
-}
-
-TEST_F(WrapperTest, FlushWaitsOnceForAFence) {
-    const test::CurrentEngine current;
-    test::CallTrace trace;
-    GLUtils::flush();
-    EXPECT_THAT(trace.calls(), ElementsAre("glFlush()", "glFenceSync(37143, 0)",
-                                           "glClientWaitSync(ptr, 0, 15000000)", "glDeleteSync(ptr)"));
-    sim_gl_time_out_fences(1);
-    GLUtils::flush();
-    EXPECT_EQ(sim_gl_live("sync"), 0);
-    sim_gl_fail("glFenceSync", 1, GL_OUT_OF_MEMORY);
-    trace.clear();
-    GLUtils::flush();
-    EXPECT_THAT(trace.names(), ElementsAre("glFlush", "glFenceSync"));
+        log.texts(),
+        Contains(StartsWith("[GLShaderProgram] createProgram error: Failed to load binary program: ")));
+    EXPECT_FALSE(program.beginDraw());
+    EXPECT_EQ(sim_gl_live("program"), 0);
 }
 
 }  // namespace

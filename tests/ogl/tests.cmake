@@ -3,7 +3,7 @@ add_library(ogl_test_support STATIC
   ogl/support/OglTuning.cpp
   ogl/support/ShaderModel.cpp
   ogl/support/TableModel.cpp)
-target_link_libraries(ogl_test_support PUBLIC device_test_support huevance_objects)
+target_link_libraries(ogl_test_support PUBLIC device_test_support photo_test_support huevance_objects)
 
 # huevance_ogl_test(name sources...): a test program of the OpenGL ES back end on the simulated device.
 function(huevance_ogl_test name)
@@ -17,6 +17,7 @@ endfunction()
 huevance_ogl_test(ogl_wrappers_test ogl/WrappersTest.cpp)
 huevance_ogl_test(ogl_shader_composer_test ogl/ShaderComposerTest.cpp)
 huevance_ogl_test(ogl_render_test ogl/RenderTest.cpp)
+huevance_ogl_test(ogl_output_test ogl/OutputTest.cpp)
 huevance_ogl_test(ogl_tables_test ogl/TablesTest.cpp)
 huevance_ogl_test(ogl_photo_test ogl/PhotoTest.cpp)
 huevance_ogl_test(ogl_frame_test ogl/FrameTest.cpp)

@@ -1,132 +1,86 @@
 // The simulated EGL and OpenGL ES: what they add to the system's driver, and the rules that they enforce.
-#include <gtest/gtest.h>
-#include <sim/gl.h>
+#include <functional>
+#include <optional>
 
-#include <string>
-
-#include "sim/gl/Headers.h"
-#include "tests/sim/support/DeviceBuffer.h"
+#include "ogl/GLFramebuffer.h"
+#include "ogl/GLShaderProgram.h"
+#include "ogl/GLTexture.h"
+#include "tests/ogl/support/GlFixture.h"
 
 namespace {
 
-constexpr const char* kVertex =
-    "#version 320 es\nlayout(location = 0) in vec4 p;\nvoid main() { gl_Position = p; }\n";
-constexpr const char* kYuvFragment =
-    "#version 320 es\n"
-    "#extension GL_EXT_YUV_target : require\n"
-    "precision highp float;\n"
+const std::string kYuvFragment =
+    "#version 320 es\n#extension GL_EXT_YUV_target : require\nprecision highp float;\n"
     "layout(yuv) out vec4 color;\n"
-    "void main() { color = vec4(gl_FragCoord.x / 255.0, gl_FragCoord.y / 255.0, 0.25, 1.0); }\n";
-constexpr const char* kPlainFragment =
+    "void main() { color = vec4(gl_FragCoord.x / 255.0, gl_FragCoord.y / 255.0, 0.25, 0.5); }\n";
+const std::string kPlainFragment =
     "#version 320 es\nprecision highp float;\nout vec4 color;\nvoid main() { color = vec4(1.0); }\n";
 
-GLuint compile(GLenum type, const char* text) {
-    const GLuint shader = glCreateShader(type);
-    glShaderSource(shader, 1, &text, nullptr);
-    glCompileShader(shader);
-    GLint done = 0;
-    glGetShaderiv(shader, GL_COMPILE_STATUS, &done);
-    return done != 0 ? shader : 0;
+std::string replaced(std::string text, const std::string& what, const std::string& by) {
+    return text.replace(text.find(what), what.size(), by);
 }
 
-GLuint build(const char* fragment) {
-    const GLuint program = glCreateProgram();
-    glAttachShader(program, compile(GL_VERTEX_SHADER, kVertex));
-    glAttachShader(program, compile(GL_FRAGMENT_SHADER, fragment));
-    glLinkProgram(program);
-    return program;
+int build(GLShaderProgram& program, const std::string& fragment) {
+    return program.init("#version 320 es\nin vec4 p;\nvoid main() { gl_Position = p; }\n", fragment.c_str());
 }
 
-// A display and a current context.
-class SimulatedGl : public testing::Test {
+void draw(GLShaderProgram& program) {
+    static constexpr float kStrip[] = {-1, -1, 1, -1, -1, 1, 1, 1};
+    program.beginDraw();
+    program.enableVertexAttribArray(0, 2, GL_FLOAT, false, 0, kStrip);
+    glDrawArrays(GL_TRIANGLE_STRIP, 0, 4);
+}
+
+class SimulatedGl : public test::GlTest {
 protected:
+    struct Objects {
+        test::CurrentEngine engine;
+        GLFramebuffer framebuffer;
+        GLShaderProgram yuv;
+        GLShaderProgram plain;
+        smart_pointer<GLTexture2DOES> texture;
+    };
+
     void SetUp() override {
-        if (sim_gl_available() == 0) {
-            GTEST_SKIP() << "no EGL and OpenGL ES on this machine";
+        GlTest::SetUp();
+        if (!IsSkipped()) {
+            m_objects.emplace();
+            m_objects->framebuffer.bind(GL_FRAMEBUFFER);
+            ASSERT_EQ(build(m_objects->yuv, kYuvFragment), 0);
+            ASSERT_EQ(build(m_objects->plain, kPlainFragment), 0);
         }
-        sim_gl_reset();
-        m_display = eglGetDisplay(EGL_DEFAULT_DISPLAY);
-        ASSERT_EQ(eglInitialize(m_display, nullptr, nullptr), EGL_TRUE);
-        m_context = createContext();
-        ASSERT_EQ(eglMakeCurrent(m_display, m_surface, m_surface, m_context), EGL_TRUE);
     }
     void TearDown() override {
-        if (sim_gl_available() != 0) {
-            sim_gl_reset();
-            eglMakeCurrent(m_display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
-            eglTerminate(m_display);
-            EXPECT_EQ(sim_gl_live(nullptr), 0);
-            EXPECT_EQ(sim_hardware_buffer_live(), 0);
-        }
+        m_objects.reset();
+        GlTest::TearDown();
     }
 
-    EGLContext createContext() {
-        // No surface type: on a phone that asks for windows, which do not exist here.
-        const EGLint attributes[] = {EGL_RED_SIZE, 8, EGL_RENDERABLE_TYPE, EGL_OPENGL_ES3_BIT_KHR, EGL_NONE};
-        EGLConfig config = nullptr;
-        EGLint count = 0;
-        EXPECT_EQ(eglChooseConfig(m_display, attributes, &config, 1, &count), EGL_TRUE);
-        EXPECT_EQ(count, 1);
-        const EGLint size[] = {EGL_WIDTH, 1, EGL_HEIGHT, 1, EGL_NONE};
-        m_surface = eglCreatePbufferSurface(m_display, config, size);
-        const EGLint version[] = {EGL_CONTEXT_CLIENT_VERSION, 3, EGL_NONE};
-        return eglCreateContext(m_display, config, EGL_NO_CONTEXT, version);
+    // Makes the buffer an external texture, attached to the framebuffer.
+    void target(test::DeviceBuffer& buffer) {
+        const auto& [width, height, stride, scanline] = buffer.roi();
+        m_objects->texture = new GLTexture2DOES(buffer.get(), GL_TEXTURE_EXTERNAL_OES, width, height);
+        m_objects->framebuffer.attachTexture(0, m_objects->texture->name(), GL_TEXTURE_EXTERNAL_OES);
+        glViewport(0, 0, width, height);
     }
 
-    // Makes the buffer an external texture, attached to the bound framebuffer.
-    GLuint attach(AHardwareBuffer* buffer) {
-        m_image = eglCreateImageKHR(m_display, EGL_NO_CONTEXT, EGL_NATIVE_BUFFER_ANDROID,
-                                    eglGetNativeClientBufferANDROID(buffer), nullptr);
-        EXPECT_NE(m_image, EGL_NO_IMAGE_KHR);
-        GLuint texture = 0;
-        glGenTextures(1, &texture);
-        glBindTexture(GL_TEXTURE_EXTERNAL_OES, texture);
-        glEGLImageTargetTexture2DOES(GL_TEXTURE_EXTERNAL_OES, m_image);
-        glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_EXTERNAL_OES, texture, 0);
-        return texture;
-    }
-
-    GLuint target(test::DeviceBuffer& buffer) {
-        glGenFramebuffers(1, &m_framebuffer);
-        glBindFramebuffer(GL_FRAMEBUFFER, m_framebuffer);
-        const GLuint texture = attach(buffer.get());
-        EXPECT_EQ(glCheckFramebufferStatus(GL_FRAMEBUFFER), static_cast<GLenum>(GL_FRAMEBUFFER_COMPLETE));
-        glViewport(0, 0, buffer.roi().width, buffer.roi().height);
-        return texture;
-    }
-
-    void draw(GLuint program) {
-        static const float kStrip[] = {-1, -1, 1, -1, -1, 1, 1, 1};
-        glUseProgram(program);
-        glVertexAttribPointer(0, 2, GL_FLOAT, GL_FALSE, 0, kStrip);
-        glEnableVertexAttribArray(0);
-        glDrawArrays(GL_TRIANGLE_STRIP, 0, 4);
-    }
-
-    GLenum wait() {
-        const GLsync fence = glFenceSync(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
-        const GLenum result = glClientWaitSync(fence, 0, 15000000);
-        glDeleteSync(fence);
-        return result;
-    }
-
-    EGLDisplay m_display = EGL_NO_DISPLAY;
-    EGLSurface m_surface = EGL_NO_SURFACE;
-    EGLContext m_context = EGL_NO_CONTEXT;
-    EGLImageKHR m_image = EGL_NO_IMAGE_KHR;
-    GLuint m_framebuffer = 0;
+    std::optional<Objects> m_objects;
 };
 
 TEST_F(SimulatedGl, WritesTheDrawnFrameBackBeforeTheFenceReports) {
     for (const auto format : {IMAGE_FORMAT_TYPE_NV12, IMAGE_FORMAT_TYPE_NV21}) {
         for (const auto mode : {SIM_GL_CHROMA_MEAN, SIM_GL_CHROMA_FIRST}) {
             sim_gl_set_chroma(mode);
-            test::DeviceBuffer buffer(100, 60, format);
+            sim_hardware_buffer_fail("lock", 1);  // the buffer is not the host's to touch, and nobody does
+            test::DeviceBuffer buffer(100, 60, format, AHARDWAREBUFFER_USAGE_GPU_FRAMEBUFFER);
             buffer.fill(9);
-            const GLuint texture = target(buffer);
-            draw(build(kYuvFragment));
-            ASSERT_EQ(wait(), static_cast<GLenum>(GL_ALREADY_SIGNALED));
-            ASSERT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+            target(buffer);
+            draw(m_objects->yuv);
+            sim_gl_time_out_fences(1);
+            for (const bool timedOut : {true, false}) {
+                GLUtils::flush();
+                EXPECT_EQ(buffer.luma(0, 0) == 9, timedOut);
+            }
+            EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
             for (const auto& [x, y] : {std::pair(0, 0), {99, 59}, {13, 40}}) {
                 // Y = x + 0.5 and U = y + 0.5, rounded; row 0 is the first in memory.
                 EXPECT_NEAR(buffer.luma(x, y), x + 0.5, 0.51);
@@ -138,206 +92,149 @@ TEST_F(SimulatedGl, WritesTheDrawnFrameBackBeforeTheFenceReports) {
             GLubyte texel[4];
             glReadPixels(20, 30, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, texel);
             EXPECT_NEAR(texel[0], 20.5, 0.51);
-            EXPECT_EQ(texel[3], 255);
-            eglDestroyImageKHR(m_display, m_image);
-            glDeleteTextures(1, &texture);
+            EXPECT_EQ(texel[3], 255);  // whatever was drawn
         }
+    }
+    sim_hardware_buffer_fail("lock", 0);
+}
+
+TEST_F(SimulatedGl, KeepsWhatDrawsAndClearsLeaveAlone) {
+    constexpr GLuint kIndices[] = {0, 1, 2, 3};
+    constexpr GLfloat kColor[] = {0.2F, 0.4F, 0.6F, 1.0F};  // y, u, v
+    glClearColor(kColor[0], kColor[1], kColor[2], kColor[3]);
+    glScissor(0, 0, 32, 64);
+    // Each writes the left half.
+    const std::function<void()> kWrites[] = {
+        [&] { draw(m_objects->yuv); },
+        [&] { glDrawRangeElements(GL_TRIANGLE_STRIP, 0, 3, 4, GL_UNSIGNED_INT, kIndices); },
+        [&] { glEnable(GL_SCISSOR_TEST), glClear(GL_COLOR_BUFFER_BIT); },
+        [&] { glEnable(GL_SCISSOR_TEST), glClearBufferfv(GL_COLOR, 0, kColor); }};
+    for (const auto& write : kWrites) {
+        test::DeviceBuffer buffer(64, 64, IMAGE_FORMAT_TYPE_NV12);
+        buffer.fill(50);
+        target(buffer);
+        GLubyte texel[4];
+        glReadPixels(40, 10, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, texel);
+        EXPECT_EQ(texel[2], 50);
+        glViewport(0, 0, 32, 64);
+        write();
+        EXPECT_EQ(buffer.luma(10, 10), 50);
+        glFinish();
+        EXPECT_NE(buffer.luma(10, 10), 50);
+        EXPECT_EQ(buffer.luma(40, 10), 50);
+        EXPECT_EQ(buffer.chroma(20, 5, 1), 50);
+        glDisable(GL_SCISSOR_TEST);
+        glClear(GL_COLOR_BUFFER_BIT);
+        glFinish();
+        EXPECT_EQ(buffer.luma(40, 10), 51);
+        EXPECT_EQ(buffer.chroma(20, 5, 0), 102);
+        EXPECT_EQ(buffer.chroma(20, 5, 1), 153);
     }
 }
 
-TEST_F(SimulatedGl, KeepsWhatADrawLeavesAlone) {
-    test::DeviceBuffer buffer(64, 64, IMAGE_FORMAT_TYPE_NV12);
-    buffer.fill(50);
-    target(buffer);
-    glViewport(0, 0, 32, 64);
-    draw(build(kYuvFragment));
-    wait();
-    EXPECT_NE(buffer.luma(10, 10), 50);
-    EXPECT_EQ(buffer.luma(40, 10), 50);
-    EXPECT_EQ(buffer.chroma(20, 5, 1), 50);
-    glClearColor(0.2F, 0.4F, 0.6F, 1.0F);  // y, u, v
-    glClear(GL_COLOR_BUFFER_BIT);
-    glFinish();
-    EXPECT_EQ(buffer.luma(40, 10), 51);
-    EXPECT_EQ(buffer.chroma(20, 5, 0), 102);
-    EXPECT_EQ(buffer.chroma(20, 5, 1), 153);
-}
-
 TEST_F(SimulatedGl, EnforcesTheExtensionsRules) {
+    const test::LogCapture log;
     test::DeviceBuffer buffer(64, 64, IMAGE_FORMAT_TYPE_NV12);
-    const GLuint texture = target(buffer);
-    const GLuint yuv = build(kYuvFragment);
-    const GLuint plain = build(kPlainFragment);
-    const auto error = [] { return glGetError(); };
-    ASSERT_EQ(error(), 0U);
-
-    draw(plain);
-    EXPECT_EQ(error(), static_cast<GLenum>(GL_INVALID_OPERATION))
-        << "a target of YUV needs layout(yuv) output";
-    glEnable(GL_BLEND);
-    draw(yuv);
-    EXPECT_EQ(error(), static_cast<GLenum>(GL_INVALID_OPERATION)) << "blending";
-    glDisable(GL_BLEND);
-    glColorMask(GL_TRUE, GL_FALSE, GL_TRUE, GL_TRUE);
-    draw(yuv);
-    EXPECT_EQ(error(), static_cast<GLenum>(GL_INVALID_OPERATION)) << "colour mask";
-    glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
-    glBlitFramebuffer(0, 0, 8, 8, 8, 8, 16, 16, GL_COLOR_BUFFER_BIT, GL_NEAREST);
-    EXPECT_EQ(error(), static_cast<GLenum>(GL_INVALID_OPERATION)) << "blit";
-    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0 + 1, GL_TEXTURE_EXTERNAL_OES, texture, 0);
-    EXPECT_EQ(error(), static_cast<GLenum>(GL_INVALID_OPERATION)) << "attachment 1";
-    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_EXTERNAL_OES, texture, 1);
-    EXPECT_EQ(error(), static_cast<GLenum>(GL_INVALID_VALUE)) << "level 1";
-    draw(yuv);
-    EXPECT_EQ(error(), 0U);
-
-    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, 0, 0);
-    glBindFramebuffer(GL_FRAMEBUFFER, 0);
-    draw(yuv);
-    EXPECT_EQ(error(), static_cast<GLenum>(GL_INVALID_OPERATION))
-        << "layout(yuv) output needs a target of YUV";
-    draw(plain);
-    EXPECT_EQ(error(), 0U);
-
-    glEGLImageTargetTexture2DOES(GL_TEXTURE_2D, m_image);
-    EXPECT_EQ(error(), static_cast<GLenum>(GL_INVALID_ENUM));
-    glEGLImageTargetTexture2DOES(GL_TEXTURE_EXTERNAL_OES, nullptr);
-    EXPECT_EQ(error(), static_cast<GLenum>(GL_INVALID_VALUE));
-    eglDestroyImageKHR(m_display, m_image);
-    EXPECT_EQ(eglDestroyImageKHR(m_display, m_image), static_cast<EGLBoolean>(EGL_FALSE));
+    test::DeviceBuffer sampled(64, 64, IMAGE_FORMAT_TYPE_NV12, AHARDWAREBUFFER_USAGE_GPU_SAMPLED_IMAGE);
+    test::DeviceBuffer hosts(64, 64, IMAGE_FORMAT_TYPE_NV12, AHARDWAREBUFFER_USAGE_CPU_READ_OFTEN);
+    GLShaderProgram& yuv = m_objects->yuv;
+    GLShaderProgram& plain = m_objects->plain;
+    target(buffer);
+    const auto attach = [&](GLenum point, GLint level) {
+        glFramebufferTexture2D(GL_FRAMEBUFFER, point, GL_TEXTURE_EXTERNAL_OES, m_objects->texture->name(),
+                               level);
+    };
+    const auto bindImage = [](GLenum to) { glEGLImageTargetTexture2DOES(to, nullptr); };
+    struct Rule {
+        const char* name;
+        GLenum error;
+        std::function<void()> act;
+    };
+    const Rule kRules[] = {
+        {"plain output into the target", GL_INVALID_OPERATION, [&] { draw(plain); }},
+        {"blending", GL_INVALID_OPERATION, [&] { glEnable(GL_BLEND), draw(yuv), glDisable(GL_BLEND); }},
+        {"colour mask", GL_INVALID_OPERATION, [&] { glColorMask(1, 0, 1, 1), draw(yuv); }},
+        {"blit", GL_INVALID_OPERATION,
+         [] { glBlitFramebuffer(0, 0, 8, 8, 8, 8, 16, 16, GL_COLOR_BUFFER_BIT, GL_NEAREST); }},
+        {"attachment 1", GL_INVALID_OPERATION, [&] { attach(GL_COLOR_ATTACHMENT0 + 1, 0); }},
+        {"level 1", GL_INVALID_VALUE, [&] { attach(GL_COLOR_ATTACHMENT0, 1); }},
+        {"as it should be", GL_NO_ERROR, [&] { glColorMask(1, 1, 1, 1), draw(yuv); }},
+        {"image to another target", GL_INVALID_ENUM, [&] { bindImage(GL_TEXTURE_2D); }},
+        {"no image", GL_INVALID_VALUE, [&] { bindImage(GL_TEXTURE_EXTERNAL_OES); }},
+        {"buffer not for drawing", GL_INVALID_FRAMEBUFFER_OPERATION, [&] { target(sampled), draw(plain); }},
+        {"yuv output into another target", GL_INVALID_OPERATION,
+         [&] { glBindFramebuffer(GL_FRAMEBUFFER, 0), draw(yuv); }},
+        {"both plain", GL_NO_ERROR, [&] { draw(plain); }}};
+    for (const Rule& rule : kRules) {
+        rule.act();
+        EXPECT_EQ(glGetError(), rule.error) << rule.name;
+        EXPECT_EQ(glGetError(), 0U) << rule.name;
+    }
+    const std::string output = "layout(yuv) out vec4 color;";
+    for (const std::string& wrong :
+         {replaced(kYuvFragment, output, output + "layout(location = 1) out vec4 other;"),
+          replaced(kYuvFragment, "#extension GL_EXT_YUV_target : require", "")}) {
+        GLShaderProgram program;
+        EXPECT_EQ(build(program, wrong), -1) << wrong;
+    }
+    const auto import = [](void* client) {
+        return eglCreateImageKHR(eglGetCurrentDisplay(), EGL_NO_CONTEXT, EGL_NATIVE_BUFFER_ANDROID, client,
+                                 nullptr);
+    };
+    const EGLImageKHR image = import(buffer.get());
+    for (const EGLBoolean once : {EGL_TRUE, EGL_FALSE}) {
+        EXPECT_EQ(eglDestroyImageKHR(eglGetCurrentDisplay(), image), once);
+    }
     EXPECT_EQ(eglGetError(), EGL_BAD_PARAMETER);
-}
-
-TEST_F(SimulatedGl, RefusesShadersThatBreakTheExtensionsRules) {
-    std::string twoOutputs = kYuvFragment;
-    twoOutputs.insert(twoOutputs.find("layout(yuv)"), "layout(location = 1) out vec4 other;\n");
-    std::string notEnabled = kYuvFragment;
-    notEnabled.erase(notEnabled.find("#extension"),
-                     std::string("#extension GL_EXT_YUV_target : require").size());
-    EXPECT_EQ(compile(GL_FRAGMENT_SHADER, twoOutputs.c_str()), 0U);
-    EXPECT_EQ(compile(GL_FRAGMENT_SHADER, notEnabled.c_str()), 0U);
-    EXPECT_NE(compile(GL_FRAGMENT_SHADER, kYuvFragment), 0U);
-}
-
-TEST_F(SimulatedGl, DrawsOnlyIntoBuffersMadeForIt) {
-    test::DeviceBuffer sampled(
-        64, 64, IMAGE_FORMAT_TYPE_NV12,
-        AHARDWAREBUFFER_USAGE_CPU_READ_OFTEN | AHARDWAREBUFFER_USAGE_GPU_SAMPLED_IMAGE);
-    glGenFramebuffers(1, &m_framebuffer);
-    glBindFramebuffer(GL_FRAMEBUFFER, m_framebuffer);
-    attach(sampled.get());
-    EXPECT_NE(glCheckFramebufferStatus(GL_FRAMEBUFFER), static_cast<GLenum>(GL_FRAMEBUFFER_COMPLETE));
-    test::DeviceBuffer host(64, 64, IMAGE_FORMAT_TYPE_NV12, AHARDWAREBUFFER_USAGE_CPU_READ_OFTEN);
-    EXPECT_EQ(eglCreateImageKHR(m_display, EGL_NO_CONTEXT, EGL_NATIVE_BUFFER_ANDROID, host.get(), nullptr),
-              EGL_NO_IMAGE_KHR);
+    EXPECT_EQ(import(hosts.get()), EGL_NO_IMAGE_KHR);
     EXPECT_EQ(eglGetError(), EGL_BAD_PARAMETER);
     EXPECT_EQ(eglGetNativeClientBufferANDROID(nullptr), nullptr);
+    EXPECT_EQ(reinterpret_cast<void*>(eglGetProcAddress("eglCreateImageKHR")),
+              reinterpret_cast<void*>(&eglCreateImageKHR));
 }
 
-TEST_F(SimulatedGl, AnImageKeepsItsBufferAlive) {
+TEST_F(SimulatedGl, CountsWhatIsAlive) {
+    const std::string engine = "1 display 1 context 1 surface ";
+    EXPECT_EQ(test::aliveOnDevice(), engine + "1 framebuffer 2 program 4 shader ");
     {
         test::DeviceBuffer buffer(64, 64, IMAGE_FORMAT_TYPE_NV12);
         target(buffer);
     }
-    EXPECT_EQ(sim_hardware_buffer_live(), 1);
-    draw(build(kYuvFragment));
-    EXPECT_EQ(wait(), static_cast<GLenum>(GL_ALREADY_SIGNALED));
+    const GLsync fence = glFenceSync(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
+    m_objects->plain.release();
+    const std::string rest = "1 image 1 texture 1 framebuffer 1 program 4 shader ";
+    EXPECT_EQ(test::aliveOnDevice(), engine + rest + "1 sync 1 AHardwareBuffer ");
+    glDeleteSync(fence);
+    const EGLDisplay display = eglGetCurrentDisplay();
+    eglDestroyContext(display, eglGetCurrentContext());
+    EXPECT_EQ(test::aliveOnDevice(), engine + rest + "1 AHardwareBuffer ");  // still current
+    eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
+    EXPECT_EQ(test::aliveOnDevice(), "1 display 1 surface 1 image 1 AHardwareBuffer ");
+    EXPECT_EQ(sim_gl_live("nothing"), -1);
 }
 
-TEST_F(SimulatedGl, FailsTheNthCallOfAnyEntry) {
-    ASSERT_EQ(sim_gl_fail("glGenTextures", 2, GL_OUT_OF_MEMORY), 0);
-    GLuint names[3] = {};
-    for (GLuint& name : names) {
-        glGenTextures(1, &name);
-    }
-    EXPECT_NE(names[0], 0U);
-    EXPECT_EQ(names[1], 0U);
-    EXPECT_NE(names[2], 0U);
-    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_OUT_OF_MEMORY));
-    EXPECT_EQ(glGetError(), 0U);
-    EXPECT_EQ(sim_gl_calls("glGenTextures"), 3);
-
-    ASSERT_EQ(sim_gl_fail("eglCreateContext", 1, EGL_BAD_ALLOC), 0);
-    EXPECT_EQ(createContext(), EGL_NO_CONTEXT);
-    EXPECT_EQ(eglGetError(), EGL_BAD_ALLOC);
-    EXPECT_EQ(eglGetError(), EGL_SUCCESS);
+TEST_F(SimulatedGl, FailsOnlyWhatItKnowsAndForgivesNoLostContext) {
     EXPECT_EQ(sim_gl_fail("glNoSuchEntry", 1, 1), -1);
     EXPECT_EQ(sim_gl_calls("glNoSuchEntry"), -1);
-}
-
-TEST_F(SimulatedGl, AFenceThatTimesOutLeavesTheFrameForLater) {
-    test::DeviceBuffer buffer(64, 64, IMAGE_FORMAT_TYPE_NV12);
-    buffer.fill(200);
-    target(buffer);
-    sim_gl_time_out_fences(1);
-    draw(build(kYuvFragment));
-    EXPECT_EQ(wait(), static_cast<GLenum>(GL_TIMEOUT_EXPIRED));
-    EXPECT_EQ(buffer.luma(3, 3), 200);
-    eglMakeCurrent(m_display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
-    EXPECT_NEAR(buffer.luma(3, 3), 3.5, 0.51);
-    eglMakeCurrent(m_display, m_surface, m_surface, m_context);
-}
-
-TEST_F(SimulatedGl, ALostContextAnswersNothingElse) {
-    sim_gl_lose_contexts();
-    GLuint name = 0;
-    glGenTextures(1, &name);
-    EXPECT_EQ(name, 0U);
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(glGetError(), 0x0507U);  // GL_CONTEXT_LOST, without end
+    for (const int nth : {3, 2}) {  // the later order holds
+        EXPECT_EQ(sim_gl_fail("glGenTextures", nth, GL_OUT_OF_MEMORY), 0);
     }
-    EXPECT_EQ(eglMakeCurrent(m_display, m_surface, m_surface, m_context), static_cast<EGLBoolean>(EGL_FALSE));
+    for (const bool fails : {false, true, false}) {
+        GLuint name = 0;
+        glGenTextures(1, &name);
+        EXPECT_EQ(name == 0, fails);
+        EXPECT_EQ(glGetError(), static_cast<GLenum>(fails ? GL_OUT_OF_MEMORY : GL_NO_ERROR));
+    }
+    sim_gl_lose_contexts();
+    EXPECT_EQ(glCreateProgram(), 0U);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_CONTEXT_LOST));  // without end
+    }
+    const test::LogCapture log;
+    EXPECT_EQ(eglMakeCurrent(eglGetCurrentDisplay(), nullptr, nullptr, eglGetCurrentContext()), 0U);
     EXPECT_EQ(eglGetError(), EGL_CONTEXT_LOST);
-    const EGLContext fresh = createContext();
-    ASSERT_EQ(eglMakeCurrent(m_display, m_surface, m_surface, fresh), EGL_TRUE);
-    glGenTextures(1, &name);
-    EXPECT_NE(name, 0U);
-}
-
-TEST_F(SimulatedGl, CountsWhatIsAlive) {
-    struct Step {
-        const char* kind;
-        int live;
-    };
-    const auto expect = [](std::initializer_list<Step> steps) {
-        for (const Step& step : steps) {
-            EXPECT_EQ(sim_gl_live(step.kind), step.live) << step.kind;
-        }
-    };
-    expect({{"display", 1}, {"context", 1}, {"surface", 1}, {"texture", 0}, {"shader", 0}, {"nothing", -1}});
-    const GLuint program = build(kYuvFragment);
-    GLuint textures[2];
-    glGenTextures(2, textures);
-    const GLsync fence = glFenceSync(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
-    expect({{"program", 1}, {"shader", 2}, {"texture", 2}, {"sync", 1}});
-    glDeleteProgram(program);
-    glDeleteTextures(1, textures);
-    glDeleteSync(fence);
-    expect({{"program", 0}, {"texture", 1}, {"sync", 0}});
-    eglDestroyContext(m_display, m_context);
-    expect({{"context", 1}});  // still current
-    eglMakeCurrent(m_display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
-    expect({{"context", 0}, {"texture", 0}, {"shader", 0}});
-}
-
-TEST_F(SimulatedGl, AnnouncesCallsAndHandsOutItsOwnEntries) {
-    std::vector<std::string> calls;
-    sim_gl_set_call_sink(
-        [](void* context, const char* call) {
-            static_cast<std::vector<std::string>*>(context)->push_back(call);
-        },
-        &calls);
-    glUniform2f(-1, 128.0F, 0.25F);
-    glGetUniformLocation(0, "name");
-    glGetError();
-    sim_gl_set_call_sink(nullptr, nullptr);
-    EXPECT_EQ(calls, (std::vector<std::string>{"glUniform2f(-1, 128, 0.25)", "glGetUniformLocation(0, name)",
-                                               "glGetError()"}));
-    glGetError();
-    EXPECT_EQ(reinterpret_cast<void*>(eglGetProcAddress("glEGLImageTargetTexture2DOES")),
-              reinterpret_cast<void*>(&glEGLImageTargetTexture2DOES));
-    EXPECT_EQ(reinterpret_cast<void*>(eglGetProcAddress("eglCreateImageKHR")),
-              reinterpret_cast<void*>(&eglCreateImageKHR));
+    const test::CurrentEngine fresh;
+    EXPECT_NE(glCreateProgram(), 0U);
 }
 
 // Where there is no driver every call fails, and none crashes.
@@ -348,10 +245,7 @@ TEST(SimulatedGlWithoutDriver, FailsSoftly) {
     EXPECT_EQ(eglGetDisplay(EGL_DEFAULT_DISPLAY), EGL_NO_DISPLAY);
     EXPECT_EQ(eglInitialize(EGL_NO_DISPLAY, nullptr, nullptr), static_cast<EGLBoolean>(EGL_FALSE));
     EXPECT_EQ(eglGetError(), EGL_NOT_INITIALIZED);
-    EXPECT_EQ(eglGetError(), EGL_SUCCESS);
-    GLuint name = 0;
-    glGenTextures(1, &name);
-    EXPECT_EQ(name, 0U);
+    EXPECT_EQ(glCreateProgram(), 0U);
     EXPECT_EQ(glGetError(), 0U);
 }
 

@@ -1,6 +1,6 @@
 // The simulated hardware buffers.
 #include <gtest/gtest.h>
-#include <sys/mman.h>
+#include <unistd.h>
 
 #include <cerrno>
 
@@ -8,97 +8,86 @@
 
 namespace {
 
-AHardwareBuffer_Desc description(std::uint32_t width, std::uint32_t height, std::uint32_t format) {
-    AHardwareBuffer_Desc desc = {};
-    desc.width = width;
-    desc.height = height;
-    desc.layers = 1;
-    desc.format = format;
-    desc.usage = test::kDrawableUsage;
-    return desc;
-}
+constexpr std::uint64_t kRead = AHARDWAREBUFFER_USAGE_CPU_READ_OFTEN;
+constexpr std::uint64_t kWrite = AHARDWAREBUFFER_USAGE_CPU_WRITE_OFTEN;
+constexpr std::uint64_t kDraw = AHARDWAREBUFFER_USAGE_GPU_FRAMEBUFFER;
 
 TEST(HardwareBuffer, LaysPlanesOutAsTheFormatSays) {
-    for (const std::uint32_t format : {0x23U, 0x11U}) {
-        AHardwareBuffer* buffer = nullptr;
-        const AHardwareBuffer_Desc asked = description(130, 70, format);
-        ASSERT_EQ(AHardwareBuffer_allocate(&asked, &buffer), 0);
+    for (const auto format : {IMAGE_FORMAT_TYPE_NV12, IMAGE_FORMAT_TYPE_NV21}) {
+        test::DeviceBuffer buffer(130, 70, format);
         AHardwareBuffer_Desc got = {};
-        AHardwareBuffer_describe(buffer, &got);
+        AHardwareBuffer_describe(buffer.get(), &got);
         EXPECT_EQ(got.width, 130U);
         EXPECT_EQ(got.height, 70U);
         EXPECT_EQ(got.stride, 256U);  // padded, as phones' are
         AHardwareBuffer_Planes planes = {};
-        ASSERT_EQ(
-            AHardwareBuffer_lockPlanes(buffer, AHARDWAREBUFFER_USAGE_CPU_WRITE_OFTEN, -1, nullptr, &planes),
-            0);
+        ASSERT_EQ(AHardwareBuffer_lockPlanes(buffer.get(), kWrite, -1, nullptr, &planes), 0);
         ASSERT_EQ(planes.planeCount, 3U);
-        auto* y = static_cast<unsigned char*>(planes.planes[0].data);
-        auto* u = static_cast<unsigned char*>(planes.planes[1].data);
-        auto* v = static_cast<unsigned char*>(planes.planes[2].data);
-        EXPECT_EQ(v - u, format == 0x23U ? 1 : -1);
-        EXPECT_EQ(std::min(u, v) - y, 256 * 96);  // scanlines padded to 32
+        const auto at = [&](int plane) { return static_cast<unsigned char*>(planes.planes[plane].data); };
+        EXPECT_EQ(at(2) - at(1), format == IMAGE_FORMAT_TYPE_NV12 ? 1 : -1);
+        EXPECT_EQ(std::min(at(1), at(2)) - at(0), 256 * 96);  // scanlines padded to 32
         EXPECT_EQ(planes.planes[1].pixelStride, 2U);
         EXPECT_EQ(planes.planes[1].rowStride, 256U);
+        at(2)[256 * 34 + 2 * 64] = 77;
+        EXPECT_EQ(buffer.chroma(64, 34, 1), 77);
         // The file is the same memory.
-        v[256 * 34 + 2 * 64] = 77;
-        void* map = mmap(nullptr, 256 * 96 * 3 / 2, PROT_READ, MAP_SHARED, sim_hardware_buffer_fd(buffer), 0);
-        ASSERT_NE(map, MAP_FAILED);
-        EXPECT_EQ(static_cast<unsigned char*>(map)[v - y + 256 * 34 + 2 * 64], 77);
-        munmap(map, 256 * 96 * 3 / 2);
-        EXPECT_EQ(AHardwareBuffer_unlock(buffer, nullptr), 0);
-        EXPECT_EQ(AHardwareBuffer_unlock(buffer, nullptr), -EINVAL);  // once
-        AHardwareBuffer_release(buffer);
+        unsigned char byte = 0;
+        EXPECT_EQ(pread(sim_hardware_buffer_fd(buffer.get()), &byte, 1, at(2) - at(0) + 256 * 34 + 2 * 64),
+                  1);
+        EXPECT_EQ(byte, 77);
+        EXPECT_EQ(AHardwareBuffer_unlock(buffer.get(), nullptr), 0);
+        EXPECT_EQ(AHardwareBuffer_unlock(buffer.get(), nullptr), -EINVAL);  // once
     }
 }
 
 TEST(HardwareBuffer, RefusesWhatAPhoneRefuses) {
     AHardwareBuffer* buffer = nullptr;
-    struct Case {
-        std::uint32_t width, height, format;
+    struct Size {
+        std::uint32_t width, height, layers, format;
     };
-    for (const Case& c : {Case{127, 64, 0x23}, Case{128, 63, 0x23}, Case{0, 64, 0x23}, Case{128, 64, 1},
-                          Case{65536, 64, 0x23}}) {
-        const AHardwareBuffer_Desc desc = description(c.width, c.height, c.format);
-        EXPECT_EQ(AHardwareBuffer_allocate(&desc, &buffer), -EINVAL) << c.width << " x " << c.height;
+    for (const auto& [width, height, layers, format] :
+         {Size{127, 64, 1, 0x23}, Size{128, 63, 1, 0x23}, Size{0, 64, 1, 0x23}, Size{128, 64, 1, 1},
+          Size{65536, 64, 1, 0x23}, Size{128, 64, 2, 0x11}}) {
+        const AHardwareBuffer_Desc desc = {width, height, layers, format, test::kDrawableUsage, 0, 0, 0};
+        EXPECT_EQ(AHardwareBuffer_allocate(&desc, &buffer), -EINVAL) << width << " x " << height;
     }
-    AHardwareBuffer_Desc layers = description(128, 64, 0x23);
-    layers.layers = 2;
-    EXPECT_EQ(AHardwareBuffer_allocate(&layers, &buffer), -EINVAL);
-
-    test::DeviceBuffer readOnly(64, 64, IMAGE_FORMAT_TYPE_NV12, AHARDWAREBUFFER_USAGE_CPU_READ_OFTEN);
-    void* address = nullptr;
-    EXPECT_EQ(
-        AHardwareBuffer_lock(readOnly.get(), AHARDWAREBUFFER_USAGE_CPU_WRITE_OFTEN, -1, nullptr, &address),
-        -EINVAL);
-    EXPECT_EQ(
-        AHardwareBuffer_lock(readOnly.get(), AHARDWAREBUFFER_USAGE_CPU_READ_OFTEN, -1, nullptr, &address), 0);
-    EXPECT_EQ(address, readOnly.data());
+    // A lock asks for some of the host's usage that the buffer was allocated with, and for no other.
+    struct Lock {
+        std::uint64_t allocated, asked;
+        int result;
+    };
+    for (const auto& [allocated, asked, result] :
+         {Lock{kRead, kRead, 0}, Lock{kRead, kWrite, -EINVAL}, Lock{kWrite | kDraw, kWrite, 0},
+          Lock{kWrite, kRead | kWrite, -EINVAL}, Lock{kDraw, kRead, -EINVAL}, Lock{kRead, 0, -EINVAL},
+          Lock{kRead | kDraw, kRead | kDraw, -EINVAL}}) {
+        test::DeviceBuffer made(64, 64, IMAGE_FORMAT_TYPE_NV12, allocated);
+        void* address = nullptr;
+        AHardwareBuffer_Planes planes = {};
+        EXPECT_EQ(AHardwareBuffer_lock(made.get(), asked, -1, nullptr, &address), result);
+        EXPECT_EQ(AHardwareBuffer_lockPlanes(made.get(), asked, -1, nullptr, &planes), result);
+        EXPECT_EQ(address, result == 0 ? made.data() : nullptr);
+        EXPECT_EQ(planes.planes[0].data, result == 0 ? made.data() : nullptr);
+        EXPECT_EQ(AHardwareBuffer_lock(made.get(), kRead, -1, nullptr, nullptr), -EINVAL);
+    }
 }
 
 TEST(HardwareBuffer, CountsReferencesAndFailsOnDemand) {
-    const int before = sim_hardware_buffer_live();
+    const AHardwareBuffer_Desc desc = {64, 64, 1, 0x23, kRead, 0, 0, 0};
     AHardwareBuffer* buffer = nullptr;
-    const AHardwareBuffer_Desc desc = description(64, 64, 0x23);
-    ASSERT_EQ(AHardwareBuffer_allocate(&desc, &buffer), 0);
-    AHardwareBuffer_acquire(buffer);
-    AHardwareBuffer_release(buffer);
-    EXPECT_EQ(sim_hardware_buffer_live(), before + 1);
-
-    void* address = nullptr;
+    sim_hardware_buffer_fail("allocate", 2);
+    for (const int result : {0, -ENOMEM}) {
+        EXPECT_EQ(AHardwareBuffer_allocate(&desc, &buffer), result);
+    }
     sim_hardware_buffer_fail("lock", 2);
-    const auto lock = [&] {
-        return AHardwareBuffer_lock(buffer, AHARDWAREBUFFER_USAGE_CPU_READ_OFTEN, -1, nullptr, &address);
-    };
-    EXPECT_EQ(lock(), 0);
-    EXPECT_NE(lock(), 0);
-    EXPECT_EQ(lock(), 0);
-    AHardwareBuffer_release(buffer);
-    EXPECT_EQ(sim_hardware_buffer_live(), before);
-
-    sim_hardware_buffer_fail("allocate", 1);
-    EXPECT_EQ(AHardwareBuffer_allocate(&desc, &buffer), -ENOMEM);
-    EXPECT_EQ(sim_hardware_buffer_live(), before);
+    void* address = nullptr;
+    for (const int result : {0, -EBUSY, 0}) {
+        EXPECT_EQ(AHardwareBuffer_lock(buffer, kRead, -1, nullptr, &address), result);
+    }
+    AHardwareBuffer_acquire(buffer);
+    for (const int live : {1, 0}) {
+        AHardwareBuffer_release(buffer);
+        EXPECT_EQ(sim_hardware_buffer_live(), live);
+    }
     EXPECT_EQ(sim_hardware_buffer_fail("describe", 1), -1);
 }
 

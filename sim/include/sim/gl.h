@@ -43,7 +43,7 @@ enum sim_gl_chroma { SIM_GL_CHROMA_MEAN, SIM_GL_CHROMA_FIRST };
 void sim_gl_set_chroma(enum sim_gl_chroma chroma);
 
 // Receives every EGL and GL call before it is made, as text: "glUniform1f(3, 128)". Pointers are "ptr" or
-// "null".
+// "null", attribute lists of EGL "[12375=1 12374=1]".
 typedef void (*sim_gl_call_sink)(void* context, const char* call);
 void sim_gl_set_call_sink(sim_gl_call_sink sink, void* context);
 

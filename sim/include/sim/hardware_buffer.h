@@ -16,6 +16,9 @@ extern "C" {
 // The buffer's memory file; it stays the buffer's.
 int sim_hardware_buffer_fd(const AHardwareBuffer* buffer);
 
+// Where the device finds Y, U and V. It needs no lock, and no usage of the host's.
+void sim_hardware_buffer_planes(const AHardwareBuffer* buffer, AHardwareBuffer_Planes* planes);
+
 // Buffers that somebody still holds a reference to.
 int sim_hardware_buffer_live(void);
 

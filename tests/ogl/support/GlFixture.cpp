@@ -1,22 +1,12 @@
 #include "tests/ogl/support/GlFixture.h"
 
+#include <numeric>
+
 namespace test {
 
 std::string alive() {
-    std::string result;
-    for (const char* kind : {"display", "context", "surface", "image", "texture", "framebuffer", "program",
-                             "shader", "sync", "buffer", "renderbuffer", "vertexarray"}) {
-        if (const int count = sim_gl_live(kind); count != 0) {
-            result += std::to_string(count) + " " + kind + " ";
-        }
-    }
-    if (Object::liveObjects() != 0) {
-        result += std::to_string(Object::liveObjects()) + " Object ";
-    }
-    if (sim_hardware_buffer_live() != 0) {
-        result += std::to_string(sim_hardware_buffer_live()) + " AHardwareBuffer ";
-    }
-    return result;
+    const int objects = Object::liveObjects();
+    return aliveOnDevice() + (objects != 0 ? std::to_string(objects) + " Object " : "");
 }
 
 void GlTest::SetUp() {
@@ -30,16 +20,6 @@ void GlTest::SetUp() {
 void GlTest::TearDown() {
     sim_gl_reset();
     EXPECT_EQ(alive(), "");
-}
-
-CurrentEngine::CurrentEngine() : m_engine(new GLEngine(nullptr, 1, 1)) {
-    EXPECT_EQ(m_engine->init(), 0);
-    EXPECT_EQ(m_engine->startup(), 0);
-}
-
-CurrentEngine::~CurrentEngine() {
-    m_engine->stop();
-    m_engine->destroy();
 }
 
 CallTrace::CallTrace() {
@@ -61,6 +41,11 @@ std::vector<std::string> CallTrace::names() const {
         result.push_back(call.substr(0, call.find('(')));
     }
     return result;
+}
+
+std::string CallTrace::text() const {
+    return std::accumulate(m_calls.begin(), m_calls.end(), std::string(),
+                           [](const std::string& all, const std::string& call) { return all + call + " "; });
 }
 
 }  // namespace test

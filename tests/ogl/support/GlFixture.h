@@ -30,11 +30,14 @@ protected:
 // An engine that is current as long as it lives.
 class CurrentEngine {
 public:
-    CurrentEngine();
-    ~CurrentEngine();
+    CurrentEngine() {
+        EXPECT_EQ(m_engine.init(), 0);
+        EXPECT_EQ(m_engine.startup(), 0);
+    }
+    ~CurrentEngine() { m_engine.stop(); }
 
 private:
-    smart_pointer<GLEngine> m_engine;
+    GLEngine m_engine{nullptr, 1, 1};
 };
 
 // Every EGL and GL call made while it lives but for glGetError and eglGetError.
@@ -45,6 +48,8 @@ public:
     const std::vector<std::string>& calls() const { return m_calls; }
     // Without their arguments.
     std::vector<std::string> names() const;
+    // Each with a space behind it.
+    std::string text() const;
     void clear() { m_calls.clear(); }
 
 private:

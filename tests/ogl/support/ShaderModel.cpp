@@ -1,7 +1,6 @@
 #include "tests/ogl/support/ShaderModel.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 
 namespace test {
@@ -31,55 +30,46 @@ Tap tap(double coordinate, int size, bool repeats) {
     return {wrap(static_cast<int>(left)), wrap(static_cast<int>(left) + 1), at - left};
 }
 
+// What look(column, row) gives, between four of them.
+template <typename Look>
+double blend(const Tap& x, const Tap& y, Look look) {
+    return mix(mix(look(x.left, y.left), look(x.right, y.left), x.weight),
+               mix(look(x.left, y.right), look(x.right, y.right), x.weight), y.weight);
+}
+
 // One channel of a plane of `channels` interleaved bytes.
 double sample(const Bytes& texels, int width, int height, double s, double t, int channels = 1,
               int channel = 0) {
-    const Tap x = tap(s, width, false);
-    const Tap y = tap(t, height, false);
-    const auto at = [&](int column, int row) {
+    return blend(tap(s, width, false), tap(t, height, false), [&](int column, int row) {
         return texels[static_cast<std::size_t>((row * width + column) * channels + channel)] / 255.0;
-    };
-    return mix(mix(at(x.left, y.left), at(x.right, y.left), x.weight),
-               mix(at(x.left, y.right), at(x.right, y.right), x.weight), y.weight);
+    });
 }
 
 double sampleColor(const Bytes& texels, const Yuv& at, int channel) {
-    const Tap taps[3] = {tap(at.y, 16, false), tap(at.u, 16, false), tap(at.v, 16, true)};
-    double sum = 0.0;
-    for (int corner = 0; corner < 8; ++corner) {
-        double weight = 1.0;
-        int index[3];
-        for (int axis = 0; axis < 3; ++axis) {
-            const bool right = (corner >> axis & 1) != 0;
-            weight *= right ? taps[axis].weight : 1.0 - taps[axis].weight;
-            index[axis] = right ? taps[axis].right : taps[axis].left;
-        }
-        sum += weight *
-               texels[static_cast<std::size_t>(((index[2] * 16 + index[1]) * 16 + index[0]) * 3 + channel)];
-    }
-    return sum / 255.0;
+    const auto plane = [&](int v) {
+        return blend(tap(at.y, 16, false), tap(at.u, 16, false), [&](int y, int u) {
+            return texels[static_cast<std::size_t>(((v * 16 + u) * 16 + y) * 3 + channel)] / 255.0;
+        });
+    };
+    const Tap v = tap(at.v, 16, true);
+    return mix(plane(v.left), plane(v.right), v.weight);
 }
 
 double clahe(const ShaderInput& in, double s, double t, double luma) {
-    struct Axis {
-        double left, right, weight;
-    };
-    const auto axis = [](double coordinate, int size, int grid) {
+    const auto tiles = [](double coordinate, int size, int grid) {
         const int block = size / grid;
         const double valid = block * grid - block / 2 * 2;
         const double position = std::clamp(coordinate * (size - 1.0) - block / 2, 0.0, valid - 1.0);
         const double scaled = position * (grid - 1.0) / (valid - 1.0);
-        const double left = std::floor(scaled);
-        return Axis{left / (grid - 1.0), std::min(left + 1.0, grid - 1.0) / (grid - 1.0), scaled - left};
+        const int left = static_cast<int>(scaled);
+        return Tap{left, std::min(left + 1, grid - 1), scaled - left};
     };
-    const Axis row = axis(t, in.height, in.gridHeight);
-    const Axis column = axis(s, in.width, in.gridWidth);
-    // The column of a pair of tiles is the product of their normalised indices.
-    const auto look = [&](double r, double c) {
-        return sample(in.clahe, in.gridWidth * in.gridHeight, 256, r * c, luma);
+    // The column of a tile is the product of its normalised indices.
+    const auto look = [&](int column, int row) {
+        const double product = 1.0 * row / (in.gridHeight - 1) * column / (in.gridWidth - 1);
+        return sample(in.clahe, in.gridWidth * in.gridHeight, 256, product, luma);
     };
-    return mix(mix(look(row.left, column.left), look(row.left, column.right), column.weight),
-               mix(look(row.right, column.left), look(row.right, column.right), column.weight), row.weight);
+    return blend(tiles(s, in.width, in.gridWidth), tiles(t, in.height, in.gridHeight), look);
 }
 
 Yuv colorCorrect(const Yuv& source, const Yuv& done) {
@@ -134,19 +124,18 @@ Yuv shade(const ShaderInput& in, double s, double t) {
 
 }  // namespace
 
-std::vector<unsigned char> modelTexels(const ShaderInput& in) {
-    std::vector<unsigned char> result;
-    result.reserve(static_cast<std::size_t>(in.width) * static_cast<std::size_t>(in.height) * 3);
+ModelFrame modelFrame(const ShaderInput& in) {
+    ModelFrame frame = {in.width, {}};
     for (int y = 0; y < in.height; ++y) {
         for (int x = 0; x < in.width; ++x) {
             const Yuv texel = shade(in, (x + 0.5) / in.width, (y + 0.5) / in.height);
             for (const double value : {texel.y, texel.u, texel.v}) {
-                result.push_back(
+                frame.texels.push_back(
                     static_cast<unsigned char>(std::lround(std::clamp(value, 0.0, 1.0) * 255.0)));
             }
         }
     }
-    return result;
+    return frame;
 }
 
 int ModelFrame::chroma(int x, int y, int channel) const {
@@ -157,7 +146,5 @@ int ModelFrame::chroma(int x, int y, int channel) const {
     }
     return (sum + 2) / 4;
 }
-
-ModelFrame modelFrame(const ShaderInput& in) { return {in.width, modelTexels(in)}; }
 
 }  // namespace test

@@ -31,13 +31,10 @@ struct ShaderInput {
     Bytes mask;  // 1 keeps the enhanced value
 };
 
-// Y, U, V of every pixel, as the shader's output is rounded.
-std::vector<unsigned char> modelTexels(const ShaderInput& in);
-
 // What a phone writes to the output: luma of every pixel, chroma the mean of four.
 struct ModelFrame {
     int width = 0;
-    Bytes texels;
+    Bytes texels;  // Y, U, V of every pixel, as the shader's output is rounded
     int luma(int x, int y) const { return texels[static_cast<std::size_t>(y * width + x) * 3]; }
     // channel 0: U, 1: V, of a 2 x 2 block.
     int chroma(int x, int y, int channel) const;

@@ -1,9 +1,23 @@
 #include "tests/sim/support/DeviceBuffer.h"
 
-#include <algorithm>
+#include <sim/gl.h>
+
 #include <stdexcept>
 
 namespace test {
+
+std::string aliveOnDevice() {
+    std::string result;
+    const auto add = [&](const char* kind, int count) {
+        result += count != 0 ? std::to_string(count) + " " + kind + " " : "";
+    };
+    for (const char* kind : {"display", "context", "surface", "image", "texture", "framebuffer", "program",
+                             "shader", "sync", "buffer", "renderbuffer", "vertexarray"}) {
+        add(kind, sim_gl_live(kind));
+    }
+    add("AHardwareBuffer", sim_hardware_buffer_live());
+    return result;
+}
 
 DeviceBuffer::DeviceBuffer(int width, int height, IMAGE_FORMAT_TYPE format, std::uint64_t usage)
     : m_vFirst(format == IMAGE_FORMAT_TYPE_NV21) {
@@ -13,29 +27,15 @@ DeviceBuffer::DeviceBuffer(int width, int height, IMAGE_FORMAT_TYPE format, std:
     desc.layers = 1;
     desc.format = m_vFirst ? SIM_HARDWARE_BUFFER_NV21 : AHARDWAREBUFFER_FORMAT_Y8Cb8Cr8_420;
     desc.usage = usage;
-    AHardwareBuffer_Planes planes = {};
-    if (AHardwareBuffer_allocate(&desc, &m_buffer) != 0 ||
-        AHardwareBuffer_lockPlanes(m_buffer, AHARDWAREBUFFER_USAGE_CPU_READ_OFTEN, -1, nullptr, &planes) !=
-            0) {
+    if (AHardwareBuffer_allocate(&desc, &m_buffer) != 0) {
         throw std::runtime_error("no hardware buffer");
     }
+    AHardwareBuffer_Planes planes = {};
+    sim_hardware_buffer_planes(m_buffer, &planes);
     m_data = static_cast<unsigned char*>(planes.planes[0].data);
-    const auto* chroma = static_cast<unsigned char*>(std::min(planes.planes[1].data, planes.planes[2].data));
+    const auto* chroma = static_cast<unsigned char*>(planes.planes[m_vFirst ? 2 : 1].data);
     const int stride = static_cast<int>(planes.planes[0].rowStride);
     m_roi = {width, height, stride, static_cast<int>(chroma - m_data) / stride};
-    AHardwareBuffer_unlock(m_buffer, nullptr);
 }
-
-DeviceBuffer::~DeviceBuffer() { AHardwareBuffer_release(m_buffer); }
-
-std::size_t DeviceBuffer::bytes() const {
-    return static_cast<std::size_t>(m_roi.stride) * static_cast<std::size_t>(m_roi.scanline) * 3 / 2;
-}
-
-int DeviceBuffer::chroma(int x, int y, int channel) const {
-    return m_data[(m_roi.scanline + y) * m_roi.stride + 2 * x + (m_vFirst ? 1 - channel : channel)];
-}
-
-void DeviceBuffer::fill(unsigned char value) { std::fill_n(m_data, bytes(), value); }
 
 }  // namespace test

@@ -1,4 +1,4 @@
-#include "tests/gpu/support/Photo.h"
+#include "tests/support/Photo.h"
 
 #ifdef HAVE_TURBOJPEG
 #include <turbojpeg.h>
