@@ -56,13 +56,16 @@ std::size_t countOf(const std::string& text, const std::string& what) {
 }
 
 // What a driver without the extension can compile, with the same lines. A shader that breaks the extension's
-// rules, not enabling it or with more outputs than one, stays as it is: the driver refuses it.
+// rules, not enabling it or with more outputs than one, stays as it is: the driver refuses it. Samplers give
+// full floats, as on a phone's hardware; Mesa would round what lowp ones give to half floats, if the
+// processor has those.
 bool rewriteYuvOutput(std::string& text) {
     const std::string extension = "#extension GL_EXT_YUV_target : require";
     const std::string output = "layout(yuv) out ";
     if (countOf(text, output) != 1 || countOf(text, "out vec4 ") != 1 || !replaceFirst(text, extension, "")) {
         return false;
     }
+    replaceFirst(text, "precision ", "precision highp sampler2D; precision ");
     return replaceFirst(text, output, "out ");
 }
 

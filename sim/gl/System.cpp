@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <link.h>
 
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -11,6 +12,10 @@ namespace sim {
 namespace {
 
 struct Libraries {
+    // Mesa's software driver reads this when it starts: by default it filters byte textures with 8-bit
+    // weights and results, far coarser than the hardware of any phone.
+    int exactSampling = setenv("GALLIVM_PERF", "no_aos_sampling", 0);
+
     // Under the system's own full names and in a scope of their own, so that neither library meets its
     // namesake here. Never closed: drivers do not like to be unloaded.
     void* eglLibrary = dlopen("libEGL.so.1", RTLD_NOW | RTLD_LOCAL);

@@ -85,12 +85,10 @@ protected:
             const int level = i / tiles * (40 + i % tiles * 29 % 90) / 48;
             in.clahe.push_back(static_cast<unsigned char>(std::min(level, 255)));
         }
-        // The ends of the third axis meet, but not in a jump: the shader's two-dimensional samplers are lowp,
-        // a driver may round what they give to half floats, and at a jump that makes levels.
         in.color.clear();
         for (int i = 0; i < 16 * 16 * 16; ++i) {
             const int y = i % 16, u = i / 16 % 16, v = i / 256;
-            for (const int level : {y * 15 + u, 255 - u * 16 + y, v < 8 ? 40 + v * 20 : 280 - v * 12}) {
+            for (const int level : {y * 15 + u, 255 - u * 16 + y, 40 + v * 14}) {
                 in.color.push_back(static_cast<unsigned char>(level));
             }
         }

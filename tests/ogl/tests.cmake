@@ -10,8 +10,6 @@ function(huevance_ogl_test name)
   huevance_test(${name} ${ARGN})
   target_link_libraries(${name} PRIVATE ogl_test_support)
   huevance_device_test(${name})
-  # Mesa's software driver by default filters byte textures with 8-bit weights and results; the model is exact.
-  set_property(TEST ${name} APPEND PROPERTY ENVIRONMENT "GALLIVM_PERF=no_aos_sampling")
 endfunction()
 
 huevance_ogl_test(ogl_wrappers_test ogl/WrappersTest.cpp)
