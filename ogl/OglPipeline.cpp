@@ -108,8 +108,7 @@ int OglPipeline::setUp() {
     if (m_scenes.loadStrengths(m_tuning) != 0 || allocateBuffers() != 0) {
         return -1;
     }
-    loadTables();
-    return createContext();
+    return loadTables() == 0 ? createContext() : -1;
 }
 
 int OglPipeline::allocateBuffers() {
@@ -139,11 +138,12 @@ int OglPipeline::allocateBuffers() {
 }
 
 // A file that is missing leaves its table zero; what a short one does not hold stays zero.
-void OglPipeline::loadTables() {
+int OglPipeline::loadTables() {
     huevance::Buffer<float> levels;
     for (int table = 0; table < m_tuning.m_iSceneNum; ++table) {
         if (!levels.allocate(ogl::kColorBytes)) {
-            return;
+            logError("[%s] init error: alloc levels failed!!!", m_names.name);
+            return -1;
         }
         m_tuning.readColorFile(table, levels.get());
         ogl::interleaveColors(levels.get(),
@@ -153,6 +153,7 @@ void OglPipeline::loadTables() {
         ogl::truncateToBytes(levels.get(), ogl::kCurveBytes,
                              m_yCurveMaps.get() + static_cast<std::ptrdiff_t>(table) * ogl::kCurveBytes);
     }
+    return 0;
 }
 
 int OglPipeline::createContext() {

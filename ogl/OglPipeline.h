@@ -108,7 +108,7 @@ protected:
 private:
     int setUp();
     int allocateBuffers();
-    void loadTables();
+    int loadTables();
     int createContext();
     void createObjects();
     void release(bool logFailure);
