@@ -6,6 +6,7 @@
 #include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 
 #include "tests/ogl/support/Allocations.h"
 #include "tests/ogl/support/Rig.h"
@@ -61,15 +62,15 @@ TYPED_TEST(PipelineTest, DrawsWhatTheModelSays) {
 
 TYPED_TEST(PipelineTest, TakesAFrameThatLiesInItsOutput) {
     Rig<TypeParam> rig(Settings{}, 128, 96);
-    ASSERT_EQ(rig.pipeline.init(rig.tuning.path(), rig.out.roi()), 0);
+    ASSERT_EQ(rig.pipeline.init(rig.tuning.path(), rig.out->roi()), 0);
     for (int y = 0; y < 96 + 48; ++y) {
         for (int x = 0; x < 128; ++x) {
             unsigned char* row =
-                rig.out.data() + (y < 96 ? y : rig.out.roi().scanline + y - 96) * rig.out.roi().stride;
+                rig.out->data() + (y < 96 ? y : rig.out->roi().scanline + y - 96) * rig.out->roi().stride;
             row[x] = static_cast<unsigned char>(y < 96 ? rig.frame.luma(x, y) : rig.frame.chroma(x, y - 96));
         }
     }
-    ASSERT_EQ(test::process(rig.pipeline, rig.out.data(), rig.out.get(), rig.format, 1), 0);
+    ASSERT_EQ(test::process(rig.pipeline, rig.out->data(), rig.out->get(), rig.format, 1), 0);
     rig.expectDrawn(1);
 }
 
@@ -115,13 +116,13 @@ TYPED_TEST(PipelineTest, TheHostsMaskProtectsWhereItIsOne) {
 TYPED_TEST(PipelineTest, RefusesMasksThatCannotBe) {
     Rig<TypeParam> rig(kHostMask);
     ASSERT_EQ(rig.init(), 0);
-    rig.out.fill(3);
-    const auto untouched = rig.out.copy();
+    rig.out->fill(3);
+    const auto untouched = rig.out->copy();
     const auto refused = [&](const char* words) {
         test::LogCapture log;
         EXPECT_EQ(rig.process(), -1);
         EXPECT_THAT(log.texts(test::kError), ElementsAre(HasSubstr(words)));
-        EXPECT_EQ(rig.out.copy(), untouched);
+        EXPECT_EQ(rig.out->copy(), untouched);
     };
     std::vector<float> cells(64 * 48);
     RoiInfo fits = {64, 48, 256, 48};
@@ -143,17 +144,14 @@ TYPED_TEST(PipelineTest, RefusesMasksThatCannotBe) {
     }
     ASSERT_EQ(rig.pipeline.set(test::g_maskRoiKey, &fits), 0);
     EXPECT_EQ(rig.process(), 0);
-}
-
-TYPED_TEST(PipelineTest, IgnoresMasksThatTheTuningDoesNotAskFor) {
+    // What the tuning does not ask for is ignored.
     RoiInfo impossible = {-1, -1, -1, -1};
     for (const char* source : {"0", "2", "3"}) {
-        Rig<TypeParam> rig(Settings{{"pProtectSwitch", "1"}, {"maskSource", source}});
-        ASSERT_EQ(rig.init(), 0);
-        EXPECT_EQ(rig.pipeline.set(test::g_maskRoiKey, &impossible), 0);
-        EXPECT_EQ(rig.pipeline.set(test::g_maskPointerKey, nullptr), 0);
-        EXPECT_EQ(rig.pipeline.set(nullptr, nullptr), 0);
-        EXPECT_EQ(rig.process(), 0);
+        Rig<TypeParam> other(Settings{{"pProtectSwitch", "1"}, {"maskSource", source}});
+        ASSERT_EQ(other.init(), 0);
+        EXPECT_EQ(other.pipeline.set(test::g_maskRoiKey, &impossible), 0);
+        EXPECT_EQ(other.pipeline.set(nullptr, nullptr), 0);
+        EXPECT_EQ(other.process(), 0);
     }
 }
 
@@ -164,8 +162,8 @@ TYPED_TEST(PipelineTest, RefusesWhatItCannotDrawAndTouchesNothing) {
     ASSERT_EQ(rig.init(), 0);
     test::DeviceBuffer narrow(62, 48, rig.format);
     test::DeviceBuffer low(64, 46, rig.format);
-    rig.out.fill(3);
-    const auto untouched = rig.out.copy();
+    rig.out->fill(3);
+    const auto untouched = rig.out->copy();
     const auto refused = [&](void* src, void* dst, int scene, const char* words) {
         test::LogCapture log;
         test::CallTrace trace;
@@ -174,7 +172,7 @@ TYPED_TEST(PipelineTest, RefusesWhatItCannotDrawAndTouchesNothing) {
         EXPECT_THAT(trace.calls(), IsEmpty());
     };
     void* src = rig.frame.data();
-    void* dst = rig.out.get();
+    void* dst = rig.out->get();
     refused(nullptr, dst, 0, "src (nil)");
     refused(src, nullptr, 0, "dst (nil)");
     refused(src, dst, -1, "scene -1 has no tuning table!");
@@ -191,23 +189,18 @@ TYPED_TEST(PipelineTest, RefusesWhatItCannotDrawAndTouchesNothing) {
     EXPECT_EQ(rig.pipeline.destroy(), 0);
     EXPECT_EQ(Object::liveObjects(), 0);
     refused(src, dst, 0, "the pipeline is not set up!!!");
-    EXPECT_EQ(rig.out.copy(), untouched);
+    EXPECT_EQ(rig.out->copy(), untouched);
     ASSERT_EQ(rig.init(), 0);
     EXPECT_EQ(rig.process(), 0);
 }
 
 TYPED_TEST(PipelineTest, RefusesGridsThatItsTablesCannotHold) {
-    for (const auto& [width, height, result] : {std::tuple("16", "16", 0),
-                                                {"257", "1", -1},
-                                                {"32", "9", -1},
-                                                {"65536", "65536", -1},
-                                                {"-3", "-3", 0}}) {
+    for (const auto& [width, height, refused] :
+         {std::tuple("16", "16", false), {"257", "1", true}, {"65536", "65536", true}, {"-3", "-3", false}}) {
         Rig<TypeParam> rig(Settings{{"gridWidth", width}, {"gridHeight", height}});
         test::LogCapture log;
-        EXPECT_EQ(rig.init(), result) << width << " x " << height;
-        if (result != 0) {
-            EXPECT_THAT(log.texts(test::kError), ElementsAre(HasSubstr("has more than 256 tiles!!!")));
-        }
+        EXPECT_EQ(rig.init(), refused ? -1 : 0) << width << " x " << height;
+        EXPECT_EQ(log.texts(test::kError).size(), refused ? 1U : 0U);
     }
 }
 
@@ -226,7 +219,7 @@ TYPED_TEST(PipelineTest, AGridThatDoesNotFitLeavesLumaAlone) {
         ASSERT_EQ(rig.process(), 0);
         EXPECT_THAT(log.texts(test::kError), ElementsAre(HasSubstr("does not fit the frame!")));
         for (int i = 0; i < 64 * 48; ++i) {
-            ASSERT_EQ(rig.out.luma(i % 64, i / 64), rig.frame.luma(i % 64, i / 64)) << grid.begin()->first;
+            ASSERT_EQ(rig.out->luma(i % 64, i / 64), rig.frame.luma(i % 64, i / 64)) << grid.begin()->first;
         }
     }
 }
@@ -280,37 +273,28 @@ TYPED_TEST(PipelineTest, UploadsAndDrawsInOrderAndMakesNothing) {
     ASSERT_EQ(rig.process(), 0);
     test::CallTrace trace;
     ASSERT_EQ(rig.process(), 0);
-    std::vector<std::string> expected = {"glTexImage2D(3553, 0, 6409, 12, 256, 0, 6409, 5121, ptr)",  // CLAHE
-                                         "glTexImage2D(3553, 0, 6409, 256, 1, 0, 6409, 5121, ptr)",  // curves
-                                         "glTexImage2D(3553, 0, 6409, 256, 1, 0, 6409, 5121, ptr)",
-                                         "glTexImage3D(32879, 0, 6407, 16, 16, 16, 0, 6407, 5121, ptr)",
-                                         "glTexImage2D(3553, 0, 6409, 64, 48, 0, 6409, 5121, ptr)",  // luma
-                                         "glTexImage2D(3553, 0, 6410, 32, 24, 0, 6410, 5121, ptr)",  // chroma
-                                         "glBindFramebuffer",
-                                         "glFramebufferTexture2D",
-                                         "glClear(17664)",  // colour, depth, stencil
-                                         "glDrawArrays",
-                                         "glFlush",
-                                         "glClientWaitSync"};
-    if (test::kIsPhoto<TypeParam>) {
-        // Each capture's own output.
-        expected.insert(expected.begin(), {"glGenTextures", "eglCreateImageKHR"});
-    }
-    expected.insert(expected.begin(), "eglMakeCurrent");
-    expected.push_back("eglMakeCurrent");
-    std::vector<std::string> steps;
+    // What tells steps from each other, what makes something, and the sizes and formats of uploads.
+    const std::regex steps(
+        "eglMakeCurrent|gl(Gen|Create|Compile|Link|Get.*Location|Bind.*buffer|Draw|Flush"
+        "|ClientWait|Framebuffer)[A-Za-z0-9]*|eglCreate[A-Z].*KHR|glClear.17664."
+        "|glTexImage(2D.3553, 0|3D.32879, 0)[0-9, ]*");
+    std::string said;
     for (const std::string& call : trace.calls()) {
-        const std::string name = call.substr(0, call.find('('));
-        for (const char* step :
-             {"eglMakeCurrent", "eglCreateImageKHR", "eglInitialize", "glTexImage", "glBindFramebuffer",
-              "glFramebufferTexture2D", "glClear", "glDrawArrays", "glFlush", "glClientWaitSync", "glGen",
-              "glCompileShader", "glLinkProgram", "glGetUniformLocation", "glGetAttribLocation"}) {
-            if (name.find(step) == 0 && (name != "glClientWaitSync" || step == name)) {
-                steps.push_back(name.find("glTexImage") == 0 || name == "glClear" ? call : name);
-            }
+        std::smatch match;
+        if (std::regex_search(call, match, steps, std::regex_constants::match_continuous)) {
+            said += match.str() + "\n";
         }
     }
-    EXPECT_EQ(steps, expected);
+    const std::string output = "glGenTextures\neglCreateImageKHR\n";  // each capture's own
+    EXPECT_EQ(said, "eglMakeCurrent\n" + (test::kIsPhoto<TypeParam> ? output : "") +
+                        "glTexImage2D(3553, 0, 6409, 12, 256, 0, 6409, 5121, \n"  // CLAHE
+                        "glTexImage2D(3553, 0, 6409, 256, 1, 0, 6409, 5121, \n"   // curves
+                        "glTexImage2D(3553, 0, 6409, 256, 1, 0, 6409, 5121, \n"
+                        "glTexImage3D(32879, 0, 6407, 16, 16, 16, 0, 6407, 5121, \n"
+                        "glTexImage2D(3553, 0, 6409, 64, 48, 0, 6409, 5121, \n"
+                        "glTexImage2D(3553, 0, 6410, 32, 24, 0, 6410, 5121, \n"
+                        "glBindFramebuffer\nglFramebufferTexture2D\nglClear(17664)\nglDrawArrays\nglFlush\n"
+                        "glClientWaitSync\neglMakeCurrent\n");
     EXPECT_EQ(sim_gl_live("image"), 1);
 }
 
@@ -376,7 +360,7 @@ TYPED_TEST(PipelineTest, DumpsTheFrameAndItsTables) {
     std::string drawn;
     for (int row = 0; row < 46 + 23; ++row) {
         const auto* line =
-            rig.out.data() + (row < 46 ? row : rig.out.roi().scanline + row - 46) * rig.out.roi().stride;
+            rig.out->data() + (row < 46 ? row : rig.out->roi().scanline + row - 46) * rig.out->roi().stride;
         drawn.append(line, line + 62);
     }
     EXPECT_EQ(dumped("srcframe_62x46"), text(in.luma) + text(in.chroma));
@@ -387,19 +371,14 @@ TYPED_TEST(PipelineTest, DumpsTheFrameAndItsTables) {
     EXPECT_EQ(dumped("colorlut"), text(in.color));
     EXPECT_EQ(dumped("gridhist").size(), 12U * 1024U);
     EXPECT_EQ(dumped("srcframe_62x46", "_2_0.yuv").size(), 62U * (46U + 23U));
-}
-
-TYPED_TEST(PipelineTest, DumpsThatCannotBeWrittenAreReportedAndHarmless) {
-    Rig<TypeParam> rig(Settings{{"photo", "1"}, {"frame", "1"}});
+    // What cannot be read or written is reported and harmless.
     rig.pipeline.m_pcDumpDirectory = "/nowhere";
-    ASSERT_EQ(rig.init(), 0);
-    test::LogCapture log;
     sim_hardware_buffer_fail("lock", 2);  // the first is the simulated device's own
     EXPECT_EQ(rig.process(), 0);
+    sim_hardware_buffer_fail("lock", 0);
     EXPECT_THAT(log.texts(test::kError), Contains(HasSubstr("dump error: output cannot be read!!!")));
     EXPECT_THAT(log.texts(test::kError),
-                Contains(HasSubstr("/nowhere/srcframe_64x48_0_0.yuv cannot be written!!!")));
-    sim_hardware_buffer_fail("lock", 0);
+                Contains(HasSubstr("/nowhere/srcframe_62x46_0_2.yuv cannot be written!!!")));
 }
 
 // --- Captures alone ---
@@ -412,14 +391,14 @@ TEST_F(PhotoTest, DrawsInTheFirstCapturesChromaOrder) {
     Rig<CHuevancePhoto_OGL> rig;
     ASSERT_EQ(rig.init(), 0);
     test::LogCapture log;
-    EXPECT_EQ(rig.pipeline.process(rig.frame.data(), rig.out.get(), static_cast<IMAGE_FORMAT_TYPE>(9), 0),
+    EXPECT_EQ(rig.pipeline.process(rig.frame.data(), rig.out->get(), static_cast<IMAGE_FORMAT_TYPE>(9), 0),
               -1);
     EXPECT_THAT(log.texts(), ElementsAre("[CHuevancePhoto_OGL] process error: format 9!!!"));
     ASSERT_EQ(rig.process(), 0);
-    const auto first = rig.out.copy();
-    rig.out.fill(0);
-    ASSERT_EQ(rig.pipeline.process(rig.frame.data(), rig.out.get(), IMAGE_FORMAT_TYPE_NV12, 0), 0);
-    EXPECT_EQ(rig.out.copy(), first);
+    const auto first = rig.out->copy();
+    rig.out->fill(0);
+    ASSERT_EQ(rig.pipeline.process(rig.frame.data(), rig.out->get(), IMAGE_FORMAT_TYPE_NV12, 0), 0);
+    EXPECT_EQ(rig.out->copy(), first);
 }
 
 }  // namespace

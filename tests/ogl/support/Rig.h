@@ -1,6 +1,8 @@
 // Either pipeline of the OpenGL ES back end with a tuning, a frame and an output.
 #pragma once
 
+#include <memory>
+
 #include "ogl/HuevanceFrame_OGL.h"
 #include "ogl/HuevancePhoto_OGL.h"
 #include "tests/ogl/support/GlFixture.h"
@@ -37,7 +39,7 @@ struct Rig {
                  IMAGE_FORMAT_TYPE order = IMAGE_FORMAT_TYPE_NV21)
         : tuning(std::move(values)),
           frame({width, height, width + 9, height + 3}, 1),
-          out(width, height, order),
+          out(std::make_unique<DeviceBuffer>(width, height, order)),
           format(order) {
         fill(Content::kPhotoLike);
     }
@@ -53,7 +55,7 @@ struct Rig {
         }
     }
     int init() { return pipeline.init(tuning.path(), frame.roi()); }
-    int process(int scene = 0) { return test::process(pipeline, frame.data(), out.get(), format, scene); }
+    int process(int scene = 0) { return test::process(pipeline, frame.data(), out->get(), format, scene); }
 
     // The model's input for what was processed last. Expects that the pipeline's tables are the model's.
     ShaderInput input(int table, const Strengths& strengths) const {
@@ -72,7 +74,7 @@ struct Rig {
         return in;
     }
     void expectDrawn(const ShaderInput& in) const {
-        const Difference worst = compareWithModel(out, modelFrame(in));
+        const Difference worst = compareWithModel(*out, modelFrame(in));
         EXPECT_LE(worst.luma, 1);
         EXPECT_LE(worst.chroma, 1);
     }
@@ -80,7 +82,7 @@ struct Rig {
 
     OglTuning tuning;
     Frame frame;
-    DeviceBuffer out;
+    std::unique_ptr<DeviceBuffer> out;
     IMAGE_FORMAT_TYPE format;
     Pipeline pipeline;
 };
