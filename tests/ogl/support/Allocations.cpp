@@ -23,6 +23,8 @@ bool allocationFailed() { return g_failing == 0; }
 
 }  // namespace test
 
+// Visible, since the linker takes sanitizers' libraries for callers.
+#pragma GCC visibility push(default)
 extern "C" {
 void* __real_malloc(std::size_t size);
 void* __real_calloc(std::size_t count, std::size_t size);
@@ -38,3 +40,4 @@ void* __wrap__ZnwmRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag) {
     return fails() ? nullptr : __real__ZnwmRKSt9nothrow_t(size, tag);
 }
 }
+#pragma GCC visibility pop
