@@ -37,12 +37,24 @@ inline int report(int result, const Texts& texts) {
     return result;
 }
 
+// What call() answers; -1 and one line when memory runs out on the way. The host cannot catch what the
+// library throws.
+template <typename Call>
+int guarded(Call call) {
+    try {
+        return call();
+    } catch (const std::bad_alloc&) {
+        ALOG_ERROR("memory is missing!");
+        return -1;
+    }
+}
+
 // Creates an Object, runs setUp(object), and stores it in *handle; null and the code when set-up fails. An
 // object that failed is deleted.
 template <typename Object, typename SetUp>
 int create(void** handle, const Texts& texts, SetUp setUp) {
     auto* object = new (std::nothrow) Object;
-    int result = object != nullptr && handle != nullptr ? setUp(*object) : -1;
+    const int result = object != nullptr && handle != nullptr ? guarded([&] { return setUp(*object); }) : -1;
     if (result != 0) {
         delete object;
         object = nullptr;
@@ -56,7 +68,8 @@ int create(void** handle, const Texts& texts, SetUp setUp) {
 // Runs call(object) on the object behind the handle; -1 for a null handle.
 template <typename Object, typename Call>
 int forward(void* handle, const Texts& texts, Call call) {
-    return report(handle != nullptr ? call(*static_cast<Object*>(handle)) : -1, texts);
+    const auto forwarded = [&] { return call(*static_cast<Object*>(handle)); };
+    return report(handle != nullptr ? guarded(forwarded) : -1, texts);
 }
 
 // The same, and logs the elapsed milliseconds with `timing`, a format for one double. Whole microseconds
@@ -67,7 +80,7 @@ int forwardTimed(void* handle, const char* timing, const Texts& texts, Call call
         return report(-1, texts);
     }
     const auto start = std::chrono::steady_clock::now();
-    const int result = call(*static_cast<Object*>(handle));
+    const int result = guarded([&] { return call(*static_cast<Object*>(handle)); });
     const auto elapsed = std::chrono::steady_clock::now() - start;
     const auto microseconds = std::chrono::duration_cast<std::chrono::nanoseconds>(elapsed).count() / 1000;
 #pragma GCC diagnostic push

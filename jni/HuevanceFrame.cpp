@@ -11,11 +11,16 @@ struct Row {
     const char* name;
     int (*create)(char* directory, RoiInfo size, int dataBit, char* cachePath, void** handle);
     int (*set)(void* handle, char* key, void* value);
+    const dispatch::Texts& setTexts;
     int (*process)(void* handle, Image& image, int scene);
     int (*release)(void* handle);
 };
 
 constexpr dispatch::Texts kSetTexts = {"HuevanceSetExtParam succeeded!\n", "HuevanceSetExtParam failed!\n"};
+constexpr dispatch::Texts kSetTextsGpu = {"HuevanceSetExtParam_GPU succeeded!\n",
+                                          "HuevanceSetExtParam failed!\n"};
+constexpr dispatch::Texts kSetTextsOgl = {"HuevanceFrameSetExtParam_OGL succeeded!\n",
+                                          "HuevanceFrameSetExtParam_OGL failed!\n"};
 
 // The back ends of this mode, in the order in which their names are compared.
 constexpr Row kRows[] = {
@@ -23,18 +28,18 @@ constexpr Row kRows[] = {
      [](char* directory, RoiInfo size, int dataBit, char* /*cachePath*/, void** handle) {
          return HuevanceFrameMalloc_CPU(directory, size, dataBit, handle);
      },
-     HuevanceFrameSetExtParam_CPU,
+     HuevanceFrameSetExtParam_CPU, kSetTexts,
      [](void* handle, Image& image, int scene) {
          return HuevanceFrameProcess_CPU(handle, image.planes[0].data, image.format, scene);
      },
      HuevanceFrameFree_CPU},
-    {"GPU", HuevanceFrameMalloc_GPU, HuevanceFrameSetExtParam_GPU,
+    {"GPU", HuevanceFrameMalloc_GPU, HuevanceFrameSetExtParam_GPU, kSetTextsGpu,
      [](void* handle, Image& image, int scene) {
          return HuevanceFrameProcess_GPU(handle, image.planes[0].data, image.planes[0].fd, image.format,
                                          scene);
      },
      HuevanceFrameFree_GPU},
-    {"OGL", HuevanceFrameMalloc_OGL, HuevanceFrameSetExtParam_OGL,
+    {"OGL", HuevanceFrameMalloc_OGL, HuevanceFrameSetExtParam_OGL, kSetTextsOgl,
      [](void* handle, Image& image, int scene) {
          return HuevanceFrameProcess_OGL(handle, image.planes[0].data, image.planes[0].fd,
                                          image.planes[3].data, image.format, scene);
@@ -53,7 +58,7 @@ int HuevanceFrameMalloc(char* platform, char* directory, RoiInfo size, int dataB
 int HuevanceFrameSetExtParam(char* platform, void* handle, ExtParam* param) {
     const Row* row = dispatch::find(kRows, platform);
     if (row != nullptr && param == nullptr) {
-        dispatch::report(-1, kSetTexts);
+        dispatch::report(-1, row->setTexts);
     } else if (row != nullptr) {
         row->set(handle, const_cast<char*>(param->key), param->value);
     }
@@ -114,8 +119,7 @@ int HuevanceFrameMalloc_GPU(char* directory, RoiInfo size, int dataBit, char* ca
 
 int HuevanceFrameSetExtParam_GPU(void* handle, char* key, void* value) {
     return dispatch::forward<CHuevanceFrame_GPU>(
-        handle, {"HuevanceSetExtParam_GPU succeeded!\n", "HuevanceSetExtParam failed!\n"},
-        [=](CHuevanceFrame_GPU& frame) { return frame.setExtParam(key, value); });
+        handle, kSetTextsGpu, [=](CHuevanceFrame_GPU& frame) { return frame.setExtParam(key, value); });
 }
 
 int HuevanceFrameProcess_GPU(void* handle, void* data, int fd, IMAGE_FORMAT_TYPE format, int scene) {
@@ -143,8 +147,7 @@ int HuevanceFrameMalloc_OGL(char* directory, RoiInfo size, int dataBit, char* /*
 
 int HuevanceFrameSetExtParam_OGL(void* handle, char* key, void* value) {
     return dispatch::forward<CHuevanceFrame_OGL>(
-        handle, {"HuevanceFrameSetExtParam_OGL succeeded!\n", "HuevanceFrameSetExtParam_OGL failed!\n"},
-        [=](CHuevanceFrame_OGL& frame) { return frame.set(key, value); });
+        handle, kSetTextsOgl, [=](CHuevanceFrame_OGL& frame) { return frame.set(key, value); });
 }
 
 int HuevanceFrameProcess_OGL(void* handle, void* data, int fd, void* hardwareBuffer, IMAGE_FORMAT_TYPE format,

@@ -11,12 +11,15 @@ struct Row {
     const char* name;
     int (*create)(char* directory, RoiInfo size, int dataBit, void** handle);
     int (*set)(void* handle, char* key, void* value);
+    const dispatch::Texts& setTexts;
     int (*process)(void* handle, Image& image, int scene);
     int (*release)(void* handle);
 };
 
 constexpr dispatch::Texts kMallocTexts = {"HuevanceMalloc succeeded!\n", "HuevanceMalloc failed!\n"};
 constexpr dispatch::Texts kSetTexts = {"HuevanceSetExtParam succeeded!\n", "HuevanceSetExtParam failed!\n"};
+constexpr dispatch::Texts kSetTextsOgl = {"HuevancePhotoSetExtParam_OGL succeeded!\n",
+                                          "HuevancePhotoSetExtParam_OGL failed!\n"};
 constexpr dispatch::Texts kFreeTexts = {"HuevanceFree succeeded!\n", "HuevanceFree failed!\n"};
 constexpr const char* kFreeNullText = "HuevanceFree failed! HvcHandle is NULL!\n";
 
@@ -42,17 +45,17 @@ int freeHost(void* handle) {
 
 // The back ends of this mode, in the order in which their names are compared.
 constexpr Row kRows[] = {
-    {"CPU", HuevancePhotoMalloc_CPU, HuevancePhotoSetExtParam_CPU,
+    {"CPU", HuevancePhotoMalloc_CPU, HuevancePhotoSetExtParam_CPU, kSetTexts,
      [](void* handle, Image& image, int scene) {
          return HuevancePhotoProcess_CPU(handle, image.planes[0].data, image.format, scene);
      },
      HuevancePhotoFree_CPU},
-    {"NEON", HuevancePhotoMalloc_NEON, HuevancePhotoSetExtParam_NEON,
+    {"NEON", HuevancePhotoMalloc_NEON, HuevancePhotoSetExtParam_NEON, kSetTexts,
      [](void* handle, Image& image, int scene) {
          return HuevancePhotoProcess_NEON(handle, image.planes[0].data, image.format, scene);
      },
      HuevancePhotoFree_NEON},
-    {"OGL", HuevancePhotoMalloc_OGL, HuevancePhotoSetExtParam_OGL,
+    {"OGL", HuevancePhotoMalloc_OGL, HuevancePhotoSetExtParam_OGL, kSetTextsOgl,
      [](void* handle, Image& image, int scene) {
          // Without a hardware buffer nothing is processed, on purpose without a word.
          void* buffer = image.planes[3].data;
@@ -76,7 +79,7 @@ int HuevancePhotoSetExtParam(char* platform, void* handle, ExtParam* param) {
         return 0;
     }
     if (param == nullptr) {
-        return dispatch::report(-1, kSetTexts);
+        return dispatch::report(-1, row->setTexts);
     }
     return row->set(handle, const_cast<char*>(param->key), param->value);
 }
@@ -142,8 +145,7 @@ int HuevancePhotoMalloc_OGL(char* directory, RoiInfo size, int dataBit, void** h
 
 int HuevancePhotoSetExtParam_OGL(void* handle, char* key, void* value) {
     return dispatch::forward<CHuevancePhoto_OGL>(
-        handle, {"HuevancePhotoSetExtParam_OGL succeeded!\n", "HuevancePhotoSetExtParam_OGL failed!\n"},
-        [=](CHuevancePhoto_OGL& photo) { return photo.set(key, value); });
+        handle, kSetTextsOgl, [=](CHuevancePhoto_OGL& photo) { return photo.set(key, value); });
 }
 
 int HuevancePhotoProcess_OGL(void* handle, void* data, void* hardwareBuffer, IMAGE_FORMAT_TYPE format,

@@ -20,6 +20,13 @@ void interleaveColors(const float* planes, unsigned char* texels) {
     }
 }
 
+void invertMask(const float* mask, int count, unsigned char* bytes) {
+    std::transform(mask, mask + count, bytes, [](float protect) {
+        return huevance::toSample<unsigned char>(255.0F * (1.0F - huevance::clampLevel(protect, 1.0F)) + 0.5F,
+                                                 255.0F);
+    });
+}
+
 void buildUvCurveMap(float satStrength, unsigned char* curve) {
     for (int k = 0; k < kCurveBytes; ++k) {
         const float value = satStrength * static_cast<float>(k - 128) + 128.0F;

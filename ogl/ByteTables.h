@@ -16,6 +16,10 @@ void truncateToBytes(const float* levels, int count, unsigned char* bytes);
 // Three planes of a lattice, one after the other, to texels of three bytes each: kColorBytes.
 void interleaveColors(const float* planes, unsigned char* texels);
 
+// A row of the host's mask, which protects where it is 1, for the shader, which keeps the enhanced value
+// where its mask is 1: 255 x (1 - m), rounded.
+void invertMask(const float* mask, int count, unsigned char* bytes);
+
 // The chroma curve that scales around 128 by a strength: kCurveBytes.
 void buildUvCurveMap(float satStrength, unsigned char* curve);
 

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 
 #include "core/Geometry.h"
 #include "core/Sample.h"
@@ -15,21 +16,56 @@ namespace {
 constexpr int kLevels = huevance::kBins8;
 constexpr float kLevelShare = 1.0F / 256.0F;
 
-float excessAbove(const float* bins, float limit) {
-    float sum = 0.0F;
-    for (int i = 0; i < kLevels; ++i) {
-        sum += bins[i] > limit ? bins[i] - limit : 0.0F;
+// A value for each tile. The loops below run over the tiles of one level, side by side in memory, so that the
+// compiler makes vectors of them while the sums of each tile keep their order: level by level.
+using PerTile = float[kMaxTiles];
+
+float aboveZero(float value) { return value > 0.0F ? value : 0.0F; }
+
+// Tile-major to level-major.
+void transpose(const float* hist, int tiles, float* table) {
+    for (int level = 0; level < kLevels; ++level) {
+        for (int tile = 0; tile < tiles; ++tile) {
+            *table++ = hist[tile * kLevels + level];
+        }
     }
-    return sum;
+}
+
+void normalise(float* table, int tiles, float* largest) {
+    PerTile sum = {};
+    for (int i = 0; i < kLevels * tiles; i += tiles) {
+        for (int tile = 0; tile < tiles; ++tile) {
+            sum[tile] += table[i + tile];
+        }
+    }
+    std::fill_n(largest, tiles, 0.0F);
+    for (int i = 0; i < kLevels * tiles; i += tiles) {
+        for (int tile = 0; tile < tiles; ++tile) {
+            const float bin = table[i + tile] / sum[tile];
+            table[i + tile] = bin;
+            largest[tile] = bin > largest[tile] ? bin : largest[tile];
+        }
+    }
+}
+
+// What the bins of each tile have above two trial limits.
+void sumExcess(const float* table, int tiles, float c1, float c2, float* above1, float* above2) {
+    std::fill_n(above1, tiles, 0.0F);
+    std::fill_n(above2, tiles, 0.0F);
+    for (int i = 0; i < kLevels * tiles; i += tiles) {
+        for (int tile = 0; tile < tiles; ++tile) {
+            above1[tile] += aboveZero(table[i + tile] - c1);
+            above2[tile] += aboveZero(table[i + tile] - c2);
+        }
+    }
 }
 
 // The limit at which clipping and spreading the excess leaves the level c1: the parabola through two trial
 // limits, solved. The order of operations is frozen: where the parabola is nearly a line, rounding decides.
-float clipLimit(const float* bins, float c1) {
-    const float c2 = c1 * 0.5F;
+float clipLimit(float c1, float c2, float above1, float above2) {
     const float divisor = c1 * c2 * c2 - c1 * c1 * c2 + 1e-16F;
-    const float e2 = excessAbove(bins, c2) / 256.0F;
-    const float e1 = excessAbove(bins, c1) / 256.0F;
+    const float e2 = above2 / 256.0F;
+    const float e1 = above1 / 256.0F;
     const float y2 = c2 + e2 - kLevelShare;
     const float y1 = c1 + e1 - kLevelShare;
     const float a = (c1 * y2 - c2 * y1) / divisor;
@@ -37,17 +73,26 @@ float clipLimit(const float* bins, float c1) {
     return (std::sqrt(b * b - 4.0F * a * (kLevelShare - c1)) - b) / (2.0F * a + 1e-16F);
 }
 
-void clip(float* bins, float limit) {
-    float excess = 0.0F;
-    for (int i = 0; i < kLevels; ++i) {
-        if (bins[i] > limit) {
-            excess += bins[i] - limit;
-            bins[i] = limit;
+// Cuts the bins at their tile's limit; share is what each bin then gets of the excess.
+void clip(float* table, int tiles, const float* limit, float* share) {
+    std::fill_n(share, tiles, 0.0F);
+    for (int i = 0; i < kLevels * tiles; i += tiles) {
+        for (int tile = 0; tile < tiles; ++tile) {
+            const float bin = table[i + tile];
+            share[tile] += aboveZero(bin - limit[tile]);
+            table[i + tile] = bin > limit[tile] ? limit[tile] : bin;
         }
     }
-    const float share = excess / 256.0F;
-    for (int i = 0; i < kLevels; ++i) {
-        bins[i] += share;
+    std::transform(share, share + tiles, share, [](float excess) { return excess / 256.0F; });
+}
+
+void cumulate(float* table, int tiles, const float* share) {
+    PerTile sum = {};
+    for (int i = 0; i < kLevels * tiles; i += tiles) {
+        for (int tile = 0; tile < tiles; ++tile) {
+            sum[tile] += table[i + tile] + share[tile];
+            table[i + tile] = sum[tile] * 255.0F;
+        }
     }
 }
 
@@ -65,6 +110,18 @@ void padLevel(const float* tiles, int gridWidth, int gridHeight, float* padded) 
     }
 }
 
+// Means of nine, of all rows at once; two of each row's end are of no tile.
+void meansOfNine(const float* padded, int pitch, int count, unsigned char* means) {
+    const float* above = padded;
+    const float* here = padded + pitch;
+    const float* below = here + pitch;
+    for (int i = 0; i < count; ++i) {
+        const float sum = above[i] + above[i + 1] + above[i + 2] + here[i] + here[i + 1] + here[i + 2] +
+                          below[i] + below[i + 1] + below[i + 2];
+        means[i] = huevance::toSample<unsigned char>(sum / 9.0F, 255.0F);
+    }
+}
+
 }  // namespace
 
 ClaheGrid claheGrid(int width, int height, int gridWidth, int gridHeight) {
@@ -79,7 +136,8 @@ void getGridHist(const unsigned char* luma, int width, const ClaheGrid& grid, in
         const int column = tile % grid.gridWidth;
         const unsigned char* origin =
             luma + static_cast<std::ptrdiff_t>(row) * grid.blockHeight * width + column * grid.blockWidth;
-        std::uint32_t counts[kLevels] = {};
+        // Integers count exactly, and a scattered increment is no work for vectors.
+        std::int32_t counts[kLevels] = {};
         for (int i = 0; i < grid.blockHeight; i += sampleRate) {
             const unsigned char* line = origin + static_cast<std::ptrdiff_t>(i) * width;
             for (int j = 0; j < grid.blockWidth; j += sampleRate) {
@@ -92,46 +150,33 @@ void getGridHist(const unsigned char* luma, int width, const ClaheGrid& grid, in
 
 void gridHist2ClaheLut(const float* hist, int tiles, float claheStrength, float* table) {
     const float c1 = (claheStrength + 1.0F) / 256.0F;
+    const float c2 = c1 * 0.5F;
+    PerTile largest;
+    PerTile above1;
+    PerTile above2;
+    PerTile limit;
+    PerTile share;
+    transpose(hist, tiles, table);
+    normalise(table, tiles, largest);
+    sumExcess(table, tiles, c1, c2, above1, above2);
     for (int tile = 0; tile < tiles; ++tile) {
-        const float* counts = hist + static_cast<std::ptrdiff_t>(tile) * kLevels;
-        float sum = 0.0F;
-        for (int i = 0; i < kLevels; ++i) {
-            sum += counts[i];
-        }
-        float bins[kLevels];
-        float largest = 0.0F;
-        for (int i = 0; i < kLevels; ++i) {
-            bins[i] = counts[i] / sum;
-            largest = std::max(largest, bins[i]);
-        }
-        if (largest > c1) {
-            clip(bins, clipLimit(bins, c1));
-        }
-        float cumulative = 0.0F;
-        for (int level = 0; level < kLevels; ++level) {
-            cumulative += bins[level];
-            table[static_cast<std::ptrdiff_t>(level) * tiles + tile] = cumulative * 255.0F;
-        }
+        limit[tile] = largest[tile] > c1 ? clipLimit(c1, c2, above1[tile], above2[tile])
+                                         : std::numeric_limits<float>::infinity();
     }
+    clip(table, tiles, limit, share);
+    cumulate(table, tiles, share);
 }
 
 void smoothClaheLut(const float* table, int gridWidth, int gridHeight, unsigned char* lut) {
     const int tiles = gridWidth * gridHeight;
     const int pitch = gridWidth + 2;
     float padded[kMaxPadded];
-    for (int level = 0; level < kLevels; ++level, table += tiles, lut += tiles) {
+    unsigned char means[kMaxPadded];
+    for (int level = 0; level < kLevels; ++level, table += tiles) {
         padLevel(table, gridWidth, gridHeight, padded);
-        for (int row = 0; row < gridHeight; ++row) {
-            const float* above = padded + row * pitch;
-            const float* here = above + pitch;
-            const float* below = here + pitch;
-            unsigned char* out = lut + row * gridWidth;
-            for (int column = 0; column < gridWidth; ++column) {
-                const float sum = above[column] + above[column + 1] + above[column + 2] + here[column] +
-                                  here[column + 1] + here[column + 2] + below[column] + below[column + 1] +
-                                  below[column + 2];
-                out[column] = huevance::toSample<unsigned char>(sum / 9.0F, 255.0F);
-            }
+        meansOfNine(padded, pitch, gridHeight * pitch - 2, means);
+        for (int row = 0; row < gridHeight; ++row, lut += gridWidth) {
+            std::copy_n(means + row * pitch, gridWidth, lut);
         }
     }
 }

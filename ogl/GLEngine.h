@@ -39,13 +39,14 @@ private:
     EGLContext m_context = EGL_NO_CONTEXT;
 };
 
-// Makes an engine current for as long as it lives.
+// Makes an engine current for as long as it lives; false for null.
 class GLEngineScope {
 public:
-    explicit GLEngineScope(GLEngine& engine) : m_engine(engine), m_bCurrent(engine.startup() == 0) {}
+    explicit GLEngineScope(GLEngine* engine)
+        : m_engine(engine), m_bCurrent(engine != nullptr && engine->startup() == 0) {}
     ~GLEngineScope() {
         if (m_bCurrent) {
-            m_engine.stop();
+            m_engine->stop();
         }
     }
     GLEngineScope(const GLEngineScope&) = delete;
@@ -54,6 +55,6 @@ public:
     explicit operator bool() const { return m_bCurrent; }
 
 private:
-    GLEngine& m_engine;
+    GLEngine* m_engine;
     bool m_bCurrent;
 };

@@ -38,8 +38,10 @@ PreviewFrame* CHuevanceFrame_OGL::dequeueFrameQueue(void* buffer) {
     if (!texture) {
         return nullptr;
     }
-    m_frameQueue.emplace_back(new PreviewFrame(static_cast<int>(m_frameQueue.size()), buffer, texture.get()));
-    return m_frameQueue.back().get();
+    const smart_pointer<PreviewFrame> frame(
+        new PreviewFrame(static_cast<int>(m_frameQueue.size()), buffer, texture.get()));
+    m_frameQueue.push_back(frame);
+    return frame.get();
 }
 
 void CHuevanceFrame_OGL::enqueueFrameQueue(PreviewFrame* /*frame*/) {}
@@ -100,12 +102,14 @@ int CHuevanceFrame_OGL::process(void* src, int, void* dst, IMAGE_FORMAT_TYPE for
     logInfo("fColorStrength: %f, fSatStrength: %f, fClaheStrength: %f", static_cast<double>(m_fColorStrength),
             static_cast<double>(m_fSatStrength), static_cast<double>(m_fClaheStrength));
     {
-        const GLEngineScope current(*m_engine);
+        const GLEngineScope current(m_engine.get());
         if (!current) {
             logError("[CHuevanceFrame_OGL] process error: GLEnv init failed!!!");
             return -1;
         }
         HuevanceRender* render = renderOf(format);
+        // Nothing is drawn without a renderer. Nothing is copied, imported and cleared then either: the other
+        // formats have other samples, and a cleared output would be a drawn one.
         if (render != nullptr) {
             if (drawFrame(*render, dst, src, fade) != 0) {
                 return -1;
@@ -131,6 +135,7 @@ int CHuevanceFrame_OGL::drawFrame(HuevanceRender& render, void* dst, const void*
     const huevance::StageSwitches on = m_tuning.switches();
     if (on.clahe) {
         updateClahe();
+        uploadClahe();
     }
     if (on.curve) {
         fuseCurveLut(fade.previous(), fade.current(), fade.counter());

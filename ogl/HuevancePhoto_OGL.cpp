@@ -39,7 +39,7 @@ int CHuevancePhoto_OGL::process(void* src, void* dst, IMAGE_FORMAT_TYPE format, 
     logInfo("[CHuevancePhoto_OGL] fColorStrength: %f, fSatStrength: %f, fClaheStrength: %f",
             static_cast<double>(m_fColorStrength), static_cast<double>(m_fSatStrength),
             static_cast<double>(m_fClaheStrength));
-    const GLEngineScope current(*m_engine);
+    const GLEngineScope current(m_engine.get());
     if (!current) {
         logError("[CHuevancePhoto_OGL] process error: GLEnv init failed!!!");
         return -1;
@@ -66,6 +66,7 @@ int CHuevancePhoto_OGL::drawCapture(void* dst, IMAGE_FORMAT_TYPE format, const v
     const huevance::StageSwitches on = m_tuning.switches();
     if (on.clahe) {
         updateClahe();
+        uploadClahe();
     }
     if (on.curve) {
         std::copy_n(m_yCurveMaps.get() + static_cast<std::ptrdiff_t>(table) * ogl::kCurveBytes,

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <new>
+#include <numeric>
 
 #include "core/Sample.h"
 #include "jni/algocommon/FileOperation.h"
@@ -43,11 +45,15 @@ void copyRows(const unsigned char* from, std::ptrdiff_t pitch, int bytes, int ro
     }
 }
 
+// A context for drawing into framebuffers; its own surface is one pixel. Null without memory: then set-up
+// fails, while construction cannot.
+smart_pointer<GLEngine> makeEngine() { return new (std::nothrow) GLEngine(nullptr, 1, 1); }
+
 smart_pointer<GLTexture2D> grayTexel() { return new GLTexture2D(1, 1, GL_LUMINANCE, GL_LUMINANCE, nullptr); }
 
 }  // namespace
 
-OglPipeline::OglPipeline(const Names& names) : m_names(names), m_engine(new GLEngine(nullptr, 1, 1)) {}
+OglPipeline::OglPipeline(const Names& names) : m_names(names), m_engine(makeEngine()) {}
 
 void OglPipeline::logInfo(const char* format, ...) const {
     char text[1024];
@@ -83,7 +89,7 @@ int OglPipeline::setRoiInfo(RoiInfo& roi) {
 
 int OglPipeline::init(char* path, RoiInfo roi) {
     release(false);
-    m_engine = new GLEngine(nullptr, 1, 1);
+    m_engine = makeEngine();
     if (setSensorPath(path) != 0) {
         return -1;
     }
@@ -111,8 +117,7 @@ int OglPipeline::setUp() {
     if (m_scenes.loadStrengths(m_tuning) != 0 || allocateBuffers() != 0) {
         return -1;
     }
-    loadTables();
-    return createContext();
+    return loadTables() == 0 ? createContext() : -1;
 }
 
 int OglPipeline::allocateBuffers() {
@@ -142,11 +147,12 @@ int OglPipeline::allocateBuffers() {
 }
 
 // A file that is missing leaves its table zero; what a short one does not hold stays zero.
-void OglPipeline::loadTables() {
+int OglPipeline::loadTables() {
     huevance::Buffer<float> levels;
     for (int table = 0; table < m_tuning.m_iSceneNum; ++table) {
         if (!levels.allocate(ogl::kColorBytes)) {
-            return;
+            logError("[%s] init error: alloc levels failed!!!", m_names.name);
+            return -1;
         }
         m_tuning.readColorFile(table, levels.get());
         ogl::interleaveColors(levels.get(),
@@ -156,11 +162,12 @@ void OglPipeline::loadTables() {
         ogl::truncateToBytes(levels.get(), ogl::kCurveBytes,
                              m_yCurveMaps.get() + static_cast<std::ptrdiff_t>(table) * ogl::kCurveBytes);
     }
+    return 0;
 }
 
 int OglPipeline::createContext() {
-    if (m_engine->init() == 0) {
-        const GLEngineScope current(*m_engine);
+    if (m_engine && m_engine->init() == 0) {
+        const GLEngineScope current(m_engine.get());
         if (current) {
             createObjects();
             createOwn();
@@ -177,14 +184,14 @@ void OglPipeline::createObjects() {
     const bool possible = huevance::holdsFrame(m_stRoi, 1);
     const int width = possible ? m_stRoi.width : 1;
     const int height = possible ? m_stRoi.height : 1;
-    m_yTexture = new GLTexture2D(width, height, GL_LUMINANCE, GL_LUMINANCE, nullptr);
-    m_uvTexture = new GLTexture2D(width / 2, height / 2, GL_LUMINANCE_ALPHA, GL_LUMINANCE_ALPHA, nullptr);
-    m_clahemapTexture = grayTexel();
-    m_yCurvemapTexture = grayTexel();
-    m_uvCurvemapTexture = grayTexel();
-    m_colormapTexture = new GLTexture3D(1, 1, 1, GL_RGB, GL_RGB, nullptr);
-    m_maskmapTexture = grayTexel();
-    m_framebuffer = new GLFramebuffer;
+    m_objects.y = new GLTexture2D(width, height, GL_LUMINANCE, GL_LUMINANCE, nullptr);
+    m_objects.uv = new GLTexture2D(width / 2, height / 2, GL_LUMINANCE_ALPHA, GL_LUMINANCE_ALPHA, nullptr);
+    m_objects.clahemap = grayTexel();
+    m_objects.yCurvemap = grayTexel();
+    m_objects.uvCurvemap = grayTexel();
+    m_objects.colormap = new GLTexture3D(1, 1, 1, GL_RGB, GL_RGB, nullptr);
+    m_objects.maskmap = grayTexel();
+    m_objects.framebuffer = new GLFramebuffer;
 }
 
 int OglPipeline::destroy() {
@@ -194,26 +201,21 @@ int OglPipeline::destroy() {
 
 void OglPipeline::release(bool logFailure) {
     {
-        const GLEngineScope current(*m_engine);
+        const GLEngineScope current(m_engine.get());
         if (!current) {
             if (logFailure) {
                 logError("[%s] destroy error: GLEnv init failed!!!", m_names.name);
             }
             // The names below are this context's: they must not reach another that is current. They go with
             // their context.
-            m_engine->stop();
+            if (m_engine) {
+                m_engine->stop();
+            }
         }
         releaseOwn();
-        m_yTexture = nullptr;
-        m_uvTexture = nullptr;
-        m_clahemapTexture = nullptr;
-        m_yCurvemapTexture = nullptr;
-        m_uvCurvemapTexture = nullptr;
-        m_maskmapTexture = nullptr;
-        m_colormapTexture = nullptr;
-        m_framebuffer = nullptr;
+        m_objects = {};
     }
-    m_engine->destroy();
+    m_engine = nullptr;
     m_scenes.freeStrengths();
     for (huevance::Buffer<unsigned char>* buffer :
          {&m_yBuffer, &m_uvBuffer, &m_claheLut, &m_yCurveMap, &m_uvCurveMap, &m_colorLut, &m_yCurveMaps,
@@ -230,7 +232,7 @@ void OglPipeline::release(bool logFailure) {
 // --- The host's mask ---
 
 int OglPipeline::set(char* key, void* value) {
-    const GLEngineScope current(*m_engine);
+    const GLEngineScope current(m_engine.get());
     if (!current) {
         logError("[%s] set error: GLEnv init failed!!!", m_names.name);
         return -1;
@@ -282,7 +284,6 @@ int OglPipeline::checkMask() const {
     return 0;
 }
 
-// The host's mask protects where it is 1; the shader keeps the enhanced value where its mask is 1.
 int OglPipeline::uploadMask() {
     const int width = m_stMaskRoi.width;
     const std::size_t cells = huevance::elementCount(width, m_stMaskRoi.height);
@@ -293,12 +294,9 @@ int OglPipeline::uploadMask() {
     unsigned char* to = m_maskBytes.get();
     for (int y = 0; y < m_stMaskRoi.height; ++y, to += width) {
         const float* from = huevance::maskPlane(m_pfMask, m_stMaskRoi).row(y);
-        std::transform(from, from + width, to, [](float protect) {
-            return huevance::toSample<unsigned char>(
-                255.0F * (1.0F - huevance::clampLevel(protect, 1.0F)) + 0.5F, 255.0F);
-        });
+        ogl::invertMask(from, width, to);
     }
-    m_maskmapTexture->set(width, m_stMaskRoi.height, GL_LUMINANCE, GL_LUMINANCE, m_maskBytes.get());
+    m_objects.maskmap->set(width, m_stMaskRoi.height, GL_LUMINANCE, GL_LUMINANCE, m_maskBytes.get());
     return 0;
 }
 
@@ -363,18 +361,17 @@ void OglPipeline::updateClahe() {
     const ogl::ClaheGrid grid =
         ogl::claheGrid(m_stRoi.width, m_stRoi.height, m_tuning.m_iGridWidth, m_tuning.m_iGridHeight);
     logInfo(
-        "getGridHist width: %d, gridWidth: %d, gridHeight: %d, gridSize: %d, blockWidth: %d, blockHeight: "
-        "%d, "
-        "sampleRate: %d",
+        "getGridHist width: %d, gridWidth: %d, gridHeight: %d, gridSize: %d, blockWidth: %d, "
+        "blockHeight: %d, sampleRate: %d",
         m_stRoi.width, grid.gridWidth, grid.gridHeight, grid.tiles(), grid.blockWidth, grid.blockHeight,
         sampleRate);
     if (grid.blockWidth < 1 || grid.blockHeight < 1 || sampleRate < 1) {
+        // Tiles without samples would give numbers that are none, and those any bytes. As in the other back
+        // ends such a grid costs the stage, not the picture.
         logError("CLAHE grid %d x %d with sampRate %d does not fit the frame!", grid.gridWidth,
                  grid.gridHeight, sampleRate);
-        for (int level = 0; level < kLevels; ++level) {
-            m_claheLut.get()[level] = static_cast<unsigned char>(level);
-        }
-        m_clahemapTexture->set(1, kLevels, GL_LUMINANCE, GL_LUMINANCE, m_claheLut.get());
+        std::iota(m_claheLut.get(), m_claheLut.get() + kLevels, static_cast<unsigned char>(0));
+        m_iClaheTiles = 1;
         return;
     }
     ogl::getGridHist(m_yBuffer.get(), m_stRoi.width, grid, sampleRate, m_gridHist.get());
@@ -382,22 +379,26 @@ void OglPipeline::updateClahe() {
             grid.gridWidth, grid.gridHeight, grid.tiles(), static_cast<double>(m_fClaheStrength));
     ogl::gridHist2ClaheLut(m_gridHist.get(), grid.tiles(), m_fClaheStrength, m_claheTmp.get());
     ogl::smoothClaheLut(m_claheTmp.get(), grid.gridWidth, grid.gridHeight, m_claheLut.get());
-    m_clahemapTexture->set(grid.tiles(), kLevels, GL_LUMINANCE, GL_LUMINANCE, m_claheLut.get());
+    m_iClaheTiles = grid.tiles();
+}
+
+void OglPipeline::uploadClahe() {
+    m_objects.clahemap->set(m_iClaheTiles, kLevels, GL_LUMINANCE, GL_LUMINANCE, m_claheLut.get());
 }
 
 void OglPipeline::uploadCurves() {
-    m_yCurvemapTexture->set(kLevels, 1, GL_LUMINANCE, GL_LUMINANCE, m_yCurveMap.get());
-    m_uvCurvemapTexture->set(kLevels, 1, GL_LUMINANCE, GL_LUMINANCE, m_uvCurveMap.get());
+    m_objects.yCurvemap->set(kLevels, 1, GL_LUMINANCE, GL_LUMINANCE, m_yCurveMap.get());
+    m_objects.uvCurvemap->set(kLevels, 1, GL_LUMINANCE, GL_LUMINANCE, m_uvCurveMap.get());
 }
 
 void OglPipeline::uploadColors() {
-    m_colormapTexture->set(kLattice, kLattice, kLattice, GL_RGB, GL_RGB, m_colorLut.get());
+    m_objects.colormap->set(kLattice, kLattice, kLattice, GL_RGB, GL_RGB, m_colorLut.get());
 }
 
 void OglPipeline::uploadPlanes() {
-    m_yTexture->set(m_stRoi.width, m_stRoi.height, GL_LUMINANCE, GL_LUMINANCE, m_yBuffer.get());
-    m_uvTexture->set(m_stRoi.width / 2, m_stRoi.height / 2, GL_LUMINANCE_ALPHA, GL_LUMINANCE_ALPHA,
-                     m_uvBuffer.get());
+    m_objects.y->set(m_stRoi.width, m_stRoi.height, GL_LUMINANCE, GL_LUMINANCE, m_yBuffer.get());
+    m_objects.uv->set(m_stRoi.width / 2, m_stRoi.height / 2, GL_LUMINANCE_ALPHA, GL_LUMINANCE_ALPHA,
+                      m_uvBuffer.get());
 }
 
 int OglPipeline::draw(HuevanceRender& render, GLTexture2DOES& output) {
@@ -410,27 +411,27 @@ int OglPipeline::draw(HuevanceRender& render, GLTexture2DOES& output) {
     if (hostMask && uploadMask() != 0) {
         return -1;
     }
-    m_framebuffer->bind(GL_FRAMEBUFFER);
-    const bool complete = m_framebuffer->attachTexture(0, output.name(), output.target());
+    m_objects.framebuffer->bind(GL_FRAMEBUFFER);
+    const bool complete = m_objects.framebuffer->attachTexture(0, output.name(), output.target());
     GL_CALL(glClear, GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT);
     render.setPosVertices(kPositions);
     render.setTexVertices(kTexcoords);
     if (on.clahe) {
         render.setImageSize(m_stRoi.width, m_stRoi.height);
         render.setGridSize(m_tuning.m_iGridWidth, m_tuning.m_iGridHeight);
-        render.setClahemap(m_clahemapTexture.get());
+        render.setClahemap(m_objects.clahemap.get());
     }
     if (on.curve) {
-        render.setCurvemap(m_yCurvemapTexture.get(), m_uvCurvemapTexture.get());
+        render.setCurvemap(m_objects.yCurvemap.get(), m_objects.uvCurvemap.get());
     }
     if (on.colorMap) {
-        render.setColormap(m_colormapTexture.get(), m_fColorStrength);
+        render.setColormap(m_objects.colormap.get(), m_fColorStrength);
     }
     if (hostMask) {
-        render.setMaskmap(m_maskmapTexture.get());
+        render.setMaskmap(m_objects.maskmap.get());
     }
     const int result =
-        render.process(m_yTexture.get(), m_uvTexture.get(), 0, 0, m_stRoi.width, m_stRoi.height);
+        render.process(m_objects.y.get(), m_objects.uv.get(), 0, 0, m_stRoi.width, m_stRoi.height);
     GLUtils::flush();
     return complete ? result : -1;
 }

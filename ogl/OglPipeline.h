@@ -32,7 +32,7 @@ public:
     // "portraitMaskRoiInfo" (a RoiInfo, copied) and "portraitMaskPointer" (floats, kept and not owned) while
     // the mask comes from the host; other keys are ignored. 0, or -1 with a log line.
     int set(char* key, void* value);
-    // Releases everything. 0.
+    // Releases everything, the context too: until the next init the other operations are refused. 0.
     int destroy();
 
     // --- Tuning and state, for the pipelines and their tests ---
@@ -84,9 +84,10 @@ protected:
     // The host's hardware buffer as a texture, or null.
     smart_pointer<GLTexture2DOES> importBuffer(void* buffer) const;
     void copyPlanes(const unsigned char* src);
-    // Counts, clips, smooths and uploads the table of the copied frame. A grid that the frame cannot be
-    // divided into is one error line, and leaves luma as it is.
+    // Counts, clips and smooths the table of the copied frame. A grid that the frame cannot be divided into
+    // is one error line and a table that leaves luma as it is.
     void updateClahe();
+    void uploadClahe();
     void uploadCurves();
     void uploadColors();
     void uploadPlanes();
@@ -101,13 +102,13 @@ protected:
     void logError(const char* format, ...) const __attribute__((format(printf, 2, 3)));
 
     const Names m_names;
-    smart_pointer<GLEngine> m_engine;
+    smart_pointer<GLEngine> m_engine;  // null after destroy
     huevance::SceneTables m_scenes;
 
 private:
     int setUp();
     int allocateBuffers();
-    void loadTables();
+    int loadTables();
     int createContext();
     void createObjects();
     void release(bool logFailure);
@@ -121,14 +122,19 @@ private:
     void dumpPlanes(const char* prefix, int first, int second) const;
     int readBack(AHardwareBuffer* buffer);
 
-    smart_pointer<GLTexture2D> m_yTexture;
-    smart_pointer<GLTexture2D> m_uvTexture;
-    smart_pointer<GLTexture2D> m_clahemapTexture;
-    smart_pointer<GLTexture2D> m_yCurvemapTexture;
-    smart_pointer<GLTexture2D> m_uvCurvemapTexture;
-    smart_pointer<GLTexture2D> m_maskmapTexture;
-    smart_pointer<GLTexture3D> m_colormapTexture;
-    smart_pointer<GLFramebuffer> m_framebuffer;
+    // What the context holds for as long as the pipeline is set up.
+    struct Objects {
+        smart_pointer<GLTexture2D> y;
+        smart_pointer<GLTexture2D> uv;
+        smart_pointer<GLTexture2D> clahemap;
+        smart_pointer<GLTexture2D> yCurvemap;
+        smart_pointer<GLTexture2D> uvCurvemap;
+        smart_pointer<GLTexture2D> maskmap;
+        smart_pointer<GLTexture3D> colormap;
+        smart_pointer<GLFramebuffer> framebuffer;
+    };
+    Objects m_objects;
+    int m_iClaheTiles = 0;  // in m_claheLut
     RoiInfo m_stMaskRoi = {};
     const float* m_pfMask = nullptr;
     huevance::Buffer<unsigned char> m_maskBytes;

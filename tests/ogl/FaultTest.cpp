@@ -1,201 +1,199 @@
-// Every EGL and GL call of both pipelines fails in turn, and every allocation at set-up: a clean return each
-// time, the next run works, and nothing is left alive.
+// Every EGL and GL call of both pipelines fails in turn, and every allocation: a clean return each time, and
+// nothing is left alive.
 #include <gmock/gmock.h>
+#include <sim/log.h>
 
-#include <cstdlib>
+#include <algorithm>
+#include <cstdio>
+#include <map>
 #include <set>
 
-#include "ogl/HuevanceFrame_OGL.h"
-#include "ogl/HuevancePhoto_OGL.h"
-#include "tests/ogl/support/GlFixture.h"
-#include "tests/ogl/support/OglTuning.h"
-
-// The program's calls of calloc come here (see tests.cmake).
-extern "C" {
-void* __real_calloc(std::size_t count, std::size_t size);
-void* __wrap_calloc(std::size_t count, std::size_t size);
-}
-
-namespace {
-int g_failCalloc = 0;  // the nth coming call
-}
-
-extern "C" void* __wrap_calloc(std::size_t count, std::size_t size) {
-    const bool fails = g_failCalloc > 0 && --g_failCalloc == 0;
-    return fails ? nullptr : __real_calloc(count, size);
-}
+#include "jni/HuevanceFrame.h"
+#include "jni/HuevancePhoto.h"
+#include "tests/ogl/support/Allocations.h"
+#include "tests/ogl/support/Rig.h"
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
+using test::Settings;
 
+constexpr int kWidth = 16;
+constexpr int kHeight = 12;
+
+const Settings kWithMask = {{"pProtectSwitch", "1"}, {"maskSource", "1"}};
+const Settings kNoStage = {
+    {"claheSwitch", "0"}, {"curveSwitch", "0"}, {"colorSwitch", "0"}, {"cCorrSwitch", "0"}};
+
+// One in so many, of the calls that only ask for errors; under sanitizers of other frequent ones too.
+#ifdef __SANITIZE_ADDRESS__
+constexpr int kStep = 5;
+#else
+constexpr int kStep = 1;
+#endif
+constexpr int kErrorStep = 9;
+
+template <typename Pipeline>
 class FaultTest : public test::GlTest {
 protected:
-    static test::OglTuning makeTuning() {
-        return test::OglTuning(test::Settings{{"pProtectSwitch", "1"}, {"maskSource", "1"}});
+    // One life of a pipeline: set-up, mask, two frames, release. Whether all went as it does without faults.
+    static bool live(test::OglTuning& tuning) {
+        return live(tuning, [](int) {});
     }
-
-    // One life of a pipeline: set-up, mask, frames, release. Whether every frame was drawn as it is without
-    // faults.
-    template <typename Pipeline, typename Process>
-    static bool live(test::OglTuning& tuning, Process process) {
-        test::Frame frame({32, 24, 40, 24}, 1);
-        frame.fill(test::Content::kPhotoLike, 256);
-        RoiInfo maskRoi = {16, 12, 64, 12};
-        std::vector<float> mask(16 * 12, 0.5F);
-        char roiKey[] = "portraitMaskRoiInfo";
-        char pointerKey[] = "portraitMaskPointer";
-        bool done = true;
-        {
-            Pipeline pipeline;
-            const bool ready = pipeline.init(tuning.path(), frame.roi()) == 0;
-            done = ready && pipeline.set(roiKey, &maskRoi) == 0 && pipeline.set(pointerKey, mask.data()) == 0;
-            test::DeviceBuffer out(32, 24, IMAGE_FORMAT_TYPE_NV21);
-            for (int i = 0; i < 2; ++i) {
-                done = process(pipeline, frame.data(), out.get()) == 0 && done;
-            }
-            EXPECT_EQ(pipeline.destroy(), 0);
+    template <typename BeforeFrame>
+    static bool live(test::OglTuning& tuning, BeforeFrame beforeFrame) {
+        test::Frame frame({kWidth, kHeight, kWidth, kHeight}, 1);
+        test::DeviceBuffer out(kWidth, kHeight, IMAGE_FORMAT_TYPE_NV21);
+        RoiInfo maskRoi = {kWidth, kHeight, kWidth * 4, kHeight};
+        std::vector<float> mask(kWidth * kHeight, 0.5F);
+        Pipeline pipeline;
+        bool done = pipeline.init(tuning.path(), frame.roi()) == 0;
+        done = pipeline.set(test::g_maskRoiKey, &maskRoi) == 0 && done;
+        done = pipeline.set(test::g_maskPointerKey, mask.data()) == 0 && done;
+        for (int i = 0; i < 2; ++i) {
+            beforeFrame(i);
+            done = test::process(pipeline, frame.data(), out.get(), IMAGE_FORMAT_TYPE_NV21, 1) == 0 && done;
         }
+        EXPECT_EQ(pipeline.destroy(), 0);
         return done;
     }
-
-    static bool livePhoto(test::OglTuning& tuning) {
-        return live<CHuevancePhoto_OGL>(tuning, [](CHuevancePhoto_OGL& photo, void* src, void* dst) {
-            return photo.process(src, dst, IMAGE_FORMAT_TYPE_NV21, 1);
-        });
-    }
-    static bool livePreview(test::OglTuning& tuning) {
-        return live<CHuevanceFrame_OGL>(tuning, [](CHuevanceFrame_OGL& preview, void* src, void* dst) {
-            return preview.process(src, 0, dst, IMAGE_FORMAT_TYPE_NV21, 1);
-        });
+    static bool live() {
+        test::OglTuning tuning(kWithMask);
+        return live(tuning);
     }
 };
+using Pipelines = testing::Types<CHuevancePhoto_OGL, CHuevanceFrame_OGL>;
+TYPED_TEST_SUITE(FaultTest, Pipelines);
 
-TEST_F(FaultTest, AnyCallMayFail) {
-    for (bool (*const life)(test::OglTuning&) : {&livePhoto, &livePreview}) {
-        test::OglTuning tuning = makeTuning();
-        std::set<std::string> entries;
+TYPED_TEST(FaultTest, AnyCallMayFail) {
+    // What the platform itself forgives goes without a word.
+    const std::set<std::string> forgiven = {"eglQueryString",    "eglTerminate",      "eglMakeCurrent",
+                                            "eglDestroyContext", "eglDestroySurface", "eglGetDisplay"};
+    std::set<std::string> undrawn;  // what costs a frame
+    for (const Settings& settings : {kWithMask, kNoStage}) {
+        test::OglTuning tuning(settings);
+        std::map<std::string, int> calls = {{"glGetError", 0}, {"eglGetError", 0}};
         {
-            test::CallTrace trace;
-            ASSERT_TRUE(life(tuning));
-            for (const std::string& name : trace.names()) {
-                entries.insert(name);
-            }
-        }
-        entries.insert({"glGetError", "eglGetError"});
-        EXPECT_GT(entries.size(), 40U);
-        for (const std::string& entry : entries) {
             sim_gl_reset();
-            ASSERT_TRUE(life(tuning));
-            const int calls = sim_gl_calls(entry.c_str());
-            // The first, the last, and one in the middle.
-            for (const int nth : std::set<int>{1, (calls + 1) / 2, calls}) {
-                SCOPED_TRACE(entry + " call " + std::to_string(nth) + " of " + std::to_string(calls));
-                sim_gl_reset();
-                const bool egl = entry[0] == 'e';
-                ASSERT_EQ(sim_gl_fail(entry.c_str(), nth, egl ? EGL_BAD_ALLOC : GL_OUT_OF_MEMORY), 0);
-                test::LogCapture log;
-                life(tuning);
-                // A display that cannot be ended stays, for the next to end.
-                EXPECT_EQ(test::alive(), entry == "eglTerminate" ? "1 display " : "");
-                // What goes wrong is said, but for what the platform itself forgives.
-                const bool forgiven = entry == "eglQueryString" || entry == "eglTerminate" ||
-                                      entry == "eglMakeCurrent" || entry == "eglDestroyContext" ||
-                                      entry == "eglDestroySurface" || entry == "eglGetDisplay";
-                if (!forgiven) {
-                    EXPECT_THAT(log.texts(test::kError), testing::Not(IsEmpty()));
-                }
-                sim_gl_reset();
-                if (entry == "eglTerminate") {
-                    life(tuning);
-                }
+            const test::CallTrace trace;
+            ASSERT_TRUE(this->live(tuning));
+            for (const std::string& name : trace.names()) {
+                calls[name] = 0;
+            }
+            for (auto& [entry, count] : calls) {
+                count = sim_gl_calls(entry.c_str());
             }
         }
-        EXPECT_TRUE(life(tuning));
-    }
-}
-
-TEST_F(FaultTest, ADrawThatDidNotHappenIsAFailure) {
-    test::OglTuning tuning = makeTuning();
-    for (const char* entry :
-         {"eglGetNativeClientBufferANDROID", "eglCreateImageKHR", "glFramebufferTexture2D", "glCreateProgram",
-          "glCompileShader", "glCreateShader", "glLinkProgram"}) {
-        sim_gl_reset();
-        sim_gl_fail(entry, 1, entry[0] == 'e' ? EGL_BAD_ALLOC : GL_OUT_OF_MEMORY);
-        EXPECT_FALSE(livePhoto(tuning)) << entry;
-    }
-}
-
-TEST_F(FaultTest, AFenceThatTimesOutHarmsNothing) {
-    test::OglTuning tuning = makeTuning();
-    sim_gl_time_out_fences(1);
-    EXPECT_TRUE(livePhoto(tuning));
-    sim_gl_time_out_fences(2);
-    EXPECT_TRUE(livePreview(tuning));
-}
-
-TEST_F(FaultTest, AContextMayBeLostAtAnyTime) {
-    test::OglTuning tuning = makeTuning();
-    int frames = 0;
-    for (const int lostBefore : {0, 1}) {
-        const bool done =
-            live<CHuevanceFrame_OGL>(tuning, [&](CHuevanceFrame_OGL& preview, void* src, void* dst) {
-                if (frames++ % 2 == lostBefore) {
-                    sim_gl_lose_contexts();
+        EXPECT_GT(calls.size(), 40U);
+        smart_pointer<GLEngine> keeper;
+        for (const auto& [entry, count] : calls) {
+            const int step = entry == "glGetError" ? kErrorStep : count > 8 ? kStep : 1;
+            for (int nth = 1; nth <= count; nth += step) {
+                SCOPED_TRACE(entry + " call " + std::to_string(nth) + " of " + std::to_string(count));
+                sim_gl_reset();
+                if (entry[0] == 'g' && !keeper) {
+                    // From here on the display stays, and lives are shorter.
+                    keeper = new GLEngine(nullptr, 1, 1);
+                    ASSERT_EQ(keeper->init(), 0);
                 }
-                return preview.process(src, 0, dst, IMAGE_FORMAT_TYPE_NV21, 1);
-            });
-        EXPECT_FALSE(done);
+                const std::string alive = test::alive();
+                sim_gl_fail(entry.c_str(), nth, entry[0] == 'e' ? EGL_BAD_ALLOC : GL_OUT_OF_MEMORY);
+                const test::LogCapture log;
+                if (!this->live(tuning)) {
+                    undrawn.insert(entry);
+                }
+                if (entry == "eglTerminate") {
+                    EXPECT_EQ(test::alive(), "1 display ");  // for the next to end
+                    this->live(tuning);
+                }
+                EXPECT_EQ(test::alive(), alive);
+                EXPECT_TRUE(forgiven.count(entry) != 0 || !log.texts(test::kError).empty());
+            }
+        }
+    }
+    sim_gl_reset();
+    EXPECT_TRUE(this->live());
+    EXPECT_THAT(undrawn, testing::IsSupersetOf({"eglInitialize", "eglCreatePbufferSurface", "eglMakeCurrent",
+                                                "eglGetNativeClientBufferANDROID", "eglCreateImageKHR",
+                                                "glFramebufferTexture2D", "glCreateProgram", "glCreateShader",
+                                                "glCompileShader", "glLinkProgram"}));
+}
+
+TYPED_TEST(FaultTest, FencesMayTimeOutAndContextsBeLost) {
+    test::OglTuning tuning;
+    sim_gl_time_out_fences(2);
+    EXPECT_TRUE(this->live());
+    for (const int lostBefore : {0, 1}) {
+        EXPECT_FALSE(this->live(tuning, [lostBefore](int frame) {
+            if (frame == lostBefore) {
+                sim_gl_lose_contexts();
+            }
+        }));
         EXPECT_EQ(test::alive(), "");
     }
 }
 
-TEST_F(FaultTest, EachAllocationAtSetUpIsReportedInItsOwnWords) {
-    // After the strengths of the scenes.
+// --- Memory ---
+
+// The first error line since the last reset: the test itself must not allocate here.
+char g_error[256];
+
+// Through the entries of dispatch, which no exception may leave. Set-up's buffers have their own words.
+TYPED_TEST(FaultTest, AnyAllocationMayFail) {
+    constexpr bool kPhoto = test::kIsPhoto<TypeParam>;
+    test::OglTuning tuning(kWithMask);
+    test::Frame frame({kWidth, kHeight, kWidth, kHeight}, 1);
+    test::DeviceBuffer out(kWidth, kHeight, IMAGE_FORMAT_TYPE_NV21);
+    RoiInfo roi = {kWidth, kHeight, kWidth * 4, kHeight};
+    std::vector<float> mask(kWidth * kHeight);
+    std::vector<std::string> reported;
+    bool failed = true;
+    for (int nth = 1; failed; ++nth) {
+        SCOPED_TRACE(nth);
+        g_error[0] = '\0';
+        sim_log_set_sink(
+            [](void*, int priority, const char*, const char* text) {
+                if (priority == test::kError && g_error[0] == '\0') {
+                    std::snprintf(g_error, sizeof(g_error), "%s", text);
+                }
+            },
+            nullptr);
+        const auto set = kPhoto ? HuevancePhotoSetExtParam_OGL : HuevanceFrameSetExtParam_OGL;
+        void* handle = nullptr;
+        test::failAllocation(nth);
+        int result = kPhoto ? HuevancePhotoMalloc_OGL(tuning.path(), frame.roi(), 8, &handle)
+                            : HuevanceFrameMalloc_OGL(tuning.path(), frame.roi(), 8, nullptr, &handle);
+        for (int i = 0; i < 2 && result == 0; ++i) {
+            set(handle, test::g_maskRoiKey, &roi);
+            set(handle, test::g_maskPointerKey, mask.data());
+            result =
+                kPhoto ? HuevancePhotoProcess_OGL(handle, frame.data(), out.get(), IMAGE_FORMAT_TYPE_NV21, 1)
+                       : HuevanceFrameProcess_OGL(handle, frame.data(), -1, out.get(), IMAGE_FORMAT_TYPE_NV21,
+                                                  1);
+        }
+        failed = test::allocationFailed();
+        test::failAllocation(0);
+        sim_log_set_sink(nullptr, nullptr);
+        // The second is the engine of construction: set-up makes another.
+        ASSERT_EQ(result, failed && nth != 2 ? -1 : 0);
+        EXPECT_EQ(g_error[0] != '\0', result != 0);
+        reported.emplace_back(g_error);
+        if (handle != nullptr) {
+            EXPECT_EQ(kPhoto ? HuevancePhotoFree_OGL(handle) : HuevanceFrameFree_OGL(handle), 0);
+        }
+        EXPECT_EQ(test::alive(), "1 AHardwareBuffer ");
+    }
+    const auto first = std::find_if(reported.begin(), reported.end(), [](const std::string& line) {
+        return line.find("yBuffer") != std::string::npos;
+    });
+    ASSERT_GT(reported.end() - first, 10);
     const char* const buffers[] = {"yBuffer",    "uvBuffer",  "gridHist",   "claheTmp",  "claheLut",
                                    "yCurveMaps", "yCurveMap", "uvCurveMap", "colorLuts", "colorLut"};
-    test::OglTuning tuning;
     for (int i = 0; i < 10; ++i) {
-        for (const bool photo : {true, false}) {
-            test::LogCapture log;
-            CHuevancePhoto_OGL capture;
-            CHuevanceFrame_OGL preview;
-            g_failCalloc = 2 + i;
-            const int result = photo ? capture.init(tuning.path(), {64, 48, 64, 48})
-                                     : preview.init(tuning.path(), {64, 48, 64, 48});
-            EXPECT_EQ(g_failCalloc, 0);
-            EXPECT_EQ(result, -1);
-            const std::string name = photo ? "CHuevancePhoto_OGL" : "CHuevanceFrame_OGL";
-            EXPECT_THAT(log.texts(test::kError),
-                        ElementsAre("[" + name + "] init error: alloc " + buffers[i] + " failed!!!"));
-            EXPECT_TRUE(capture.m_yBuffer.empty() && preview.m_yBuffer.empty());
-            EXPECT_EQ(sim_gl_live(nullptr), 0);
-        }
+        EXPECT_EQ(first[i],
+                  "[" + test::kClassName<TypeParam> + "] init error: alloc " + buffers[i] + " failed!!!");
     }
-}
-
-TEST_F(FaultTest, FramesThatNoMemoryHoldsAreRefusedAtSetUp) {
-    test::OglTuning tuning;
-    test::LogCapture log;
-    CHuevancePhoto_OGL photo;
-    EXPECT_EQ(photo.init(tuning.path(), {60000, 60000, 60000, 60000}), -1);
-    EXPECT_THAT(log.texts(test::kError),
-                ElementsAre("[CHuevancePhoto_OGL] init error: alloc yBuffer failed!!!"));
-}
-
-TEST_F(FaultTest, AnEngineThatDoesNotStartIsReportedInPreviewsWords) {
-    for (const char* entry : {"eglInitialize", "eglCreatePbufferSurface", "eglMakeCurrent"}) {
-        test::OglTuning tuning;
-        test::LogCapture log;
-        CHuevancePhoto_OGL photo;
-        sim_gl_fail(entry, 1, EGL_BAD_ALLOC);
-        EXPECT_EQ(photo.init(tuning.path(), {64, 48, 64, 48}), -1) << entry;
-        // On purpose also for captures.
-        EXPECT_EQ(log.texts(test::kError).back(), "[CHuevanceFrame_OGL] init error: GLEnv init failed!!!")
-            << entry;
-        EXPECT_EQ(sim_gl_live(nullptr), 0) << entry;
-    }
+    TypeParam huge;
+    EXPECT_EQ(huge.init(tuning.path(), {60000, 60000, 60000, 60000}), -1);
 }
 
 }  // namespace

@@ -11,66 +11,71 @@
 
 namespace {
 
-test::Bytes claheTable(const test::Bytes& luma, int width, int height, int gridWidth, int gridHeight,
-                       int sampleRate, float strength) {
-    const ogl::ClaheGrid grid = ogl::claheGrid(width, height, gridWidth, gridHeight);
+using test::Bytes;
+
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+
+Bytes claheTable(const Bytes& luma, int width, const ogl::ClaheGrid& grid, int sampleRate, float strength) {
     const std::size_t cells = static_cast<std::size_t>(grid.tiles()) * 256;
     std::vector<float> hist(cells, -1.0F);
     std::vector<float> table(cells, -1.0F);
-    test::Bytes lut(cells);
+    Bytes lut(cells);
     ogl::getGridHist(luma.data(), width, grid, sampleRate, hist.data());
     ogl::gridHist2ClaheLut(hist.data(), grid.tiles(), strength, table.data());
-    ogl::smoothClaheLut(table.data(), gridWidth, gridHeight, lut.data());
+    ogl::smoothClaheLut(table.data(), grid.gridWidth, grid.gridHeight, lut.data());
     return lut;
 }
 
-test::Bytes lumaOf(test::Content content, int width, int height) {
-    test::Frame frame({width, height, width, height}, 1);
-    frame.fill(content, 256, 3);
-    return {frame.data8(), frame.data8() + width * height};
+// A spread of levels like a photograph's, with a thick middle, thin ends and a patch of one level.
+Bytes picture(int width, int height) {
+    test::Random random(7);
+    Bytes luma;
+    for (int i = 0; i < width * height; ++i) {
+        const int level = (random.below(256) + random.below(256) + random.below(256)) / 3;
+        luma.push_back(static_cast<unsigned char>(i % width < width / 3 && i % 5 == 0 ? 40 : level));
+    }
+    return luma;
 }
 
-TEST(OglTables, ClaheTableIsExact) {
-    struct Geometry {
+TEST(OglTables, ClaheTableIsTheModels) {
+    struct Case {
         int width, height, gridWidth, gridHeight, sampleRate;
     };
-    for (const Geometry& g : {Geometry{160, 120, 8, 6, 4},
-                              {97, 61, 5, 5, 1},
-                              {64, 64, 16, 16, 3},
-                              {31, 17, 1, 1, 2},
-                              {300, 9, 128, 2, 1},
-                              {40, 40, 1, 7, 4},
-                              {40, 40, 7, 1, 5}}) {
-        for (const test::Content content : test::kAllContents) {
-            const test::Bytes luma = lumaOf(content, g.width, g.height);
-            for (const float strength : {0.0F, 0.7F, 3.0F, 20.0F, -0.5F}) {
-                ASSERT_EQ(
-                    claheTable(luma, g.width, g.height, g.gridWidth, g.gridHeight, g.sampleRate, strength),
-                    test::modelClaheTable(luma, g.width, g.height, g.gridWidth, g.gridHeight, g.sampleRate,
-                                          strength))
-                    << g.width << " x " << g.height << " grid " << g.gridWidth << " x " << g.gridHeight << " "
-                    << test::toString(content) << " strength " << strength;
-            }
+    // Tiles of some hundred samples.
+    for (const Case& c : {Case{160, 120, 8, 6, 1}, Case{97, 101, 5, 5, 1}, Case{512, 300, 16, 16, 1},
+                          Case{81, 67, 1, 1, 2}, Case{512, 130, 128, 2, 1}, Case{80, 240, 1, 7, 3}}) {
+        const Bytes luma = picture(c.width, c.height);
+        const ogl::ClaheGrid grid = ogl::claheGrid(c.width, c.height, c.gridWidth, c.gridHeight);
+        for (const float strength : {0.0F, 0.7F, 3.0F, 20.0F}) {
+            const auto levels = test::modelClaheLevels(luma, c.width, c.height, c.gridWidth, c.gridHeight,
+                                                       c.sampleRate, static_cast<double>(strength));
+            ASSERT_TRUE(
+                test::truncates(claheTable(luma, c.width, grid, c.sampleRate, strength).data(), levels))
+                << c.gridWidth << " x " << c.gridHeight << " strength " << strength;
         }
     }
 }
 
-// Every level as often as every other: no bin exceeds 1 / 256, so nothing is clipped, and the table is
-// 255 (level + 1) / 256, truncated, in every tile.
-TEST(OglTables, AFlatHistogramGivesTheStraightTable) {
-    test::Bytes luma(64 * 32);
-    for (std::size_t i = 0; i < luma.size(); ++i) {
-        luma[i] = static_cast<unsigned char>(i % 256);
+// 2 x 2 levels in one tile: every bin of 1 / 4 exceeds the limits, so that the parabola is the line through
+// 0, the clip limit 0, and every level gets 1 / 256: 255 (level + 1) / 256. The same without clipping, where
+// every level is as frequent as every other.
+TEST(OglTables, FlatAndSteepHistogramsGiveTheStraightTable) {
+    Bytes flat;
+    for (int i = 0; i < 512; ++i) {
+        flat.push_back(static_cast<unsigned char>(i));
     }
-    // One tile of 64 x 32: 2048 pixels, 8 of each level.
-    const test::Bytes lut = claheTable(luma, 64, 32, 1, 1, 1, 0.0F);
-    for (int level = 0; level < 256; ++level) {
-        EXPECT_EQ(lut[static_cast<std::size_t>(level)], 255 * (level + 1) / 256);
+    for (const auto& [luma, width, strength] :
+         {std::tuple(Bytes{7, 70, 200, 255}, 2, 1.5F), {Bytes(64, 9), 8, 0.5F}, {flat, 32, 0.0F}}) {
+        const int height = static_cast<int>(luma.size()) / width;
+        const Bytes lut = claheTable(luma, width, ogl::claheGrid(width, height, 1, 1), 1, strength);
+        for (int level = 0; level < 256; ++level) {
+            EXPECT_EQ(lut[static_cast<std::size_t>(level)], 255 * (level + 1) / 256);
+        }
     }
 }
 
 TEST(OglTables, HistogramsLeaveOutWhatIsBeyondTheLastTileAndBetweenSamples) {
-    test::Bytes luma(7 * 5, 9);
+    Bytes luma(7 * 5, 9);
     const ogl::ClaheGrid grid = ogl::claheGrid(7, 5, 2, 2);  // tiles of 3 x 2
     luma[0] = 1;                                             // tile 0, sampled
     luma[1] = 2;                                             // between samples
@@ -82,58 +87,51 @@ TEST(OglTables, HistogramsLeaveOutWhatIsBeyondTheLastTileAndBetweenSamples) {
     std::vector<float> hist(4 * 256);
     ogl::getGridHist(luma.data(), 7, grid, 2, hist.data());
     std::vector<float> expected(4 * 256, 0.0F);
-    expected[1] = expected[3] = 1.0F;
-    expected[256 + 4] = expected[256 + 9] = 1.0F;
+    for (const int once : {1, 3, 256 + 4, 256 + 9, 768 + 9, 768 + 7}) {
+        expected[static_cast<std::size_t>(once)] = 1.0F;
+    }
     expected[512 + 9] = 2.0F;
-    expected[768 + 9] = expected[768 + 7] = 1.0F;
     EXPECT_EQ(hist, expected);
 }
 
+// Beside a tile that has some.
 TEST(OglTables, ATileWithoutSamplesGivesNumbersThatAreNone) {
-    const std::vector<float> hist(256, 0.0F);
-    std::vector<float> table(256);
-    ogl::gridHist2ClaheLut(hist.data(), 1, 1.0F, table.data());
-    EXPECT_TRUE(std::isnan(table[0]) && std::isnan(table[255]));
-    test::Bytes lut(256, 1);
-    ogl::smoothClaheLut(table.data(), 1, 1, lut.data());
-    EXPECT_EQ(lut, test::Bytes(256, 0));
+    std::vector<float> hist(512, 0.0F);
+    std::fill_n(hist.begin() + 256, 256, 1.0F);
+    std::vector<float> table(512);
+    ogl::gridHist2ClaheLut(hist.data(), 2, 1.0F, table.data());
+    EXPECT_TRUE(std::isnan(table[0]) && std::isnan(table[2 * 255]));
+    EXPECT_EQ(table[2 * 127 + 1], 127.5F);
+    Bytes lut(512, 1);
+    ogl::smoothClaheLut(table.data(), 2, 1, lut.data());
+    EXPECT_EQ(lut, Bytes(512, 0));
 }
 
 TEST(OglTables, TheChromaCurveScalesAroundTheMiddle) {
-    unsigned char curve[256];
-    struct Case {
-        float strength;
-        int at0, at100, at128, at129, at200, at255;
-    };
-    for (const Case& c : {Case{1.0F, 0, 100, 128, 129, 200, 255}, Case{0.0F, 128, 128, 128, 128, 128, 128},
-                          Case{2.0F, 0, 72, 128, 130, 255, 255}, Case{0.5F, 64, 114, 128, 128, 164, 191},
-                          Case{-1.0F, 255, 156, 128, 127, 56, 1}, Case{1e30F, 0, 0, 128, 255, 255, 255}}) {
-        ogl::buildUvCurveMap(c.strength, curve);
-        EXPECT_EQ(curve[0], c.at0) << c.strength;
-        EXPECT_EQ(curve[100], c.at100) << c.strength;
-        EXPECT_EQ(curve[128], c.at128) << c.strength;
-        EXPECT_EQ(curve[129], c.at129) << c.strength;
-        EXPECT_EQ(curve[200], c.at200) << c.strength;
-        EXPECT_EQ(curve[255], c.at255) << c.strength;
+    for (const float strength : {1.0F, 0.0F, 2.0F, 0.5F, -1.0F, 1.375F, 1e30F}) {
+        Bytes curve(256);
+        ogl::buildUvCurveMap(strength, curve.data());
+        EXPECT_EQ(curve, test::modelUvCurve(static_cast<double>(strength))) << strength;
     }
 }
 
-TEST(OglTables, LevelsAreTruncatedAndColoursInterleaved) {
-    const float levels[] = {0.0F,   0.99F,  17.5F, 254.999F,
-                            255.0F, 300.0F, -3.0F, std::numeric_limits<float>::quiet_NaN()};
-    unsigned char bytes[8];
-    ogl::truncateToBytes(levels, 8, bytes);
-    const unsigned char expected[] = {0, 0, 17, 254, 255, 255, 0, 0};
-    EXPECT_TRUE(std::equal(bytes, bytes + 8, expected));
+TEST(OglTables, LevelsAreTruncatedMasksInvertedAndColoursInterleaved) {
+    const float levels[] = {0.0F, 0.99F, 17.5F, 254.999F, 255.0F, 300.0F, -3.0F, kNan};
+    Bytes bytes(8);
+    ogl::truncateToBytes(levels, 8, bytes.data());
+    EXPECT_EQ(bytes, (Bytes{0, 0, 17, 254, 255, 255, 0, 0}));
+    // 255 x (1 - m), rounded: 191.25 and 63.75.
+    const float mask[] = {0.0F, 1.0F, 0.25F, 0.75F, 7.0F, -2.0F, kNan, 0.5F};
+    ogl::invertMask(mask, 8, bytes.data());
+    EXPECT_EQ(bytes, (Bytes{255, 0, 191, 64, 0, 255, 255, 128}));
 
     std::vector<float> planes(ogl::kColorBytes);
     for (std::size_t i = 0; i < planes.size(); ++i) {
         planes[i] = static_cast<float>((i * 7 + i / 4096 * 31) % 256) + 0.9F;
     }
-    test::Bytes texels(ogl::kColorBytes);
+    Bytes texels(ogl::kColorBytes);
     ogl::interleaveColors(planes.data(), texels.data());
     EXPECT_EQ(texels, test::modelColors(planes));
-    EXPECT_EQ(texels[5 * 3 + 2], (((2 * 4096 + 5) * 7) + 62) % 256);
 }
 
 TEST(OglTables, TableWeightsAreIntegers) {
@@ -141,18 +139,17 @@ TEST(OglTables, TableWeightsAreIntegers) {
         int transFrameNum, frame, weight;
     };
     // 0 while fading; one frame later -1 / T, which is 0 but for T = 1; without a fade 0.
-    for (const Case& c : {Case{60, 0, 0}, Case{60, 59, 0}, Case{60, 60, 0}, Case{2, 0, 0}, Case{2, 2, 0},
-                          Case{1, 0, 0}, Case{1, 1, -1}, Case{0, 0, 0}, Case{-4, 1, 0}}) {
+    for (const Case& c : {Case{60, 0, 0}, Case{60, 60, 0}, Case{2, 2, 0}, Case{1, 0, 0}, Case{1, 1, -1},
+                          Case{0, 0, 0}, Case{-4, 1, 0}}) {
         EXPECT_EQ(ogl::tableWeight(c.transFrameNum, c.frame), c.weight) << c.transFrameNum << " " << c.frame;
     }
-    const unsigned char before[] = {10, 200, 0};
-    const unsigned char after[] = {50, 100, 255};
-    unsigned char fused[3];
-    ogl::fuseBytes(before, after, 3, 0, fused);
-    EXPECT_TRUE(std::equal(fused, fused + 3, after));
-    ogl::fuseBytes(before, after, 3, -1, fused);  // 2 x after - before, within a byte
-    const unsigned char overshot[] = {90, 0, 255};
-    EXPECT_TRUE(std::equal(fused, fused + 3, overshot));
+    const Bytes before = {10, 200, 0};
+    const Bytes after = {50, 100, 255};
+    Bytes fused(3);
+    ogl::fuseBytes(before.data(), after.data(), 3, 0, fused.data());
+    EXPECT_EQ(fused, after);
+    ogl::fuseBytes(before.data(), after.data(), 3, -1, fused.data());  // 2 x after - before, within a byte
+    EXPECT_EQ(fused, (Bytes{90, 0, 255}));
 }
 
 }  // namespace

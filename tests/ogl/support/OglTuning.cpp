@@ -17,9 +17,10 @@ std::map<std::string, std::string> withDefaults(std::map<std::string, std::strin
                    {"cCorrSwitch", "1"},
                    {"pProtectSwitch", "0"},
                    {"maskSource", "0"},
-                   {"gridWidth", "8"},
-                   {"gridHeight", "6"},
-                   {"sampRate", "2"},
+                   {"gridWidth", "4"},
+                   {"gridHeight", "3"},
+                   {"sampRate", "1"},
+                   {"transFrameNum", "0"},
                    {"sceneNum", "3"},
                    {"sceneIdx", "0/1/2/"}});
     return values;
@@ -39,7 +40,7 @@ OglTuning::OglTuning(Settings values) : m_values(withDefaults(std::move(values))
 }
 
 Strengths OglTuning::strengths(int table) {
-    return {0.25F + 0.25F * static_cast<float>(table), 1.0F + 0.2F * static_cast<float>(table),
+    return {0.25F + 0.25F * static_cast<float>(table), 1.0F + 0.25F * static_cast<float>(table),
             0.5F + 1.0F * static_cast<float>(table)};
 }
 
@@ -74,14 +75,11 @@ ShaderInput OglTuning::input(const Frame& frame, IMAGE_FORMAT_TYPE format, int t
     in.width = roi.width;
     in.height = roi.height;
     in.format = format;
-    for (int y = 0; y < roi.height; ++y) {
-        for (int x = 0; x < roi.width; ++x) {
-            in.luma.push_back(static_cast<unsigned char>(frame.luma(x, y)));
-        }
-    }
-    for (int y = 0; y < roi.height / 2; ++y) {
-        for (int x = 0; x < roi.width / 2 * 2; ++x) {
-            in.chroma.push_back(static_cast<unsigned char>(frame.chroma(x, y)));
+    const std::vector<int> samples = frame.samples();
+    for (int i = 0; i < roi.width * (roi.height + roi.height / 2); ++i) {
+        Bytes& plane = i < roi.width * roi.height ? in.luma : in.chroma;
+        if (&plane == &in.luma || i % roi.width < roi.width / 2 * 2) {  // whole pairs
+            plane.push_back(static_cast<unsigned char>(samples[static_cast<std::size_t>(i)]));
         }
     }
     in.on = {value("claheSwitch") == 1, value("curveSwitch") == 1, value("cCorrSwitch") == 1,
@@ -89,15 +87,16 @@ ShaderInput OglTuning::input(const Frame& frame, IMAGE_FORMAT_TYPE format, int t
     in.maskType = value("maskSource");
     in.gridWidth = value("gridWidth");
     in.gridHeight = value("gridHeight");
-    if (in.on.clahe) {
-        in.clahe = modelClaheTable(in.luma, in.width, in.height, in.gridWidth, in.gridHeight,
-                                   value("sampRate"), strengths.clahe);
-    }
     in.yCurve = modelCurve(curve(table));
-    in.uvCurve = modelUvCurve(strengths.sat);
+    in.uvCurve = modelUvCurve(static_cast<double>(strengths.sat));
     in.color = modelColors(colors(table));
     in.colorStrength = strengths.color;
     return in;
+}
+
+std::vector<double> OglTuning::claheLevels(const ShaderInput& in, const Strengths& strengths) const {
+    return modelClaheLevels(in.luma, in.width, in.height, in.gridWidth, in.gridHeight, value("sampRate"),
+                            static_cast<double>(strengths.clahe));
 }
 
 Difference compareWithModel(const DeviceBuffer& drawn, const ModelFrame& model) {

@@ -21,19 +21,23 @@ class OglTuning {
 public:
     static constexpr int kScenes = 3;
 
-    // All stages on but the mask, unless `values` say otherwise. sceneIdx is 0/1/2/ unless given.
+    // Scenes 0, 1, 2 with the tables 0, 1, 2, no fades, all stages on but the mask, 4 x 3 tiles of which
+    // every pixel counts, unless `values` say otherwise.
     explicit OglTuning(Settings values = {});
 
     char* path() { return m_directory.mutablePath(); }
     TuningDir& directory() { return m_directory; }
 
+    // Short binary fractions.
     static Strengths strengths(int table);
     static std::vector<float> curve(int table);
     static std::vector<float> colors(int table);
 
-    // The model's input for a frame under the tables of `table` and the given strengths.
+    // The shader model's input for a frame under the tables of `table` and the given strengths, without the
+    // CLAHE table; and that table before truncation.
     ShaderInput input(const Frame& frame, IMAGE_FORMAT_TYPE format, int table,
                       const Strengths& strengths) const;
+    std::vector<double> claheLevels(const ShaderInput& in, const Strengths& strengths) const;
 
 private:
     int value(const std::string& key) const;

@@ -2,110 +2,99 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 
 namespace test {
 
 namespace {
 
-unsigned char truncated(float value) {
-    return static_cast<unsigned char>(std::isnan(value) ? 0 : std::min(std::max(value, 0.0F), 255.0F));
-}
+unsigned char truncated(double level) { return static_cast<unsigned char>(std::clamp(level, 0.0, 255.0)); }
 
-std::vector<float> tileHistogram(const Bytes& luma, int width, int left, int top, int tileWidth,
-                                 int tileHeight, int step) {
-    std::vector<float> bins(256, 0.0F);
-    for (int i = 0; i < tileHeight; i += step) {
-        for (int j = 0; j < tileWidth; j += step) {
-            bins[luma[static_cast<std::size_t>((top + i) * width + left + j)]] += 1.0F;
+std::vector<double> tileBins(const Bytes& luma, int width, int left, int top, int tileWidth, int tileHeight,
+                             int step) {
+    std::vector<double> bins(256);
+    for (int y = top; y < top + tileHeight; y += step) {
+        for (int x = left; x < left + tileWidth; x += step) {
+            ++bins[luma[static_cast<std::size_t>(y * width + x)]];
         }
     }
+    const double samples = std::accumulate(bins.begin(), bins.end(), 0.0);
+    std::transform(bins.begin(), bins.end(), bins.begin(), [=](double count) { return count / samples; });
     return bins;
 }
 
-std::vector<float> tileCurve(std::vector<float> bins, float s) {
-    float total = 0.0F;
-    for (const float bin : bins) {
-        total += bin;
+// What would lie above a limit, spread over all levels.
+double spread(const std::vector<double>& bins, double limit) {
+    double sum = 0.0;
+    for (const double bin : bins) {
+        sum += std::max(bin - limit, 0.0);
     }
-    for (float& bin : bins) {
-        bin /= total;
+    return sum / 256.0;
+}
+
+// Where the parabola through (0, 0), (c / 2, y(c / 2)) and (c, y(c)), with y(x) = x + spread(x) - 1 / 256,
+// reaches c - 1 / 256.
+double clipLimit(const std::vector<double>& bins, double c) {
+    if (std::all_of(bins.begin(), bins.end(), [c](double bin) { return bin == 0.0 || bin > c; })) {
+        return 0.0;
     }
-    const float c1 = (s + 1.0F) / 256.0F;
-    const float c2 = c1 * 0.5F;
-    const float A = c1 * c2 * c2 - c1 * c1 * c2 + 1e-16F;
-    if (*std::max_element(bins.begin(), bins.end()) > c1) {
-        float over2 = 0.0F;
-        float over1 = 0.0F;
-        for (const float bin : bins) {
-            if (bin > c2) {
-                over2 += bin - c2;
-            }
-            if (bin > c1) {
-                over1 += bin - c1;
-            }
-        }
-        const float y2 = c2 + over2 / 256.0F - 1.0F / 256.0F;
-        const float y1 = c1 + over1 / 256.0F - 1.0F / 256.0F;
-        const float a = (c1 * y2 - c2 * y1) / A;
-        const float b = (c2 * c2 * y1 - c1 * c1 * y2) / A;
-        const float t = (std::sqrt(b * b - 4.0F * a * (1.0F / 256.0F - c1)) - b) / (2.0F * a + 1e-16F);
-        float excess = 0.0F;
-        for (float& bin : bins) {
-            if (bin > t) {
-                excess += bin - t;
-                bin = t;
-            }
-        }
-        for (float& bin : bins) {
-            bin += excess / 256.0F;
+    const double half = c / 2 + spread(bins, c / 2) - 1.0 / 256;
+    const double full = c + spread(bins, c) - 1.0 / 256;
+    const double a = (2 * full - 4 * half) / (c * c);
+    const double b = (4 * half - full) / c;
+    return (std::sqrt(b * b + 4 * a * (c - 1.0 / 256)) - b) / (2 * a);
+}
+
+std::vector<double> tileCurve(std::vector<double> bins, double strength) {
+    const double c = (strength + 1.0) / 256;
+    if (*std::max_element(bins.begin(), bins.end()) > c) {
+        const double limit = clipLimit(bins, c);
+        const double share = spread(bins, limit);
+        for (double& bin : bins) {
+            bin = std::min(bin, limit) + share;
         }
     }
-    for (std::size_t i = 1; i < bins.size(); ++i) {
-        bins[i] += bins[i - 1];
-    }
-    for (float& bin : bins) {
-        bin *= 255.0F;
-    }
+    std::partial_sum(bins.begin(), bins.end(), bins.begin());
     return bins;
 }
 
 }  // namespace
 
-Bytes modelClaheTable(const Bytes& luma, int width, int height, int gridWidth, int gridHeight, int sampleRate,
-                      float strength) {
+std::vector<double> modelClaheLevels(const Bytes& luma, int width, int height, int gridWidth, int gridHeight,
+                                     int sampleRate, double strength) {
     const int tileWidth = width / gridWidth;
     const int tileHeight = height / gridHeight;
-    std::vector<std::vector<float>> curves;
-    for (int r = 0; r < gridHeight; ++r) {
-        for (int c = 0; c < gridWidth; ++c) {
-            curves.push_back(tileCurve(
-                tileHistogram(luma, width, c * tileWidth, r * tileHeight, tileWidth, tileHeight, sampleRate),
-                strength));
-        }
+    const int tiles = gridWidth * gridHeight;
+    std::vector<std::vector<double>> curves;
+    for (int tile = 0; tile < tiles; ++tile) {
+        curves.push_back(tileCurve(tileBins(luma, width, tile % gridWidth * tileWidth,
+                                            tile / gridWidth * tileHeight, tileWidth, tileHeight, sampleRate),
+                                   strength));
     }
-    Bytes table;
-    for (std::size_t level = 0; level < 256; ++level) {
-        for (int r = 0; r < gridHeight; ++r) {
-            for (int c = 0; c < gridWidth; ++c) {
-                float sum = 0.0F;
-                for (int dr = -1; dr <= 1; ++dr) {
-                    for (int dc = -1; dc <= 1; ++dc) {
-                        const int row = std::clamp(r + dr, 0, gridHeight - 1);
-                        const int column = std::clamp(c + dc, 0, gridWidth - 1);
-                        sum += curves[static_cast<std::size_t>(row * gridWidth + column)][level];
-                    }
-                }
-                table.push_back(truncated(sum / 9.0F));
-            }
+    std::vector<double> levels;
+    for (int i = 0; i < 256 * tiles; ++i) {
+        double sum = 0.0;
+        for (int neighbour = 0; neighbour < 9; ++neighbour) {
+            const int row = std::clamp(i % tiles / gridWidth + neighbour / 3 - 1, 0, gridHeight - 1);
+            const int column = std::clamp(i % tiles % gridWidth + neighbour % 3 - 1, 0, gridWidth - 1);
+            sum += curves[static_cast<std::size_t>(row * gridWidth + column)]
+                         [static_cast<std::size_t>(i / tiles)];
         }
+        levels.push_back(sum * 255.0 / 9.0);
     }
-    return table;
+    return levels;
 }
 
-Bytes modelUvCurve(float strength) {
+bool truncates(const unsigned char* bytes, const std::vector<double>& levels) {
+    return std::equal(levels.begin(), levels.end(), bytes, [](double level, unsigned char byte) {
+        return byte == truncated(level - 0.002) || byte == truncated(level + 0.002);
+    });
+}
+
+Bytes modelUvCurve(double strength) {
     Bytes curve;
     for (int k = 0; k < 256; ++k) {
-        curve.push_back(truncated(strength * static_cast<float>(k - 128) + 128.0F));
+        curve.push_back(truncated(strength * (k - 128) + 128));
     }
     return curve;
 }
@@ -113,17 +102,15 @@ Bytes modelUvCurve(float strength) {
 Bytes modelCurve(const std::vector<float>& levels) {
     Bytes curve;
     for (const float level : levels) {
-        curve.push_back(truncated(level));
+        curve.push_back(truncated(static_cast<double>(level)));
     }
     return curve;
 }
 
 Bytes modelColors(const std::vector<float>& planes) {
     Bytes texels;
-    for (std::size_t i = 0; i < 4096; ++i) {
-        for (std::size_t plane = 0; plane < 3; ++plane) {
-            texels.push_back(truncated(planes[plane * 4096 + i]));
-        }
+    for (std::size_t i = 0; i < 3 * 4096; ++i) {
+        texels.push_back(truncated(static_cast<double>(planes[i % 3 * 4096 + i / 3])));
     }
     return texels;
 }

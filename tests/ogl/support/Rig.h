@@ -1,0 +1,90 @@
+// Either pipeline of the OpenGL ES back end with a tuning, a frame and an output.
+#pragma once
+
+#include <memory>
+
+#include "ogl/HuevanceFrame_OGL.h"
+#include "ogl/HuevancePhoto_OGL.h"
+#include "tests/ogl/support/GlFixture.h"
+#include "tests/ogl/support/OglTuning.h"
+#include "tests/ogl/support/TableModel.h"
+
+namespace test {
+
+// What the two are called.
+template <typename Pipeline>
+inline constexpr bool kIsPhoto = std::is_same_v<Pipeline, CHuevancePhoto_OGL>;
+template <typename Pipeline>
+inline const std::string kClassName = kIsPhoto<Pipeline> ? "CHuevancePhoto_OGL" : "CHuevanceFrame_OGL";
+template <typename Pipeline>
+inline const std::string kTag = kIsPhoto<Pipeline> ? "Huevance_Capture" : "Huevance_Preview";
+
+inline int process(CHuevancePhoto_OGL& photo, void* src, void* dst, IMAGE_FORMAT_TYPE format, int scene) {
+    return photo.process(src, dst, format, scene);
+}
+inline int process(CHuevanceFrame_OGL& preview, void* src, void* dst, IMAGE_FORMAT_TYPE format, int scene) {
+    return preview.process(src, -1, dst, format, scene);
+}
+
+inline Bytes bytesOf(const huevance::Buffer<unsigned char>& buffer) {
+    return {buffer.get(), buffer.get() + buffer.size()};
+}
+
+inline char g_maskRoiKey[] = "portraitMaskRoiInfo";
+inline char g_maskPointerKey[] = "portraitMaskPointer";
+
+template <typename Pipeline>
+struct Rig {
+    explicit Rig(Settings values = {}, int width = 64, int height = 48,
+                 IMAGE_FORMAT_TYPE order = IMAGE_FORMAT_TYPE_NV21)
+        : tuning(std::move(values)),
+          frame({width, height, width + 9, height + 3}, 1),
+          out(std::make_unique<DeviceBuffer>(width, height, order)),
+          format(order) {
+        fill(Content::kPhotoLike);
+    }
+
+    // No black beside colour: there colour correction divides by (almost) nothing, and a sampler's last bit
+    // decides.
+    void fill(Content content) {
+        frame.fill(content, 256);
+        for (int y = 0; y < frame.roi().height && content != Content::kZero; ++y) {
+            for (int x = 0; x < frame.roi().width; ++x) {
+                frame.setLuma(x, y, std::max(frame.luma(x, y), 1));
+            }
+        }
+    }
+    int init() { return pipeline.init(tuning.path(), frame.roi()); }
+    int process(int scene = 0) { return test::process(pipeline, frame.data(), out->get(), format, scene); }
+
+    // The model's input for what was processed last. Expects that the pipeline's tables are the model's.
+    ShaderInput input(int table, const Strengths& strengths) const {
+        ShaderInput in = tuning.input(frame, format, table, strengths);
+        if (in.on.clahe) {
+            EXPECT_TRUE(truncates(pipeline.m_claheLut.get(), tuning.claheLevels(in, strengths)));
+            in.clahe = bytesOf(pipeline.m_claheLut);
+        }
+        if (in.on.curve) {
+            EXPECT_EQ(bytesOf(pipeline.m_yCurveMap), in.yCurve);
+            EXPECT_EQ(bytesOf(pipeline.m_uvCurveMap), in.uvCurve);
+        }
+        if (in.on.colorMap) {
+            EXPECT_EQ(bytesOf(pipeline.m_colorLut), in.color);
+        }
+        return in;
+    }
+    void expectDrawn(const ShaderInput& in) const {
+        const Difference worst = compareWithModel(*out, modelFrame(in));
+        EXPECT_LE(worst.luma, 1);
+        EXPECT_LE(worst.chroma, 1);
+    }
+    void expectDrawn(int table) const { expectDrawn(input(table, OglTuning::strengths(table))); }
+
+    OglTuning tuning;
+    Frame frame;
+    std::unique_ptr<DeviceBuffer> out;
+    IMAGE_FORMAT_TYPE format;
+    Pipeline pipeline;
+};
+
+}  // namespace test
