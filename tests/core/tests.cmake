@@ -1,5 +1,5 @@
-# A second, independent calculation of every stage.
-add_library(test_model STATIC support/Model.cpp)
+# A second, independent calculation of every stage, and what drives a pipeline beside it.
+add_library(test_model STATIC support/Model.cpp support/Rig.cpp)
 target_link_libraries(test_model PUBLIC test_support)
 
 huevance_test(core_test core/StagesTest.cpp)

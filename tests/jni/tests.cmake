@@ -1,4 +1,4 @@
-# The ground floor, the door's objects.
+# The ground floor and the objects at the door.
 huevance_test(jni_test
   jni/FileOperationTest.cpp
   jni/HuevanceDispatchTest.cpp

@@ -1,4 +1,5 @@
-huevance_test(neon_test neon/CaptureIdentityTest.cpp neon/PhotoPipelineTest.cpp neon/Tuning.cpp)
+huevance_test(neon_test neon/PhotoPipelineTest.cpp)
+target_link_libraries(neon_test PRIVATE test_model)
 if(NOT HUEVANCE_SANITIZE)
   # Sanitizers have allocators of their own.
   target_compile_definitions(neon_test PRIVATE HUEVANCE_COUNT_ALLOCATIONS)
