@@ -5,6 +5,7 @@
 #include <limits>
 #include <numeric>
 #include <sstream>
+#include <type_traits>
 
 #include "core/Geometry.h"
 
@@ -22,19 +23,40 @@ struct Grid {
     int width, height, sampRate;
 };
 constexpr Grid kGrids[] = {{8, 6, 4}, {1, 1, 1}, {2, 3, 2}, {5, 1, 3}, {3, 2, 1}, {7, 5, 1}};
-// Grids that fit no stack buffer: only for the table kernels.
-constexpr Grid kWideGrid = {67, 31, 1};
+// A scenario's grid beside these, for the kernels that work on tables alone.
+enum : int {
+    kWide = -1,  // fits no buffer of fixed size
+    kFlat = -2,  // tiles of 16 x 16 that are flat, or nearly
+    kEmpty = -3  // none
+};
 
 RoiInfo roiOf(const Scenario& s, int bytesPerSample, int morePadding = 0) {
     return {s.width, s.height, (s.width + s.padding + morePadding) * bytesPerSample, s.height + s.extraLines};
 }
 
-int binsOf(const Scenario& s, int bytesPerSample) { return bytesPerSample == 1 ? 256 : 1 << s.dataBit; }
+int binsOf(const Scenario& s, int bytesPerSample) {
+    return 1 << (bytesPerSample == 1 ? std::min(s.dataBit, 8) : s.dataBit);
+}
 
-// The scenario's grid, made to fit the frame.
+// The scenario's grid; those of the list are made to fit the frame.
 Grid gridOf(const Scenario& s) {
+    switch (s.grid) {
+        case kWide:
+            return {67, 31, 1};
+        case kFlat:
+            return {s.width / 16, s.height / 16, 1};
+        case kEmpty:
+            return {0, -3, 1};
+        default:
+            break;
+    }
     const Grid& grid = kGrids[static_cast<std::size_t>(s.grid) % std::size(kGrids)];
     return {std::min(grid.width, s.width), std::min(grid.height, s.height), grid.sampRate};
+}
+
+std::size_t tilesOf(const Grid& grid) {
+    return static_cast<std::size_t>(std::max(grid.width, 0)) *
+           static_cast<std::size_t>(std::max(grid.height, 0));
 }
 
 std::shared_ptr<Frame> addFrame(PreparedCall& call, const Scenario& s, int bytesPerSample, int variant = 0) {
@@ -95,8 +117,6 @@ void fillFlat(Frame& frame) {
     }
 }
 
-constexpr int kFlat = -2;  // as a scenario's grid: flat tiles
-
 PreparedCall computeClaheLut(const Scenario& s) {
     constexpr float kStrengths[] = {0.0F, 0.5F, 2.0F, 40.0F, -1.0F, -3.0F, 255.0F};
     PreparedCall prepared;
@@ -104,60 +124,65 @@ PreparedCall computeClaheLut(const Scenario& s) {
     if (s.grid == kFlat) {
         fillFlat(*frame);
     }
-    const Grid grid = s.grid == kFlat ? Grid{s.width / 16, s.height / 16, 1} : gridOf(s);
-    const std::size_t tables =
-        static_cast<std::size_t>(grid.width) * static_cast<std::size_t>(grid.height) * 256;
-    const auto hist = addFloats(prepared, tables);
-    const auto lut = addFloats(prepared, tables);
+    const Grid grid = gridOf(s);
+    const auto hist = addFloats(prepared, tilesOf(grid) * 256);
+    const auto lut = addFloats(prepared, tilesOf(grid) * 256);
     const float strength = kStrengths[static_cast<std::size_t>(s.table) % std::size(kStrengths)];
     prepared.call = [=](const KernelTable& kernels) {
         return kernels.computeClaheLut(frame->data8(), frame->roi(), hist->get(), lut->get(), grid.sampRate,
-                                       grid.width, grid.height, s.width / grid.width, s.height / grid.height,
-                                       strength);
+                                       grid.width, grid.height, s.width / std::max(grid.width, 1),
+                                       s.height / std::max(grid.height, 1), strength);
     };
     return prepared;
 }
 
 PreparedCall resizeClaheLut(const Scenario& s) {
     PreparedCall prepared;
-    const Grid grid = s.grid < 0 ? kWideGrid : gridOf(s);
-    const int bins = s.grid < 0 ? 257 : 1 << std::min(s.dataBit, 12);
-    const std::size_t tiles = static_cast<std::size_t>(grid.width) * static_cast<std::size_t>(grid.height);
-    const auto source = addLevels(prepared, s, tiles * 256, 255.0F);
-    const auto destination = addFloats(prepared, tiles * static_cast<std::size_t>(bins));
-    prepared.call = [=](const KernelTable& kernels) {
-        return kernels.resizeClaheLut(source->get(), 256, destination->get(), bins, grid.width, grid.height);
+    const Grid grid = gridOf(s);
+    const int sourceBins = binsOf(s, 1);
+    const int bins = s.grid == kWide ? 257 : 1 << std::min(s.dataBit, 12);
+    const auto source = addLevels(prepared, s, tilesOf(grid) * static_cast<std::size_t>(sourceBins), 255.0F);
+    const auto destination = addFloats(prepared, tilesOf(grid) * static_cast<std::size_t>(bins));
+    prepared.call = [=](const KernelTable& k) {
+        return k.resizeClaheLut(source->get(), sourceBins, destination->get(), bins, grid.width, grid.height);
     };
     return prepared;
 }
 
-template <int kBytes, typename Kernel>
-PreparedCall claheMap(const Scenario& s, Kernel kernel) {
+// The samples of a frame: 8 or 16 bits.
+template <int kBytes>
+auto* samplesOf(Frame& frame) {
+    if constexpr (kBytes == 1) {
+        return frame.data8();
+    } else {
+        return frame.data16();
+    }
+}
+
+// The kernel of a pair for samples of kBytes.
+template <int kBytes>
+auto pick(auto kernel8, auto kernel16) {
+    if constexpr (kBytes == 1) {
+        return kernel8;
+    } else {
+        return kernel16;
+    }
+}
+
+template <int kBytes>
+PreparedCall claheMap(const Scenario& s) {
     PreparedCall prepared;
     const auto frame = addFrame(prepared, s, kBytes);
     const Grid grid = gridOf(s);
     const int bins = binsOf(s, kBytes);
-    const std::size_t tiles = static_cast<std::size_t>(grid.width) * static_cast<std::size_t>(grid.height);
     const auto lut =
-        addLevels(prepared, s, tiles * static_cast<std::size_t>(bins), static_cast<float>(bins - 1));
-    prepared.call = [=](const KernelTable& kernels) {
-        return kernel(kernels, *frame, lut->get(), bins, s.width / grid.width, s.height / grid.height, grid);
+        addLevels(prepared, s, tilesOf(grid) * static_cast<std::size_t>(bins), static_cast<float>(bins - 1));
+    prepared.call = [=](const KernelTable& k) {
+        return pick<kBytes>(k.claheMap_8u, k.claheMap_16u)(samplesOf<kBytes>(*frame), frame->roi(),
+                                                           lut->get(), bins, s.width / grid.width,
+                                                           s.height / grid.height, grid.width, grid.height);
     };
     return prepared;
-}
-
-PreparedCall claheMap8(const Scenario& s) {
-    return claheMap<1>(
-        s, [](const KernelTable& k, Frame& f, const float* lut, int bins, int tw, int th, Grid g) {
-            return k.claheMap_8u(f.data8(), f.roi(), lut, bins, tw, th, g.width, g.height);
-        });
-}
-
-PreparedCall claheMap16(const Scenario& s) {
-    return claheMap<2>(
-        s, [](const KernelTable& k, Frame& f, const float* lut, int bins, int tw, int th, Grid g) {
-            return k.claheMap_16u(f.data16(), f.roi(), lut, bins, tw, th, g.width, g.height);
-        });
 }
 
 template <int kBytes>
@@ -165,15 +190,12 @@ PreparedCall curveMap(const Scenario& s) {
     PreparedCall prepared;
     const auto frame = addFrame(prepared, s, kBytes);
     const int bins = binsOf(s, kBytes);
-    const auto y = addLevels(prepared, s, static_cast<std::size_t>(bins), static_cast<float>(bins - 1));
-    const auto uv =
-        addLevels(prepared, s, static_cast<std::size_t>(bins), static_cast<float>(bins - 1) * 0.9F);
-    prepared.call = [=](const KernelTable& kernels) {
-        if constexpr (kBytes == 1) {
-            return kernels.curveMap_8u(frame->data8(), frame->roi(), y->get(), uv->get(), bins);
-        } else {
-            return kernels.curveMap_16u(frame->data16(), frame->roi(), y->get(), uv->get(), bins);
-        }
+    const float top = static_cast<float>(bins - 1);
+    const auto y = addLevels(prepared, s, static_cast<std::size_t>(bins), top);
+    const auto uv = addLevels(prepared, s, static_cast<std::size_t>(bins), top * 0.9F);
+    prepared.call = [=](const KernelTable& k) {
+        return pick<kBytes>(k.curveMap_8u, k.curveMap_16u)(samplesOf<kBytes>(*frame), frame->roi(), y->get(),
+                                                           uv->get(), bins);
     };
     return prepared;
 }
@@ -183,15 +205,10 @@ PreparedCall colorCorrect(const Scenario& s) {
     PreparedCall prepared;
     const auto processed = addFrame(prepared, s, kBytes);
     const auto backup = addFrame(prepared, s, kBytes, 1);
-    const int bins = binsOf(s, kBytes);
-    prepared.call = [=](const KernelTable& kernels) {
-        if constexpr (kBytes == 1) {
-            return kernels.colorCorrect_8u(backup->data8(), backup->roi(), processed->data8(),
-                                           processed->roi(), s.type, bins);
-        } else {
-            return kernels.colorCorrect_16u(backup->data16(), backup->roi(), processed->data16(),
-                                            processed->roi(), s.type, bins);
-        }
+    prepared.call = [=](const KernelTable& k) {
+        return pick<kBytes>(k.colorCorrect_8u, k.colorCorrect_16u)(
+            samplesOf<kBytes>(*backup), backup->roi(), samplesOf<kBytes>(*processed), processed->roi(),
+            s.type, binsOf(s, kBytes));
     };
     return prepared;
 }
@@ -204,13 +221,9 @@ PreparedCall colorMap(const Scenario& s) {
     const int bins = binsOf(s, kBytes);
     const auto lut = addLevels(prepared, s, huevance::kColorLutFloats, static_cast<float>(bins - 1));
     const float strength = kStrengths[s.seed % std::size(kStrengths)];
-    prepared.call = [=](const KernelTable& kernels) {
-        if constexpr (kBytes == 1) {
-            return kernels.colorMap_8u(frame->data8(), frame->roi(), s.type, bins, lut->get(), 16, strength);
-        } else {
-            return kernels.colorMap_16u(frame->data16(), frame->roi(), s.type, bins, lut->get(), 16,
-                                        strength);
-        }
+    prepared.call = [=](const KernelTable& k) {
+        return pick<kBytes>(k.colorMap_8u, k.colorMap_16u)(samplesOf<kBytes>(*frame), frame->roi(), s.type,
+                                                           bins, lut->get(), 16, strength);
     };
     return prepared;
 }
@@ -227,8 +240,8 @@ PreparedCall skinColorDetect(const Scenario& s) {
     PreparedCall prepared;
     const auto frame = addFrame(prepared, s, 1);
     const auto mask = addMask(prepared, s);
-    prepared.call = [=](const KernelTable& kernels) {
-        return kernels.skinColorDetect(frame->data8(), frame->roi(), s.type, mask->get(), maskRoiOf(s));
+    prepared.call = [=](const KernelTable& k) {
+        return k.skinColorDetect(frame->data8(), frame->roi(), s.type, mask->get(), maskRoiOf(s));
     };
     return prepared;
 }
@@ -239,103 +252,54 @@ PreparedCall portraitProtect(const Scenario& s) {
     const auto processed = addFrame(prepared, s, kBytes);
     const auto backup = addFrame(prepared, s, kBytes, 1);
     const auto mask = addMask(prepared, s);
-    prepared.call = [=](const KernelTable& kernels) {
-        if constexpr (kBytes == 1) {
-            return kernels.portraitProtect_8u(backup->data8(), backup->roi(), processed->data8(),
-                                              processed->roi(), mask->get(), maskRoiOf(s));
-        } else {
-            return kernels.portraitProtect_16u(backup->data16(), backup->roi(), processed->data16(),
-                                               processed->roi(), mask->get(), maskRoiOf(s));
-        }
+    prepared.call = [=](const KernelTable& k) {
+        return pick<kBytes>(k.portraitProtect_8u, k.portraitProtect_16u)(
+            samplesOf<kBytes>(*backup), backup->roi(), samplesOf<kBytes>(*processed), processed->roi(),
+            mask->get(), maskRoiOf(s));
     };
     return prepared;
 }
 
-// Conversions: `kernel(table, source, destination, shift)`.
-template <int kFrom, int kTo, typename Kernel>
-PreparedCall convert(const Scenario& s, Kernel kernel) {
+// The conversion in a slot of the table, with a shift or without.
+template <int kFrom, int kTo, auto kSlot>
+PreparedCall convert(const Scenario& s) {
     PreparedCall prepared;
     Scenario full = s;
     full.content = s.content == Content::kNoise ? Content::kAboveRange : s.content;
     const auto source = addFrame(prepared, full, kFrom);
     // In place, where both sides have one depth, half of the time.
     const auto destination = kFrom == kTo && s.table % 2 == 0 ? source : addFrame(prepared, s, kTo, 1);
-    const int shift = static_cast<int>(s.seed % 16);
-    prepared.call = [=](const KernelTable& kernels) { return kernel(kernels, *source, *destination, shift); };
+    prepared.call = [=](const KernelTable& k) {
+        auto* from = samplesOf<kFrom>(*source);
+        auto* to = samplesOf<kTo>(*destination);
+        if constexpr (std::is_invocable_v<decltype(k.*kSlot), decltype(from), RoiInfo, decltype(to), RoiInfo,
+                                          int>) {
+            return (k.*kSlot)(from, source->roi(), to, destination->roi(), static_cast<int>(s.seed % 16));
+        } else {
+            return (k.*kSlot)(from, source->roi(), to, destination->roi());
+        }
+    };
     return prepared;
 }
 
-PreparedCall covert16to8(const Scenario& s) {
-    return convert<2, 1>(s, [](const KernelTable& k, Frame& from, Frame& to, int) {
-        return k.covertYuv_16u8u(from.data16(), from.roi(), to.data8(), to.roi());
-    });
-}
+// Rows of one kernel alone.
+using Rows = std::vector<Scenario>;
+const Scenario kWidestSamples = {.content = Content::kAboveRange, .dataBit = 16, .grid = 2};
+const Scenario kFewBins = {.width = 37, .content = Content::kAboveRange, .dataBit = 6, .grid = 2};
+const Scenario kEmptyGrid = {.grid = kEmpty}, kWideGrid = {.grid = kWide};
 
-PreparedCall covert8to16(const Scenario& s) {
-    return convert<1, 2>(s, [](const KernelTable& k, Frame& from, Frame& to, int) {
-        return k.covertYuv_8u16u(from.data8(), from.roi(), to.data16(), to.roi());
-    });
-}
-
-PreparedCall left8to16(const Scenario& s) {
-    return convert<1, 2>(s, [](const KernelTable& k, Frame& from, Frame& to, int shift) {
-        return k.leftBitShift_8u16u(from.data8(), from.roi(), to.data16(), to.roi(), shift);
-    });
-}
-
-PreparedCall right16to8(const Scenario& s) {
-    return convert<2, 1>(s, [](const KernelTable& k, Frame& from, Frame& to, int shift) {
-        return k.rightBitShift_16u8u(from.data16(), from.roi(), to.data8(), to.roi(), shift);
-    });
-}
-
-PreparedCall left16to16(const Scenario& s) {
-    return convert<2, 2>(s, [](const KernelTable& k, Frame& from, Frame& to, int shift) {
-        return k.leftBitShift_16u16u(from.data16(), from.roi(), to.data16(), to.roi(), shift);
-    });
-}
-
-PreparedCall right16to16(const Scenario& s) {
-    return convert<2, 2>(s, [](const KernelTable& k, Frame& from, Frame& to, int shift) {
-        return k.rightBitShift_16u16u(from.data16(), from.roi(), to.data16(), to.roi(), shift);
-    });
-}
-
-// The clip solve is ill-conditioned for tiles that are flat or nearly empty (one or two samples).
-std::vector<Scenario> flatAndEmptyTiles() {
-    std::vector<Scenario> scenarios;
+Rows oddTables() {
+    Rows rows = {kEmptyGrid};
+    // The clip solve is ill-conditioned for tiles that are flat or nearly empty (one or two samples).
     for (int strength = 0; strength < 7; ++strength) {
-        Scenario flat;
-        flat.width = 112;
-        flat.height = 80;
-        flat.grid = kFlat;
-        flat.table = strength;
-        scenarios.push_back(flat);
+        rows.push_back({.width = 112, .height = 80, .grid = kFlat, .table = strength});
         for (const Content content : {Content::kZero, Content::kAlternating, Content::kPhotoLike}) {
-            Scenario empty = flat;
-            empty.width = 9;
-            empty.height = 7;
-            empty.grid = 0;
-            empty.content = content;
-            scenarios.push_back(empty);
+            rows.push_back({.width = 9, .height = 7, .content = content, .table = strength});
         }
     }
-    return scenarios;
-}
-
-// A grid whose planes fit no buffer of fixed size, and the widest samples.
-std::vector<Scenario> wideGrid() {
-    Scenario scenario;
-    scenario.grid = -1;
-    return {scenario};
-}
-
-std::vector<Scenario> sixteenBits() {
-    Scenario scenario;
-    scenario.dataBit = 16;
-    scenario.content = Content::kAboveRange;
-    scenario.grid = 2;
-    return {scenario};
+    // More samples in a bin than a float counts one by one.
+    rows.push_back({.width = 4097, .height = 4097, .content = Content::kZero, .grid = 1});
+    return rows;
 }
 
 }  // namespace
@@ -353,7 +317,7 @@ std::string toString(const Scenario& s) {
 std::vector<Scenario> allScenarios(std::uint32_t seed) {
     constexpr int kHeights[] = {1, 2, 3, 5, 8, 13, 35};
     constexpr int kPaddings[] = {0, 0, 1, 6, 61};
-    constexpr int kBits[] = {10, 10, 12, 14};
+    constexpr int kBits[] = {10, 10, 12, 13, 14, 15};
     std::vector<int> widths(67);
     std::iota(widths.begin(), widths.end(), 1);
     widths.insert(widths.end(), {257, 515});  // more than any chunk holds
@@ -367,7 +331,7 @@ std::vector<Scenario> allScenarios(std::uint32_t seed) {
             s.padding = kPaddings[random.below(5)];
             s.extraLines = random.below(3);
             s.content = content;
-            s.dataBit = kBits[random.below(4)];
+            s.dataBit = kBits[random.below(6)];
             s.type = kTypes[random.below(5)];
             s.grid = random.below(6);
             s.table = random.below(28);
@@ -380,25 +344,25 @@ std::vector<Scenario> allScenarios(std::uint32_t seed) {
 
 const std::vector<KernelCase>& kernelCases() {
     static const std::vector<KernelCase> kCases = {
-        {"computeClaheLut", computeClaheLut, flatAndEmptyTiles()},
-        {"resizeClaheLut", resizeClaheLut, wideGrid()},
-        {"claheMap_8u", claheMap8, {}},
-        {"claheMap_16u", claheMap16, sixteenBits()},
-        {"curveMap_8u", curveMap<1>, {}},
-        {"curveMap_16u", curveMap<2>, sixteenBits()},
-        {"colorCorrect_8u", colorCorrect<1>, {}},
-        {"colorCorrect_16u", colorCorrect<2>, sixteenBits()},
-        {"colorMap_8u", colorMap<1>, {}},
-        {"colorMap_16u", colorMap<2>, sixteenBits()},
+        {"computeClaheLut", computeClaheLut, oddTables()},
+        {"resizeClaheLut", resizeClaheLut, {kWideGrid, kEmptyGrid, kFewBins}},
+        {"claheMap_8u", claheMap<1>, {kFewBins}},
+        {"claheMap_16u", claheMap<2>, {kWidestSamples}},
+        {"curveMap_8u", curveMap<1>, {kFewBins}},
+        {"curveMap_16u", curveMap<2>, {kWidestSamples}},
+        {"colorCorrect_8u", colorCorrect<1>, {kFewBins}},
+        {"colorCorrect_16u", colorCorrect<2>, {kWidestSamples}},
+        {"colorMap_8u", colorMap<1>, {kFewBins}},
+        {"colorMap_16u", colorMap<2>, {kWidestSamples}},
         {"skinColorDetect", skinColorDetect, {}},
         {"portraitProtect_8u", portraitProtect<1>, {}},
         {"portraitProtect_16u", portraitProtect<2>, {}},
-        {"covertYuv_16u8u", covert16to8, {}},
-        {"covertYuv_8u16u", covert8to16, {}},
-        {"leftBitShift_8u16u", left8to16, {}},
-        {"rightBitShift_16u8u", right16to8, {}},
-        {"leftBitShift_16u16u", left16to16, {}},
-        {"rightBitShift_16u16u", right16to16, {}},
+        {"covertYuv_16u8u", convert<2, 1, &KernelTable::covertYuv_16u8u>, {}},
+        {"covertYuv_8u16u", convert<1, 2, &KernelTable::covertYuv_8u16u>, {}},
+        {"leftBitShift_8u16u", convert<1, 2, &KernelTable::leftBitShift_8u16u>, {}},
+        {"rightBitShift_16u8u", convert<2, 1, &KernelTable::rightBitShift_16u8u>, {}},
+        {"leftBitShift_16u16u", convert<2, 2, &KernelTable::leftBitShift_16u16u>, {}},
+        {"rightBitShift_16u16u", convert<2, 2, &KernelTable::rightBitShift_16u16u>, {}},
     };
     return kCases;
 }
