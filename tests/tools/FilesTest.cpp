@@ -36,30 +36,30 @@ Bytes gradient(int width, int height) {
 }
 
 TEST_F(FilesTest, JpegPlanesReachTheFrameUntouched) {
-    for (const auto& [width, height] : {std::pair{1, 1}, {2, 2}, {3, 5}, {17, 9}, {40, 30}, {641, 3}}) {
+    for (const auto& [width, height] : {std::pair{1, 1}, {3, 5}, {40, 30}, {641, 3}}) {
         const Bytes jpeg =
             encodeJpeg(noise(static_cast<std::size_t>(3 * width * height), 7), width, height, k420);
         const auto planes = decodeJpeg(jpeg).planes;
-        const std::string in = bench.write("in.jpg", jpeg);
         // The frame of an odd picture is even, and holds the picture's last chroma column and row.
         const int frameWidth = (width + 1) / 2 * 2, frameHeight = (height + 1) / 2 * 2;
         for (const std::string format : {"nv21", "nv12"}) {
-            const Bytes frame = convert(in, "out.yuv", {"--format", format});
+            SCOPED_TRACE(format + std::to_string(width));
+            const Bytes frame = convert(bench.write("in.jpg", jpeg), "out.yuv", {"--format", format});
             ASSERT_EQ(frame.size(), static_cast<std::size_t>(frameWidth * frameHeight * 3 / 2));
-            for (int y = 0; y < height; ++y) {
-                for (int x = 0; x < width; ++x) {
-                    ASSERT_EQ(frame[static_cast<std::size_t>(y * frameWidth + x)], planes[0].at(x, y))
-                        << width;
-                    const auto& chroma = planes[(format == "nv12") == (x % 2 == 0) ? 1 : 2];
-                    ASSERT_EQ(frame[static_cast<std::size_t>((frameHeight + y / 2) * frameWidth + x)],
-                              chroma.at(x / 2, y / 2))
-                        << width << format;
-                }
+            const auto at = [&](int x, int row) {
+                return frame[static_cast<std::size_t>(row * frameWidth + x)];
+            };
+            for (int i = 0; i < width * height; ++i) {
+                const int x = i % width, y = i / width;
+                const auto& chroma = planes[(format == "nv12") == (x % 2 == 0) ? 1 : 2];
+                ASSERT_EQ(at(x, y), planes[0].at(x, y));
+                ASSERT_EQ(at(x, frameHeight + y / 2), chroma.at(x / 2, y / 2));
             }
         }
     }
 }
 
+// The frame's chroma is the mean of the file's at the four luma places of a block.
 TEST_F(FilesTest, OtherSubsamplingsAreFilteredToTheFrame) {
     constexpr int kWidth = 48, kHeight = 32;
     const Bytes rgb = gradient(kWidth, kHeight);
@@ -69,20 +69,18 @@ TEST_F(FilesTest, OtherSubsamplingsAreFilteredToTheFrame) {
         const Bytes frame = convert(bench.write("in.jpg", jpeg), "out.yuv", {"--format", "nv12"});
         EXPECT_TRUE(std::equal(planes[0].samples.begin(), planes[0].samples.end(), frame.begin()));
         const int across = kWidth / planes[1].width, down = kHeight / planes[1].height;
-        for (int i = 0; i < kWidth * kHeight / 2; ++i) {
-            const int x = i % kWidth / 2 * 2, y = i / kWidth * 2;
-            if (x < 4 || x >= kWidth - 4 || y < 4 || y >= kHeight - 4) {
-                continue;
+        for (int y = 4; y < kHeight - 4; y += 2) {
+            for (int x = 4; x < kWidth - 4; ++x) {
+                double mean = 0.0;
+                for (int j = 0; j < 4; ++j) {
+                    mean +=
+                        planes[x % 2 == 0 ? 1 : 2].at((x / 2 * 2 + j % 2) / across, (y + j / 2) / down) / 4.0;
+                }
+                // Where the file has fewer columns than the frame they are interpolated.
+                ASSERT_NEAR(frame[static_cast<std::size_t>((kHeight + y / 2) * kWidth + x)], mean,
+                            subsampling == k411 ? 5.0 : 3.0)
+                    << subsampling << " " << x << " " << y;
             }
-            // The mean of the file's chroma at the four luma places of the block.
-            double mean = 0.0;
-            for (int j = 0; j < 4; ++j) {
-                mean += planes[i % 2 == 0 ? 1 : 2].at((x + j % 2) / across, (y + j / 2) / down) / 4.0;
-            }
-            // Where the file has fewer columns than the frame they are interpolated.
-            ASSERT_NEAR(frame[static_cast<std::size_t>(kWidth * kHeight + i)], mean,
-                        subsampling == k411 ? 5.0 : 3.0)
-                << subsampling << " " << x << " " << y;
         }
     }
     const Bytes frame = convert(bench.write("in.jpg", encodeJpeg(rgb, kWidth, kHeight, kGray)), "out.yuv");
@@ -100,11 +98,10 @@ TEST_F(FilesTest, JpegRoundTripIsCloseAndKeepsItsDescription) {
         const Bytes out = convert(bench.write("in.jpg", jpeg), "out.jpg", {"--quality", "100"});
         const JpegPicture before = decodeJpeg(jpeg), after = decodeJpeg(out);
         ASSERT_TRUE(after.width == width && after.height == height && after.planes.size() == 3);
-        for (int i = 0; i < width * height; ++i) {
-            const int x = i % width, y = i / width;
-            ASSERT_NEAR(after.planes[0].at(x, y), before.planes[0].at(x, y), 4);
-            ASSERT_NEAR(after.planes[1].at(x / 2, y / 2), before.planes[1].at(x / 2, y / 2), 4);
-            ASSERT_NEAR(after.planes[2].at(x / 2, y / 2), before.planes[2].at(x / 2, y / 2), 4);
+        for (std::size_t plane = 0; plane < 3; ++plane) {
+            for (std::size_t i = 0; i < before.planes[plane].samples.size(); ++i) {
+                ASSERT_NEAR(after.planes[plane].samples[i], before.planes[plane].samples[i], 4);
+            }
         }
         EXPECT_NE(std::search(out.begin(), out.end(), segments.begin(), segments.end()), out.end());
         EXPECT_EQ(std::search(out.begin(), out.end(), comment.begin(), comment.end()), out.end());
@@ -151,9 +148,8 @@ TEST_F(FilesTest, SixteenBitFramesHoldShiftedLevels) {
         ASSERT_EQ(frame.size(), 4U * 3U * 2U);
         EXPECT_EQ(frame[0] | frame[1] << 8, 77 << depth.shift) << depth.format << depth.bits;
         EXPECT_EQ(frame[16] | frame[17] << 8, 128 << depth.shift) << depth.format << depth.bits;
-        EXPECT_EQ(
-            decodePng(convert(bench.path("out.yuv"), "out.png", join(options, {"--size", "4x2"}))).rgb[0],
-            77);
+        EXPECT_EQ(decodePng(convert(bench.path("out.yuv"), "o.png", join(options, {"--size", "4x2"}))).rgb[0],
+                  77);
     }
     // On the way to 8 bits levels are rounded, not cut: 309 of 1023 is nearer to 77 than to 78, 310 is
     // half-way.
@@ -167,7 +163,7 @@ TEST_F(FilesTest, SixteenBitFramesHoldShiftedLevels) {
     }
 }
 
-TEST_F(FilesTest, RawFramesOfOddSizesBecomePictures) {
+TEST_F(FilesTest, OddSizesAndResizing) {
     // 3 x 3: one chroma pair, which stands for the whole picture.
     const std::string in = bench.write("in.nv12", {99, 99, 99, 99, 99, 99, 99, 99, 99, 90, 160, 0});
     const RgbPicture png = decodePng(convert(in, "out.png", {"--size", "3x3", "--format", "nv12"}));
@@ -177,19 +173,16 @@ TEST_F(FilesTest, RawFramesOfOddSizesBecomePictures) {
         EXPECT_NEAR(png.rgb[3 * i], 99 + 1.402 * 32, 2) << i;
         EXPECT_NEAR(png.rgb[3 * i + 2], 99 - 1.772 * 38, 2) << i;
     }
-    EXPECT_EQ(decodeJpeg(convert(in, "out.jpg", {"--size", "3x3", "--format", "nv12"})).width, 3);
-    // 1 x 1: no chroma at all, so gray.
+    // 1 x 1: no chroma at all, so grey.
     EXPECT_EQ(decodePng(convert(bench.write("in.nv12", {60}), "out.png", {"--size", "1x1"})).rgb,
               (Bytes{60, 60, 60}));
-}
 
-TEST_F(FilesTest, Resizing) {
-    const std::string in = bench.write("in.png", encodePng(solid(30, 20, 50, 60, 70)));
-    const RgbPicture fixed = decodePng(convert(in, "out.png", {"--resize", "91x33"}));
+    const std::string large = bench.write("in.png", encodePng(solid(30, 20, 50, 60, 70)));
+    const RgbPicture fixed = decodePng(convert(large, "out.png", {"--resize", "91x33"}));
     ASSERT_TRUE(fixed.width == 91 && fixed.height == 33);
     EXPECT_NEAR(fixed.rgb[3 * (91 * 16 + 45)], 50, 3);
     // 0.0054 Mi samples in the proportion 3:2 are 90 x 60.
-    const RgbPicture scaled = decodePng(convert(in, "out.png", {"--megapixels", "0.0054"}));
+    const RgbPicture scaled = decodePng(convert(large, "out.png", {"--megapixels", "0.0054"}));
     EXPECT_TRUE(scaled.width == 90 && scaled.height == 60);
 }
 

@@ -45,23 +45,21 @@ struct RunTest : testing::Test {
 
 TEST_F(RunTest, UsageMistakesEndWithTwo) {
     std::vector<Words> cases = {{}, {"enhance"}, {"run"}, {"run", in, out}, {"tuning"}, {"compare", in}};
-    for (const char* options :
-         {"--mode video", "--format yuyv", "--bits 10", "--format p010 --bits 9", "--format p010 --bits 17",
-          "--stride 31", "--format p010 --stride 65", "--scanline 23", "--frames 0", "--scenes 0",
-          "--scenes 0:0,", "--scenes 5:0,5:1", "--scenes 0:-1", "--matrix bt2020",
-          "--to jpeg --range limited"}) {
-        cases.push_back(files(in, out, std::string("--size 32x24 ") + options));
+    // clang-format off
+    for (const std::string options :
+         {"32x24 --mode video", "32x24 --format yuyv", "32x24 --bits 10", "32x24 --format p010 --bits 9",
+          "32x24 --format p010 --bits 17", "32x24 --stride 31", "32x24 --format p010 --stride 65", "32x24 --scanline 23",
+          "32x24 --frames 0", "32x24 --scenes 0", "32x24 --scenes 0:0,", "32x24 --scenes 5:0,5:1", "32x24 --scenes 0:-1",
+          "32x24 --matrix bt2020", "32x24 --to jpeg --range limited", "32", "0x24", "32x-24", "99999999999x24",
+          "60000x60000"}) {
+        cases.push_back(files(in, out, "--size " + options));
     }
-    for (const char* size : {"32", "0x24", "32x-24", "99999999999x24", "60000x60000"}) {
-        cases.push_back(files(in, out, std::string("--size ") + size));
-    }
-    cases.push_back(files(in, in, "--size 32x24"));
-    for (const char* name : {"", "CPU\r\npath=x"}) {
-        cases.push_back(join(files(in, out, "--size 32x24"), {"--backend", name}));
-    }
-    cases.push_back({"convert", in, bench.path("o.png"), "--resize", "1x1", "--megapixels", "1"});
-    cases.push_back({"convert", in, bench.path("o.png"), "--size", "32x24", "--resize", "4x4"});
-    cases.push_back({"tuning", "new", bench.path("x"), "--backend", "a b"});
+    cases.insert(cases.end(), {files(in, in, "--size 32x24"), join(files(in, out, "--size 32x24"), {"--backend", ""}),
+                               join(files(in, out, "--size 32x24"), {"--backend", "CPU\r\npath=x"}),
+                               {"convert", in, bench.path("o.png"), "--resize", "1x1", "--megapixels", "1"},
+                               {"convert", in, bench.path("o.png"), "--size", "32x24", "--resize", "4x4"},
+                               {"tuning", "new", bench.path("x"), "--backend", "a b"}});
+    // clang-format on
     for (const Words& arguments : cases) {
         const ToolResult result = bench.run(arguments);
         EXPECT_EQ(result.exitCode, 2) << testing::PrintToString(arguments) << result.err;
@@ -73,8 +71,8 @@ TEST_F(RunTest, UsageMistakesEndWithTwo) {
     for (const char* command : {"", "run ", "compare ", "tuning new ", "info ", "convert "}) {
         const ToolResult result = bench.run(words(std::string(command) + "--help"));
         EXPECT_EQ(result.exitCode, 0);
-        EXPECT_THAT(result.out, HasSubstr("Example"));
-        EXPECT_THAT(result.out, HasSubstr("5 the back end is not available"));
+        EXPECT_THAT(result.out,
+                    testing::AllOf(HasSubstr("Example"), HasSubstr("5 the back end is not available")));
     }
 }
 
@@ -153,12 +151,10 @@ TEST_F(RunTest, StandardOutputCarriesDataAlone) {
         const ToolResult result = run(options, "-", "-", frame);
         EXPECT_EQ(result.exitCode, 0) << result.err;
         EXPECT_EQ(Bytes(result.out.begin(), result.out.end()), expected);
+        // The library's own words are shown on request, and on standard error.
+        const bool verbose = result.err.find("HuevanceProcess succeeded!") != std::string::npos;
+        EXPECT_EQ(verbose && result.err.find("running photo") != std::string::npos, options[2] == 'v');
     }
-    // The library's own words are shown on request, and on standard error.
-    const ToolResult verbose = run("-v", "-", out, frame);
-    EXPECT_EQ(verbose.out, "");
-    EXPECT_THAT(verbose.err,
-                testing::AllOf(HasSubstr("running photo"), HasSubstr("HuevanceProcess succeeded!")));
     // No progress bar into a file, however many frames.
     EXPECT_EQ(run("--mode frame", "-", out, noise(20 * kFrame, 1)).err, "");
 
@@ -175,16 +171,12 @@ TEST_F(RunTest, SceneScriptsAndFrameCounts) {
     // Without fading, the luma of a frame tells its scene.
     writeConstantCurves(tuning, {10, 120, 230});
     const std::string stream = bench.write("stream.nv21", noise(6 * kFrame, 4));
-    const struct {
-        const char* options;
-        std::vector<int> levels;  // luma of each frame that comes out
-    } cases[] = {
+    const std::pair<std::string, std::vector<int>> cases[] = {
+        // luma of each frame that comes out
         {"", {10, 10, 10, 10, 10, 10}},
-        {"--scene 1", {120, 120, 120, 120, 120, 120}},
         {"--scenes 0:1,1:2,2:0,5:1", {120, 230, 10, 10, 10, 120}},
         {"--scenes 2:2 --scene 1", {120, 120, 230, 230, 230, 230}},
-        {"--scenes 0:0,120:2", {10, 10, 10, 10, 10, 10}},
-        {"--frames 2", {10, 10}},
+        {"--scenes 0:0,120:2 --frames 2", {10, 10}},
         {"--frames 9", {10, 10, 10, 10, 10, 10}},
     };
     const auto lumaIs = [](const Bytes& got, const std::vector<int>& levels) {
@@ -194,11 +186,11 @@ TEST_F(RunTest, SceneScriptsAndFrameCounts) {
             EXPECT_THAT(std::vector<int>(begin, begin + kLuma), testing::Each(levels[i])) << "frame " << i;
         }
     };
-    for (const auto& script : cases) {
+    for (const auto& [options, levels] : cases) {
         for (const char* mode : {" --mode frame", " --mode photo"}) {
-            SCOPED_TRACE(script.options);
-            ASSERT_EQ(run(script.options + std::string(mode), stream, out).exitCode, 0);
-            lumaIs(bench.read("out.nv21"), script.levels);
+            SCOPED_TRACE(options);
+            ASSERT_EQ(run(options + mode, stream, out).exitCode, 0);
+            lumaIs(bench.read("out.nv21"), levels);
         }
     }
     // A picture is repeated for a stream.
