@@ -172,26 +172,6 @@ TEST_F(Tuning, StrengthsOfATable) {
     }
 }
 
-TEST_F(Tuning, RawTablesOfAScene) {
-    const TuningSet tuning = set();
-    for (const bool curve : {true, false}) {
-        const long whole = curve ? 256 : 12288;
-        vector<float> file(12300, 1.5F);
-        file[static_cast<std::size_t>(whole - 1)] = 2.5F;
-        // Missing, short and long files.
-        for (const long floats : {0L, 100L, whole + 5}) {
-            if (floats != 0) {
-                dir.writeFloats(curve ? "curveLut10" : "colorLut10", {file.begin(), file.begin() + floats});
-            }
-            vector<float> table(12300, -7.0F), expected = table;
-            std::copy_n(file.begin(), std::min(floats, whole), expected.begin());
-            curve ? tuning.readCurveFile(10, table.data()) : tuning.readColorFile(10, table.data());
-            EXPECT_EQ(table, expected) << floats;
-        }
-    }
-    EXPECT_EQ(log.lines().size(), 0U) << "silent";
-}
-
 TEST_F(Tuning, AbsurdNumberOfScenesIsRefused) {
     TuningSet tuning = set();
     tuning.m_iSceneNum = 2000000000;
@@ -213,21 +193,6 @@ TEST(TuningSetDeathTest, PathsThatDoNotFitAreFatal) {
     EXPECT_EQ(tuning.setSensorPath(string(498, 'd').c_str()), 0);
     EXPECT_EQ(tuning.readHvcParam(100), 0);
     EXPECT_DEATH(tuning.readHvcParam(1000), kFatal);
-}
-
-TEST(FusionWeight, FallsFromAlmostOneToJustBelowZero) {
-    const struct {
-        int T, k;
-        float w;
-    } cases[] = {
-        // clang-format off
-        {60, 0, 59.0F / 60.0F}, {60, 29, 0.5F}, {60, 59, 0.0F}, {60, 60, -1.0F / 60.0F},  // the one frame more
-        {1, 0, 0.0F}, {1, 1, -1.0F}, {0, 0, 0.0F}, {-3, 5, 0.0F}, {2147483647, 0, 1.0F},
-        // clang-format on
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(huevance::fusionWeight(c.T, c.k), c.w) << "T = " << c.T << ", k = " << c.k;
-    }
 }
 
 TEST(SceneFade, CountsFrames) {

@@ -204,14 +204,16 @@ TYPED_TEST(SetUp, EveryAllocationMayFail) {
                 handle.expectUntouched(this->log, -1);
             }
         }
-        // While a frame is processed: without CLAHE, and with one line.
+        // While a frame is processed: one pass needs no memory, the stages need some for CLAHE.
+        const bool onePass = this->kNeon && bits == 8;
         Tuning rest = this->tuning;
-        rest.clahe = false;
+        rest.clahe = onePass;
         this->log.clear();
         g_untilFailure = 0;
-        if (!this->kNeon) {
+        if (!this->kNeon || onePass) {
             handle.check(rest, Content::kNoise, "no memory");
-            EXPECT_EQ(this->log.texts(test::kError), Lines{"CLAHE tables cannot be computed!"});
+            EXPECT_EQ(this->log.texts(test::kError),
+                      onePass ? Lines() : Lines{"CLAHE tables cannot be computed!"});
         }
         g_untilFailure = -1;
         handle.check(this->tuning, Content::kNoise, "memory again");

@@ -1,5 +1,5 @@
-// The handle object: set-up from platformSet.ini, the forwarding of every later call, and the formats it
-// answers for.
+// The handle object: set-up from platformSet.ini, refusals, and the formats it answers for. What it forwards:
+// tests/library.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -7,11 +7,9 @@
 
 #include "jni/Huevance.h"
 #include "tests/support/DeathTest.h"
-#include "tests/support/Frames.h"
 #include "tests/support/HostRecords.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/LogMask.h"
-#include "tests/support/StdoutCapture.h"
 
 namespace {
 
@@ -149,36 +147,6 @@ TEST(HuevanceMallocDeathTest, PathsThatDoNotFitAreFatal) {
         init.directory1 = first.c_str();
         init.directory2 = name.c_str();
         EXPECT_DEATH(Huevance().HuevanceMalloc(&init), "exceeds 511 characters");
-    }
-}
-
-TEST(Huevance, ForwardsToTheBackEndAndReportsItsFailures) {
-    const test::TuningDir dir;
-    dir.writePlatform("CPU");
-    dir.writeSets();
-    test::Frame frame(kRoi, 1);
-    Image image = test::hostImage(frame.data(), IMAGE_FORMAT_TYPE_NV12, kRoi);
-    for (const bool photo : {false, true}) {
-        SCOPED_TRACE(photo);
-        const string family = photo ? "HuevancePhoto" : "HuevanceFrame";
-        InitParam init = test::initParam(dir, photo ? 1 : 0, kRoi);
-        Huevance huevance;
-        test::LogCapture log;
-        test::StdoutCapture output;
-        init.dataBit = 9;  // there is no such depth
-        EXPECT_EQ(huevance.HuevanceMalloc(&init), -1);
-        EXPECT_EQ(log.hostLines(), Lines{line("HuevanceMalloc", family + "Malloc failed")});
-        init.dataBit = 8;
-        ASSERT_EQ(huevance.HuevanceMalloc(&init), 0);
-        log.clear();
-        EXPECT_EQ(huevance.HuevanceProcess(&image, 0), 0);
-        ExtParam unknown = {"no such key", &image};
-        EXPECT_EQ(huevance.HuevanceSetExtParam(&unknown), 0);
-        EXPECT_EQ(log.hostLines(), Lines());
-        EXPECT_EQ(log.texts().front(), "yuvType: IMAGE_FORMAT_TYPE_NV12");
-        EXPECT_EQ(huevance.HuevanceProcess(&image, 7), -1);  // no such scene
-        EXPECT_EQ(log.hostLines(), Lines{line("HuevanceProcess", family + "Process failed")});
-        EXPECT_EQ(huevance.HuevanceFree(), 0);
     }
 }
 

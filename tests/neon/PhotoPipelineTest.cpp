@@ -11,39 +11,17 @@
 
 #include "jni/HuevancePhoto.h"
 #include "neon/HuevancePhoto_NEON.h"
-#include "neon/Huevance_NEON.h"
 #include "tests/support/HostRecords.h"
 #include "tests/support/Rig.h"
 
 namespace {
-int g_allocations = 0;
 // Where files of the device's dump folder go; empty: there is no such folder.
 std::string g_dumpFolder;
 constexpr char kDeviceFolder[] = "/data/hvcSave/";
 }  // namespace
 
-extern "C" {
-#ifdef HUEVANCE_COUNT_ALLOCATIONS
-// The linker sends this program's allocations through here.
-void* __real_calloc(std::size_t count, std::size_t size);
-void* __real_malloc(std::size_t size);
-void* __real__Znwm(std::size_t size);
-void* __wrap_calloc(std::size_t count, std::size_t size) {
-    ++g_allocations;
-    return __real_calloc(count, size);
-}
-void* __wrap_malloc(std::size_t size) {
-    ++g_allocations;
-    return __real_malloc(size);
-}
-void* __wrap__Znwm(std::size_t size) {
-    ++g_allocations;
-    return __real__Znwm(size);
-}
-#endif
-
 // Stands in front of the C library's, so that the device's folder needs not exist on this machine.
-__attribute__((visibility("default"))) std::FILE* fopen(const char* path, const char* mode) {
+extern "C" __attribute__((visibility("default"))) std::FILE* fopen(const char* path, const char* mode) {
     using Open = std::FILE* (*)(const char*, const char*);
     static const auto next = reinterpret_cast<Open>(dlsym(RTLD_NEXT, "fopen"));
     if (std::strncmp(path, kDeviceFolder, sizeof(kDeviceFolder) - 1) != 0) {
@@ -53,7 +31,6 @@ __attribute__((visibility("default"))) std::FILE* fopen(const char* path, const 
         return nullptr;
     }
     return next((g_dumpFolder + "/" + (path + sizeof(kDeviceFolder) - 1)).c_str(), mode);
-}
 }
 
 namespace {
@@ -147,45 +124,6 @@ TEST_F(Neon, IsReachedByName) {
                 testing::MatchesRegex("Huevance in NEON run time is [0-9]+\\.[0-9][0-9]ms\n"));
     EXPECT_EQ(lines.back(), "HuevancePhotoProcess_NEON succeeded!\n");
     EXPECT_EQ(HuevancePhotoFree(name, handle), 0);
-}
-
-TEST_F(Neon, TheOnePassGivesWhatTheStageOperationsGive) {
-    const rig::Shape shape = {8, 5, {83, 25, 85, 26}};
-    for (int stages = 0; stages < 64; ++stages) {
-        SCOPED_TRACE(stages);
-        model::Tuning tuning = rig::makeTuning(1, stages);
-        tuning.grid = {3, 2, 2};
-        tuning.maskSource = 1 + stages / 32;
-        rig::write(dir, {tuning});
-        test::Frame staged = rig::makeFrame(shape, Content::kPhotoLike);
-        test::Frame fused = rig::makeFrame(shape, Content::kPhotoLike);
-        rig::HostMask mask(shape.roi);
-        CHuevance_NEON engine;
-        ASSERT_EQ(engine.captureMalloc(dir.path().c_str(), shape.roi), 0);
-        ASSERT_EQ(engine.fusedCaptureMalloc(), 0);
-        ASSERT_TRUE(engine.canFuse());
-        engine.setExtParam("portraitMaskRoiInfo", &mask.roi);
-        engine.setExtParam("portraitMaskPointer", mask.data());
-        engine.readCurveLut(0);
-        engine.readColorLut(0);
-
-        ASSERT_EQ(engine.beginCapture("", fused.data(), shape.type(), 0), 0);
-        const int allocations = g_allocations;
-        engine.setClaheLut();
-        engine.fusedCapture();
-        EXPECT_EQ(g_allocations, allocations) << "a capture allocates nothing";
-
-        ASSERT_EQ(engine.beginCapture("", staged.data(), shape.type(), 0), 0);
-        engine.setClaheLut();
-        engine.keepInput();
-        for (const huevance::Stage stage : huevance::planCapture(engine.switches())) {
-            EXPECT_EQ(engine.runStage(stage), 0);
-        }
-        EXPECT_EQ(fused.copyBytes(), staged.copyBytes());
-        // Set up anew for wider frames, the engine has no tables for the one pass.
-        engine.setRoiInfo({512, 25, 512, 25});
-        EXPECT_FALSE(engine.canFuse());
-    }
 }
 
 }  // namespace
