@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
 #include <optional>
 
 #include "cpu/HuevancePhoto_CPU.h"
@@ -141,19 +140,6 @@ TEST_F(Capture, StrengthsAndCurvesOutOfRangeAreHeldInRange) {
         check({8, 6, {33, 22, 36, 22}}, tuning, Content::kPhotoLike, std::to_string(color));
         check({10, 10, {33, 22, 66, 22}}, tuning, Content::kNoise, std::to_string(color));
     }
-}
-
-TEST_F(Capture, NotFiniteCountsAsZero) {
-    Tuning zeroed = rig::makeTuning(9, 15);
-    zeroed.colorStrength = zeroed.satStrength = zeroed.claheStrength = 0;
-    zeroed.yCurve[100] = zeroed.yCurve[101] = zeroed.lattice[2000] = zeroed.lattice[2001] = 0;
-    Tuning tuning = zeroed;
-    tuning.yCurve[100] = tuning.lattice[2000] = std::nanf("");
-    tuning.yCurve[101] = tuning.lattice[2001] = HUGE_VALF;
-    rig::write(dir, {tuning});
-    dir.write("param0.ini", "[hvc]\r\ncolorStrength=nan\r\nsatStrength=inf\r\nclaheStrength=-inf\r\n");
-    forBoth({8, 6, {48, 36, 48, 36}},
-            [&](auto& photo, const string&) { photo.check(zeroed, Content::kPhotoLike, "not finite"); });
 }
 
 // Host scene 0 uses table 2, 1 uses 0, 2 uses 1; the files are read again for every capture.

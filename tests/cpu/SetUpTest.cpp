@@ -162,6 +162,10 @@ TYPED_TEST(SetUp, WhatCannotBeHeldOrAllocatedIsRefusedAndNothingIsKept) {
         }
     }
     EXPECT_EQ(handle.pipeline.malloc(nullptr, kSquare.roi), this->kNeon ? 0 : -1);
+    if (!this->kNeon) {
+        handle.shape.format = 6;
+        EXPECT_FALSE(handle.expectUntouched(this->log, -1).empty()) << "what was set up before is gone";
+    }
 }
 
 TYPED_TEST(SetUp, AFailedSetUpLeavesNothingAllocated) {
