@@ -89,6 +89,7 @@ TEST(ImageOperation, RefusesWithOneLineAndLeavesTheRecord) {
     const void* const at = &image;
     const int number = static_cast<int>(reinterpret_cast<std::intptr_t>(at));
     const char* path = "/dev/null";
+    const void* const pathAt = path;
     constexpr int kBig = 65536;  // products beyond the record's ints
     const struct {
         std::function<void()> call;
@@ -106,8 +107,8 @@ TEST(ImageOperation, RefusesWithOneLineAndLeavesTheRecord) {
         {[&] { EXPECT_EQ(createImage(10, -1, kNv12), nullptr); }, "createImage", "error w 10 h -1"},
         {[&] { EXPECT_EQ(createImage(8, 9, 0, 9, kNv12), nullptr); }, "createImage", "error w 8 h 9"},
         {[&] { EXPECT_EQ(createImage(8, 9, 8, 0, kNv12), nullptr); }, "createImage", "error w 8 h 9"},
-        {[&] { readImage(path, &image, 8, 4, 8, 4, kNv21); }, "readImage", format("error : path %p image %p w 8 h 4 stride 8 scanLine 4", path, at)},
-        {[&] { readImage(path, image, 8, 4, 8, 4, kNv21); }, "readImage", format("error : path %p image %p w 8 h 4 stride 8 scanLine 4", path, at)},
+        {[&] { readImage(path, &image, 8, 4, 8, 4, kNv21); }, "readImage", format("error : path %p image %p w 8 h 4 stride 8 scanLine 4", pathAt, at)},
+        {[&] { readImage(path, image, 8, 4, 8, 4, kNv21); }, "readImage", format("error : path %p image %p w 8 h 4 stride 8 scanLine 4", pathAt, at)},
         {[&] { readImage(nullptr, none, 8, 4, 8, 4, kNv21); }, "readImage", "error : path (nil) image (nil) w 8 h 4 stride 8 scanLine 4"},
         {[&] { readImage(nullptr, &image, 8, 4, 8, 0, kNv21); }, "readImage", format("error : path (nil) image %p w 8 h 4 stride 8 scanLine 0", at)},
         {[&] { copyToImage(nullptr, &image); }, "copyToImage", format("pIn 0 pOut %d", number)},

@@ -55,7 +55,9 @@ private:
     vector<T> list(std::size_t offset, std::size_t count) const {
         vector<T> result(count);
         EXPECT_LE(offset + count * sizeof(T), m_bytes.size());
-        std::memcpy(static_cast<void*>(result.data()), m_bytes.data() + offset, count * sizeof(T));
+        if (count != 0) {
+            std::memcpy(static_cast<void*>(result.data()), m_bytes.data() + offset, count * sizeof(T));
+        }
         return result;
     }
 
