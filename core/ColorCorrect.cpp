@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "core/Geometry.h"
+#include "core/RowWalks.h"
 #include "core/Sample.h"
 
 namespace huevance {
@@ -31,49 +31,35 @@ int blockMean(const T* top, const T* bottom) {
 }
 
 template <typename T>
-void correctBlocks(const T* source, const RoiInfo& sourceRoi, T* destination, const RoiInfo& destinationRoi,
-                   int range) {
-    const PlaneView<const T> sourceLuma = lumaPlane(source, sourceRoi);
-    const PlaneView<const T> sourceChroma = chromaPlane(source, sourceRoi);
-    const PlaneView<T> luma = lumaPlane(destination, destinationRoi);
-    const PlaneView<T> chroma = chromaPlane(destination, destinationRoi);
+int correctFrame(const T* source, const RoiInfo& sourceRoi, T* destination, const RoiInfo& destinationRoi,
+                 IMAGE_FORMAT_TYPE type, int range) {
     const float half = static_cast<float>(range / 2);
     const float max = static_cast<float>(range - 1);
-    for (int j = 0; j < blockRows(sourceRoi); ++j) {
-        const T* sourceTop = sourceLuma.row(2 * j);
-        const T* sourceBottom = sourceLuma.row(2 * j + 1);
-        const T* sourcePair = sourceChroma.row(j);
-        const T* top = luma.row(2 * j);
-        const T* bottom = luma.row(2 * j + 1);
-        T* pair = chroma.row(j);
-        for (int x = 0; x < 2 * blockColumns(sourceRoi); x += 2) {
-            const float before = static_cast<float>(blockMean(sourceTop + x, sourceBottom + x));
-            const float after = static_cast<float>(blockMean(top + x, bottom + x));
-            const float u = static_cast<float>(sourcePair[x]) - half;
-            const float v = static_cast<float>(sourcePair[x + 1]) - half;
-            const float gain = chromaGain(u, v, before, after, half);
-            pair[x] = toSample<T>(u * gain + half, max);
-            pair[x + 1] = toSample<T>(v * gain + half, max);
-        }
-    }
+    forCorrectedRows(
+        source, sourceRoi, destination, destinationRoi, type, [=](const CorrectedRow<T>& row, int samples) {
+            for (int x = 0; x < samples; x += 2) {
+                const float before = static_cast<float>(blockMean(row.sourceTop + x, row.sourceBottom + x));
+                const float after = static_cast<float>(blockMean(row.top + x, row.bottom + x));
+                const float u = static_cast<float>(row.sourcePair[x]) - half;
+                const float v = static_cast<float>(row.sourcePair[x + 1]) - half;
+                const float gain = chromaGain(u, v, before, after, half);
+                row.pair[x] = toSample<T>(u * gain + half, max);
+                row.pair[x + 1] = toSample<T>(v * gain + half, max);
+            }
+        });
+    return 0;
 }
 
 }  // namespace
 
 int colorCorrect_8u(const unsigned char* source, RoiInfo sourceRoi, unsigned char* destination,
                     RoiInfo destinationRoi, IMAGE_FORMAT_TYPE type, int range) {
-    if (type == IMAGE_FORMAT_TYPE_NV12 || type == IMAGE_FORMAT_TYPE_NV21) {
-        correctBlocks(source, sourceRoi, destination, destinationRoi, range);
-    }
-    return 0;
+    return correctFrame(source, sourceRoi, destination, destinationRoi, type, range);
 }
 
 int colorCorrect_16u(const unsigned short* source, RoiInfo sourceRoi, unsigned short* destination,
                      RoiInfo destinationRoi, IMAGE_FORMAT_TYPE type, int range) {
-    if (type == IMAGE_FORMAT_TYPE_YUV16_LOW || type == IMAGE_FORMAT_TYPE_YUV16_HIGH) {
-        correctBlocks(source, sourceRoi, destination, destinationRoi, range);
-    }
-    return 0;
+    return correctFrame(source, sourceRoi, destination, destinationRoi, type, range);
 }
 
 }  // namespace huevance

@@ -273,6 +273,30 @@ int HostEngine::getDstYuv(void* /*frame*/) {
     return 0;
 }
 
+int HostEngine::beginCapture(const char* who, void* frame, IMAGE_FORMAT_TYPE type, int scene) {
+    const int table = tableOfScene(scene);
+    if (table < 0) {
+        return -1;
+    }
+    setYuvType(type);
+    readHvcParam(table);
+    // Before setDstYuv, which shifts high-aligned samples in place: a refused frame stays as it was.
+    if (checkMask(who) != 0 || checkCapture() != 0) {
+        return -1;
+    }
+    setDstYuv(frame);
+    return table;
+}
+
+void HostEngine::keepInput() {
+    if (m_iMaskSource == kMaskSkin) {
+        setSkinColor();
+    }
+    if (needsBackup(switches())) {
+        sdYuvBackup();
+    }
+}
+
 void HostEngine::widenCurves() {
     if (is16Bit()) {
         resizeCurveLut(m_yCurve.get(), kBins8, m_yCurve16.get(), bins16());

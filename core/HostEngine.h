@@ -71,6 +71,11 @@ public:
     int setYuvType(IMAGE_FORMAT_TYPE type);
     int setDstYuv(void* frame);  // 16 bits, format 10: shifts high-aligned samples down, in place
     int getDstYuv(void* frame);  // and back up
+    // A capture's first steps: the scene's table and its strengths, the checks, then the frame. The table's
+    // number, or -1 with one error line and the frame as it was. `who` as for checkMask.
+    int beginCapture(const char* who, void* frame, IMAGE_FORMAT_TYPE type, int scene);
+    // What the stages look back at: the skin mask and the backup, as far as the tuning asks for them.
+    void keepInput();
     int readCurveLut(int table);
     int readColorLut(int table);
     int fuseHvcParam(int previous, int current, int counter);

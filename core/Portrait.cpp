@@ -6,6 +6,7 @@
 
 #include "core/Clahe.h"
 #include "core/Geometry.h"
+#include "core/RowWalks.h"
 #include "core/Sample.h"
 
 namespace huevance {
@@ -25,30 +26,21 @@ T blend(T backup, T processed, float m) {
 }
 
 template <typename T>
-void protect(const T* backup, const RoiInfo& backupRoi, T* processed, const RoiInfo& processedRoi,
-             const float* mask, const RoiInfo& maskRoi) {
-    const PlaneView<const float> weights = maskPlane(mask, maskRoi);
-    const PlaneView<const T> backupLuma = lumaPlane(backup, backupRoi);
-    const PlaneView<T> luma = lumaPlane(processed, processedRoi);
-    for (int y = 0; y < luma.height; ++y) {
-        const float* m = weights.row(y);
-        const T* from = backupLuma.row(y);
-        T* row = luma.row(y);
-        for (int x = 0; x < luma.width; ++x) {
+int protect(const T* backup, const RoiInfo& backupRoi, T* processed, const RoiInfo& processedRoi,
+            const float* mask, const RoiInfo& maskRoi) {
+    const auto blendRow = [](const T* from, T* row, const float* m, int samples) {
+        for (int x = 0; x < samples; ++x) {
             row[x] = blend(from[x], row[x], m[x]);
         }
-    }
-    const PlaneView<const T> backupChroma = chromaPlane(backup, backupRoi);
-    const PlaneView<T> chroma = chromaPlane(processed, processedRoi);
-    for (int j = 0; j < blockRows(processedRoi); ++j) {
-        const float* m = weights.row(2 * j);
-        const T* from = backupChroma.row(j);
-        T* row = chroma.row(j);
-        for (int x = 0; x < 2 * blockColumns(processedRoi); x += 2) {
+    };
+    const auto blendPairs = [](const T* from, T* row, const float* m, int samples) {
+        for (int x = 0; x < samples; x += 2) {
             row[x] = blend(from[x], row[x], m[x]);
             row[x + 1] = blend(from[x + 1], row[x + 1], m[x]);
         }
-    }
+    };
+    forProtectedRows(backup, backupRoi, processed, processedRoi, mask, maskRoi, blendRow, blendPairs);
+    return 0;
 }
 
 }  // namespace
@@ -74,35 +66,25 @@ std::optional<int> skinPlaceOfU(IMAGE_FORMAT_TYPE type) {
 
 int skinColorDetect(const unsigned char* image, RoiInfo roi, IMAGE_FORMAT_TYPE type, float* mask,
                     RoiInfo maskRoi) {
-    const std::optional<int> placeOfU = skinPlaceOfU(type);
-    if (!placeOfU) {
-        return 0;
-    }
-    const PlaneView<const unsigned char> chroma = chromaPlane(image, roi);
-    const PlaneView<float> cells = maskPlane(mask, maskRoi);
-    for (int j = 0; j < blockRows(roi); ++j) {
-        const unsigned char* row = chroma.row(j);
-        float* top = cells.row(2 * j);
-        float* bottom = cells.row(2 * j + 1);
-        for (int x = 0; x < 2 * blockColumns(roi); x += 2) {
-            const float u = static_cast<float>(row[x + *placeOfU]) / 255.0F;
-            const float v = static_cast<float>(row[x + 1 - *placeOfU]) / 255.0F;
-            top[x] = top[x + 1] = bottom[x] = bottom[x + 1] = skinProbability(u, v);
-        }
-    }
+    forSkinRows(image, roi, type, mask, maskRoi,
+                [](const unsigned char* pairs, float* top, float* bottom, int samples, int placeOfU) {
+                    for (int x = 0; x < samples; x += 2) {
+                        const float u = static_cast<float>(pairs[x + placeOfU]) / 255.0F;
+                        const float v = static_cast<float>(pairs[x + 1 - placeOfU]) / 255.0F;
+                        top[x] = top[x + 1] = bottom[x] = bottom[x + 1] = skinProbability(u, v);
+                    }
+                });
     return 0;
 }
 
 int portraitProtect_8u(const unsigned char* backup, RoiInfo backupRoi, unsigned char* processed,
                        RoiInfo processedRoi, const float* mask, RoiInfo maskRoi) {
-    protect(backup, backupRoi, processed, processedRoi, mask, maskRoi);
-    return 0;
+    return protect(backup, backupRoi, processed, processedRoi, mask, maskRoi);
 }
 
 int portraitProtect_16u(const unsigned short* backup, RoiInfo backupRoi, unsigned short* processed,
                         RoiInfo processedRoi, const float* mask, RoiInfo maskRoi) {
-    protect(backup, backupRoi, processed, processedRoi, mask, maskRoi);
-    return 0;
+    return protect(backup, backupRoi, processed, processedRoi, mask, maskRoi);
 }
 
 int imMaskHist(const unsigned char* image, RoiInfo roi, const float* mask, RoiInfo maskRoi, float* hist) {

@@ -1,5 +1,6 @@
 #include "cpu/HuevanceFrame_CPU.h"
 
+#include "core/RequestLog.h"
 #include "cpu/PipelineSteps.h"
 
 using huevance::Stage;
@@ -86,7 +87,7 @@ int CHuevanceFrame_CPU::process(void* yuv, IMAGE_FORMAT_TYPE type, int scene) {
     if (engine.checkFrame(yuv) != 0) {
         return -1;
     }
-    cpu::logRequest(type, scene);
+    huevance::logRequest("", type, scene);
     const bool save = engine.m_iSaveFrame == 1;
     if (save && m_iDumpCounter == 0) {
         cpu::dumpFrame(yuv, dumpRoi(engine), "srcFrame save failed!");

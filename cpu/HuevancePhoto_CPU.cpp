@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "core/RequestLog.h"
 #include "cpu/PipelineSteps.h"
 
 using huevance::Stage;
@@ -17,25 +18,12 @@ const RoiInfo& dumpRoi(const CHuevance_CPU& engine) {
 }
 
 int enhance(CHuevance_CPU& engine, void* yuv, IMAGE_FORMAT_TYPE type, int scene) {
-    const int table = engine.tableOfScene(scene);
+    const int table = engine.beginCapture("", yuv, type, scene);
     if (table < 0) {
         return -1;
     }
-    engine.setYuvType(type);
-    engine.readHvcParam(table);
-    // Before setDstYuv, which shifts high-aligned samples in place: a refused frame stays as it was.
-    if (engine.checkMask("") != 0 || engine.checkCapture() != 0) {
-        return -1;
-    }
-    engine.setDstYuv(yuv);
-    if (engine.m_iMaskSource == huevance::kMaskSkin) {
-        engine.setSkinColor();
-    }
-    const huevance::StageSwitches on = engine.switches();
-    if (huevance::needsBackup(on)) {
-        engine.sdYuvBackup();
-    }
-    for (const Stage stage : huevance::planCapture(on)) {
+    engine.keepInput();
+    for (const Stage stage : huevance::planCapture(engine.switches())) {
         engine.prepareStage(stage, table);
         engine.runStage(stage);
     }
@@ -62,7 +50,7 @@ int CHuevancePhoto_CPU::process(void* yuv, IMAGE_FORMAT_TYPE type, int scene) {
     if (engine.checkFrame(yuv) != 0) {
         return -1;
     }
-    cpu::logRequest(type, scene);
+    huevance::logRequest("", type, scene);
     if (engine.m_iSavePhoto == 1) {
         cpu::dumpFrame(yuv, dumpRoi(engine), "srcPhoto save failed!");
     }

@@ -5,15 +5,6 @@
 
 namespace cpu {
 
-void logRequest(IMAGE_FORMAT_TYPE type, int scene) {
-    if (type == IMAGE_FORMAT_TYPE_NV12) {
-        ALOG_INFO("yuvType: %s", "IMAGE_FORMAT_TYPE_NV12");
-    } else if (type == IMAGE_FORMAT_TYPE_NV21) {
-        ALOG_INFO("yuvType: %s", "IMAGE_FORMAT_TYPE_NV21");
-    }
-    ALOG_INFO("scene: %d", scene);
-}
-
 void logStrengths(const CHuevance_CPU& engine) {
     ALOG_INFO("colorStrength: %f", static_cast<double>(engine.m_fColorStrength));
     ALOG_INFO("satStrength: %f", static_cast<double>(engine.m_fSatStrength));

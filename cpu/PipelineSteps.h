@@ -5,9 +5,6 @@
 
 namespace cpu {
 
-// "yuvType: ..." for NV12 and NV21, and "scene: ...".
-void logRequest(IMAGE_FORMAT_TYPE type, int scene);
-
 // The three strengths in force.
 void logStrengths(const CHuevance_CPU& engine);
 

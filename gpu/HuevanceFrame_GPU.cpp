@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "core/RequestLog.h"
 #include "gpu/Huevance_GPU.h"
 #include "jni/algocommon/FileOperation.h"
 #include "jni/algocommon/LogPrintf.h"
@@ -32,22 +33,10 @@ private:
     int m_result = 0;
 };
 
-void logRequest(IMAGE_FORMAT_TYPE yuvType, int scene) {
-    if (yuvType == IMAGE_FORMAT_TYPE_NV12) {
-        ALOG_INFO("CHuevanceFrame_GPU: yuvType: %s", "IMAGE_FORMAT_TYPE_NV12");
-    } else if (yuvType == IMAGE_FORMAT_TYPE_NV21) {
-        ALOG_INFO("CHuevanceFrame_GPU: yuvType: %s", "IMAGE_FORMAT_TYPE_NV21");
-    }
-    ALOG_INFO("CHuevanceFrame_GPU: scene: %d", scene);
-}
+constexpr const char* kWho = "CHuevanceFrame_GPU: ";
 
 void logSettings(const CHuevance_GPU& engine) {
-    ALOG_INFO("CHuevanceFrame_GPU: m_iFrameSwitch=%d m_iMaskSource=%d\n", engine.m_iFrameSwitch,
-              engine.m_iMaskSource);
-    ALOG_INFO("CHuevanceFrame_GPU: m_iPProtectSwitch=%d m_iClaheSwitch=%d\n", engine.m_iPProtectSwitch,
-              engine.m_iClaheSwitch);
-    ALOG_INFO("CHuevanceFrame_GPU: m_iCurveSwitch=%d m_iCCorrSwitch=%d m_iColorSwitch=%d\n",
-              engine.m_iCurveSwitch, engine.m_iCCorrSwitch, engine.m_iColorSwitch);
+    huevance::logSwitches(kWho, "m_iFrameSwitch", engine.m_iFrameSwitch, engine);
     ALOG_INFO("CHuevanceFrame_GPU: isisDownScale=%d srcWidth=%d srcHeight=%d srcStride=%d scanline=%d\n",
               engine.m_bIsDownScale ? 1 : 0, engine.m_stRoi.width, engine.m_stRoi.height,
               engine.m_stRoi.stride, engine.m_stRoi.scanline);
@@ -203,7 +192,7 @@ int CHuevanceFrame_GPU::process(void* frame, int fd, IMAGE_FORMAT_TYPE yuvType, 
     if (engine.checkFrame(frame) != 0) {
         return -1;
     }
-    logRequest(yuvType, scene);
+    huevance::logRequest(kWho, yuvType, scene);
     const bool save = engine.m_iSaveFrame == 1;
     if (save && m_iDumpCounter == 0) {
         dumpFrame("src", frame, engine.m_stRoi, scene, m_fade.counter(), "srcFrame save failed!");

@@ -73,25 +73,29 @@ int releaseHandle(void* handle, void* /*arg*/) {
 }
 
 // The entries that this library does not support: each logs under its own name and answers 0.
-#define NOT_SUPPORTED                          \
-    {                                          \
+#define NOT_SUPPORTED(name, ...)               \
+    int name(__VA_ARGS__) {                    \
         LOG_ERROR("the function not support"); \
         return 0;                              \
     }
-int debugMode(void*, int) NOT_SUPPORTED int startProcess(void*, void*) NOT_SUPPORTED
-    int stopProcess(void*, void*) NOT_SUPPORTED int getProcessImageResult(void*, Image*, void*) NOT_SUPPORTED
-    int setParameters(void*, void*, int) NOT_SUPPORTED
-    int processImage(void*, Image*, Image*, void*, void*) NOT_SUPPORTED
-    int multiProcessImage(void*, MultInputImage*, Image*, void*, void*, int) NOT_SUPPORTED
-    int fatalErrorStatus(void*, void*) NOT_SUPPORTED int dumpImage(void*, const char*, int) NOT_SUPPORTED
-    int getMemoryInfo(void*, void*) NOT_SUPPORTED
+NOT_SUPPORTED(debugMode, void*, int)
+NOT_SUPPORTED(startProcess, void*, void*)
+NOT_SUPPORTED(stopProcess, void*, void*)
+NOT_SUPPORTED(getProcessImageResult, void*, Image*, void*)
+NOT_SUPPORTED(setParameters, void*, void*, int)
+NOT_SUPPORTED(processImage, void*, Image*, Image*, void*, void*)
+NOT_SUPPORTED(multiProcessImage, void*, MultInputImage*, Image*, void*, void*, int)
+NOT_SUPPORTED(fatalErrorStatus, void*, void*)
+NOT_SUPPORTED(dumpImage, void*, const char*, int)
+NOT_SUPPORTED(getMemoryInfo, void*, void*)
 
 }  // namespace
 
-int processImage(void*, Image*, Rect*) NOT_SUPPORTED int parametersCallback(void*, void*) NOT_SUPPORTED
+NOT_SUPPORTED(processImage, void*, Image*, Rect*)
+NOT_SUPPORTED(parametersCallback, void*, void*)
 #undef NOT_SUPPORTED
 
-    extern "C" int get_algo_api(AlgoApi* table) {
+extern "C" int get_algo_api(AlgoApi* table) {
     if (table != nullptr) {
         *table = {getVersion,
                   setLogStatus,

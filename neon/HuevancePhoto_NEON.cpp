@@ -1,5 +1,6 @@
 #include "neon/HuevancePhoto_NEON.h"
 
+#include "core/RequestLog.h"
 #include "jni/algocommon/FileOperation.h"
 #include "jni/algocommon/LogPrintf.h"
 #include "neon/Huevance_NEON.h"
@@ -10,23 +11,7 @@ namespace {
 
 CHuevance_NEON g_photoEngine;
 
-void logRequest(IMAGE_FORMAT_TYPE type, int scene) {
-    if (type == IMAGE_FORMAT_TYPE_NV12) {
-        ALOG_INFO("CHuevancePhoto_NEON: yuvType: %s", "IMAGE_FORMAT_TYPE_NV12");
-    } else if (type == IMAGE_FORMAT_TYPE_NV21) {
-        ALOG_INFO("CHuevancePhoto_NEON: yuvType: %s", "IMAGE_FORMAT_TYPE_NV21");
-    }
-    ALOG_INFO("CHuevancePhoto_NEON: scene: %d", scene);
-}
-
-void logSwitches(const CHuevance_NEON& engine) {
-    ALOG_INFO("CHuevancePhoto_NEON: m_iPhotoSwitch=%d m_iMaskSource=%d\n", engine.m_iPhotoSwitch,
-              engine.m_iMaskSource);
-    ALOG_INFO("CHuevancePhoto_NEON: m_iPProtectSwitch=%d m_iClaheSwitch=%d\n", engine.m_iPProtectSwitch,
-              engine.m_iClaheSwitch);
-    ALOG_INFO("CHuevancePhoto_NEON: m_iCurveSwitch=%d m_iCCorrSwitch=%d m_iColorSwitch=%d\n",
-              engine.m_iCurveSwitch, engine.m_iCCorrSwitch, engine.m_iColorSwitch);
-}
+constexpr const char* kWho = "CHuevancePhoto_NEON: ";
 
 // Writes the frame to /data/hvcSave/<kind>photo_<width>x<height>_<scene>_<counter>.yuv.
 bool dump(const char* kind, const void* frame, const RoiInfo& roi, int scene, int counter) {
@@ -60,14 +45,8 @@ int prepareStage(CHuevance_NEON& engine, Stage stage, int table) {
 
 // Stage after stage over the whole frame.
 int runStages(CHuevance_NEON& engine, int table) {
-    if (engine.m_iMaskSource == huevance::kMaskSkin) {
-        engine.setSkinColor();
-    }
-    const huevance::StageSwitches on = engine.switches();
-    if (huevance::needsBackup(on)) {
-        engine.sdYuvBackup();
-    }
-    for (const Stage stage : huevance::planCapture(on)) {
+    engine.keepInput();
+    for (const Stage stage : huevance::planCapture(engine.switches())) {
         if (prepareStage(engine, stage, table) != 0) {
             return -1;
         }
@@ -87,17 +66,10 @@ int runFused(CHuevance_NEON& engine, int table) {
 }
 
 int enhance(CHuevance_NEON& engine, void* frame, IMAGE_FORMAT_TYPE type, int scene) {
-    const int table = engine.tableOfScene(scene);
+    const int table = engine.beginCapture(kWho, frame, type, scene);
     if (table < 0) {
         return -1;
     }
-    engine.setYuvType(type);
-    engine.readHvcParam(table);
-    // Before setDstYuv, which shifts high-aligned samples in place: a refused frame stays as it was.
-    if (engine.checkMask("CHuevancePhoto_NEON: ") != 0 || engine.checkCapture() != 0) {
-        return -1;
-    }
-    engine.setDstYuv(frame);
     const int result = engine.canFuse() ? runFused(engine, table) : runStages(engine, table);
     engine.getDstYuv(frame);
     return result;
@@ -143,13 +115,13 @@ int CHuevancePhoto_NEON::process(void* frame, IMAGE_FORMAT_TYPE yuvType, int sce
     if (engine.checkFrame(frame) != 0) {
         return -1;
     }
-    logRequest(yuvType, scene);
+    huevance::logRequest(kWho, yuvType, scene);
     const bool save = engine.m_iSavePhoto == 1;
     const int counter = save ? m_iDumpCounter++ : 0;
     if (save && !dump("src", frame, engine.frameRoi(), scene, counter)) {
         ALOG_ERROR("srcPhoto save failed!");
     }
-    logSwitches(engine);
+    huevance::logSwitches(kWho, "m_iPhotoSwitch", engine.m_iPhotoSwitch, engine);
     if (engine.m_iPhotoSwitch == 1 && enhance(engine, frame, yuvType, scene) != 0) {
         return -1;
     }

@@ -138,18 +138,23 @@ inline Floats8 toFloats(uint16x8_t a) {
             toFloats(vreinterpretq_u32_u16(vzip2q_u16(a, zero)))};
 }
 
+#if defined(__aarch64__)
+// Every kStep-th of the bytes from kFirst on, four in all, as floats: one table look-up spreads them over the
+// lanes; an index out of range gives 0.
+template <std::uint32_t kFirst, std::uint32_t kStep>
+inline float32x4_t spreadBytes(uint8x16_t a) {
+    constexpr std::uint32_t kIndex = 0xFFFFFF00U + kFirst;
+    const uint32x4_t lanes = {kIndex, kIndex + kStep, kIndex + 2 * kStep, kIndex + 3 * kStep};
+    return vcvtq_f32_u32(vreinterpretq_u32_u8(vqtbl1q_u8(a, vreinterpretq_u8_u32(lanes))));
+}
+#endif
+
 struct Floats16 {
     float32x4_t quarter[4];
 };
 inline Floats16 toFloats(uint8x16_t a) {
 #if defined(__aarch64__)
-    // One table look-up spreads four bytes over four lanes; an index out of range gives 0.
-    constexpr std::uint32_t kNone = 0xFFFFFF00U;
-    const auto spread = [a](std::uint32_t first) {
-        const uint32x4_t lanes = {kNone + first, kNone + first + 1, kNone + first + 2, kNone + first + 3};
-        return vcvtq_f32_u32(vreinterpretq_u32_u8(vqtbl1q_u8(a, vreinterpretq_u8_u32(lanes))));
-    };
-    return {{spread(0), spread(4), spread(8), spread(12)}};
+    return {{spreadBytes<0, 1>(a), spreadBytes<4, 1>(a), spreadBytes<8, 1>(a), spreadBytes<12, 1>(a)}};
 #else
     const uint8x16_t zero = vdupq_n_u8(0);
     const Floats8 low = toFloats(vreinterpretq_u16_u8(vzip1q_u8(a, zero)));
@@ -164,12 +169,7 @@ struct FloatPairs8 {
 };
 inline FloatPairs8 toFloatPairs(uint8x16_t a) {
 #if defined(__aarch64__)
-    constexpr std::uint32_t kNone = 0xFFFFFF00U;
-    const auto spread = [a](std::uint32_t first) {
-        const uint32x4_t lanes = {kNone + first, kNone + first + 2, kNone + first + 4, kNone + first + 6};
-        return vcvtq_f32_u32(vreinterpretq_u32_u8(vqtbl1q_u8(a, vreinterpretq_u8_u32(lanes))));
-    };
-    return {{spread(0), spread(8)}, {spread(1), spread(9)}};
+    return {{spreadBytes<0, 2>(a), spreadBytes<8, 2>(a)}, {spreadBytes<1, 2>(a), spreadBytes<9, 2>(a)}};
 #else
     const uint16x8_t pairs = vreinterpretq_u16_u8(a);
     return {toFloats(vandq_u16(pairs, vdupq_n_u16(0xFF))), toFloats(vshrq_n_u16(pairs, 8))};

@@ -1,6 +1,6 @@
 #include <limits>
 
-#include "core/Geometry.h"
+#include "core/RowWalks.h"
 #include "neon/Blocks.h"
 #include "neon/NeonKernels.h"
 
@@ -28,17 +28,8 @@ void protectPairs(const T* backup, T* processed, const float* mask, int samples)
 template <typename T>
 int protectFrame(const T* backup, const RoiInfo& backupRoi, T* processed, const RoiInfo& processedRoi,
                  const float* mask, const RoiInfo& maskRoi) {
-    const PlaneView<const float> weights = maskPlane(mask, maskRoi);
-    const PlaneView<const T> backupLuma = lumaPlane(backup, backupRoi);
-    const PlaneView<T> luma = lumaPlane(processed, processedRoi);
-    for (int y = 0; y < luma.height; ++y) {
-        protectRow(backupLuma.row(y), luma.row(y), weights.row(y), luma.width);
-    }
-    const PlaneView<const T> backupChroma = chromaPlane(backup, backupRoi);
-    const PlaneView<T> chroma = chromaPlane(processed, processedRoi);
-    for (int j = 0; j < blockRows(processedRoi); ++j) {
-        protectPairs(backupChroma.row(j), chroma.row(j), weights.row(2 * j), 2 * blockColumns(processedRoi));
-    }
+    forProtectedRows(backup, backupRoi, processed, processedRoi, mask, maskRoi, protectRow<T>,
+                     protectPairs<T>);
     return 0;
 }
 
@@ -46,25 +37,17 @@ int protectFrame(const T* backup, const RoiInfo& backupRoi, T* processed, const 
 
 int skinColorDetect_neon(const unsigned char* image, RoiInfo roi, IMAGE_FORMAT_TYPE type, float* mask,
                          RoiInfo maskRoi) {
-    const std::optional<int> placeOfU = skinPlaceOfU(type);
-    if (!placeOfU) {
-        return 0;
-    }
-    const bool uFirst = *placeOfU == 0;
-    const PlaneView<const unsigned char> chroma = chromaPlane(image, roi);
-    const PlaneView<float> cells = maskPlane(mask, maskRoi);
-    for (int j = 0; j < blockRows(roi); ++j) {
-        const unsigned char* row = chroma.row(j);
-        float* top = cells.row(2 * j);
-        float* bottom = cells.row(2 * j + 1);
-        forEachEight(2 * blockColumns(roi), [=](int x, int n) {
-            const FloatPairs4 pair = splitPairs(loadUpTo8(row + x, n));
-            const Floats8 values = twice(uFirst ? skinProbabilities(pair.first, pair.second)
+    forSkinRows(image, roi, type, mask, maskRoi,
+                [](const unsigned char* pairs, float* top, float* bottom, int samples, int placeOfU) {
+                    forEachEight(samples, [=](int x, int n) {
+                        const FloatPairs4 pair = splitPairs(loadUpTo8(pairs + x, n));
+                        const Floats8 values =
+                            twice(placeOfU == 0 ? skinProbabilities(pair.first, pair.second)
                                                 : skinProbabilities(pair.second, pair.first));
-            storeUpTo8(top + x, values, n);
-            storeUpTo8(bottom + x, values, n);
-        });
-    }
+                        storeUpTo8(top + x, values, n);
+                        storeUpTo8(bottom + x, values, n);
+                    });
+                });
     return 0;
 }
 

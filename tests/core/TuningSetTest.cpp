@@ -1,9 +1,10 @@
-// The tuning set: defaults, files and keys, the order of its log lines, and what is not there.
+// The tuning set: defaults, files and keys, the order of its log lines, what is not there; and the fade's
+// counter. Tables and their blends are compared with the model in tests/cpu.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 
-#include "core/TuningSet.h"
+#include "core/SceneTables.h"
 #include "tests/support/DeathTest.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TuningDir.h"
@@ -14,27 +15,14 @@ using huevance::TuningSet;
 using std::string;
 using std::vector;
 
-constexpr const char* kPhotoSet =
-    "[save]\r\nphoto=2\r\nframe=91\r\n[switch]\r\nphotoSwitch=3\r\nframeSwitch=92\r\n"
-    "[hvc]\r\nclaheSwitch=4\r\ncurveSwitch=5\r\ncolorSwitch=6\r\ncCorrSwitch=7\r\ngridWidth=9\r\ngridHeight="
-    "10\r\n"
-    "sampRate=11\r\ndataBit=93\r\ntransFrameNum=12\r\n[portrait]\r\nmaskSource=13\r\npProtectSwitch=14\r\n"
-    "[scene]\r\nsceneNum=15\r\nsceneIdx=2/0/1/\r\nidxNum=94\r\n";
-// The same keys and values, and those of the other mode.
-string frameSet() {
-    string text = kPhotoSet;
-    text.replace(text.find("photo=2\r\nframe=91"), 17, "photo=91\r\nframe=2");
-    text.replace(text.find("photoSwitch=3\r\nframeSwitch=92"), 29, "photoSwitch=92\r\nframeSwitch=3");
-    return text;
-}
-
-// A tuning set of `dir`; its own line about that is not in any log of the tests.
-TuningSet tuningOf(const test::TuningDir& dir) {
-    const test::LogCapture log;
-    TuningSet tuning;
-    EXPECT_EQ(tuning.setSensorPath(dir.path().c_str()), 0);
-    EXPECT_EQ(log.texts(test::kInfo), vector<string>{"pcSensorPath: " + dir.path()});
-    return tuning;
+// The file of one mode, with the values and keys of the other mode for it to leave alone.
+string setFile(bool photo) {
+    const string photoKeys = photo ? "photo=2\r\nframe=91" : "photo=91\r\nframe=2";
+    const string switches = photo ? "photoSwitch=3\r\nframeSwitch=92" : "photoSwitch=92\r\nframeSwitch=3";
+    return "[save]\r\n" + photoKeys + "\r\n[switch]\r\n" + switches +
+           "\r\n[hvc]\r\nclaheSwitch=4\r\ncurveSwitch=5\r\ncolorSwitch=6\r\ncCorrSwitch=7\r\ngridWidth=9\r\n"
+           "gridHeight=10\r\nsampRate=11\r\ndataBit=93\r\ntransFrameNum=12\r\n[portrait]\r\nmaskSource=13\r\n"
+           "pProtectSwitch=14\r\n[scene]\r\nsceneNum=15\r\nsceneIdx=2/0/1/\r\nidxNum=94\r\n";
 }
 
 // All integers of a set, in the order of the files' keys.
@@ -45,29 +33,35 @@ vector<int> integers(const TuningSet& t) {
             t.m_iSceneNum,    t.m_iIdxNum};
 }
 const vector<int> kDefaults = {0, 0, 0, 0, 0, 0, 0, 0, 8, 6, 4, 8, 60, 0, 0, 1, 1};
+const vector<int> kPhoto = {2, 0, 3, 0, 4, 5, 6, 7, 9, 10, 11, 8, 60, 13, 14, 15, 3};
+const vector<int> kFrame = {0, 2, 0, 3, 4, 5, 6, 7, 9, 10, 11, 8, 12, 13, 14, 15, 3};
 
-TEST(TuningSet, Defaults) {
-    const TuningSet tuning;
-    EXPECT_EQ(integers(tuning), kDefaults);
-    EXPECT_EQ(tuning.m_aiSceneIdx[0], 0);
-    EXPECT_EQ(tuning.m_fPortraitLutStrength, 0.2F);
-    EXPECT_TRUE(tuning.m_fColorStrength == 0.0F && tuning.m_fSatStrength == 0.0F &&
-                tuning.m_fClaheStrength == 0.0F);
-}
+class Tuning : public testing::Test {
+protected:
+    Tuning() { EXPECT_EQ(set().m_acSensorPath, dir.path()); }
+    // A new set of the directory.
+    TuningSet set() {
+        TuningSet result;
+        EXPECT_EQ(result.setSensorPath(dir.path().c_str()), 0);
+        EXPECT_EQ(log.texts(), vector<string>{"pcSensorPath: " + dir.path()});
+        log.clear();
+        return result;
+    }
 
-TEST(TuningSet, FilesAreReadAndLoggedInOrder) {
-    const test::TuningDir dir;
-    dir.write("photoSet.ini", kPhotoSet);
-    dir.write("frameSet.ini", frameSet());
+    test::TuningDir dir;
+    test::LogCapture log;
+};
+
+TEST_F(Tuning, FilesAreReadAndLoggedInOrder) {
+    dir.write("photoSet.ini", setFile(true));
+    dir.write("frameSet.ini", setFile(false));
     for (const bool photo : {true, false}) {
-        TuningSet tuning = tuningOf(dir);
-        tuning.m_iDataBit = 10;
-        const test::LogCapture log;
+        TuningSet tuning = set();
         EXPECT_EQ(photo ? tuning.readPhotoSet() : tuning.readFrameSet(), 0);
         // clang-format off
         vector<string> texts = {
             "hvc-claheSwitch: 4", "hvc-curveSwitch: 5", "hvc-colorSwitch: 6", "hvc-cCorrSwitch: 7", "hvc-gridWidth: 9",
-            "hvc-gridHeight: 10", "hvc-sampRate: 11", "hvc-dataBit: 10", "portrait-maskSource: 13",
+            "hvc-gridHeight: 10", "hvc-sampRate: 11", "hvc-dataBit: 8", "portrait-maskSource: 13",
             "portrait-pProtectSwitch: 14", "scene-sceneNum: 15", "scene-idxNum: 3"};
         // clang-format on
         texts.insert(texts.begin(), {photo ? "save-photo: 2" : "save-frame: 2",
@@ -80,21 +74,17 @@ TEST(TuningSet, FilesAreReadAndLoggedInOrder) {
             lines.push_back({test::kInfo, test::kVersionTag, text});
         }
         EXPECT_EQ(log.lines(), lines);
-        EXPECT_EQ(integers(tuning),
-                  (photo ? vector<int>{2, 0, 3, 0, 4, 5, 6, 7, 9, 10, 11, 10, 60, 13, 14, 15, 3}
-                         : vector<int>{0, 2, 0, 3, 4, 5, 6, 7, 9, 10, 11, 10, 12, 13, 14, 15, 3}));
+        EXPECT_EQ(integers(tuning), photo ? kPhoto : kFrame);
         EXPECT_EQ(vector<int>(tuning.m_aiSceneIdx, tuning.m_aiSceneIdx + 4), (vector<int>{2, 0, 1, 0}));
+        log.clear();
     }
 }
 
-TEST(TuningSet, WhatIsMissingStaysAsItWas) {
-    const test::TuningDir dir;
-    {
-        TuningSet tuning = tuningOf(dir);
-        const test::LogCapture quiet;
-        EXPECT_EQ(tuning.readPhotoSet() + tuning.readFrameSet(), 0);
-        EXPECT_EQ(integers(tuning), kDefaults);
-    }
+TEST_F(Tuning, WhatIsMissingStaysAsItWas) {
+    TuningSet untouched = set();
+    EXPECT_EQ(untouched.readPhotoSet() + untouched.readFrameSet(), 0);
+    EXPECT_EQ(integers(untouched), kDefaults);
+    EXPECT_EQ(untouched.m_fPortraitLutStrength, 0.2F);
     // Each key alone is left out in turn.
     const std::pair<const char*, std::size_t> keys[] = {
         // clang-format off
@@ -104,19 +94,19 @@ TEST(TuningSet, WhatIsMissingStaysAsItWas) {
     };
     for (const auto& [key, position] : keys) {
         SCOPED_TRACE(key);
-        string text = kPhotoSet;
+        string text = setFile(true);
         text.insert(text.find(test::format("\n%s=", key)) + 1, "#");
         dir.write("photoSet.ini", text);
-        TuningSet tuning = tuningOf(dir);
-        const test::LogCapture quiet;
+        log.clear();
+        TuningSet tuning = set();
         tuning.readPhotoSet();
-        vector<int> expected = {2, 0, 3, 0, 4, 5, 6, 7, 9, 10, 11, 8, 60, 13, 14, 15, 3};
+        vector<int> expected = kPhoto;
         expected[position] = kDefaults[position];
         EXPECT_EQ(integers(tuning), expected);
     }
 }
 
-TEST(TuningSet, SceneListMapsScenesToTables) {
+TEST_F(Tuning, SceneListMapsScenesToTables) {
     const struct {
         string scenes;
         int count;
@@ -129,11 +119,10 @@ TEST(TuningSet, SceneListMapsScenesToTables) {
         {"sceneNum=1\r\nsceneIdx=" + string(800, '/'), 512, {{511, 0}, {512, -1}}},
     };
     for (const auto& c : cases) {
-        const test::TuningDir dir;
         dir.write("frameSet.ini", "[hvc]\r\ngridWidth=\r\n[scene]\r\n" + c.scenes + "\r\n");
-        TuningSet tuning = tuningOf(dir);
+        log.clear();
+        TuningSet tuning = set();
         tuning.m_fColorStrength = 0.5F;  // the field behind the array
-        test::LogCapture log;
         tuning.readFrameSet();
         EXPECT_EQ(tuning.m_iGridWidth, 0);
         EXPECT_EQ(tuning.m_iIdxNum, c.count);
@@ -142,12 +131,11 @@ TEST(TuningSet, SceneListMapsScenesToTables) {
             log.clear();
             EXPECT_EQ(tuning.tableOfScene(scene), table) << scene;
             EXPECT_EQ(log.texts(test::kError).size(), table < 0 ? 1U : 0U);
-            EXPECT_EQ(log.lines().size(), table < 0 ? 1U : 0U);
         }
     }
 }
 
-TEST(TuningSet, SwitchIsOnAtExactlyOne) {
+TEST_F(Tuning, SwitchIsOnAtExactlyOne) {
     for (int field = 0; field < 5; ++field) {
         for (const int value : {0, 1, 2, -1}) {
             TuningSet tuning;
@@ -162,50 +150,35 @@ TEST(TuningSet, SwitchIsOnAtExactlyOne) {
     }
 }
 
-TEST(TuningSet, StrengthsOfATable) {
-    const test::TuningDir dir;
+TEST_F(Tuning, StrengthsOfATable) {
     dir.writeParam(12, 0.25F, 1.5F, 3.0F);
     dir.write("param3.ini", "[hvc]\r\nsatStrength=0.5\r\n");
     dir.write("param4.ini", "[hvc]\r\ncolorStrength=nan\r\nsatStrength=-inf\r\nclaheStrength=1e99\r\n");
     const struct {
         int table;
-        float color, sat, clahe;
+        vector<float> strengths;
     } steps[] = {
-        {9, 0.0F, 0.0F, 0.0F},                            // no such file: what was in force
-        {12, 0.25F, 1.5F, 3.0F}, {3, 0.25F, 0.5F, 3.0F},  // a file with one key
-        {9, 0.25F, 0.5F, 3.0F},  {4, 0.0F, 0.0F, 0.0F},   // numbers that are none
+        {9, {0, 0, 0}},                                 // no such file: what was in force
+        {12, {0.25F, 1.5F, 3}}, {3, {0.25F, 0.5F, 3}},  // a file with one key
+        {9, {0.25F, 0.5F, 3}},  {4, {0, 0, 0}},         // numbers that are none
     };
-    TuningSet tuning = tuningOf(dir);
+    TuningSet tuning = set();
     for (const auto& step : steps) {
-        SCOPED_TRACE(step.table);
-        const test::LogCapture log;
         EXPECT_EQ(tuning.readHvcParam(step.table), 0);
         EXPECT_EQ((vector<float>{tuning.m_fColorStrength, tuning.m_fSatStrength, tuning.m_fClaheStrength}),
-                  (vector<float>{step.color, step.sat, step.clahe}));
+                  step.strengths)
+            << step.table;
         EXPECT_EQ(log.texts(test::kInfo).back(), "CHuevance_CPU::readHvcParam finished!");
     }
 }
 
-TEST(TuningSet, RawTablesOfAScene) {
-    const test::TuningDir dir;
-    const TuningSet tuning = tuningOf(dir);
-    const test::LogCapture log;
-    for (const bool curve : {true, false}) {
-        const long whole = curve ? 256 : 12288;
-        vector<float> file(12300, 1.5F);
-        file[static_cast<std::size_t>(whole - 1)] = 2.5F;
-        // Missing, short and long files.
-        for (const long floats : {0L, 100L, whole + 5}) {
-            if (floats != 0) {
-                dir.writeFloats(curve ? "curveLut10" : "colorLut10", {file.begin(), file.begin() + floats});
-            }
-            vector<float> table(12300, -7.0F), expected = table;
-            std::copy_n(file.begin(), std::min(floats, whole), expected.begin());
-            curve ? tuning.readCurveFile(10, table.data()) : tuning.readColorFile(10, table.data());
-            EXPECT_EQ(table, expected) << floats;
-        }
-    }
-    EXPECT_EQ(log.lines().size(), 0U) << "silent";
+TEST_F(Tuning, AbsurdNumberOfScenesIsRefused) {
+    TuningSet tuning = set();
+    tuning.m_iSceneNum = 2000000000;
+    huevance::SceneTables tables;
+    EXPECT_EQ(tables.loadStrengths(tuning) + tables.loadCurves(tuning) + tables.loadColors(tuning), -3);
+    EXPECT_EQ(log.texts(test::kError).size(), 3U);
+    EXPECT_FALSE(tables.hasStrengths(2000000000));
 }
 
 TEST(TuningSetDeathTest, PathsThatDoNotFitAreFatal) {
@@ -213,15 +186,44 @@ TEST(TuningSetDeathTest, PathsThatDoNotFitAreFatal) {
     constexpr const char* kFatal = "exceeds 511 characters";
     TuningSet tuning;
     EXPECT_EQ(tuning.setSensorPath(nullptr), -1);
-    const string longest(511, 'd');
-    EXPECT_EQ(tuning.setSensorPath(longest.c_str()), 0);
-    EXPECT_EQ(tuning.m_acSensorPath, longest);
+    EXPECT_EQ(tuning.setSensorPath(string(511, 'd').c_str()), 0);
     EXPECT_DEATH(tuning.readPhotoSet(), kFatal);
-    EXPECT_DEATH(tuning.setSensorPath((longest + "d").c_str()), kFatal);
+    EXPECT_DEATH(tuning.setSensorPath(string(512, 'd').c_str()), kFatal);
     // "/param100.ini" needs 13 characters more.
     EXPECT_EQ(tuning.setSensorPath(string(498, 'd').c_str()), 0);
     EXPECT_EQ(tuning.readHvcParam(100), 0);
     EXPECT_DEATH(tuning.readHvcParam(1000), kFatal);
+}
+
+TEST(SceneFade, CountsFrames) {
+    const struct {
+        const char* what;
+        int sceneNum, transFrameNum;
+        vector<vector<int>> frames;  // the frame's table; p, q and k that its fusion uses
+    } cases[] = {
+        // Every stream begins with table 1 as the previous one.
+        // clang-format off
+        {"constant table", 3, 2, {{1, 1, 1, 0}, {1, 1, 1, 0}}},
+        {"whole fade, one frame longer than T", 3, 2,
+         {{1, 1, 1, 0}, {2, 1, 2, 0}, {2, 1, 2, 1}, {2, 1, 2, 2}, {2, 2, 2, 0}, {0, 2, 0, 0}}},
+        {"stream that begins elsewhere", 3, 1, {{0, 1, 0, 0}, {0, 1, 0, 1}, {0, 0, 0, 0}}},
+        {"change in mid-fade keeps the counter", 3, 3, {{0, 1, 0, 0}, {0, 1, 0, 1}, {2, 1, 2, 2}, {2, 1, 2, 3}, {2, 2, 2, 0}}},
+        {"return in mid-fade keeps the counter", 3, 2,
+         {{0, 1, 0, 0}, {1, 1, 1, 1}, {1, 1, 1, 1}, {2, 1, 2, 1}, {2, 1, 2, 2}, {2, 2, 2, 0}}},
+        {"single table: there is no table 1", 1, 2, {{0, 0, 0, 0}, {0, 0, 0, 0}}},
+        {"no fading at T = 0", 3, 0, {{0, 0, 0, 0}, {2, 2, 2, 0}, {1, 1, 1, 0}}},
+        {"no fading below", 3, -5, {{2, 2, 2, 0}, {0, 0, 0, 0}}},
+        // clang-format on
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        huevance::SceneFade fade;
+        for (const vector<int>& f : c.frames) {
+            fade.begin(f[0], c.sceneNum, c.transFrameNum);
+            EXPECT_EQ((vector<int>{f[0], fade.previous(), fade.current(), fade.counter()}), f);
+            fade.end(c.transFrameNum);
+        }
+    }
 }
 
 }  // namespace

@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "cpu/HuevanceFrame_CPU.h"
-#include "tests/cpu/Rig.h"
+#include "tests/support/Rig.h"
 
 namespace {
 
@@ -13,7 +13,7 @@ using model::Tuning;
 using rig::Shape;
 using test::Content;
 
-const std::vector<std::string> kNone;
+using Lines = std::vector<std::string>;
 const Shape kSmall{8, 6, {24, 18, 24, 18}};
 const Shape kSmall10{10, 10, {24, 18, 48, 18}};
 
@@ -68,6 +68,7 @@ TEST_F(Preview, EveryCombinationOfStagesDuringAFade) {
                                {8, 5, {34, 26, 34, 26}},
                                {8, 7, {34, 26, 34, 26}},
                                {10, 10, {37, 29, 80, 30}},
+                               {13, 6, {21, 16, 42, 16}},
                                {14, 9, {25, 18, 50, 18}}}) {
         for (int stages = 0; stages < 32; ++stages) {
             const std::vector<Tuning> tables = makeTables(2, stages);
@@ -78,30 +79,27 @@ TEST_F(Preview, EveryCombinationOfStagesDuringAFade) {
             }
         }
     }
-    EXPECT_EQ(log.texts(test::kError), kNone);
 }
 
 TEST_F(Preview, AWholeFadeAndChangesInMidFade) {
-    struct Case {
+    // 60 frames, the overshoot, and the first steady frame; before that the fade's goal changed.
+    std::vector<int> whole = {1, 0, 0, 0, 0};
+    whole.insert(whole.end(), 62, 2);
+    const struct {
         const char* what;
         int frames;
         std::vector<int> scenes;
         int tables = 3;
-    };
-    std::vector<int> whole = {1, 0, 0, 0, 0};
-    whole.insert(whole.end(), 62, 2);  // 60, the overshoot, and the first steady frame
-    const Case cases[] = {
-        {"two fades, the second in mid-fade of the first", 60, whole},
-        {"to a third scene", 6, {1, 0, 0, 2, 2, 2, 2, 2, 2, 2, 0, 0}},
+    } cases[] = {
+        {"to a third scene", 60, whole},
         {"and back, keeping the counter", 6, {1, 0, 0, 0, 1, 1, 1, 2, 2, 2, 2, 2, 2}},
         {"one frame", 1, {1, 0, 0, 0, 2, 2, 2}},
-        {"two frames", 2, {1, 0, 0, 0, 0}},
         {"none", 0, {0, 2, 1, 1}},
         {"fewer than none", -3, {0, 2, 1, 1}},
         {"a single table, where a stream starts with the previous table 1", 60, {0, 0}, 1},
     };
     for (const Shape& shape : {Shape{8, 5, {24, 18, 24, 18}}, kSmall10}) {
-        for (const Case& c : cases) {
+        for (const auto& c : cases) {
             const std::vector<Tuning> tables = makeTables(c.tables, 11);
             rig::write(dir, tables, {{"transFrameNum", std::to_string(c.frames)}});
             Stream stream(dir, shape);
@@ -110,7 +108,6 @@ TEST_F(Preview, AWholeFadeAndChangesInMidFade) {
             }
         }
     }
-    EXPECT_EQ(log.texts(test::kError), kNone);
 }
 
 TEST_F(Preview, TheFadeOutlivesReleaseAndSetUp) {
@@ -157,57 +154,43 @@ TEST_F(Preview, LinesOfAFrame) {
     Stream stream(dir, {8, 5, {24, 18, 24, 18}});
     log.clear();
     stream.fade(tables, 0, 4, "lines");
-    std::vector<test::LogLine> expected;
-    for (const char* text : {"yuvType: IMAGE_FORMAT_TYPE_NV21", "scene: 0", "colorStrength: 0.750000",
-                             "satStrength: 1.500000", "claheStrength: 3.000000"}) {
-        expected.push_back({test::kInfo, test::kVersionTag, text});
-    }
-    EXPECT_EQ(log.lines(), expected);
+    EXPECT_EQ(log.texts(test::kInfo),
+              (Lines{"yuvType: IMAGE_FORMAT_TYPE_NV21", "scene: 0", "colorStrength: 0.750000",
+                     "satStrength: 1.500000", "claheStrength: 3.000000"}));
+    EXPECT_EQ(log.lines().size(), 5U);
 }
 
 TEST_F(Preview, DumpsFailEveryThirtyFirstFrame) {
     // The counter runs 0 .. 30: frames 0, 31, 62. It is the object's own, and counts with the stages off,
     // too.
-    const std::vector<std::string> failed = {"srcFrame save failed!", "dstFrame save failed!"};
-    for (const char* on : {"0", "1"}) {
+    const Lines failed = {"srcFrame save failed!", "dstFrame save failed!"};
+    for (const char* on : {"0", "1", "2"}) {
         rig::write(dir, makeTables(1, 10), {{"frame", "1"}, {"frameSwitch", on}});
         Stream stream(dir, {8, 6, {8, 6, 8, 6}});
         for (int i = 0; i < 70; ++i) {
             test::Frame frame = rig::makeFrame(stream.shape, Content::kNoise);
+            const auto before = frame.copyBytes();
             log.clear();
             EXPECT_EQ(stream.pipeline.process(frame.data(), IMAGE_FORMAT_TYPE_NV12, 0), 0);
-            EXPECT_EQ(log.texts(test::kError), i % 31 == 0 ? failed : kNone) << i;
+            EXPECT_EQ(log.texts(test::kError), i % 31 == 0 ? failed : Lines()) << i;
+            EXPECT_EQ(frame.copyBytes() != before, *on == '1');
         }
     }
 }
 
-TEST_F(Preview, SwitchedOffPassesTheFrame) {
-    for (const char* value : {"0", "2"}) {
-        rig::write(dir, makeTables(1, 31), {{"frameSwitch", value}});
-        Stream(dir, kSmall10).expectUntouched(log, 0, 77);
-        EXPECT_EQ(log.texts(), std::vector<std::string>{"scene: 77"});
-    }
-}
-
+// In mid-fade: the next good frame goes on as if the refused ones had not been; and a second handle ends the
+// stream.
 TEST_F(Preview, ASceneWithoutATableChangesNothing) {
-    // In mid-fade: the next good frame goes on as if the refused ones had not been.
     const std::vector<Tuning> tables = makeTables(3, 11);
     rig::write(dir, tables, {{"transFrameNum", "6"}, {"sceneIdx", "0/1/2/3/-1/"}});
     Stream stream(dir, kSmall10);
     stream.fade(tables, 0, 6, "k = 0");
     for (const int scene : {-1, 3, 5, 512, -2147483647}) {
-        EXPECT_EQ(stream.expectUntouched(log, -1, scene),
-                  std::vector<std::string>{"scene " + std::to_string(scene) + " has no tuning table!"});
+        stream.expectUntouched(log, -1, scene);
     }
     stream.fade(tables, 0, 6, "k = 1");
-}
-
-TEST_F(Preview, ASecondHandleReleasesTheFirst) {
-    rig::write(dir, makeTables(2, 11));
-    Stream first(dir, kSmall);
     { Stream second(dir, kSmall); }
-    EXPECT_EQ(first.expectUntouched(log, -1), std::vector<std::string>{"preview is not set up!"});
-    EXPECT_EQ(first.pipeline.free(), 0);
+    EXPECT_EQ(stream.expectUntouched(log, -1), Lines{"preview is not set up!"});
 }
 
 }  // namespace

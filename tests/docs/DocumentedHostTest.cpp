@@ -1,4 +1,6 @@
-// The host program that docs/integrating.md prints: it enhances a frame, and says when it cannot.
+// The host program that docs/integrating.md prints: it enhances a frame, and says when it cannot. It has
+// nothing but the library's path, and no log library in its process yet: all that the library needs must be
+// found from where it lies.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
@@ -13,7 +15,7 @@ namespace {
 
 int run(const std::string& arguments) {
     const std::string command =
-        std::string(EMULATOR) + " " DOCUMENTED_HOST " " + arguments + " >/dev/null 2>&1";
+        "cd /; " + std::string(EMULATOR) + " " DOCUMENTED_HOST " " + arguments + " >/dev/null 2>&1";
     const int status = std::system(command.c_str());
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }

@@ -60,16 +60,4 @@ TEST(LogPrintfDeathTest, LineThatDoesNotFitIsFatal) {
     LogPrintf::logPrint(1, "%s", longer.c_str());
 }
 
-TEST(LogPrintfDeathTest, InitialMaskLetsErrorsThrough) {
-    test::startDeathTestsSafely();
-    // A process of its own, in which nobody has set the mask.
-    EXPECT_EXIT(
-        {
-            LogPrintf::logPrint(4, "information");
-            LogPrintf::logPrint(1, "error");
-            std::exit(0);
-        },
-        testing::ExitedWithCode(0), "^E/Algorithm\\([ 0-9]+\\): error\n?$");
-}
-
 }  // namespace

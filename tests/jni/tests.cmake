@@ -1,4 +1,4 @@
-# The ground floor, the door's objects, and the tuning set with its scenes.
+# The ground floor and the objects at the door.
 huevance_test(jni_test
   jni/FileOperationTest.cpp
   jni/HuevanceDispatchTest.cpp
@@ -6,6 +6,3 @@ huevance_test(jni_test
   jni/ImageOperationTest.cpp
   jni/IniReaderTest.cpp
   jni/LogPrintfTest.cpp)
-huevance_test(tuning_test
-  core/SceneTablesTest.cpp
-  core/TuningSetTest.cpp)

@@ -1,1 +1,1 @@
-huevance_test(kernels_test kernels/KernelCases.cpp kernels/KernelChecker.cpp kernels/KernelTest.cpp)
+huevance_test(kernels_test kernels/KernelTest.cpp)

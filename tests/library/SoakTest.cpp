@@ -9,7 +9,7 @@
 #include <functional>
 
 #include "tests/library/HostLibrary.h"
-#include "tests/support/Frames.h"
+#include "tests/support/Rig.h"
 #include "tests/support/StdoutCapture.h"
 
 namespace {
@@ -42,19 +42,9 @@ protected:
         sim_log_set_sink([](void*, int, const char*, const char*) {}, nullptr);
         m_api.setLogStatus(0);
         m_dir.writePlatform("CPU");
-        m_dir.writeSets({{"claheSwitch", "1"},
-                         {"curveSwitch", "1"},
-                         {"colorSwitch", "1"},
-                         {"gridWidth", "2"},
-                         {"gridHeight", "2"},
-                         {"transFrameNum", "5"},
-                         {"sceneNum", "2"},
-                         {"sceneIdx", "0/1/"}});
-        for (int table = 0; table < 2; ++table) {
-            m_dir.writeParam(table, 0.5F, 1.0F, 2.0F);
-            m_dir.writeFloats("curveLut" + std::to_string(table), std::vector<float>(256, 100.0F));
-            m_dir.writeFloats("colorLut" + std::to_string(table), std::vector<float>(12288, 100.0F));
-        }
+        std::vector<model::Tuning> tables = {rig::makeTuning(1, 11), rig::makeTuning(2, 11)};
+        tables[0].grid = {2, 2, 1};
+        rig::write(m_dir, tables, {{"transFrameNum", "5"}});
         m_frame.fill(test::Content::kPhotoLike, 256);
     }
     ~Soak() override { sim_log_set_sink(nullptr, nullptr); }

@@ -163,9 +163,10 @@ std::vector<float> skinMask(Picture picture8, bool uFirst) {
     return mask;
 }
 
-void protect(Picture before, Picture& after, const std::vector<float>& mask) {
-    const auto blend = [](int from, int& to, float m) {
-        to = level(mix(static_cast<float>(to), static_cast<float>(from), m), 65535);
+// `top`: what a sample can hold.
+void protect(Picture before, Picture& after, const std::vector<float>& mask, int top) {
+    const auto blend = [top](int from, int& to, float m) {
+        to = level(mix(static_cast<float>(to), static_cast<float>(from), m), top);
     };
     for (std::size_t i = 0; i < mask.size(); ++i) {
         blend(before.luma[i], after.luma[i], mask[i]);
@@ -287,7 +288,7 @@ Picture enhanced(Picture picture, const Tuning& tuning, int format, int bits) {
         mapColor(picture, lattice, bits == 8 && format == 5 ? 1 : 0, range, tuning.colorStrength);
     }
     if (tuning.protect) {
-        protect(backup, picture, mask);
+        protect(backup, picture, mask, bits == 8 ? 255 : 65535);
     }
     shiftAll(picture, -highAligned, 0xFFFF);
     return picture;

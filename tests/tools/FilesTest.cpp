@@ -1,4 +1,5 @@
-// Pictures in and out of files: `huevance convert`, which shares every reader and writer with `run`.
+// Pictures in and out of files: `huevance convert`, which shares every reader and writer with `run`. Where
+// closeness is enough, `huevance compare` judges, which has tests of its own.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -21,6 +22,11 @@ struct FilesTest : testing::Test {
         EXPECT_EQ(result.exitCode, 0) << result.err;
         return bench.read(out);
     }
+    void expectClose(const std::string& a, const std::string& b, const std::string& tolerance) {
+        const ToolResult result =
+            bench.run({"compare", bench.path(a), bench.path(b), "--tolerance", tolerance});
+        EXPECT_EQ(result.exitCode, 0) << result.out << result.err;
+    }
 };
 
 // Smooth, so that codecs and filters change little.
@@ -36,79 +42,48 @@ Bytes gradient(int width, int height) {
 }
 
 TEST_F(FilesTest, JpegPlanesReachTheFrameUntouched) {
-    for (const auto& [width, height] : {std::pair{1, 1}, {2, 2}, {3, 5}, {17, 9}, {40, 30}, {641, 3}}) {
+    for (const auto& [width, height] : {std::pair{1, 1}, {3, 5}, {40, 30}, {641, 3}}) {
         const Bytes jpeg =
             encodeJpeg(noise(static_cast<std::size_t>(3 * width * height), 7), width, height, k420);
         const auto planes = decodeJpeg(jpeg).planes;
-        const std::string in = bench.write("in.jpg", jpeg);
         // The frame of an odd picture is even, and holds the picture's last chroma column and row.
         const int frameWidth = (width + 1) / 2 * 2, frameHeight = (height + 1) / 2 * 2;
         for (const std::string format : {"nv21", "nv12"}) {
-            const Bytes frame = convert(in, "out.yuv", {"--format", format});
+            const Bytes frame = convert(bench.write("in.jpg", jpeg), "out.yuv", {"--format", format});
             ASSERT_EQ(frame.size(), static_cast<std::size_t>(frameWidth * frameHeight * 3 / 2));
-            for (int y = 0; y < height; ++y) {
-                for (int x = 0; x < width; ++x) {
-                    ASSERT_EQ(frame[static_cast<std::size_t>(y * frameWidth + x)], planes[0].at(x, y))
-                        << width;
-                    const auto& chroma = planes[(format == "nv12") == (x % 2 == 0) ? 1 : 2];
-                    ASSERT_EQ(frame[static_cast<std::size_t>((frameHeight + y / 2) * frameWidth + x)],
-                              chroma.at(x / 2, y / 2))
-                        << width << format;
-                }
+            for (int i = 0; i < width * height; ++i) {
+                const int x = i % width, y = i / width;
+                const auto& chroma = planes[(format == "nv12") == (x % 2 == 0) ? 1 : 2];
+                const auto* column = frame.data() + x;
+                ASSERT_EQ(column[y * frameWidth], planes[0].at(x, y)) << format << width;
+                ASSERT_EQ(column[(frameHeight + y / 2) * frameWidth], chroma.at(x / 2, y / 2))
+                    << format << width;
             }
         }
     }
 }
 
-TEST_F(FilesTest, OtherSubsamplingsAreFilteredToTheFrame) {
-    constexpr int kWidth = 48, kHeight = 32;
-    const Bytes rgb = gradient(kWidth, kHeight);
-    for (const int subsampling : {k444, k422, k440, k411}) {
-        const Bytes jpeg = encodeJpeg(rgb, kWidth, kHeight, subsampling);
-        const auto planes = decodeJpeg(jpeg).planes;
-        const Bytes frame = convert(bench.write("in.jpg", jpeg), "out.yuv", {"--format", "nv12"});
-        EXPECT_TRUE(std::equal(planes[0].samples.begin(), planes[0].samples.end(), frame.begin()));
-        const int across = kWidth / planes[1].width, down = kHeight / planes[1].height;
-        for (int i = 0; i < kWidth * kHeight / 2; ++i) {
-            const int x = i % kWidth / 2 * 2, y = i / kWidth * 2;
-            if (x < 4 || x >= kWidth - 4 || y < 4 || y >= kHeight - 4) {
-                continue;
-            }
-            // The mean of the file's chroma at the four luma places of the block.
-            double mean = 0.0;
-            for (int j = 0; j < 4; ++j) {
-                mean += planes[i % 2 == 0 ? 1 : 2].at((x + j % 2) / across, (y + j / 2) / down) / 4.0;
-            }
-            // Where the file has fewer columns than the frame they are interpolated.
-            ASSERT_NEAR(frame[static_cast<std::size_t>(kWidth * kHeight + i)], mean,
-                        subsampling == k411 ? 5.0 : 3.0)
-                << subsampling << " " << x << " " << y;
+TEST_F(FilesTest, EverySubsamplingGivesThePictureAndKeepsItsDescription) {
+    // An orientation (APP1) and a profile (APP2), and a comment that is not carried.
+    const Bytes segments = {0xFF, 0xE1, 0, 8, 'E', 'x', 'i', 'f', 0, 7, 0xFF, 0xE2, 0, 5, 'I', 'C', 'C'};
+    const Bytes comment = {0xFF, 0xFE, 0, 4, 'h', 'i'};
+    for (const auto& [width, height] : {std::pair{64, 48}, {65, 47}}) {
+        bench.write("in.png", encodePng({width, height, gradient(width, height)}));
+        for (const int subsampling : {k444, k422, k420, k440, k411}) {
+            SCOPED_TRACE(testing::Message() << width << ", subsampling " << subsampling);
+            Bytes jpeg = encodeJpeg(gradient(width, height), width, height, subsampling);
+            jpeg.insert(jpeg.begin() + 20, comment.begin(), comment.end());  // after the JFIF segment
+            jpeg.insert(jpeg.begin() + 20, segments.begin(), segments.end());
+            const Bytes out = convert(bench.write("in.jpg", jpeg), "out.jpg", {"--quality", "100"});
+            expectClose("in.jpg", "in.png", "7");
+            expectClose("in.jpg", "out.jpg", "4");
+            EXPECT_NE(std::search(out.begin(), out.end(), segments.begin(), segments.end()), out.end());
+            EXPECT_EQ(std::search(out.begin(), out.end(), comment.begin(), comment.end()), out.end());
         }
     }
-    const Bytes frame = convert(bench.write("in.jpg", encodeJpeg(rgb, kWidth, kHeight, kGray)), "out.yuv");
-    EXPECT_THAT(Bytes(frame.begin() + kWidth * kHeight, frame.end()), testing::Each(128));
-}
-
-TEST_F(FilesTest, JpegRoundTripIsCloseAndKeepsItsDescription) {
-    for (const auto& [width, height] : {std::pair{64, 48}, {65, 47}, {1, 7}}) {
-        Bytes jpeg = encodeJpeg(gradient(width, height), width, height, k420);
-        // An orientation (APP1) and a profile (APP2), and a comment that is not carried.
-        const Bytes segments = {0xFF, 0xE1, 0, 8, 'E', 'x', 'i', 'f', 0, 7, 0xFF, 0xE2, 0, 5, 'I', 'C', 'C'};
-        const Bytes comment = {0xFF, 0xFE, 0, 4, 'h', 'i'};
-        jpeg.insert(jpeg.begin() + 20, comment.begin(), comment.end());  // after the JFIF segment
-        jpeg.insert(jpeg.begin() + 20, segments.begin(), segments.end());
-        const Bytes out = convert(bench.write("in.jpg", jpeg), "out.jpg", {"--quality", "100"});
-        const JpegPicture before = decodeJpeg(jpeg), after = decodeJpeg(out);
-        ASSERT_TRUE(after.width == width && after.height == height && after.planes.size() == 3);
-        for (int i = 0; i < width * height; ++i) {
-            const int x = i % width, y = i / width;
-            ASSERT_NEAR(after.planes[0].at(x, y), before.planes[0].at(x, y), 4);
-            ASSERT_NEAR(after.planes[1].at(x / 2, y / 2), before.planes[1].at(x / 2, y / 2), 4);
-            ASSERT_NEAR(after.planes[2].at(x / 2, y / 2), before.planes[2].at(x / 2, y / 2), 4);
-        }
-        EXPECT_NE(std::search(out.begin(), out.end(), segments.begin(), segments.end()), out.end());
-        EXPECT_EQ(std::search(out.begin(), out.end(), comment.begin(), comment.end()), out.end());
-    }
+    const Bytes frame =
+        convert(bench.write("in.jpg", encodeJpeg(gradient(48, 32), 48, 32, kGray)), "out.yuv");
+    EXPECT_THAT(Bytes(frame.begin() + 48 * 32, frame.end()), testing::Each(128));
 }
 
 TEST_F(FilesTest, PngColoursFollowTheNamedMatrix) {
@@ -123,37 +98,32 @@ TEST_F(FilesTest, PngColoursFollowTheNamedMatrix) {
         for (const auto& color : colors) {
             const double luma = red * color[0] + (1 - red - blue) * color[1] + blue * color[2];
             const double gain = limited ? 224.0 / 255.0 : 1.0;
-            const Bytes png = encodePng(solid(6, 5, color[0], color[1], color[2]));
+            const Bytes png = encodePng(solid(6, 6, color[0], color[1], color[2]));
             const Bytes frame = convert(bench.write("in.png", png), "out.nv12", options);
             ASSERT_EQ(frame.size(), 6U * 6U * 3U / 2U);
             EXPECT_NEAR(frame[0], limited ? 16.0 + 219.0 / 255.0 * luma : luma, 1.5) << i << color[0];
             EXPECT_NEAR(frame[36], std::min(128.0 + gain * (color[2] - luma) / (2 * (1 - blue)), 255.0), 1.5);
             EXPECT_NEAR(frame[37], std::min(128.0 + gain * (color[0] - luma) / (2 * (1 - red)), 255.0), 1.5);
-            const RgbPicture back =
-                decodePng(convert(bench.path("out.nv12"), "out.png", join(options, {"--size", "6x6"})));
-            ASSERT_EQ(back.width, 6);
-            for (std::size_t c = 0; c < 3; ++c) {
-                EXPECT_NEAR(back.rgb[c], color[c], 4) << i << color[0] << " " << c;
-            }
+            convert(bench.path("out.nv12"), "out.png", join(options, {"--size", "6x6"}));
+            expectClose("in.png", "out.png", "4");
         }
     }
 }
 
 TEST_F(FilesTest, SixteenBitFramesHoldShiftedLevels) {
-    const std::string in = bench.write("in.png", encodePng(solid(4, 2, 77, 77, 77)));
+    bench.write("in.png", encodePng(solid(4, 2, 77, 77, 77)));
     const struct {
         const char *format, *bits;
         int shift;  // from the 8-bit level to the stored sample
     } depths[] = {{"nv12-16", "10", 2}, {"nv12-16", "16", 8}, {"p010", "10", 8}, {"p010", "12", 8}};
     for (const auto& depth : depths) {
         const Words options = {"--format", depth.format, "--bits", depth.bits};
-        const Bytes frame = convert(in, "out.yuv", options);
+        const Bytes frame = convert(bench.path("in.png"), "out.yuv", options);
         ASSERT_EQ(frame.size(), 4U * 3U * 2U);
         EXPECT_EQ(frame[0] | frame[1] << 8, 77 << depth.shift) << depth.format << depth.bits;
         EXPECT_EQ(frame[16] | frame[17] << 8, 128 << depth.shift) << depth.format << depth.bits;
-        EXPECT_EQ(
-            decodePng(convert(bench.path("out.yuv"), "out.png", join(options, {"--size", "4x2"}))).rgb[0],
-            77);
+        convert(bench.path("out.yuv"), "out.png", join(options, {"--size", "4x2"}));
+        expectClose("in.png", "out.png", "0");
     }
     // On the way to 8 bits levels are rounded, not cut: 309 of 1023 is nearer to 77 than to 78, 310 is
     // half-way.
@@ -167,30 +137,24 @@ TEST_F(FilesTest, SixteenBitFramesHoldShiftedLevels) {
     }
 }
 
-TEST_F(FilesTest, RawFramesOfOddSizesBecomePictures) {
-    // 3 x 3: one chroma pair, which stands for the whole picture.
+TEST_F(FilesTest, OddSizesAndResizing) {
+    // 3 x 3: one chroma pair, which stands for the whole picture. Full-range BT.601: R = Y + 1.402 (V - 128)
+    // = 144, B = Y + 1.772 (U - 128) = 32, G = Y - 0.344 (U - 128) - 0.714 (V - 128) = 89.
     const std::string in = bench.write("in.nv12", {99, 99, 99, 99, 99, 99, 99, 99, 99, 90, 160, 0});
-    const RgbPicture png = decodePng(convert(in, "out.png", {"--size", "3x3", "--format", "nv12"}));
-    ASSERT_EQ(png.width * png.height, 9);
-    // Full-range BT.601: R = Y + 1.402 (V - 128), B = Y + 1.772 (U - 128).
-    for (std::size_t i = 0; i < 9; ++i) {
-        EXPECT_NEAR(png.rgb[3 * i], 99 + 1.402 * 32, 2) << i;
-        EXPECT_NEAR(png.rgb[3 * i + 2], 99 - 1.772 * 38, 2) << i;
-    }
-    EXPECT_EQ(decodeJpeg(convert(in, "out.jpg", {"--size", "3x3", "--format", "nv12"})).width, 3);
-    // 1 x 1: no chroma at all, so gray.
+    convert(in, "out.png", {"--size", "3x3", "--format", "nv12"});
+    bench.write("expected.png", encodePng(solid(3, 3, 144, 89, 32)));
+    expectClose("out.png", "expected.png", "2");
+    // 1 x 1: no chroma at all, so grey.
     EXPECT_EQ(decodePng(convert(bench.write("in.nv12", {60}), "out.png", {"--size", "1x1"})).rgb,
               (Bytes{60, 60, 60}));
-}
-
-TEST_F(FilesTest, Resizing) {
-    const std::string in = bench.write("in.png", encodePng(solid(30, 20, 50, 60, 70)));
-    const RgbPicture fixed = decodePng(convert(in, "out.png", {"--resize", "91x33"}));
-    ASSERT_TRUE(fixed.width == 91 && fixed.height == 33);
-    EXPECT_NEAR(fixed.rgb[3 * (91 * 16 + 45)], 50, 3);
     // 0.0054 Mi samples in the proportion 3:2 are 90 x 60.
-    const RgbPicture scaled = decodePng(convert(in, "out.png", {"--megapixels", "0.0054"}));
-    EXPECT_TRUE(scaled.width == 90 && scaled.height == 60);
+    const std::string large = bench.write("in.png", encodePng(solid(30, 20, 50, 60, 70)));
+    for (const auto& [option, value, width, height] :
+         {std::tuple{"--resize", "91x33", 91, 33}, {"--megapixels", "0.0054", 90, 60}}) {
+        convert(large, "out.png", {option, value});
+        bench.write("expected.png", encodePng(solid(width, height, 50, 60, 70)));
+        expectClose("out.png", "expected.png", "2");
+    }
 }
 
 TEST_F(FilesTest, DamagedFilesAreRefusedInWords) {
@@ -199,7 +163,7 @@ TEST_F(FilesTest, DamagedFilesAreRefusedInWords) {
     std::vector<Bytes> files = {{}, {'h', 'e', 'l', 'l', 'o'}};
     for (const Bytes& whole : {jpeg, png}) {
         for (const std::size_t length : {std::size_t{8}, std::size_t{24}, whole.size() * 9 / 10}) {
-            files.emplace_back(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length));
+            files.emplace_back(whole.data(), whole.data() + length);
         }
     }
     // Sizes that no memory holds: JPEG's frame header, PNG's first chunk.

@@ -1,6 +1,7 @@
-#include "tests/cpu/Rig.h"
+#include "tests/support/Rig.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 namespace rig {
@@ -78,7 +79,7 @@ void write(const test::TuningDir& dir, const std::vector<model::Tuning>& tables,
     }
 }
 
-HostMask::HostMask(const RoiInfo& frame)
+HostMask::HostMask(const RoiInfo& frame, bool odd)
     : roi{frame.width, frame.height, 4 * frame.width + 12, frame.height},
       m_width(frame.width),
       m_memory(static_cast<std::size_t>(roi.stride * roi.height - 12)) {
@@ -86,7 +87,11 @@ HostMask::HostMask(const RoiInfo& frame)
     for (int y = 0; y < roi.height; ++y) {
         for (int x = 0; x < m_width; ++x) {
             const int kind = random.below(4);
-            data()[y * roi.stride / 4 + x] = kind == 0 ? 0.0F : kind == 1 ? 1.0F : random.unit();
+            const float beyond[] = {-0.5F, 1.5F, 1e30F, std::numeric_limits<float>::quiet_NaN()};
+            data()[y * roi.stride / 4 + x] = kind == 0                  ? 0.0F
+                                             : kind == 1                ? 1.0F
+                                             : odd && (x + y) % 16 == 0 ? beyond[x / 4 % 4]
+                                                                        : random.unit();
         }
     }
 }
@@ -98,6 +103,12 @@ std::vector<float> HostMask::weights() const {
         result.insert(result.end(), cells + y * roi.stride / 4, cells + y * roi.stride / 4 + m_width);
     }
     return result;
+}
+
+model::Picture expectedPicture(const Shape& shape, const model::Tuning& tuning, test::Content content,
+                               std::uint32_t seed) {
+    return model::enhanced(model::fromFrame(makeFrame(shape, content, seed)), tuning, shape.format,
+                           shape.bits);
 }
 
 void expectSame(const test::Frame& frame, const model::Picture& expected, const std::string& what) {
