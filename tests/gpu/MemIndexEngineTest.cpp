@@ -1,105 +1,70 @@
 #include <gtest/gtest.h>
 
-#include <initializer_list>
 #include <string>
-#include <utility>
 
 #include "gpu/MemIndexEngine.h"
 
 namespace {
 
-// A frame as the four buffers hold it: for each plane of each buffer, the stages that it has been through.
-struct Planes {
-    std::string luma[4];
-    std::string chroma[4];
-};
-
-struct Switches {
-    bool clahe, curve, correct, color, protect;
-};
-
-// Runs the stages over planes that record what happened to them, and returns what the final buffer holds.
-Planes run(gpu::huevanceCLMemIndexEngine& index, const Switches& on) {
-    Planes planes;
-    const int final = index.m_iFinal;
-    for (int i = 0; i < 4; ++i) {
-        planes.luma[i] = planes.chroma[i] = std::string(i == final ? 0 : 1, '?');
-    }
-    index.resetIndex();
-    if (on.clahe) {
-        index.claheSetIndex();
-        planes.luma[index.m_iYOut] = planes.luma[index.m_iYIn] + 'H';
-        index.claheUpdateIndex();
-    }
-    if (on.curve) {
-        index.curveSetIndex();
-        planes.luma[index.m_iYOut] = planes.luma[index.m_iYIn] + 'C';
-        planes.chroma[final] += "C";
-        index.curveUpdateIndex();
-    }
-    if (on.correct) {
-        index.correctSetIndex();
-        planes.chroma[index.m_iUvOut] = planes.chroma[final] + 'X';
-        index.correctUpdateIndex();
-    }
-    if (on.color) {
-        index.colorSetIndex();
-        const std::string luma = planes.luma[index.m_iYIn];
-        const std::string chroma = planes.chroma[index.m_iUvIn];
-        planes.luma[index.m_iYOut] = luma + 'M';
-        planes.chroma[index.m_iUvOut] = chroma + 'M';
-        index.colorUpdateIndex();
-    }
-    if (on.protect) {
-        // The unprocessed frame must still be in the final buffer; only the curve has changed its chroma.
-        EXPECT_EQ(planes.luma[final], "");
-        EXPECT_EQ(planes.chroma[final], std::string(on.curve ? 1 : 0, 'C'));
-        index.protectSetIndex();
-        planes.luma[final] = planes.luma[index.m_iYIn] + 'P';
-        planes.chroma[final] = planes.chroma[index.m_iUvIn] + 'P';
-        index.protectUpdateIndex();
-    }
-    planes.luma[0] = planes.luma[final];
-    planes.chroma[0] = planes.chroma[final];
-    return planes;
-}
-
-std::string stages(std::initializer_list<std::pair<bool, char>> list) {
-    std::string names;
-    for (const auto& [on, name] : list) {
-        names.append(on ? 1 : 0, name);
-    }
-    return names;
-}
-
+// Runs the stages of five bits (CLAHE, curve, correction, colour, protection) over planes that record which
+// stages they have been through. Every combination must end in the final buffer through all its stages, and
+// protection must find the unprocessed frame there: only the curve has changed its chroma.
 TEST(MemIndexEngine, EveryCombinationEndsInTheFinalBufferThroughAllItsStages) {
     for (int bits = 0; bits < 64; ++bits) {
-        const Switches on = {(bits & 1) != 0, (bits & 2) != 0, (bits & 4) != 0, (bits & 8) != 0,
-                             (bits & 16) != 0};
-        const bool half = (bits & 32) != 0;
+        SCOPED_TRACE(bits);
+        const auto on = [bits](int stage) { return bits >> stage & 1; };
         gpu::huevanceCLMemIndexEngine index;
-        index.initIndex(half, on.clahe, on.curve, on.correct, on.color, on.protect);
-        EXPECT_EQ(index.m_iFinal, half ? 3 : 2);
-        const std::string luma =
-            stages({{on.clahe, 'H'}, {on.curve, 'C'}, {on.color, 'M'}, {on.protect, 'P'}});
-        const std::string chroma =
-            stages({{on.curve, 'C'}, {on.correct, 'X'}, {on.color, 'M'}, {on.protect, 'P'}});
+        index.initIndex(on(5) != 0, on(0), on(1), on(2), on(3), on(4));
+        const int final = on(5) != 0 ? 3 : 2;
+        ASSERT_EQ(index.m_iFinal, final);
         for (int frame = 0; frame < 2; ++frame) {
-            const Planes planes = run(index, on);
-            EXPECT_EQ(planes.luma[0], luma) << bits;
-            EXPECT_EQ(planes.chroma[0], chroma) << bits;
+            std::string luma[4] = {"?", "?", "?", "?"};
+            std::string chroma[4] = {"?", "?", "?", "?"};
+            luma[final] = chroma[final] = "";
+            index.resetIndex();
+            if (on(0) != 0) {
+                index.claheSetIndex();
+                luma[index.m_iYOut] = luma[index.m_iYIn] + "H";
+                index.claheUpdateIndex();
+            }
+            if (on(1) != 0) {
+                index.curveSetIndex();
+                luma[index.m_iYOut] = luma[index.m_iYIn] + "C";
+                chroma[final] += "C";
+                index.curveUpdateIndex();
+            }
+            if (on(2) != 0) {
+                // After a last luma stage the processed luma is in the final buffer, too.
+                EXPECT_EQ(index.m_iYIn == final, bits % 4 == 0 || (bits >> 3 & 3) == 0);
+                index.correctSetIndex();
+                chroma[index.m_iUvOut] = chroma[final] + "X";
+                index.correctUpdateIndex();
+            }
+            if (on(3) != 0) {
+                index.colorSetIndex();
+                luma[index.m_iYOut] = luma[index.m_iYIn] + "M";
+                chroma[index.m_iUvOut] = chroma[index.m_iUvIn] + "M";
+                index.colorUpdateIndex();
+            }
+            if (on(4) != 0) {
+                EXPECT_EQ(luma[final], "");
+                EXPECT_EQ(chroma[final], on(1) != 0 ? "C" : "");
+                index.protectSetIndex();
+                luma[final] = luma[index.m_iYIn] + "P";
+                chroma[final] = chroma[index.m_iUvIn] + "P";
+                index.protectUpdateIndex();
+            }
+            const auto names = [&on](const char* letters) {
+                std::string all;
+                for (int stage = 0; stage < 5; ++stage) {
+                    all.append(on(stage) != 0 && letters[stage] != ' ' ? 1 : 0, letters[stage]);
+                }
+                return all;
+            };
+            EXPECT_EQ(luma[final], names("HC MP"));
+            EXPECT_EQ(chroma[final], names(" CXMP"));
         }
     }
-}
-
-TEST(MemIndexEngine, CorrectionAfterALastLumaStageFindsTheProcessedLumaInBothPlaces) {
-    gpu::huevanceCLMemIndexEngine index;
-    index.initIndex(false, 1, 0, 1, 0, 0);
-    EXPECT_TRUE(index.m_bClaheLast);
-    index.resetIndex();
-    index.claheSetIndex();
-    index.claheUpdateIndex();
-    EXPECT_EQ(index.m_iYIn, index.m_iFinal);
 }
 
 TEST(MemIndexEngine, OnlyExactlyOneIsOn) {

@@ -52,6 +52,10 @@ void Chain::apply(Frame& frame, IMAGE_FORMAT_TYPE type) const {
     }
 }
 
+huevance::StageSwitches stagesOf(int bits) {
+    return {(bits & 1) != 0, (bits & 2) != 0, (bits & 4) != 0, (bits & 8) != 0, (bits & 16) != 0};
+}
+
 std::vector<float> gentleCurve(float bend) {
     std::vector<float> curve(256);
     for (int i = 0; i < 256; ++i) {
