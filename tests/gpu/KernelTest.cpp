@@ -6,11 +6,9 @@
 #include <cstring>
 #include <functional>
 
-#include "core/Clahe.h"
 #include "core/ColorCorrect.h"
 #include "core/ColorLut.h"
 #include "core/Portrait.h"
-#include "core/ToneCurve.h"
 #include "gpu/Huevance_GPU.h"
 #include "tests/gpu/support/Chain.h"
 #include "tests/gpu/support/Device.h"
@@ -23,8 +21,6 @@ namespace {
 using test::Content;
 using test::Frame;
 
-constexpr IMAGE_FORMAT_TYPE kOrders[] = {IMAGE_FORMAT_TYPE_NV12, IMAGE_FORMAT_TYPE_NV21};
-
 struct Input {
     RoiInfo roi;
     Content content;
@@ -36,7 +32,9 @@ std::string describe(const Input& input) {
            (input.photo != nullptr ? input.photo : toString(input.content));
 }
 
+// For an interpreting driver, which has no shared virtual memory either.
 bool tinyFrames() { return std::getenv("HUEVANCE_TINY_FRAMES") != nullptr; }
+std::vector<int> sharedMemory(const std::vector<int>& kinds) { return tinyFrames() ? std::vector{0} : kinds; }
 
 std::vector<Input> inputs() {
     if (tinyFrames()) {
@@ -88,12 +86,25 @@ protected:
             s_engine->curveLutFree();
             s_engine->colorLutFree();
             s_engine->sceneColorLutFree();
+            s_engine->sceneCurveLutFree();
             s_engine->portraitMaskFree();
             s_engine->m_bIsDownScale = false;
         }
         DeviceTest::TearDown();
     }
     CHuevance_GPU& engine() { return *s_engine; }
+
+    // The chain's curve and lattice, those that it has, as the engine's.
+    void useTables(const test::Chain& chain) {
+        const test::TuningDir dir;
+        dir.writeFloats("CurveLut", chain.curve);
+        dir.writeFloats("ColorLut", chain.lattice);
+        engine().m_iSceneNum = 1;
+        engine().setSensorPath(dir.path().c_str());
+        ASSERT_EQ(engine().sceneCurveLutMalloc() + engine().curveLutMalloc(0) +
+                      engine().sceneColorLutMalloc() + engine().colorLutMalloc(0),
+                  0);
+    }
 
     void upload(int index, const std::vector<unsigned char>& bytes) {
         ASSERT_EQ(gpu::createBuffer(engine().m_context.get(), CL_MEM_READ_WRITE, bytes.size(), nullptr,
@@ -118,26 +129,27 @@ protected:
         return frame;
     }
 
-    // Buffers 0 and 1 hold noise and buffer 2 the input; the kernel runs on them, the reference on their
+    // For every input: buffers 0 and 1 hold noise, buffer 2 the input. `kernel` runs on them, `reference` on
     // copies.
-    void compare(const Input& input, const std::string& more, const std::function<void(Buffers&)>& reference,
-                 const std::function<int()>& kernel) {
-        const std::string what = describe(input) + " " + more;
-        Buffers buffers;
-        buffers.push_back(frameOf({input.roi, Content::kNoise, nullptr}, 77));
-        buffers.push_back(frameOf({input.roi, Content::kNoise, nullptr}, 78));
-        buffers.push_back(frameOf(input, 3));
-        engine().setSrcRoiInfo(input.roi);
-        engine().setRoiInfo(input.roi);
-        engine().m_index = {};
-        for (int i = 0; i < 3; ++i) {
-            upload(i, buffers[static_cast<std::size_t>(i)].copyBytes());
-        }
-        ASSERT_EQ(kernel(), 0) << what;
-        reference(buffers);
-        for (int i = 0; i < 3; ++i) {
-            expectClose(download(i, buffers[0].bytes()), buffers[static_cast<std::size_t>(i)].copyBytes(), 1,
-                        what + ", buffer " + std::to_string(i));
+    void compare(const std::string& variant, const std::function<int(const Input&)>& kernel,
+                 const std::function<void(Buffers&)>& reference, const std::vector<Input>& all = inputs()) {
+        for (const Input& input : all) {
+            Buffers buffers;
+            buffers.push_back(frameOf({input.roi, Content::kNoise, nullptr}, 77));
+            buffers.push_back(frameOf({input.roi, Content::kNoise, nullptr}, 78));
+            buffers.push_back(frameOf(input, 3));
+            engine().setSrcRoiInfo(input.roi);
+            engine().setRoiInfo(input.roi);
+            engine().m_index = {};
+            for (int i = 0; i < 3; ++i) {
+                upload(i, buffers[static_cast<std::size_t>(i)].copyBytes());
+            }
+            ASSERT_EQ(kernel(input), 0) << describe(input) << " " << variant;
+            reference(buffers);
+            for (int i = 0; i < 3; ++i) {
+                expectClose(download(i, buffers[0].bytes()), buffers[static_cast<std::size_t>(i)].copyBytes(),
+                            1, describe(input) + " " + variant + ", buffer " + std::to_string(i));
+            }
         }
     }
     static void expectClose(const std::vector<unsigned char>& got, const std::vector<unsigned char>& expected,
@@ -171,128 +183,104 @@ Frame copyOf(const Frame& frame) {
 }
 
 TEST_F(Kernels, ClaheMaps) {
-    struct Case {
-        Input input;
-        int gridWidth, gridHeight, sampRate;
+    test::Chain chain;
+    chain.on.clahe = true;
+    chain.claheStrength = engine().m_fClaheStrength = 1.5F;
+    const auto compareGrid = [&](int gridWidth, int gridHeight, int sampRate, std::vector<Input> all) {
+        chain.gridWidth = engine().m_iGridWidth = gridWidth;
+        chain.gridHeight = engine().m_iGridHeight = gridHeight;
+        chain.sampRate = engine().m_iSampRate = sampRate;
+        std::erase_if(all, [&](const Input& input) {
+            return input.roi.width < gridWidth || input.roi.height < gridHeight;
+        });
+        const auto kernel = [this](const Input& input) {
+            Frame frame = frameOf(input, 3);
+            return engine().claheLutMalloc() + engine().setClaheLut(frame.data()) + engine().claheMap();
+        };
+        const auto reference = [&](Buffers& buffers) {
+            Frame mapped = copyOf(buffers[2]);
+            chain.apply(mapped, IMAGE_FORMAT_TYPE_NV12);
+            copyLuma(buffers[0], mapped);
+        };
+        compare("grid " + std::to_string(gridWidth) + "x" + std::to_string(gridHeight), kernel, reference,
+                all);
     };
-    std::vector<Case> cases;
-    for (const Input& input : inputs()) {
-        for (const auto& [width, height] : {std::pair(8, 6), {1, 1}, {3, 5}, {2, 1}}) {
-            if (width <= input.roi.width && height <= input.roi.height) {
-                cases.push_back({input, width, height, 2});
-            }
-        }
+    for (const auto& [width, height] : {std::pair(8, 6), {1, 1}, {3, 5}, {2, 1}}) {
+        compareGrid(width, height, 2, inputs());
     }
     if (!tinyFrames()) {
         // So wide that a work group needs several rounds of tables, and tiles narrower than a work item.
-        cases.push_back({{{2048, 12, 2048, 12}, Content::kNoise, nullptr}, 64, 2, 1});
-        cases.push_back({{{1000, 40, 1024, 40}, Content::kNoise, nullptr}, 40, 20, 1});
-        cases.push_back({{{630, 30, 630, 30}, Content::kNoise, nullptr}, 90, 3, 1});
-        cases.push_back({{{96, 96, 96, 96}, Content::kNoise, nullptr}, 2, 48, 1});
-    }
-    for (const auto& [input, gridWidth, gridHeight, sampRate] : cases) {
-        engine().m_iGridWidth = gridWidth;
-        engine().m_iGridHeight = gridHeight;
-        engine().m_iSampRate = sampRate;
-        engine().m_fClaheStrength = 1.5F;
-        test::Chain chain;
-        chain.on.clahe = true;
-        chain.gridWidth = gridWidth;
-        chain.gridHeight = gridHeight;
-        chain.sampRate = sampRate;
-        chain.claheStrength = 1.5F;
-        compare(
-            input, "grid " + std::to_string(gridWidth) + "x" + std::to_string(gridHeight),
-            [&](Buffers& buffers) {
-                Frame mapped = copyOf(buffers[2]);
-                chain.apply(mapped, IMAGE_FORMAT_TYPE_NV12);
-                copyLuma(buffers[0], mapped);
-            },
-            [&] {
-                Frame frame = frameOf(input, 3);
-                return engine().claheLutMalloc() + engine().setClaheLut(frame.data()) + engine().claheMap();
-            });
+        compareGrid(64, 2, 1, {{{2048, 12, 2048, 12}, Content::kNoise, nullptr}});
+        compareGrid(40, 20, 1, {{{1000, 40, 1024, 40}, Content::kNoise, nullptr}});
+        compareGrid(90, 3, 1, {{{630, 30, 630, 30}, Content::kNoise, nullptr}});
+        compareGrid(2, 48, 1, {{{96, 96, 96, 96}, Content::kNoise, nullptr}});
     }
 }
 
 TEST_F(Kernels, CurvesMapWithEveryKindOfSharedMemory) {
-    std::vector<float> curve(256);
+    test::Chain chain;
+    chain.on.curve = true;
+    chain.curve.assign(256, 255.0F);
     test::Random random(3);
-    for (float& level : curve) {
-        level = 255.0F * random.unit();
-    }
-    curve.front() = 0.0F;
-    curve.back() = 255.0F;
-    for (const int svm : {0, 1, 2, 3}) {
+    std::generate_n(chain.curve.begin(), 255, [&] { return 255.0F * random.unit(); });
+    for (const int svm : sharedMemory({0, 1, 2, 3})) {
         sim_opencl_set_svm_level(svm);
-        auto& table = engine().m_curveLut;
+        gpu::DeviceTable& table = engine().m_curveLut;
         ASSERT_EQ(table.allocate(engine().m_context.get(), engine().m_queue.get(), svm, 1024), 0);
-        ASSERT_EQ(table.write(engine().m_queue.get(), curve.data(), 1024), 0);
-        for (const Input& input : inputs()) {
-            for (const float saturation : {0.0F, 0.7F, 1.0F, 2.5F}) {
-                engine().m_fSatStrength = saturation;
-                const auto reference = [&](Buffers& buffers) {
-                    std::vector<float> uv(256);
-                    huevance::buildUvCurve(saturation, uv.data());
+        ASSERT_EQ(table.write(engine().m_queue.get(), chain.curve.data(), 1024), 0);
+        for (const float saturation : {0.0F, 0.7F, 1.0F, 2.5F}) {
+            chain.satStrength = engine().m_fSatStrength = saturation;
+            compare(
+                "svm " + std::to_string(svm), [this](const Input&) { return engine().curveMap(); },
+                [&](Buffers& buffers) {
                     Frame mapped = copyOf(buffers[2]);
-                    huevance::curveMap_8u(mapped.data8(), input.roi, curve.data(), uv.data(), 256);
+                    chain.apply(mapped, IMAGE_FORMAT_TYPE_NV12);
                     copyLuma(buffers[0], mapped);
                     copyChroma(buffers[2], mapped);
-                };
-                compare(input, "svm " + std::to_string(svm), reference, [&] { return engine().curveMap(); });
-            }
+                });
         }
         engine().curveLutFree();
     }
 }
 
 TEST_F(Kernels, ColorIsCorrected) {
-    for (const Input& input : inputs()) {
-        for (const bool sameLuma : {false, true}) {
-            const auto reference = [&](Buffers& buffers) {
-                Frame corrected = copyOf(buffers[2]);
-                copyLuma(corrected, buffers[sameLuma ? 2 : 0]);
-                huevance::colorCorrect_8u(buffers[2].data8(), input.roi, corrected.data8(), input.roi,
-                                          IMAGE_FORMAT_TYPE_NV12, 256);
-                copyChroma(buffers[1], corrected);
-            };
-            compare(input, sameLuma ? "same luma" : "other luma", reference, [&] {
-                engine().m_index.m_iYIn = sameLuma ? 2 : 0;
-                engine().m_index.m_iUvOut = 1;
-                return engine().colorCorrect();
-            });
-        }
+    for (const int processed : {0, 2}) {  // another luma, and the same
+        const auto kernel = [&](const Input&) {
+            engine().m_index.m_iYIn = processed;
+            engine().m_index.m_iUvOut = 1;
+            return engine().colorCorrect();
+        };
+        compare("luma of " + std::to_string(processed), kernel, [&](Buffers& buffers) {
+            Frame corrected = copyOf(buffers[2]);
+            copyLuma(corrected, buffers[static_cast<std::size_t>(processed)]);
+            huevance::colorCorrect_8u(buffers[2].data8(), corrected.roi(), corrected.data8(), corrected.roi(),
+                                      IMAGE_FORMAT_TYPE_NV12, 256);
+            copyChroma(buffers[1], corrected);
+        });
     }
 }
 
 TEST_F(Kernels, ColorTableMapsInBothChromaOrders) {
+    test::Chain chain;
+    chain.on.colorMap = true;
+    chain.lattice.resize(huevance::kColorLutFloats);
     test::Random random(5);
-    std::vector<float> lattice(huevance::kColorLutFloats);
-    for (float& level : lattice) {
-        level = 255.0F * random.unit();
-    }
-    const test::TuningDir dir;
-    dir.writeFloats("ColorLut", lattice);
-    engine().m_iSceneNum = 1;
-    engine().setSensorPath(dir.path().c_str());
-    ASSERT_EQ(engine().sceneColorLutMalloc(), 0);
-    ASSERT_EQ(engine().colorLutMalloc(0), 0);
-    for (const Input& input : inputs()) {
+    std::generate(chain.lattice.begin(), chain.lattice.end(), [&] { return 255.0F * random.unit(); });
+    useTables(chain);
+    for (const auto type : {IMAGE_FORMAT_TYPE_NV12, IMAGE_FORMAT_TYPE_NV21}) {
         for (const float strength : {0.0F, 0.6F, 1.0F}) {
-            for (const auto type : kOrders) {
-                engine().m_fColorStrength = strength;
-                engine().setYuvType(type);
-                const auto reference = [&](Buffers& buffers) {
-                    Frame mapped = copyOf(buffers[2]);
-                    huevance::colorMap_8u(mapped.data8(), input.roi, type, 256, lattice.data(), 16, strength);
-                    copyLuma(buffers[0], mapped);
-                    copyChroma(buffers[1], mapped);
-                };
-                compare(input, "type " + std::to_string(type), reference, [&] {
-                    engine().m_index.m_iUvOut = 1;
-                    return engine().colorMap();
-                });
-            }
+            chain.colorStrength = engine().m_fColorStrength = strength;
+            engine().setYuvType(type);
+            const auto kernel = [this](const Input&) {
+                engine().m_index.m_iUvOut = 1;
+                return engine().colorMap();
+            };
+            compare("type " + std::to_string(type), kernel, [&](Buffers& buffers) {
+                Frame mapped = copyOf(buffers[2]);
+                chain.apply(mapped, type);
+                copyLuma(buffers[0], mapped);
+                copyChroma(buffers[1], mapped);
+            });
         }
     }
     const int before = sim_opencl_calls("clEnqueueNDRangeKernel");
@@ -306,58 +294,61 @@ TEST_F(Kernels, ColorTableMapsInBothChromaOrders) {
 // In 16-bit formats U is first, too; in formats of another layout there is no skin, and every sample is as
 // processed.
 TEST_F(Kernels, SkinIsProtectedInItsChromaOrder) {
-    for (const Input& input : inputs()) {
-        for (int type = 0; type <= 10; ++type) {
-            const auto format = static_cast<IMAGE_FORMAT_TYPE>(type);
-            engine().setYuvType(format);
-            const auto reference = [&](Buffers& buffers) {
-                const RoiInfo maskRoi = huevance::skinMaskRoi(input.roi);
-                std::vector<float> mask(static_cast<std::size_t>(maskRoi.stride / 4 * maskRoi.height));
-                huevance::skinColorDetect(buffers[2].data8(), input.roi, format, mask.data(), maskRoi);
-                Frame result = copyOf(buffers[0]);
-                copyChroma(result, buffers[1]);
-                huevance::portraitProtect_8u(buffers[2].data8(), input.roi, result.data8(), input.roi,
-                                             mask.data(), maskRoi);
-                buffers[2].restore(result.copyBytes());
-            };
-            compare(input, "type " + std::to_string(type), reference, [&] {
-                engine().m_index.m_iYIn = 0;
-                engine().m_index.m_iUvIn = 1;
-                return engine().portraitProtect(2);
-            });
-        }
+    for (const int type : {0, 5, 6, 9, 10}) {
+        const auto format = static_cast<IMAGE_FORMAT_TYPE>(type);
+        engine().setYuvType(format);
+        const auto kernel = [this](const Input&) {
+            engine().m_index.m_iYIn = 0;
+            engine().m_index.m_iUvIn = 1;
+            return engine().portraitProtect(2);
+        };
+        compare("type " + std::to_string(type), kernel, [&](Buffers& buffers) {
+            const RoiInfo roi = buffers[2].roi();
+            const RoiInfo maskRoi = huevance::skinMaskRoi(roi);
+            std::vector<float> mask(static_cast<std::size_t>(maskRoi.stride / 4 * maskRoi.height));
+            huevance::skinColorDetect(buffers[2].data8(), roi, format, mask.data(), maskRoi);
+            Frame result = copyOf(buffers[0]);
+            copyChroma(result, buffers[1]);
+            huevance::portraitProtect_8u(buffers[2].data8(), roi, result.data8(), roi, mask.data(), maskRoi);
+            buffers[2].restore(result.copyBytes());
+        });
     }
 }
 
 TEST_F(Kernels, TheHostsMaskProtects) {
     engine().m_iMaskSource = 1;
-    for (const int svm : {1, 2}) {
+    for (const int svm : sharedMemory({1, 2})) {
         sim_opencl_set_svm_level(svm);
         engine().m_iSvmType = svm;
-        for (const Input& input : inputs()) {
+        RoiInfo maskRoi = {};
+        std::vector<float> mask;
+        const auto kernel = [&](const Input& input) {
             // Constant over what one value of the halved mask stands for: eight columns and two rows.
-            RoiInfo maskRoi = {input.roi.width + 1, input.roi.height + 1, 4 * (input.roi.width + 4),
-                               input.roi.height + 1};
+            maskRoi = {input.roi.width + 1, input.roi.height + 1, 4 * (input.roi.width + 4),
+                       input.roi.height + 1};
             const std::size_t columns = static_cast<std::size_t>(maskRoi.stride) / 4;
-            std::vector<float> mask(columns * static_cast<std::size_t>(maskRoi.height));
+            mask.assign(columns * static_cast<std::size_t>(maskRoi.height), 0.25F);
             test::Random random(9);
-            for (std::size_t i = 0; i < mask.size(); ++i) {
+            for (std::size_t i = 0; svm != 0 && i < mask.size(); ++i) {
                 const std::size_t above = i / columns % 2 * columns;
                 mask[i] = above != 0 ? mask[i - above] : i % columns % 8 != 0 ? mask[i - 1] : random.unit();
             }
             engine().setExtParam("portraitMaskRoiInfo", &maskRoi);
             engine().setExtParam("portraitMaskPointer", mask.data());
-            const auto reference = [&](Buffers& buffers) {
-                Frame result = copyOf(buffers[0]);
-                huevance::portraitProtect_8u(buffers[2].data8(), input.roi, result.data8(), input.roi,
-                                             mask.data(), maskRoi);
-                buffers[2].restore(result.copyBytes());
-            };
-            compare(input, "svm " + std::to_string(svm), reference, [&] {
-                engine().m_index.m_iYIn = engine().m_index.m_iUvIn = 0;
-                return engine().portraitProtect(1);
-            });
-        }
+            engine().m_index.m_iYIn = engine().m_index.m_iUvIn = 0;
+            if (svm == 0) {  // no way for a mask there, but the kernel reads any buffer
+                engine().m_portraitMask.allocate(engine().m_context.get(), engine().m_queue.get(), 0,
+                                                 4 * mask.size());
+                engine().m_portraitMask.write(engine().m_queue.get(), mask.data(), 4 * mask.size());
+            }
+            return engine().portraitProtect(1);
+        };
+        compare("svm " + std::to_string(svm), kernel, [&](Buffers& buffers) {
+            const RoiInfo roi = buffers[2].roi();
+            Frame result = copyOf(buffers[0]);
+            huevance::portraitProtect_8u(buffers[2].data8(), roi, result.data8(), roi, mask.data(), maskRoi);
+            buffers[2].restore(result.copyBytes());
+        });
         engine().portraitMaskFree();
     }
     engine().m_iMaskSource = 0;
@@ -427,17 +418,11 @@ TEST_F(Kernels, StagesFollowEachOther) {
     chain.claheStrength = 1.0F;
     chain.curve = test::gentleCurve(0.6F);
     chain.lattice = test::gentleLattice(0.6F);
-    const test::TuningDir dir;
-    dir.writeFloats("CurveLut", chain.curve);
-    dir.writeFloats("ColorLut", chain.lattice);
-    engine().m_iSceneNum = 1;
-    engine().setSensorPath(dir.path().c_str());
+    useTables(chain);
     engine().setSrcRoiInfo(roi);
     engine().setRoiInfo(roi);
     engine().setYuvType(IMAGE_FORMAT_TYPE_NV21);
-    ASSERT_EQ(engine().claheLutMalloc() + engine().sceneCurveLutMalloc() + engine().curveLutMalloc(0) +
-                  engine().sceneColorLutMalloc() + engine().colorLutMalloc(0),
-              0);
+    ASSERT_EQ(engine().claheLutMalloc(), 0);
     engine().m_fColorStrength = chain.colorStrength;
     engine().m_fSatStrength = chain.satStrength;
     engine().m_fClaheStrength = chain.claheStrength;
@@ -446,32 +431,22 @@ TEST_F(Kernels, StagesFollowEachOther) {
             continue;
         }
         chain.on = test::stagesOf(bits);
-        engine().m_iClaheSwitch = chain.on.clahe;
-        engine().m_iCurveSwitch = chain.on.curve;
-        engine().m_iCCorrSwitch = chain.on.colorCorrect;
-        engine().m_iColorSwitch = chain.on.colorMap;
-        engine().m_iPProtectSwitch = chain.on.portraitProtect;
         ASSERT_EQ(engine().sdYuvMalloc(), 0);
+        engine().m_index.initIndex(false, chain.on.clahe, chain.on.curve, chain.on.colorCorrect,
+                                   chain.on.colorMap, chain.on.portraitProtect);
         Frame frame = frameOf({roi, Content::kPhotoLike, nullptr}, 5);
         upload(2, frame.copyBytes());
         engine().m_index.resetIndex();
-        int result = 0;
-        for (const huevance::Stage stage : huevance::planCapture(chain.on)) {
-            result += stage == huevance::Stage::kClahe
-                          ? engine().setClaheLut(frame.data()) + engine().claheMap()
-                      : stage == huevance::Stage::kCurve        ? engine().curveMap()
-                      : stage == huevance::Stage::kColorCorrect ? engine().colorCorrect()
-                      : stage == huevance::Stage::kColorMap     ? engine().colorMap()
-                                                                : engine().portraitProtect(2);
-        }
+        const int result = (chain.on.clahe ? engine().setClaheLut(frame.data()) + engine().claheMap() : 0) +
+                           (chain.on.curve ? engine().curveMap() : 0) +
+                           (chain.on.colorCorrect ? engine().colorCorrect() : 0) +
+                           (chain.on.colorMap ? engine().colorMap() : 0) +
+                           (chain.on.portraitProtect ? engine().portraitProtect(2) : 0);
         EXPECT_EQ(result, 0);
         const std::vector<unsigned char> got = download(2, frame.bytes());
         chain.apply(frame, IMAGE_FORMAT_TYPE_NV21);
         expectClose(got, frame.copyBytes(), 2, "stages " + std::to_string(bits));
     }
-    engine().sceneCurveLutFree();
-    engine().m_iClaheSwitch = engine().m_iCurveSwitch = engine().m_iCCorrSwitch = engine().m_iColorSwitch =
-        engine().m_iPProtectSwitch = 0;
 }
 
 }  // namespace

@@ -30,6 +30,11 @@ huevance_gpu_test(mem_index_engine_test gpu/MemIndexEngineTest.cpp)
 huevance_gpu_test(opencl_wrappers_test gpu/OpenCLWrappersTest.cpp)
 huevance_gpu_test(program_cache_test gpu/ProgramCacheTest.cpp)
 
+if(NOT CMAKE_CROSSCOMPILING AND NOT HUEVANCE_SANITIZE)
+  add_test(NAME oclgrind COMMAND ${CMAKE_SOURCE_DIR}/scripts/oclgrind.sh ${CMAKE_BINARY_DIR})
+  set_tests_properties(oclgrind PROPERTIES LABELS oclgrind SKIP_RETURN_CODE 77)
+endif()
+
 # The driver alone: no part of the library.
 add_executable(sim_opencl_test gpu/SimulatedDriverTest.cpp)
 target_link_libraries(sim_opencl_test PRIVATE gpu_test_support gtest_main)
