@@ -49,45 +49,30 @@ int allocations() {
     return sum;
 }
 
-float bendOf(int scene) { return scene % 2 == 0 ? 0.6F - 0.2F * static_cast<float>(scene) : -0.5F; }
-// 0 colour, 1 saturation, 2 CLAHE.
-float strength(int scene, int which) {
-    constexpr float kBase[] = {0.8F, 1.2F, 1.0F};
-    return kBase[which] - 0.3F * static_cast<float>(scene);
-}
-
-// What frames become between two scenes: the weights of their strengths, and those of their tables, which may
-// be older.
-test::Chain blended(const std::map<int, double>& strengths, const std::map<int, double>& tables) {
+// What frames become between scenes: the weights of their strengths, and those of their tables, which may be
+// older. Each scene's tables bend to another side.
+using Weights = std::map<int, float>;
+test::Chain blended(const Weights& strengths, const Weights& tables, int stages) {
     test::Chain chain;
-    chain.curve.assign(256, 0.0F);
-    chain.lattice.assign(3 * 16 * 16 * 16, 0.0F);
-    for (const auto& [scene, weight] : strengths) {
-        const auto w = static_cast<float>(weight);
-        chain.colorStrength += w * strength(scene, 0);
-        chain.satStrength += w * strength(scene, 1);
-        chain.claheStrength += w * strength(scene, 2);
-    }
-    for (const auto& [scene, weight] : tables) {
-        const auto add = [w = static_cast<float>(weight)](float a, float b) { return a + w * b; };
-        const std::vector<float> curve = test::gentleCurve(bendOf(scene));
-        const std::vector<float> lattice = test::gentleLattice(bendOf(scene));
-        std::transform(chain.curve.begin(), chain.curve.end(), curve.begin(), chain.curve.begin(), add);
-        std::transform(chain.lattice.begin(), chain.lattice.end(), lattice.begin(), chain.lattice.begin(),
-                       add);
-    }
-    return chain;
-}
-test::Chain chainOf(int scene, int stages) {
-    test::Chain chain = blended({{scene, 1.0}}, {{scene, 1.0}});
     chain.on = test::stagesOf(stages);
+    for (const auto& [scene, weight] : strengths) {
+        const float less = 0.3F * static_cast<float>(scene);
+        chain.colorStrength += weight * (0.8F - less);
+        chain.satStrength += weight * (1.2F - less);
+        chain.claheStrength += weight * (1.0F - less);
+    }
+    float bend = 0.0F;
+    for (const auto& [scene, weight] : tables) {
+        bend += weight * (scene % 2 == 0 ? 0.6F - 0.2F * static_cast<float>(scene) : -0.5F);
+    }
+    chain.curve = test::gentleCurve(bend);
+    chain.lattice = test::gentleLattice(bend);
     return chain;
 }
+test::Chain chainOf(int scene, int stages) { return blended({{scene, 1.0F}}, {{scene, 1.0F}}, stages); }
 
 class FramePipeline : public test::DeviceTest {
 protected:
-    static void SetUpTestSuite() { s_cache = std::make_unique<test::TuningDir>(); }
-    static void TearDownTestSuite() { s_cache.reset(); }
     void SetUp() override {
         DeviceTest::SetUp();
         writeTables(1);
@@ -97,7 +82,6 @@ protected:
         DeviceTest::TearDown();
     }
 
-    // The tables of the given scenes; each scene bends to another side.
     void writeTables(int scenes) {
         std::vector<float> curves;
         std::vector<float> lattices;
@@ -105,7 +89,7 @@ protected:
             const test::Chain chain = chainOf(scene, 0);
             curves.insert(curves.end(), chain.curve.begin(), chain.curve.end());
             lattices.insert(lattices.end(), chain.lattice.begin(), chain.lattice.end());
-            dir.writeParam(scene, strength(scene, 0), strength(scene, 1), strength(scene, 2));
+            dir.writeParam(scene, chain.colorStrength, chain.satStrength, chain.claheStrength);
         }
         dir.writeFloats("CurveLut", curves);
         dir.writeFloats("ColorLut", lattices);
@@ -122,7 +106,7 @@ protected:
     int start(const RoiInfo& roi, int bits = 8) {
         stop();
         log.clear();
-        return HuevanceFrameMalloc_GPU(dir.mutablePath(), roi, bits, s_cache->mutablePath(), &handle);
+        return HuevanceFrameMalloc_GPU(dir.mutablePath(), roi, bits, cachePath(), &handle);
     }
     void stop() {
         if (handle != nullptr) {
@@ -173,9 +157,12 @@ protected:
     test::TuningDir dir;
     test::LogCapture log;
     void* handle = nullptr;
-    static std::unique_ptr<test::TuningDir> s_cache;
+    // Of compiled kernels, for all tests.
+    static char* cachePath() {
+        static test::TuningDir cache;
+        return cache.mutablePath();
+    }
 };
-std::unique_ptr<test::TuningDir> FramePipeline::s_cache;
 
 TEST_F(FramePipeline, EveryCombinationOfStagesGivesTheReferencesFrame) {
     constexpr RoiInfo kGeometries[] = {kSmall, kEven, {9, 7, 16, 8}};
@@ -278,24 +265,23 @@ TEST_F(FramePipeline, FadesBetweenScenesFrameByFrame) {
         constexpr int kSceneOf[] = {1, 2, 0};
         int p = 1;  // where a stream starts from
         int k = 0;
-        std::map<int, double> tables = {{p, 1.0}};
+        Weights tables = {{p, 1.0F}};
         int frames = 0;
         for (const int q : indices) {
             if (T == 0 || p >= sceneNum) {
                 p = q;
-                tables = {{q, 1.0}};
+                tables = {{q, 1.0F}};
             }
-            std::map<int, double> strengths = {{q, 1.0}};
+            Weights strengths = {{q, 1.0F}};
             if (p != q) {
-                const double w = static_cast<double>(T - 1 - k) / T;
-                tables = strengths = {{p, w}, {q, 1.0 - w}};
+                const float w = static_cast<float>(T - 1 - k) / static_cast<float>(T);
+                tables = strengths = {{p, w}, {q, 1.0F - w}};
                 p = k == T ? q : p;
                 k = k == T ? 0 : k + 1;
             }
-            test::Chain chain = blended(strengths, tables);
-            chain.on = test::stagesOf(11);
             Frame frame = frameOf(kEven, Content::kPhotoLike, ++frames);
-            expectFrame(frame, chain, "frame " + std::to_string(frames), kNv12, kSceneOf[q]);
+            expectFrame(frame, blended(strengths, tables, 11), "frame " + std::to_string(frames), kNv12,
+                        kSceneOf[q]);
         }
     }
 }
@@ -316,8 +302,7 @@ TEST_F(FramePipeline, UploadsTablesOnlyWhileTheyChange) {
             EXPECT_EQ(process(frame, kNv12, scene), 0);
             return sum() - before;
         };
-        while (uploads(1) != 0) {  // the second stream goes on with the first one's scene
-        }
+        EXPECT_EQ(uploads(1), 0);
         for (int k = 0; k <= 3; ++k) {
             EXPECT_EQ(uploads(0), 2) << k;
         }
@@ -411,7 +396,7 @@ TEST_F(FramePipeline, DumpsEveryThirtyFirstFrame) {
     CHuevanceFrame_GPU preview;
     preview.m_pcDumpDirectory = dumps.path().c_str();
     preview.setDataBit(8);
-    preview.setCachePath(s_cache->mutablePath());
+    preview.setCachePath(cachePath());
     ASSERT_EQ(preview.malloc(dir.mutablePath(), kSmall), 0);
     const auto dumped = [&](const char* which, int n) {
         std::ifstream in(dumps.path() + "/" + which + "frame_61x47_0_" + std::to_string(n) + ".yuv");
@@ -599,7 +584,7 @@ TEST_F(FramePipeline, RunsForLongOnTheSameResources) {
     long pages = 0;
     for (int stream = 0; stream < kStreams; ++stream) {
         log.clear();
-        ASSERT_EQ(HuevanceFrameMalloc(name, dir.mutablePath(), roi, 8, s_cache->mutablePath(), &handle), 0);
+        ASSERT_EQ(HuevanceFrameMalloc(name, dir.mutablePath(), roi, 8, cachePath(), &handle), 0);
         ASSERT_EQ(HuevanceFrameSetExtParam(name, handle, &param), 0);
         const int live = sim_opencl_live(nullptr);
         const int before = allocations();
