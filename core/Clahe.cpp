@@ -198,14 +198,18 @@ int computeClaheLut(const unsigned char* image, RoiInfo roi, float* hist, float*
 }
 
 int computeClaheLut_gpu(const unsigned char* image, RoiInfo roi, float* hist, float* lut, int sampRate,
-                        int gridWidth, int gridHeight, int tileWidth, int tileHeight, float claheStrength) {
-    Buffer<float> curves;
-    if (!curves.allocate(static_cast<std::size_t>(tileCount(gridWidth, gridHeight)) * kBins8)) {
-        return -1;
+                        int gridWidth, int gridHeight, int tileWidth, int tileHeight, float claheStrength,
+                        float* scratch) {
+    Buffer<float> own;
+    if (scratch == nullptr) {
+        if (!own.allocate(static_cast<std::size_t>(tileCount(gridWidth, gridHeight)) * kBins8)) {
+            return -1;
+        }
+        scratch = own.get();
     }
     getGridHist(image, roi, hist, sampRate, gridWidth, gridHeight, tileWidth, tileHeight);
-    gridHist2claheLut(hist, curves.get(), gridWidth, gridHeight, claheStrength);
-    return claheLutFilt_gpu(curves.get(), lut, gridWidth, gridHeight);
+    gridHist2claheLut(hist, scratch, gridWidth, gridHeight, claheStrength);
+    return claheLutFilt_gpu(scratch, lut, gridWidth, gridHeight);
 }
 
 LutWidening::LutWidening(int sourceBins, int destinationBins)

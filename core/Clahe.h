@@ -42,9 +42,11 @@ int claheMap_16u(unsigned short* image, RoiInfo roi, const float* lut, int bins,
                  int tileHeight, int gridWidth, int gridHeight);
 
 // The tile-major variant for uploads: the same histogram and curves, smoothed into `lut` with entry (bin b,
-// tile t) at t x 256 + b.
+// tile t) at t x 256 + b. `scratch` holds the curves before smoothing, as many floats as `lut`; null: made
+// for the call.
 int computeClaheLut_gpu(const unsigned char* image, RoiInfo roi, float* hist, float* lut, int sampRate,
-                        int gridWidth, int gridHeight, int tileWidth, int tileHeight, float claheStrength);
+                        int gridWidth, int gridHeight, int tileWidth, int tileHeight, float claheStrength,
+                        float* scratch = nullptr);
 int claheLutFilt_gpu(const float* source, float* destination, int gridWidth, int gridHeight);
 
 // --- Pieces that every implementation of these tables shares ---

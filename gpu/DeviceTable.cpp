@@ -21,7 +21,7 @@ int DeviceTable::allocate(cl_context context, cl_command_queue queue, int svmTyp
     } else {
         const cl_svm_mem_flags fine = svmType == kSvmCoarse ? 0 : CL_MEM_SVM_FINE_GRAIN_BUFFER;
         m_shared = clSVMAlloc(context, CL_MEM_READ_WRITE | fine, bytes, 0);
-        if (void* all = open(queue)) {
+        if (void* all = open(queue, bytes)) {
             std::memset(all, 0, bytes);
             if (close(queue) == 0) {
                 return 0;
@@ -43,9 +43,9 @@ void DeviceTable::release() {
     m_bytes = 0;
 }
 
-void* DeviceTable::open(cl_command_queue queue) {
+void* DeviceTable::open(cl_command_queue queue, std::size_t bytes) {
     if (m_shared != nullptr && m_svmType == kSvmCoarse &&
-        clEnqueueSVMMap(queue, CL_TRUE, CL_MAP_WRITE, m_shared, m_bytes, 0, nullptr, nullptr) != CL_SUCCESS) {
+        clEnqueueSVMMap(queue, CL_TRUE, CL_MAP_WRITE, m_shared, bytes, 0, nullptr, nullptr) != CL_SUCCESS) {
         return nullptr;
     }
     m_open = m_shared != nullptr;
@@ -71,7 +71,7 @@ int DeviceTable::write(cl_command_queue queue, const void* data, std::size_t byt
                    ? 0
                    : -1;
     }
-    void* table = open(queue);
+    void* table = open(queue, bytes);
     if (table == nullptr) {
         return -1;
     }

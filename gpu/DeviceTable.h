@@ -22,9 +22,9 @@ public:
     int allocate(cl_context context, cl_command_queue queue, int svmType, std::size_t bytes);
     void release();
 
-    // Opens the table for the host to write, all of it; null on failure. close() hands it back to the device.
-    // No kernel may be using it. Buffers cannot be opened: they take write() alone.
-    void* open(cl_command_queue queue);
+    // Opens the table's first `bytes` bytes for the host to write; null on failure. close() hands them back
+    // to the device. No kernel may be using it. Buffers cannot be opened: they take write() alone.
+    void* open(cl_command_queue queue, std::size_t bytes);
     int close(cl_command_queue queue);
 
     // The first `bytes` bytes from `data`, at most size(). 0 or -1.

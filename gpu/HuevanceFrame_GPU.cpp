@@ -1,5 +1,8 @@
 #include "gpu/HuevanceFrame_GPU.h"
 
+#include <unistd.h>
+
+#include <algorithm>
 #include <new>
 
 #include "core/RequestLog.h"
@@ -9,8 +12,8 @@
 
 namespace {
 
-// Never destroyed: at the process's exit the driver may be gone before it. Not on the heap, so that a host which unloads
-// the library loses nothing.
+// Never destroyed: at the process's exit the driver may be gone before it. Not on the heap, so that a host
+// which unloads the library loses nothing.
 alignas(CHuevance_GPU) unsigned char g_engineStorage[sizeof(CHuevance_GPU)];
 CHuevance_GPU& g_engine = *new (g_engineStorage) CHuevance_GPU;
 
@@ -43,14 +46,15 @@ void logSettings(const CHuevance_GPU& engine) {
 }
 
 // The four numbers in the name: width, height, scene, and how far a fade is.
-void dumpFrame(const char* which, const void* frame, const RoiInfo& roi, int scene, int counter,
-               const char* failure) {
+void dumpFrame(const char* directory, const char* which, const void* frame, const RoiInfo& roi, int scene,
+               int counter, const char* failure) {
     char name[512];
-    formatPath(name, sizeof(name), "/data/hvcSave/%sframe_%dx%d_%d_%d.yuv", which, roi.width, roi.height,
+    formatPath(name, sizeof(name), "%s/%sframe_%dx%d_%d_%d.yuv", directory, which, roi.width, roi.height,
                scene, counter);
-    const std::size_t bytes =
-        huevance::elementCount(roi.scanline, 3) / 2 * huevance::elementCount(roi.stride, 1);
-    if (!saveBuffer(name, frame, bytes)) {
+    // The dump's last rows may lie behind the frame's: they stay empty.
+    const std::size_t bytes = huevance::dumpBytes(roi);
+    if (!saveBuffer(name, frame, std::min(bytes, huevance::frameBytes(roi))) ||
+        truncate(name, static_cast<off_t>(bytes)) != 0) {
         ALOG_ERROR("%s", failure);
     }
 }
@@ -115,7 +119,14 @@ int CHuevanceFrame_GPU::malloc(char* sensorPath, RoiInfo roi) {
         roi = {roi.width / 2, roi.height / 2, roi.stride / 2, roi.scanline / 2};
     }
     engine.setRoiInfo(roi);
-    const int result = engine.m_iFrameSwitch == 1 ? allocate() : 0;
+    if (engine.m_iFrameSwitch != 1) {
+        return 0;
+    }
+    if (engine.m_iDataBit != 8) {
+        ALOG_ERROR("dataBit %d is not supported!", engine.m_iDataBit);
+        return -1;
+    }
+    const int result = allocate();
     if (result != 0) {
         engine.releaseAll();
     }
@@ -179,7 +190,7 @@ int CHuevanceFrame_GPU::enhance(void* frame, int fd, IMAGE_FORMAT_TYPE yuvType, 
         }
     }
     if (checkMask(engine) != 0) {
-        return -1;  // on purpose with the frame still wrapped: the next one takes its place
+        return -1;  // on purpose with the frame still wrapped: the next one or free() takes its place
     }
     runStages(frame);
     engine.getDstYuv(frame);
@@ -194,8 +205,9 @@ int CHuevanceFrame_GPU::process(void* frame, int fd, IMAGE_FORMAT_TYPE yuvType, 
     }
     huevance::logRequest(kWho, yuvType, scene);
     const bool save = engine.m_iSaveFrame == 1;
+    const int counter = m_fade.counter();  // of this frame, in both names
     if (save && m_iDumpCounter == 0) {
-        dumpFrame("src", frame, engine.m_stRoi, scene, m_fade.counter(), "srcFrame save failed!");
+        dumpFrame(m_pcDumpDirectory, "src", frame, engine.m_stRoi, scene, counter, "srcFrame save failed!");
     }
     logSettings(engine);
     if (engine.m_iFrameSwitch == 1) {
@@ -209,7 +221,8 @@ int CHuevanceFrame_GPU::process(void* frame, int fd, IMAGE_FORMAT_TYPE yuvType, 
     }
     if (save) {
         if (m_iDumpCounter == 0) {
-            dumpFrame("dst", frame, engine.m_stRoi, scene, m_fade.counter(), "dstFrame save failed!");
+            dumpFrame(m_pcDumpDirectory, "dst", frame, engine.m_stRoi, scene, counter,
+                      "dstFrame save failed!");
         }
         m_iDumpCounter = m_iDumpCounter == m_iDumpInterval ? 0 : m_iDumpCounter + 1;
     }

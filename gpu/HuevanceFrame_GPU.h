@@ -9,15 +9,19 @@ class CHuevanceFrame_GPU {
 public:
     // Where the program cache lies, at most 2996 characters (longer is fatal).
     int setCachePath(char* path);
+    // Samples are 8 bits wide: malloc() refuses any other depth.
     int setDataBit(int bits);
     // Reads frameSet.ini, and when the frame switch is on sets the device up. 0, or -1 with the failed step's
     // line and everything made so far released.
     int malloc(char* sensorPath, RoiInfo roi);
     int setExtParam(char* key, void* value);
     // `fd` is the frame's buffer descriptor, negative when it has none. 0, or -1 with one error line and the
-    // frame untouched. A stage that fails is only logged.
+    // frame untouched; a frame that is refused for its mask must stay where it is until the next process() or
+    // free(), since the device keeps it wrapped. A stage that fails is only logged.
     int process(void* frame, int fd, IMAGE_FORMAT_TYPE yuvType, int scene);
     int free();
+
+    const char* m_pcDumpDirectory = "/data/hvcSave";  // not owned
 
 private:
     int allocate();

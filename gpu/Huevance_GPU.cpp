@@ -71,6 +71,21 @@ int report(int result, const char* format, const char* operation) {
     return result;
 }
 
+// The skin detector must know which chroma sample is U, and its arguments have no place for that: the second
+// geometry's scanline says so by its sign, positive where U is first. Zero: a format without skin.
+int chromaOrder(IMAGE_FORMAT_TYPE type) {
+    switch (type) {
+        case IMAGE_FORMAT_TYPE_NV12:
+        case IMAGE_FORMAT_TYPE_YUV16_LOW:
+        case IMAGE_FORMAT_TYPE_YUV16_HIGH:
+            return 1;
+        case IMAGE_FORMAT_TYPE_NV21:
+            return -1;
+        default:
+            return 0;
+    }
+}
+
 std::size_t maskBytes(const RoiInfo& roi) {
     return roi.height > 0 && roi.stride > 0 ? huevance::elementCount(roi.height, roi.stride) : 0;
 }
@@ -133,6 +148,7 @@ int CHuevance_GPU::clResMalloc() {
         ALOG_ERROR("OpenCL init error , callback ...");
     }
     gpu::createContext(m_context.out(), &m_device);
+    m_bIonMemory = m_context && gpu::check_extension_support("cl_qcom_ion_host_ptr", m_device);
     detectSvm();
     setUpProgram();
     return createKernels();
@@ -236,7 +252,7 @@ int CHuevance_GPU::claheLutMalloc() {
     description.image_type = CL_MEM_OBJECT_IMAGE2D;
     description.image_width = kTileTexels;
     description.image_height = floats / huevance::kBins8;
-    return m_gridHist.allocate(floats) && m_gridLut.allocate(floats) &&
+    return m_gridHist.allocate(floats) && m_gridScratch.allocate(floats) && m_gridLut.allocate(floats) &&
                    gpu::createImage(m_context.get(), CL_MEM_READ_ONLY | CL_MEM_ALLOC_HOST_PTR, &format,
                                     &description, nullptr, m_claheLut.out()) == CL_SUCCESS
                ? 0
@@ -296,6 +312,7 @@ void CHuevance_GPU::curveLutFree() {
 void CHuevance_GPU::claheLutFree() {
     m_claheLut.reset();
     m_gridLut.release();
+    m_gridScratch.release();
     m_gridHist.release();
 }
 
@@ -346,13 +363,13 @@ int CHuevance_GPU::setExtParam(const char* key, const void* value) {
 // Halves the mask: of every second row, every eighth float, four times. The part of a stride that is no
 // multiple of four is cut, on purpose. Neither buffer is touched beyond the mask's height x stride bytes.
 int CHuevance_GPU::copyPortraitMask(const void* mask) {
-    auto* to = static_cast<unsigned char*>(m_portraitMask.open(m_queue.get()));
+    const std::size_t bytes = std::min(maskBytes(m_stMaskRoi), m_portraitMask.size());
+    auto* to = static_cast<unsigned char*>(m_portraitMask.open(m_queue.get(), bytes));
     if (to == nullptr) {
         return report(-1, "%s: portrait mask cannot be written!", __func__);
     }
     const auto* from = static_cast<const unsigned char*>(mask);
     constexpr std::size_t kCell = sizeof(float);
-    const std::size_t bytes = std::min(maskBytes(m_stMaskRoi), m_portraitMask.size());
     const auto width = static_cast<std::size_t>(m_stMaskRoi.width);
     const auto rows = static_cast<std::size_t>(m_stMaskRoi.height / 2);
     const std::size_t twoRows = static_cast<std::size_t>(std::max(m_stMaskRoi.stride, 0)) / 4 * 8;
@@ -435,9 +452,9 @@ int CHuevance_GPU::setYuvType(IMAGE_FORMAT_TYPE type) {
 }
 
 int CHuevance_GPU::setDstYuv(void* frame, int fd) {
-    m_index.resetIndex();
+    m_index.resetIndex();  // first, so that the stages of a frame that cannot be wrapped fail, too
     const std::size_t bytes = huevance::frameBytes(m_stSrcRoi);
-    const bool ion = fd >= 0 && gpu::check_extension_support("cl_qcom_ion_host_ptr", m_device);
+    const bool ion = fd >= 0 && m_bIonMemory;
     cl_mem_ion_host_ptr record = {{CL_MEM_ION_HOST_PTR_QCOM, CL_MEM_HOST_UNCACHED_QCOM}, fd, frame};
     m_frameMemory = ion ? FrameMemory::kIon : FrameMemory::kPlain;
     const cl_mem_flags flags = CL_MEM_READ_WRITE | CL_MEM_USE_HOST_PTR | (ion ? CL_MEM_EXT_HOST_PTR_QCOM : 0);
@@ -446,11 +463,10 @@ int CHuevance_GPU::setDstYuv(void* frame, int fd) {
         ALOG_ERROR("ion create cl buffer failed!");
         return -1;
     }
-    if (m_bIsDownScale) {
-        report(launchBlocks(gpu::kDownScale, {m_frames[2], m_stSrcRoi, m_frames[3], m_stRoi}),
-               "%s: m_downScale_kernel failed!", __func__);
-    }
-    return 0;
+    return m_bIsDownScale
+               ? report(launchBlocks(gpu::kDownScale, {m_frames[2], m_stSrcRoi, m_frames[3], m_stRoi}),
+                        "%s: m_downScale_kernel failed!", __func__)
+               : 0;
 }
 
 int CHuevance_GPU::fuseHvcParam(int previous, int current, int counter) {
@@ -484,13 +500,13 @@ int CHuevance_GPU::setClaheLut(const void* frame) {
     const gpu::TileRecord source = gpu::tileRecord(m_stSrcRoi, m_iGridWidth, m_iGridHeight, m_iSampRate);
     const std::size_t origin[3] = {0, 0, 0};
     const std::size_t region[3] = {kTileTexels, m_gridLut.size() / huevance::kBins8, 1};
-    m_bClaheUsable =
-        huevance::computeClaheLut_gpu(static_cast<const unsigned char*>(frame), m_stSrcRoi, m_gridHist.get(),
-                                      m_gridLut.get(), m_iSampRate, m_iGridWidth, m_iGridHeight,
-                                      source.tileWidth, source.tileHeight, m_fClaheStrength) == 0 &&
-        clEnqueueWriteImage(m_queue.get(), m_claheLut.get(), CL_TRUE, origin, region, kTileBytes, 0,
-                            m_gridLut.get(), 0, nullptr, nullptr) == CL_SUCCESS &&
-        clFlush(m_queue.get()) == CL_SUCCESS;
+    m_bClaheUsable = huevance::computeClaheLut_gpu(
+                         static_cast<const unsigned char*>(frame), m_stSrcRoi, m_gridHist.get(),
+                         m_gridLut.get(), m_iSampRate, m_iGridWidth, m_iGridHeight, source.tileWidth,
+                         source.tileHeight, m_fClaheStrength, m_gridScratch.get()) == 0 &&
+                     clEnqueueWriteImage(m_queue.get(), m_claheLut.get(), CL_TRUE, origin, region, kTileBytes,
+                                         0, m_gridLut.get(), 0, nullptr, nullptr) == CL_SUCCESS &&
+                     clFlush(m_queue.get()) == CL_SUCCESS;
     return report(m_bClaheUsable ? 0 : -1, "%s failed!", __func__);
 }
 
@@ -566,10 +582,8 @@ int CHuevance_GPU::portraitProtect(int maskSource) {
             return -1;
         }
     } else {
-        // The detector must know which chroma sample is U, and its arguments have no place for that: a
-        // negative scanline in the second geometry says V.
         RoiInfo order = m_stRoi;
-        order.scanline = m_eYuvType == IMAGE_FORMAT_TYPE_NV21 ? -m_stRoi.scanline : m_stRoi.scanline;
+        order.scanline *= chromaOrder(m_eYuvType);
         if (report(launchBlocks(gpu::kSkinDetectAndColorProtect, {luma, chroma, result, m_stRoi, order}),
                    "%s: m_skinDetectAndcolorProtect_kernel failed!", __func__) != 0) {
             return -1;

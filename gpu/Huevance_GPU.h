@@ -113,7 +113,8 @@ public:
     // --- One frame: setYuvType, setDstYuv, the stages that are on, getDstYuv ---
 
     int setYuvType(IMAGE_FORMAT_TYPE type);
-    // Wraps the frame: ion memory by its descriptor where the device can, else by its address.
+    // Wraps the frame: ion memory by its descriptor where the device can, else by its address. The frame must
+    // stay where it is until getDstYuv, the next setDstYuv or sdYuvFree.
     int setDstYuv(void* frame, int fd);
     int fuseHvcParam(int previous, int current, int counter);
     int fuseCurveLut(int previous, int current, int counter);
@@ -123,7 +124,9 @@ public:
     int curveMap();
     int colorCorrect();
     int colorMap();
-    int portraitProtect(int maskSource);  // 1: the host's mask, any other: detected skin
+    // 1: the host's mask, any other: detected skin, of which only NV12, NV21 and the formats laid out like
+    // them with U first (IMAGE_FORMAT_TYPE_YUV16_LOW, _HIGH) have any.
+    int portraitProtect(int maskSource);
     // Finishes all work on the frame and lets go of it: the result is in the host's memory.
     int getDstYuv(void* frame);
 
@@ -142,18 +145,20 @@ public:
     gpu::Context m_context;
     cl_device_id m_device = nullptr;
     gpu::Program m_program;
+    bool m_bIonMemory = false;  // the device can wrap ion memory
     gpu::Kernel m_kernels[gpu::kKernelCount];
     gpu::Queue m_queue;
     gpu::Memory m_frames[4];
-    huevance::Buffer<float> m_curve;     // 256
-    gpu::DeviceTable m_curveLut;         // the same
-    huevance::Buffer<float> m_gridHist;  // tiles x 256
-    huevance::Buffer<float> m_gridLut;   // tiles x 256, tile after tile
-    gpu::Memory m_claheLut;              // an image, a tile's 256 floats in each row
-    huevance::Buffer<float> m_colorLut;  // kColorLutFloats
-    huevance::Buffer<float> m_lattice;   // the same as kernels read it
-    gpu::Memory m_colorLattice;          // the same
-    gpu::DeviceTable m_portraitMask;     // floats at half the mask's size, rows maskRoi.width floats apart
+    huevance::Buffer<float> m_curve;        // 256
+    gpu::DeviceTable m_curveLut;            // the same
+    huevance::Buffer<float> m_gridHist;     // tiles x 256
+    huevance::Buffer<float> m_gridScratch;  // tiles x 256, before smoothing
+    huevance::Buffer<float> m_gridLut;      // tiles x 256, tile after tile
+    gpu::Memory m_claheLut;                 // an image, a tile's 256 floats in each row
+    huevance::Buffer<float> m_colorLut;     // kColorLutFloats
+    huevance::Buffer<float> m_lattice;      // the same as kernels read it
+    gpu::Memory m_colorLattice;             // the same
+    gpu::DeviceTable m_portraitMask;        // floats at half the mask's size, rows maskRoi.width floats apart
 
 private:
     enum class FrameMemory { kIon, kPlain };

@@ -35,7 +35,7 @@ __kernel void colorCorrect_kernel(__global const uchar* processed, __global ucha
     const uchar8 source = loadSamples(original + chromaOffset(originalRoi, j) + (size_t)x, count);
     const float8 centred = convert_float8(source) - NEUTRAL;
     const float4 gain = chromaGain(centred.even, centred.odd, before, after);
-    uchar8 result = toSamples((float8)(product(centred.lo, gain.s0011), product(centred.hi, gain.s2233)) + NEUTRAL);
+    uchar8 result = toSamples(product8(centred, gain.s00112233) + NEUTRAL);
     if ((count & 1) != 0) {  // the last sample of an odd width has no partner
         const uchar8 lane = (uchar8)(0, 1, 2, 3, 4, 5, 6, 7);
         result = select(result, source, lane == (uchar8)(uchar)(count - 1));

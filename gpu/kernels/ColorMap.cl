@@ -14,10 +14,10 @@ float4 alongU(__global const float4* lattice, int at, float weightU, float weigh
     return (1.0f - weightU) * alongV(lattice, at, weightV) + weightU * alongV(lattice, at + SIDE, weightV);
 }
 
-// First along V, then U, then Y.
-float4 lookUp(__global const float4* lattice, float3 coordinate) {
-    const int3 point = min(convert_int3_rtz(coordinate), LAST);
-    const float3 weight = coordinate - convert_float3(point);
+// First along V, then U, then Y: the coordinate's z, y and x.
+float4 lookUp(__global const float4* lattice, float4 coordinate) {
+    const int4 point = min(convert_int4_rtz(coordinate), (int4)(LAST));
+    const float4 weight = coordinate - convert_float4(point);
     const int at = (point.z * SIDE + point.y) * SIDE + point.x;
     return (1.0f - weight.x) * alongU(lattice, at, weight.y, weight.z) +
            weight.x * alongU(lattice, at + 1, weight.y, weight.z);
@@ -49,10 +49,10 @@ void mapRows(__global const uchar* lumaIn, __global const uchar* chromaIn, __glo
     const float8 pairs = convert_float8(pairsIn);
     const float4 u = placeOfU == 0 ? pairs.even : pairs.odd;
     const float4 v = placeOfU == 0 ? pairs.odd : pairs.even;
-    const float4 m0 = lookUp(lattice, scale * (float3)(mean.x, u.x, v.x));
-    const float4 m1 = lookUp(lattice, scale * (float3)(mean.y, u.y, v.y));
-    const float4 m2 = lookUp(lattice, scale * (float3)(mean.z, u.z, v.z));
-    const float4 m3 = lookUp(lattice, scale * (float3)(mean.w, u.w, v.w));
+    const float4 m0 = lookUp(lattice, scale * (float4)(mean.x, u.x, v.x, 0.0f));
+    const float4 m1 = lookUp(lattice, scale * (float4)(mean.y, u.y, v.y, 0.0f));
+    const float4 m2 = lookUp(lattice, scale * (float4)(mean.z, u.z, v.z, 0.0f));
+    const float4 m3 = lookUp(lattice, scale * (float4)(mean.w, u.w, v.w, 0.0f));
 
     const float4 delta = strength * ((float4)(m0.x, m1.x, m2.x, m3.x) - mean);
     uchar8 top = toSamples((convert_float8(topIn) + delta.s00112233) + 0.5f);

@@ -64,6 +64,8 @@ int4 blockSums(uchar8 top, uchar8 bottom) {
 // being fused into the sum after it; a quotient or root is put right by its own remainder.
 float4 product(float4 a, float4 b) { return clamp(a * b, -1e30f, 1e30f); }
 
+float8 product8(float8 a, float8 b) { return clamp(a * b, -1e30f, 1e30f); }
+
 float4 divided(float4 a, float4 b) {
     const float4 quotient = a / b;
     return fma(fma(-quotient, b, a), 1.0f / b, quotient);

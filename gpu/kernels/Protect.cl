@@ -7,7 +7,7 @@
 #define SKIN_V2 0.57143188f
 
 uchar8 blend(uchar8 original, uchar8 processed, float8 mask) {
-    return toSamples(mask * convert_float8(original) + (1.0f - mask) * convert_float8(processed));
+    return toSamples(product8(mask, convert_float8(original)) + product8(1.0f - mask, convert_float8(processed)));
 }
 
 // All ones in the lane of a last sample that has no partner.
@@ -38,7 +38,7 @@ float4 distanceTo(float4 u, float4 v, float u0, float v0) {
 }
 
 // The skin detector, on the unprocessed chroma. The second geometry repeats the first, with the scanline negative where
-// V comes before U.
+// V comes before U, and 0 where the format has no skin.
 __kernel void skinDetectAndcolorProtect_kernel(__global const uchar* luma, __global const uchar* chroma,
                                                __global uchar* frame, RoiInfo roi, RoiInfo order) {
     const int x = (int)get_global_id(0) * PIXELS;
@@ -48,10 +48,10 @@ __kernel void skinDetectAndcolorProtect_kernel(__global const uchar* luma, __glo
     }
     const int count = samplesFrom(roi, x);
     float4 probability = 0.0f;  // outside whole blocks nothing is protected
-    if (j < roi.height / 2) {
+    if (j < roi.height / 2 && order.scanline != 0) {
         const float8 pairs = convert_float8(loadSamples(frame + chromaOffset(roi, j) + (size_t)x, count)) / 255.0f;
-        const float4 u = order.scanline >= 0 ? pairs.even : pairs.odd;
-        const float4 v = order.scanline >= 0 ? pairs.odd : pairs.even;
+        const float4 u = order.scanline > 0 ? pairs.even : pairs.odd;
+        const float4 v = order.scanline > 0 ? pairs.odd : pairs.even;
         const float4 sum = distanceTo(u, v, SKIN_U1, SKIN_V1) + distanceTo(u, v, SKIN_U2, SKIN_V2);
         probability = fmin(divided((float4)(0.14f), sum + 1e-16f), 1.0f);
     }

@@ -1,6 +1,5 @@
 #include "tests/gpu/support/Chain.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -52,30 +51,30 @@ void Chain::apply(Frame& frame, IMAGE_FORMAT_TYPE type) const {
     }
 }
 
+huevance::StageSwitches stagesOf(int bits) {
+    return {(bits & 1) != 0, (bits & 2) != 0, (bits & 4) != 0, (bits & 8) != 0, (bits & 16) != 0};
+}
+
 std::vector<float> gentleCurve(float bend) {
     std::vector<float> curve(256);
-    for (int i = 0; i < 256; ++i) {
+    for (std::size_t i = 0; i < curve.size(); ++i) {
         const float x = static_cast<float>(i) / 255.0F;
-        curve[static_cast<std::size_t>(i)] = 255.0F * (x + bend * x * (1.0F - x));
+        curve[i] = 255.0F * (x + bend * x * (1.0F - x));
     }
     return curve;
 }
 
 std::vector<float> gentleLattice(float bend) {
-    std::vector<float> lattice(huevance::kColorLutFloats);
     constexpr int n = huevance::kLatticeSize;
-    for (int b = 0; b < n; ++b) {
-        for (int a = 0; a < n; ++a) {
-            for (int y = 0; y < n; ++y) {
-                const auto at = static_cast<std::size_t>((b * n + a) * n + y);
-                const float wave = bend * 12.0F * std::sin(static_cast<float>(y + 2 * a - b) / 4.0F);
-                const auto level = [&](int point, float shift) {
-                    return std::clamp(static_cast<float>(point) * 17.0F + shift, 0.0F, 255.0F);
-                };
-                lattice[at] = level(y, wave);
-                lattice[at + n * n * n] = level(a, -wave);
-                lattice[at + 2 * n * n * n] = level(b, wave / 2.0F);
-            }
+    std::vector<float> lattice;
+    for (const float wave : {1.0F, -1.0F, 0.5F}) {
+        for (int i = 0; i < n * n * n; ++i) {
+            const int y = i % n;
+            const int a = i / n % n;
+            const int b = i / n / n;
+            const int point = wave == 1.0F ? y : wave == -1.0F ? a : b;
+            lattice.push_back(12.0F + 15.4F * static_cast<float>(point) +
+                              bend * wave * 12.0F * std::sin(static_cast<float>(y + 2 * a - b) / 4.0F));
         }
     }
     return lattice;

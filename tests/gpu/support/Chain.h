@@ -25,8 +25,11 @@ struct Chain {
     void apply(Frame& frame, IMAGE_FORMAT_TYPE type) const;
 };
 
+// The stages of five bits: CLAHE, curve, correction, colour, protection.
+huevance::StageSwitches stagesOf(int bits);
+
 // Tables as a camera's tuning has them: a curve and a lattice that bend levels gently, `bend` (-1 to 1) to
-// one side.
+// one side. Blends of such tables are those of the blended bend.
 std::vector<float> gentleCurve(float bend);
 std::vector<float> gentleLattice(float bend);
 
