@@ -12,7 +12,7 @@
 #include "gpu/Huevance_GPU.h"
 #include "tests/gpu/support/Chain.h"
 #include "tests/gpu/support/Device.h"
-#include "tests/gpu/support/Photo.h"
+#include "tests/support/Photo.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TuningDir.h"
 

@@ -5,41 +5,65 @@
 
 #include <fstream>
 #include <iterator>
+#include <map>
 
 namespace test {
 
-bool fillWithPhoto(Frame& frame, const std::string& name) {
-    std::ifstream in(std::string(HUEVANCE_SOURCE_DIR) + "/samples/" + name + ".jpg", std::ios::binary);
-    const std::vector<unsigned char> file((std::istreambuf_iterator<char>(in)), {});
+namespace {
+
+struct Picture {
     int width = 0;
     int height = 0;
+    std::vector<unsigned char> rgb;  // empty when it cannot be read
+};
+
+Picture decode(const std::string& name) {
+    std::ifstream in(std::string(HUEVANCE_SOURCE_DIR) + "/samples/" + name + ".jpg", std::ios::binary);
+    const std::vector<unsigned char> file((std::istreambuf_iterator<char>(in)), {});
+    Picture picture;
     int other = 0;
     tjhandle handle = tjInitDecompress();
-    tjDecompressHeader3(handle, file.data(), file.size(), &width, &height, &other, &other);
-    std::vector<unsigned char> rgb(static_cast<std::size_t>(3 * width * height));
-    const RoiInfo& roi = frame.roi();
-    const bool done =
-        width >= roi.width && height >= roi.height &&
-        tjDecompress2(handle, file.data(), file.size(), rgb.data(), width, 0, height, TJPF_RGB, 0) == 0;
+    if (tjDecompressHeader3(handle, file.data(), file.size(), &picture.width, &picture.height, &other,
+                            &other) == 0) {
+        picture.rgb.resize(static_cast<std::size_t>(3 * picture.width * picture.height));
+        if (tjDecompress2(handle, file.data(), file.size(), picture.rgb.data(), picture.width, 0,
+                          picture.height, TJPF_RGB, 0) != 0) {
+            picture.rgb.clear();
+        }
+    }
     tjDestroy(handle);
-    for (int y = 0; done && y < roi.height; ++y) {
+    return picture;
+}
+
+}  // namespace
+
+bool fillWithPhoto(Frame& frame, const std::string& name) {
+    static std::map<std::string, Picture> pictures;
+    const auto found = pictures.find(name);
+    const Picture& picture = found != pictures.end() ? found->second : pictures[name] = decode(name);
+    const RoiInfo& roi = frame.roi();
+    if (picture.rgb.empty() || picture.width < roi.width || picture.height < roi.height) {
+        return false;
+    }
+    const int top = (picture.height - roi.height) / 2;
+    const int left = (picture.width - roi.width) / 2;
+    const auto level = [&](int x, int y, double red, double green, double blue) {
+        const unsigned char* pixel =
+            picture.rgb.data() + static_cast<std::ptrdiff_t>(3) * ((y + top) * picture.width + x + left);
+        return red * pixel[0] + green * pixel[1] + blue * pixel[2];
+    };
+    for (int y = 0; y < roi.height; ++y) {
         for (int x = 0; x < roi.width; ++x) {
-            const auto level = [&](int column, int row, double red, double green, double blue) {
-                const int at = (row + (height - roi.height) / 2) * width + column + (width - roi.width) / 2;
-                const unsigned char* pixel = rgb.data() + static_cast<std::ptrdiff_t>(3) * at;
-                return red * pixel[0] + green * pixel[1] + blue * pixel[2];
-            };
             frame.setLuma(x, y, static_cast<int>(level(x, y, 0.299, 0.587, 0.114)));
             if (y < roi.height / 2) {
-                const int left = x / 2 * 2;
-                frame.setChroma(
-                    x, y,
-                    static_cast<int>(128 + (x % 2 == 0 ? level(left, 2 * y, -0.168, -0.331, 0.499)
-                                                       : level(left, 2 * y, 0.499, -0.418, -0.081))));
+                const int block = x / 2 * 2;
+                const double chroma = x % 2 == 0 ? level(block, 2 * y, -0.168, -0.331, 0.499)
+                                                 : level(block, 2 * y, 0.499, -0.418, -0.081);
+                frame.setChroma(x, y, static_cast<int>(128 + chroma));
             }
         }
     }
-    return done;
+    return true;
 }
 
 }  // namespace test
