@@ -7,6 +7,7 @@
 #define LEVELS 256
 #define TEXELS (LEVELS / 4)
 #define LOCAL_TILES 16
+#define LOCAL_ROWS 4  // of tiles, at most
 #define BAND 32  // rows; fewer copies of the curves, yet groups enough for every compute unit
 
 // --- The grid ---
@@ -88,7 +89,7 @@ float levelFromImage(__read_only image2d_t curves, int tile, int level) {
     return (level & 1) == 0 ? pair.x : pair.y;
 }
 
-// For grids whose tiles are so small that a work group meets too many of them.
+// For grids whose tiles are so narrow that eight samples meet too many of them.
 void mapFromImage(__global const uchar* in, __global uchar* out, int count, int x0, Axis axis,
                   __read_only image2d_t curves, int top, int bottom, float weightY) {
     for (int i = 0; i < count; ++i) {
@@ -124,17 +125,7 @@ __kernel void claheMap_kernel(__global const uchar* in, __global uchar* out, Roi
     const int8 next = min(tile + 1, (int8)(across.tiles - 1));
     const float8 weightX = position - convert_float8(tile);
 
-    // What the group covers, in tiles; a sample needs the tile after its own, too.
-    const int groupX = (int)(get_group_id(0) * get_local_size(0)) * PIXELS;
-    const int groupY = (int)get_group_id(1) * groupRows;
-    const int firstRow = tileOf(down, groupY);
-    const int lastRow = min(tileOf(down, groupY + bands * groupRows - 1) + 1, down.tiles - 1);
-    const int firstColumn = tileOf(across, groupX);
-    const int lastColumn = min(tileOf(across, groupX + (int)get_local_size(0) * PIXELS - 1) + 1, across.tiles - 1);
-    const int tileRows = lastRow - firstRow + 1;
-    const int tileColumns = LOCAL_TILES / tileRows;  // in local memory at a time
-    const int step = tileColumns - 2;  // eight samples meet at most three columns of wider tiles
-    if (step < 1 || roi.width / across.tiles <= PIXELS) {
+    if (roi.width / across.tiles <= PIXELS) {
         for (int band = 0; band < bands; ++band) {
             const Row row = rowOf(down, (int)get_global_id(1) + band * groupRows);
             if (row.y < roi.height && count >= 1) {
@@ -146,26 +137,42 @@ __kernel void claheMap_kernel(__global const uchar* in, __global uchar* out, Roi
         return;
     }
 
+    // The tiles at or before the group's samples; a sample needs the tile after its own, too.
+    const int groupX = (int)(get_group_id(0) * get_local_size(0)) * PIXELS;
+    const int groupY = (int)get_group_id(1) * groupRows;
+    const int firstColumn = tileOf(across, groupX);
+    const int lastColumn = tileOf(across, groupX + (int)get_local_size(0) * PIXELS - 1);
+    const int firstRow = tileOf(down, groupY);
+    const int lastRow = tileOf(down, groupY + bands * groupRows - 1);
+    // In local memory at a time. A run time may choose groups as tall as the frame, or as wide.
+    const int rows = min(min(lastRow + 1, down.tiles - 1) - firstRow + 1, LOCAL_ROWS);
+    const int columns = LOCAL_TILES / rows;
+    const int rowStep = max(rows - 1, 1);
+    const int columnStep = columns - 2;  // eight samples meet at most three columns of wider tiles
+
     const int items = (int)(get_local_size(0) * get_local_size(1));
     const int item = (int)(get_local_id(1) * get_local_size(0) + get_local_id(0));
-    for (int chunk = firstColumn; chunk <= lastColumn; chunk += step) {
-        const int loaded = min(tileColumns, lastColumn + 1 - chunk);
-        barrier(CLK_LOCAL_MEM_FENCE);  // everybody is done with the chunk before
-        for (int i = item; i < tileRows * loaded * TEXELS; i += items) {
-            const int row = firstRow + i / TEXELS / loaded;
-            const int column = chunk + i / TEXELS % loaded;
-            vstore4(read_imagef(curves, (int2)(i % TEXELS, row * across.tiles + column)), i, tables);
-        }
-        barrier(CLK_LOCAL_MEM_FENCE);
-        const bool mine = count >= 1 && tile.s0 >= chunk && tile.s0 < chunk + step;
-        for (int band = 0; band < bands; ++band) {
-            const Row row = rowOf(down, (int)get_global_id(1) + band * groupRows);
-            if (mine && row.y < roi.height) {
-                const size_t at = lumaOffset(roi, row.y) + (size_t)x0;
-                const uchar8 mapped = mapFromLocal(loadSamples(in + at, count), tile - chunk, next - chunk, weightX,
-                                                   tables + (row.tile - firstRow) * loaded * LEVELS,
-                                                   tables + (row.next - firstRow) * loaded * LEVELS, row.weight);
-                storeSamples(mapped, out + at, count);
+    for (int top = firstRow; top <= lastRow; top += rowStep) {
+        const int loadedRows = min(rows, down.tiles - top);
+        for (int left = firstColumn; left <= lastColumn; left += columnStep) {
+            const int loaded = min(columns, min(lastColumn + 2, across.tiles) - left);
+            barrier(CLK_LOCAL_MEM_FENCE);  // everybody is done with the tiles before
+            for (int i = item; i < loadedRows * loaded * TEXELS; i += items) {
+                const int row = top + i / TEXELS / loaded;
+                const int column = left + i / TEXELS % loaded;
+                vstore4(read_imagef(curves, (int2)(i % TEXELS, row * across.tiles + column)), i, tables);
+            }
+            barrier(CLK_LOCAL_MEM_FENCE);
+            const bool mine = count >= 1 && tile.s0 >= left && tile.s0 < left + columnStep;
+            for (int band = 0; band < bands; ++band) {
+                const Row row = rowOf(down, (int)get_global_id(1) + band * groupRows);
+                if (mine && row.y < roi.height && row.tile >= top && row.tile < top + rowStep) {
+                    const size_t at = lumaOffset(roi, row.y) + (size_t)x0;
+                    const uchar8 mapped = mapFromLocal(loadSamples(in + at, count), tile - left, next - left, weightX,
+                                                       tables + (row.tile - top) * loaded * LEVELS,
+                                                       tables + (row.next - top) * loaded * LEVELS, row.weight);
+                    storeSamples(mapped, out + at, count);
+                }
             }
         }
     }

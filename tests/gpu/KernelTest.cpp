@@ -210,7 +210,9 @@ TEST_F(Kernels, ClaheMaps) {
         compareGrid(width, height, 2, inputs());
     }
     if (!tinyFrames()) {
-        // So wide that a work group needs several rounds of tables, and tiles narrower than a work item.
+        // Work groups so wide or so tall that they need several rounds of tables, and tiles narrower than a work
+        // item.
+        compareGrid(3, 9, 1, {{{39, 600, 48, 600}, Content::kNoise, nullptr}});
         compareGrid(64, 2, 1, {{{2048, 12, 2048, 12}, Content::kNoise, nullptr}});
         compareGrid(40, 20, 1, {{{1000, 40, 1024, 40}, Content::kNoise, nullptr}});
         compareGrid(90, 3, 1, {{{630, 30, 630, 30}, Content::kNoise, nullptr}});
