@@ -2,31 +2,23 @@
 
 #include <cstring>
 
-#include "core/Buffer.h"
 #include "jni/algocommon/LogPrintf.h"
 
 namespace gpu {
 
-int DeviceTable::allocate(cl_context context, cl_command_queue queue, int svmType, std::size_t bytes) {
+int DeviceTable::allocate(cl_context context, int svmType, std::size_t bytes) {
     release();
     m_context = context;
     m_svmType = svmType;
     m_bytes = bytes;
     if (svmType == kSvmNone) {
-        huevance::Buffer<unsigned char> zeros;
-        if (createBuffer(context, CL_MEM_READ_ONLY, bytes, nullptr, m_buffer.out()) == CL_SUCCESS &&
-            zeros.allocate(bytes) && write(queue, zeros.get(), bytes) == 0) {
-            return 0;
-        }
+        createBuffer(context, CL_MEM_READ_ONLY, bytes, nullptr, m_buffer.out());
     } else {
         const cl_svm_mem_flags fine = svmType == kSvmCoarse ? 0 : CL_MEM_SVM_FINE_GRAIN_BUFFER;
         m_shared = clSVMAlloc(context, CL_MEM_READ_WRITE | fine, bytes, 0);
-        if (void* all = open(queue, bytes)) {
-            std::memset(all, 0, bytes);
-            if (close(queue) == 0) {
-                return 0;
-            }
-        }
+    }
+    if (!empty()) {
+        return 0;
     }
     ALOG_ERROR("table of %zu bytes cannot be allocated on the device!", bytes);
     release();
@@ -38,6 +30,7 @@ void DeviceTable::release() {
         clSVMFree(m_context, m_shared);
         m_shared = nullptr;
     }
+    m_written = false;
     m_open = false;
     m_buffer.reset();
     m_bytes = 0;
@@ -45,10 +38,15 @@ void DeviceTable::release() {
 
 void* DeviceTable::open(cl_command_queue queue, std::size_t bytes) {
     if (m_shared != nullptr && m_svmType == kSvmCoarse &&
-        clEnqueueSVMMap(queue, CL_TRUE, CL_MAP_WRITE, m_shared, bytes, 0, nullptr, nullptr) != CL_SUCCESS) {
+        clEnqueueSVMMap(queue, CL_TRUE, CL_MAP_WRITE, m_shared, m_written ? bytes : m_bytes, 0, nullptr,
+                        nullptr) != CL_SUCCESS) {
         return nullptr;
     }
     m_open = m_shared != nullptr;
+    if (m_open && !m_written) {
+        std::memset(m_shared, 0, m_bytes);
+        m_written = true;
+    }
     return m_shared;
 }
 
@@ -59,6 +57,13 @@ int DeviceTable::close(cl_command_queue queue) {
     }
     m_open = false;
     return 0;
+}
+
+int DeviceTable::fill(cl_command_queue queue) {
+    if (m_written || m_shared == nullptr) {
+        return 0;
+    }
+    return open(queue, m_bytes) != nullptr ? close(queue) : -1;
 }
 
 int DeviceTable::write(cl_command_queue queue, const void* data, std::size_t bytes) {

@@ -18,8 +18,9 @@ public:
     DeviceTable(const DeviceTable&) = delete;
     DeviceTable& operator=(const DeviceTable&) = delete;
 
-    // `bytes` zeroed bytes, at least 1. Replaces what there was. The context must outlive the table. 0 or -1.
-    int allocate(cl_context context, cl_command_queue queue, int svmType, std::size_t bytes);
+    // `bytes` bytes, at least 1, which are zero until they are written. Replaces what there was. The context
+    // must outlive the table. 0 or -1.
+    int allocate(cl_context context, int svmType, std::size_t bytes);
     void release();
 
     // Opens the table's first `bytes` bytes for the host to write; null on failure. close() hands them back
@@ -27,7 +28,10 @@ public:
     void* open(cl_command_queue queue, std::size_t bytes);
     int close(cl_command_queue queue);
 
-    // The first `bytes` bytes from `data`, at most size(). 0 or -1.
+    // Zeroes shared virtual memory that nobody has written yet, for a kernel that reads it. 0 or -1.
+    int fill(cl_command_queue queue);
+
+    // The first `bytes` bytes from `data`, at most size(); of a buffer all. 0 or -1.
     int write(cl_command_queue queue, const void* data, std::size_t bytes);
 
     int setArgument(cl_kernel kernel, cl_uint index) const;
@@ -40,6 +44,7 @@ private:
     int m_svmType = kSvmNone;
     std::size_t m_bytes = 0;
     void* m_shared = nullptr;
+    bool m_written = false;
     bool m_open = false;  // also after a close that failed: kernels must not have it then
     Memory m_buffer;
 };

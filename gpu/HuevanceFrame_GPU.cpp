@@ -126,11 +126,16 @@ int CHuevanceFrame_GPU::malloc(char* sensorPath, RoiInfo roi) {
         ALOG_ERROR("dataBit %d is not supported!", engine.m_iDataBit);
         return -1;
     }
-    const int result = allocate();
-    if (result != 0) {
+    try {
+        if (allocate() == 0) {
+            return 0;
+        }
+    } catch (...) {  // memory is missing; dispatch says so
         engine.releaseAll();
+        throw;
     }
-    return result;
+    engine.releaseAll();
+    return -1;
 }
 
 int CHuevanceFrame_GPU::setExtParam(char* key, void* value) {
@@ -200,11 +205,12 @@ int CHuevanceFrame_GPU::enhance(void* frame, int fd, IMAGE_FORMAT_TYPE yuvType, 
 
 int CHuevanceFrame_GPU::process(void* frame, int fd, IMAGE_FORMAT_TYPE yuvType, int scene) {
     CHuevance_GPU& engine = g_engine;
-    if (engine.checkFrame(frame) != 0) {
-        return -1;
-    }
     huevance::logRequest(kWho, yuvType, scene);
     const bool save = engine.m_iSaveFrame == 1;
+    const bool enhances = engine.m_iFrameSwitch == 1 && anyStageOn(engine);
+    if ((save || enhances) && engine.checkFrame(frame) != 0) {
+        return -1;
+    }
     const int counter = m_fade.counter();  // of this frame, in both names
     if (save && m_iDumpCounter == 0) {
         dumpFrame(m_pcDumpDirectory, "src", frame, engine.m_stRoi, scene, counter, "srcFrame save failed!");

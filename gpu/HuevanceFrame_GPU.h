@@ -21,14 +21,16 @@ public:
     int process(void* frame, int fd, IMAGE_FORMAT_TYPE yuvType, int scene);
     int free();
 
-    const char* m_pcDumpDirectory = "/data/hvcSave";  // not owned
-
 private:
     int allocate();
     int enhance(void* frame, int fd, IMAGE_FORMAT_TYPE yuvType, int scene);
     void runStages(void* frame);
 
+    // These five numbers come first.
     huevance::SceneFade m_fade;  // outlives malloc and free, on purpose
     int m_iDumpCounter = 0;
     int m_iDumpInterval = 30;
+
+public:
+    const char* m_pcDumpDirectory = "/data/hvcSave";  // not owned
 };

@@ -72,22 +72,23 @@ int report(int result, const char* format, const char* operation) {
 }
 
 // The skin detector must know which chroma sample is U, and its arguments have no place for that: the second
-// geometry's scanline says so by its sign, positive where U is first. Zero: a format without skin.
+// geometry's scanline says so by its sign, negative where U is first. Zero: a format without skin.
 int chromaOrder(IMAGE_FORMAT_TYPE type) {
     switch (type) {
         case IMAGE_FORMAT_TYPE_NV12:
         case IMAGE_FORMAT_TYPE_YUV16_LOW:
         case IMAGE_FORMAT_TYPE_YUV16_HIGH:
-            return 1;
-        case IMAGE_FORMAT_TYPE_NV21:
             return -1;
+        case IMAGE_FORMAT_TYPE_NV21:
+            return 1;
         default:
             return 0;
     }
 }
 
 std::size_t maskBytes(const RoiInfo& roi) {
-    return roi.height > 0 && roi.stride > 0 ? huevance::elementCount(roi.height, roi.stride) : 0;
+    return roi.width >= 0 && roi.height > 0 && roi.stride > 0 ? huevance::elementCount(roi.height, roi.stride)
+                                                              : 0;
 }
 
 }  // namespace
@@ -148,7 +149,8 @@ int CHuevance_GPU::clResMalloc() {
         ALOG_ERROR("OpenCL init error , callback ...");
     }
     gpu::createContext(m_context.out(), &m_device);
-    m_bIonMemory = m_context && gpu::check_extension_support("cl_qcom_ion_host_ptr", m_device);
+    m_bIonMemory = m_context && (gpu::hasExtension("cl_qcom_ion_host_ptr", m_device) ||
+                                 gpu::hasExtension("cl_qcom_ext_host_ptr", m_device));
     detectSvm();
     setUpProgram();
     return createKernels();
@@ -235,7 +237,7 @@ int CHuevance_GPU::portraitMaskMalloc() {
                    m_stMaskRoi.stride, m_stMaskRoi.scanline);
         return -1;
     }
-    return m_portraitMask.allocate(m_context.get(), m_queue.get(), m_iSvmType, bytes);
+    return m_portraitMask.allocate(m_context.get(), m_iSvmType, bytes);
 }
 
 bool CHuevance_GPU::claheFits() const {
@@ -260,8 +262,8 @@ int CHuevance_GPU::claheLutMalloc() {
 }
 
 int CHuevance_GPU::curveLutMalloc(int table) {
-    if (!m_curve.allocate(huevance::kBins8) || m_curveLut.allocate(m_context.get(), m_queue.get(), m_iSvmType,
-                                                                   huevance::kBins8 * sizeof(float)) != 0) {
+    if (!m_curve.allocate(huevance::kBins8) ||
+        m_curveLut.allocate(m_context.get(), m_iSvmType, huevance::kBins8 * sizeof(float)) != 0) {
         return -1;
     }
     return fuseCurveLut(table, table, 0);
@@ -310,6 +312,7 @@ void CHuevance_GPU::curveLutFree() {
 }
 
 void CHuevance_GPU::claheLutFree() {
+    m_bClaheUsable = false;
     m_claheLut.reset();
     m_gridLut.release();
     m_gridScratch.release();
@@ -491,8 +494,8 @@ int CHuevance_GPU::fuseColorLut(int previous, int current, int counter) {
 }
 
 int CHuevance_GPU::setClaheLut(const void* frame) {
-    m_bClaheUsable = claheFits() && m_claheLut;
-    if (!m_bClaheUsable) {
+    if (!claheFits() || !m_claheLut) {
+        m_bClaheUsable = false;
         ALOG_ERROR("CLAHE grid %d x %d with sampRate %d does not fit the frame!", m_iGridWidth, m_iGridHeight,
                    m_iSampRate);
         return 0;
@@ -500,14 +503,16 @@ int CHuevance_GPU::setClaheLut(const void* frame) {
     const gpu::TileRecord source = gpu::tileRecord(m_stSrcRoi, m_iGridWidth, m_iGridHeight, m_iSampRate);
     const std::size_t origin[3] = {0, 0, 0};
     const std::size_t region[3] = {kTileTexels, m_gridLut.size() / huevance::kBins8, 1};
-    m_bClaheUsable = huevance::computeClaheLut_gpu(
-                         static_cast<const unsigned char*>(frame), m_stSrcRoi, m_gridHist.get(),
-                         m_gridLut.get(), m_iSampRate, m_iGridWidth, m_iGridHeight, source.tileWidth,
-                         source.tileHeight, m_fClaheStrength, m_gridScratch.get()) == 0 &&
-                     clEnqueueWriteImage(m_queue.get(), m_claheLut.get(), CL_TRUE, origin, region, kTileBytes,
-                                         0, m_gridLut.get(), 0, nullptr, nullptr) == CL_SUCCESS &&
-                     clFlush(m_queue.get()) == CL_SUCCESS;
-    return report(m_bClaheUsable ? 0 : -1, "%s failed!", __func__);
+    const bool written =
+        huevance::computeClaheLut_gpu(static_cast<const unsigned char*>(frame), m_stSrcRoi, m_gridHist.get(),
+                                      m_gridLut.get(), m_iSampRate, m_iGridWidth, m_iGridHeight,
+                                      source.tileWidth, source.tileHeight, m_fClaheStrength,
+                                      m_gridScratch.get()) == 0 &&
+        clEnqueueWriteImage(m_queue.get(), m_claheLut.get(), CL_TRUE, origin, region, kTileBytes, 0,
+                            m_gridLut.get(), 0, nullptr, nullptr) == CL_SUCCESS &&
+        clFlush(m_queue.get()) == CL_SUCCESS;
+    m_bClaheUsable = m_bClaheUsable || written;  // the last table stays where there was one
+    return report(written ? 0 : -1, "%s failed!", __func__);
 }
 
 int CHuevance_GPU::claheMap() {
@@ -576,8 +581,10 @@ int CHuevance_GPU::portraitProtect(int maskSource) {
     const gpu::Memory& chroma = frame(m_index.m_iUvIn);
     const gpu::Memory& result = frame(m_index.m_iFinal);
     if (maskSource == huevance::kMaskHost) {
-        if (report(launchBlocks(gpu::kColorProtect,
-                                {luma, chroma, result, m_stRoi, m_stRoi, m_portraitMask, m_stMaskRoi}),
+        if (report(m_portraitMask.fill(m_queue.get()) != 0
+                       ? -1
+                       : launchBlocks(gpu::kColorProtect,
+                                      {luma, chroma, result, m_stRoi, m_stRoi, m_portraitMask, m_stMaskRoi}),
                    "%s: m_colorProtect_kernel failed!", __func__) != 0) {
             return -1;
         }

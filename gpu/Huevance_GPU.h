@@ -177,5 +177,5 @@ private:
     const gpu::Memory& frame(int index) const { return m_frames[index]; }
 
     FrameMemory m_frameMemory = FrameMemory::kPlain;
-    bool m_bClaheUsable = false;
+    bool m_bClaheUsable = false;  // m_claheLut holds a table
 };

@@ -58,6 +58,12 @@ std::string readExtensions(cl_device_id device) {
     return text;
 }
 
+// On purpose asked for once in the process, whatever came of it.
+const std::string& extensionsOf(cl_device_id device) {
+    static const std::string extensions = readExtensions(device);
+    return extensions;
+}
+
 cl_int readBuildLog(cl_device_id device, cl_program program) {
     std::vector<char> log(kBuildLogBytes + 1);
     const cl_int result =
@@ -96,13 +102,16 @@ int releaseContext(cl_context* context) {
 }
 
 bool check_extension_support(const std::string& name, cl_device_id& device) {
-    // On purpose asked for once in the process, whatever came of it.
-    static const std::string extensions = readExtensions(device);
-    if (extensions.empty()) {
+    if (extensionsOf(device).empty()) {
         ALOG_ERROR("Couldn't identify available OpenCL extensions");
         return false;
     }
-    return extensions.find(name) != std::string::npos;
+    return hasExtension(name, device);
+}
+
+bool hasExtension(const std::string& name, cl_device_id device) {
+    const std::string& extensions = extensionsOf(device);
+    return !extensions.empty() && extensions.find(name) != std::string::npos;
 }
 
 int createCommandQueue(cl_context context, cl_device_id device, cl_command_queue* queue) {

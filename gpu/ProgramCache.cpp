@@ -220,6 +220,10 @@ int saveProgramsToBinary(const std::vector<cl_program>& programs, const char* pa
             return -1;
         }
         ALOG_INFO("%d binarySize: %d", static_cast<int>(i), static_cast<int>(size));
+        if (size > kMaxBytes - std::min<std::uint64_t>(kMaxBytes, file.size())) {
+            ALOG_ERROR("%s: a program of %zu bytes is too large to be kept", __func__, size);
+            return -1;
+        }
         const std::size_t offset = file.size();
         file.resize(offset + size);
         unsigned char* binary = file.data() + offset;

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstring>
+#include <exception>
 #include <new>
 
 #include "jni/algocommon/LogPrintf.h"
@@ -45,8 +46,10 @@ int guarded(Call call) {
         return call();
     } catch (const std::bad_alloc&) {
         ALOG_ERROR("memory is missing!");
-        return -1;
+    } catch (const std::exception& error) {  // a size beyond all memory, say
+        ALOG_ERROR("%s!", error.what());
     }
+    return -1;
 }
 
 // Creates an Object, runs setUp(object), and stores it in *handle; null and the code when set-up fails. An

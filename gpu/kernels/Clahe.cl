@@ -110,6 +110,7 @@ __kernel void claheMap_kernel(__global const uchar* in, __global uchar* out, Roi
                               int halfTileWidth, int halfTileHeight, float scaleX, float scaleY) {
     __local float tables[LOCAL_TILES * LEVELS];
 
+    // OpenCL C 1.2, which these kernels are built as, has no smaller groups at the edges.
     const int groupRows = (int)get_local_size(1);
     const int bands = max(BAND / groupRows, 1);
     if ((int)get_group_id(1) % bands != 0) {

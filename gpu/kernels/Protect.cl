@@ -38,7 +38,7 @@ float4 distanceTo(float4 u, float4 v, float u0, float v0) {
 }
 
 // The skin detector, on the unprocessed chroma. The second geometry repeats the first, with the scanline negative where
-// V comes before U, and 0 where the format has no skin.
+// U comes before V, and 0 where the format has no skin.
 __kernel void skinDetectAndcolorProtect_kernel(__global const uchar* luma, __global const uchar* chroma,
                                                __global uchar* frame, RoiInfo roi, RoiInfo order) {
     const int x = (int)get_global_id(0) * PIXELS;
@@ -50,8 +50,8 @@ __kernel void skinDetectAndcolorProtect_kernel(__global const uchar* luma, __glo
     float4 probability = 0.0f;  // outside whole blocks nothing is protected
     if (j < roi.height / 2 && order.scanline != 0) {
         const float8 pairs = convert_float8(loadSamples(frame + chromaOffset(roi, j) + (size_t)x, count)) / 255.0f;
-        const float4 u = order.scanline > 0 ? pairs.even : pairs.odd;
-        const float4 v = order.scanline > 0 ? pairs.odd : pairs.even;
+        const float4 u = order.scanline > 0 ? pairs.odd : pairs.even;
+        const float4 v = order.scanline > 0 ? pairs.even : pairs.odd;
         const float4 sum = distanceTo(u, v, SKIN_U1, SKIN_V1) + distanceTo(u, v, SKIN_U2, SKIN_V2);
         probability = fmin(divided((float4)(0.14f), sum + 1e-16f), 1.0f);
     }
@@ -65,7 +65,7 @@ float maskAt(__global const float* mask, RoiInfo maskRoi, int i, int j) {
     const int row = clamp(j, 0, max(maskRoi.height / 2 - 1, 0));
     const long cells = (long)maskRoi.height * (long)maskRoi.stride / 4;
     const long at = (long)row * (long)maskRoi.width + (long)column;
-    return at < cells ? clamp(mask[at], 0.0f, 1.0f) : 0.0f;
+    return at >= 0 && at < cells ? clamp(mask[at], 0.0f, 1.0f) : 0.0f;
 }
 
 // The host's mask.

@@ -55,7 +55,8 @@ __kernel void upScale_kernel(__global const uchar* processed, __global const uch
                     row[x] = doubled(processed, roi.stride, roi.width, roi.height, x, y, 1);
                 }
             }
-            for (int j = y0 / 2; j < min(y0 / 2 + 2, outRoi.height / 2); ++j) {
+            const int blockRows = roi.width >= 2 && roi.height >= 2 ? outRoi.height / 2 : 0;
+            for (int j = y0 / 2; j < min(y0 / 2 + 2, blockRows); ++j) {
                 __global uchar* row = out + chromaOffset(outRoi, j);
                 for (int x = x0; x < min(x0 + PIXELS, 2 * (outRoi.width / 2)); ++x) {
                     row[x] = doubled(processed + chromaOffset(roi, 0), roi.stride, roi.width, roi.height / 2, x, j, 2);

@@ -191,8 +191,10 @@ cl_int answer(entry::clEnqueueSVMMap, cl_command_queue queue, cl_bool blocking, 
         State::get().violate("a map beyond shared virtual memory");
         return CL_INVALID_VALUE;
     }
-    known->mapped = true;
-    return callSystem(system().clEnqueueSVMMap, queue, blocking, flags, block, size, count, wait, event);
+    const cl_int code =
+        callSystem(system().clEnqueueSVMMap, queue, blocking, flags, block, size, count, wait, event);
+    known->mapped = known->mapped || code == CL_SUCCESS;
+    return code;
 }
 
 cl_int answer(entry::clEnqueueSVMUnmap, cl_command_queue queue, void* block, cl_uint count,

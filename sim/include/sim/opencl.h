@@ -46,7 +46,8 @@ int sim_opencl_live(const char* kind);
 // not cover, releases of what is not alive.
 const char* sim_opencl_violation(void);
 
-// Receives every launch that is enqueued. Arguments are the bytes last set, or the SVM pointer.
+// Receives every launch that is enqueued. Arguments are the bytes last set, or the SVM pointer. It must not
+// call into this layer.
 typedef struct sim_opencl_argument {
     size_t size;
     const void* bytes;
