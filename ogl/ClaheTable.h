@@ -14,7 +14,7 @@ struct ClaheGrid {
     int blockWidth;  // pixels of a tile; 0 when the frame cannot be divided
     int blockHeight;
 
-    int tiles() const { return gridWidth * gridHeight; }
+    int tiles() const { return gridWidth > 0 && gridHeight > 0 ? gridWidth * gridHeight : 0; }
 };
 
 // All divisions truncate; a divisor below 1 gives 0.

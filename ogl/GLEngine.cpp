@@ -21,14 +21,15 @@ constexpr std::uint64_t kLeftOver = std::uint64_t{1} << 32;
 
 void retainDisplay() { ++g_displayUsers; }
 
-void releaseDisplay(EGLDisplay display) {
+// `initialised`: 1 for an engine whose eglInitialize succeeded, else 0.
+void releaseDisplay(EGLDisplay display, std::uint64_t initialised) {
     std::uint64_t users = g_displayUsers.load();
     std::uint64_t rest = 0;
     std::uint64_t terminations = 0;
     do {
         const bool last = users % kLeftOver == 1;
-        terminations = last ? users / kLeftOver + 1 : 0;
-        rest = last ? 0 : users - 1 + kLeftOver;
+        terminations = last ? users / kLeftOver + initialised : 0;
+        rest = last ? 0 : users - 1 + initialised * kLeftOver;
     } while (!g_displayUsers.compare_exchange_weak(users, rest));
     for (; terminations > 0; --terminations) {
         eglTerminate(display);
@@ -55,11 +56,12 @@ int GLEngine::init() {
         GL_LOG_ERROR("[GLEngine] init error: eglGetDisplay failed!!!");
         return -1;
     }
+    retainDisplay();  // first, so that an engine that goes at this moment is not the last
     if (eglInitialize(display, nullptr, nullptr) != EGL_TRUE) {
+        releaseDisplay(display, 0);
         GL_LOG_ERROR("[GLEngine] init error: eglInitialize failed!!!");
         return -1;
     }
-    retainDisplay();
     m_display = display;
 
     EGLConfig config = nullptr;
@@ -160,7 +162,7 @@ void GLEngine::releaseAll() {
         eglDestroySurface(m_display, m_surface);
     }
     eglMakeCurrent(m_display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
-    releaseDisplay(m_display);
+    releaseDisplay(m_display, 1);
     m_display = EGL_NO_DISPLAY;
     m_surface = EGL_NO_SURFACE;
     m_context = EGL_NO_CONTEXT;

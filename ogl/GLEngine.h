@@ -3,6 +3,7 @@
 #pragma once
 
 #include "ogl/GLHeaders.h"
+#include "ogl/GLUtils.h"
 #include "ogl/Object.h"
 
 struct ANativeWindow;
@@ -45,8 +46,8 @@ public:
     explicit GLEngineScope(GLEngine* engine)
         : m_engine(engine), m_bCurrent(engine != nullptr && engine->startup() == 0) {}
     ~GLEngineScope() {
-        if (m_bCurrent) {
-            m_engine->stop();
+        if (m_bCurrent && m_engine->stop() != 0) {
+            GL_LOG_ERROR("[GLEngine] stop error: eglMakeCurrent failed!!!");
         }
     }
     GLEngineScope(const GLEngineScope&) = delete;

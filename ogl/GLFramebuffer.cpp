@@ -22,8 +22,9 @@ bool GLFramebuffer::attachTexture(unsigned attachment, unsigned texture, unsigne
     if (m_framebuffer == 0 || texture == 0) {
         return false;
     }
-    GL_CALL(glFramebufferTexture2D, GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0 + attachment, textarget, texture, 0);
-    return GLUtils::checkFramebufferStatus();
+    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0 + attachment, textarget, texture, 0);
+    const bool attached = GLUtils::checkGLError("glFramebufferTexture2D");
+    return GLUtils::checkFramebufferStatus() && attached;
 }
 
 void GLFramebuffer::blit(int srcX0, int srcY0, int srcX1, int srcY1, int dstX0, int dstY0, int dstX1,

@@ -60,6 +60,7 @@ void GLTexture2DOES::set(void* clientBuffer, unsigned target, int width, int hei
     m_iWidth = width;
     m_iHeight = height;
     m_iFormat = GL_RGBA8;
+    m_bUsable = false;
     if (clientBuffer != m_clientBuffer) {
         destroyImage();
         m_clientBuffer = clientBuffer;
@@ -70,12 +71,16 @@ void GLTexture2DOES::set(void* clientBuffer, unsigned target, int width, int hei
     destroyImage();  // on purpose of the same buffer, too: its image would leak
     m_image = eglCreateImageKHR(m_display, EGL_NO_CONTEXT, EGL_NATIVE_BUFFER_ANDROID, clientBuffer, nullptr);
     GLUtils::checkEGLError("eglCreateImageKHR");
-    GL_CALL(glBindTexture, target, m_texture);
-    GL_CALL(glEGLImageTargetTexture2DOES, target, m_image);
+    glBindTexture(target, m_texture);
+    const bool bound = GLUtils::checkGLError("glBindTexture");
+    glEGLImageTargetTexture2DOES(target, m_image);
+    const bool filled = GLUtils::checkGLError("glEGLImageTargetTexture2DOES");
     GL_CALL(glBindTexture, target, 0);
+    m_bUsable = m_texture != 0 && m_image != EGL_NO_IMAGE_KHR && bound && filled;
 }
 
 void GLTexture2DOES::recycle() {
+    m_bUsable = false;
     GLTexture2D::recycle();
     destroyImage();
 }

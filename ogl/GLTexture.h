@@ -42,12 +42,13 @@ public:
 
     using GLTexture2D::set;
     // Makes an image of the buffer and binds it to the texture, in place of the one held. Errors are logged;
-    // then hasImage says no.
+    // then isUsable says no.
     virtual void set(void* clientBuffer, unsigned target, int width, int height);
     // Deletes the name and destroys the image.
     void recycle() override;
 
-    bool hasImage() const { return m_image != EGL_NO_IMAGE_KHR; }
+    // The texture is the buffer.
+    bool isUsable() const { return m_bUsable; }
 
 private:
     void destroyImage();
@@ -55,6 +56,7 @@ private:
     EGLDisplay m_display;
     void* m_clientBuffer = nullptr;
     EGLImageKHR m_image = EGL_NO_IMAGE_KHR;
+    bool m_bUsable = false;
 };
 
 class GLTexture3D : public Object {

@@ -15,17 +15,18 @@ constexpr const char* kEglErrors[] = {"EGL_SUCCESS",       "EGL_NOT_INITIALIZED"
 
 }  // namespace
 
-void GLUtils::checkGLError(const char* label) {
+bool GLUtils::checkGLError(const char* label) {
     for (int i = 0; i < kMaxErrors; ++i) {
         const GLenum code = glGetError();
         if (code == GL_NO_ERROR) {
-            return;
+            return i == 0;
         }
         GL_LOG_ERROR("%s glError: %d ", label, static_cast<int>(code));
         if (code == GL_CONTEXT_LOST) {
-            return;
+            return false;
         }
     }
+    return false;
 }
 
 void GLUtils::checkEGLError(const char* label) {

@@ -11,8 +11,8 @@
 class GLUtils {
 public:
     // Logs the pending errors under a label. A lost context reports one error without end, so that ends a
-    // check, and no check reads more than kMaxErrors.
-    static void checkGLError(const char* label);
+    // check, and no check reads more than kMaxErrors. Whether there were none.
+    static bool checkGLError(const char* label);
     static void checkEGLError(const char* label);
     // Whether the framebuffer bound to GL_FRAMEBUFFER is complete; logs its status if not.
     static bool checkFramebufferStatus();

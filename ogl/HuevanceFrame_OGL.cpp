@@ -93,7 +93,8 @@ int CHuevanceFrame_OGL::process(void* src, int, void* dst, IMAGE_FORMAT_TYPE for
         return 0;
     }
     const int table = m_tuning.tableOfScene(sceneId);
-    if (table < 0 || checkFrame(src, dst) != 0 || checkMask() != 0) {
+    const bool draws = format == IMAGE_FORMAT_TYPE_NV21 || format == IMAGE_FORMAT_TYPE_NV12;
+    if (table < 0 || checkSetUp() != 0 || (draws && (checkFrame(src, dst) != 0 || checkMask() != 0))) {
         return -1;
     }
     huevance::SceneFade fade = m_fade;  // a frame that fails leaves the stream's as it was

@@ -31,7 +31,7 @@ int CHuevancePhoto_OGL::process(void* src, void* dst, IMAGE_FORMAT_TYPE format, 
         return -1;
     }
     const int table = m_tuning.tableOfScene(scene);
-    if (table < 0 || checkFrame(src, dst) != 0 || checkMask() != 0) {
+    if (table < 0 || checkSetUp() != 0 || checkFrame(src, dst) != 0 || checkMask() != 0) {
         return -1;
     }
     m_scenes.fuseStrengths(table, table, 0, m_tuning);

@@ -1,6 +1,7 @@
 #include "ogl/HuevanceRender.h"
 
 #include <algorithm>
+#include <cstdint>
 
 #include "ogl/ClaheTable.h"
 #include "ogl/ShaderComposer.h"
@@ -24,7 +25,9 @@ constexpr float kHalfLevel = 128.0F;
 // The span between the first and the last block: on purpose less a block's size without its lowest bit.
 int validSize(int block, int grid) { return block * grid - (block & ~1); }
 
-float scaleOf(int grid, int valid) { return static_cast<float>(grid - 1) / static_cast<float>(valid - 1); }
+float scaleOf(std::int64_t grid, std::int64_t valid) {  // wide enough for every int
+    return static_cast<float>(grid - 1) / static_cast<float>(valid - 1);
+}
 
 template <std::size_t N>
 std::array<int, N> locationsOf(GLShaderProgram& program, const std::array<const char*, N>& names) {

@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
-#include <numeric>
 
 #include "core/Sample.h"
 #include "jni/algocommon/FileOperation.h"
@@ -97,10 +96,12 @@ int OglPipeline::init(char* path, RoiInfo roi) {
     logInfo("[%s] %s path: %s", m_names.name, m_names.loadConfigures, path);
     logInfo("[%s] %s SensorPath: %s", m_names.name, m_names.loadConfigures, m_tuning.m_acSensorPath);
     readConfigures();
+    const int strengths = m_scenes.loadStrengths(m_tuning);
     if (!isEnabled()) {
+        m_scenes.freeStrengths();
         return 0;
     }
-    if (setUp() != 0) {
+    if (strengths != 0 || setUp() != 0) {
         release(false);
         return -1;
     }
@@ -114,10 +115,7 @@ int OglPipeline::setUp() {
                  m_tuning.m_iGridWidth, m_tuning.m_iGridHeight, ogl::kMaxTiles);
         return -1;
     }
-    if (m_scenes.loadStrengths(m_tuning) != 0 || allocateBuffers() != 0) {
-        return -1;
-    }
-    return loadTables() == 0 ? createContext() : -1;
+    return allocateBuffers() == 0 && loadTables() == 0 ? createContext() : -1;
 }
 
 int OglPipeline::allocateBuffers() {
@@ -302,6 +300,15 @@ int OglPipeline::uploadMask() {
 
 // --- One frame ---
 
+int OglPipeline::checkSetUp() const {
+    if (!m_scenes.hasStrengths(m_tuning.m_iSceneNum) ||
+        m_yBuffer.size() != huevance::elementCount(m_stRoi.width, m_stRoi.height)) {
+        logError("[%s] process error: the pipeline is not set up!!!", m_names.name);
+        return -1;
+    }
+    return 0;
+}
+
 int OglPipeline::checkFrame(const void* src, void* dst) const {
     if (src == nullptr || dst == nullptr) {
         logError("[%s] process error: src %p dst %p!!!", m_names.name, src, dst);
@@ -310,11 +317,6 @@ int OglPipeline::checkFrame(const void* src, void* dst) const {
     if (!huevance::holdsFrame(m_stRoi, 1)) {
         logError("[%s] process error: roiInfo %d, %d, %d, %d cannot hold a frame!!!", m_names.name,
                  m_stRoi.width, m_stRoi.height, m_stRoi.stride, m_stRoi.scanline);
-        return -1;
-    }
-    if (!m_scenes.hasStrengths(m_tuning.m_iSceneNum) ||
-        m_yBuffer.size() != huevance::elementCount(m_stRoi.width, m_stRoi.height)) {
-        logError("[%s] process error: the pipeline is not set up!!!", m_names.name);
         return -1;
     }
     AHardwareBuffer_Desc desc = {};
@@ -347,7 +349,11 @@ smart_pointer<GLTexture2DOES> OglPipeline::importBuffer(void* buffer) const {
     GLUtils::checkEGLError("eglGetNativeClientBufferANDROID");
     smart_pointer<GLTexture2DOES> texture(
         new GLTexture2DOES(client, GL_TEXTURE_EXTERNAL_OES, m_stRoi.width, m_stRoi.height));
-    return texture->hasImage() ? texture : smart_pointer<GLTexture2DOES>();
+    if (!texture->isUsable()) {
+        logError("[%s] process error: the output cannot be imported!!!", m_names.name);
+        return {};
+    }
+    return texture;
 }
 
 void OglPipeline::copyPlanes(const unsigned char* src) {
@@ -367,11 +373,14 @@ void OglPipeline::updateClahe() {
         sampleRate);
     if (grid.blockWidth < 1 || grid.blockHeight < 1 || sampleRate < 1) {
         // Tiles without samples would give numbers that are none, and those any bytes. As in the other back
-        // ends such a grid costs the stage, not the picture.
+        // ends such a grid costs the stage, not the picture: every tile keeps luma as it is.
         logError("CLAHE grid %d x %d with sampRate %d does not fit the frame!", grid.gridWidth,
                  grid.gridHeight, sampleRate);
-        std::iota(m_claheLut.get(), m_claheLut.get() + kLevels, static_cast<unsigned char>(0));
-        m_iClaheTiles = 1;
+        m_iClaheTiles = std::max(grid.tiles(), 1);
+        for (int level = 0; level < kLevels; ++level) {
+            std::fill_n(m_claheLut.get() + static_cast<std::ptrdiff_t>(level) * m_iClaheTiles, m_iClaheTiles,
+                        static_cast<unsigned char>(level));
+        }
         return;
     }
     ogl::getGridHist(m_yBuffer.get(), m_stRoi.width, grid, sampleRate, m_gridHist.get());
@@ -412,7 +421,11 @@ int OglPipeline::draw(HuevanceRender& render, GLTexture2DOES& output) {
         return -1;
     }
     m_objects.framebuffer->bind(GL_FRAMEBUFFER);
-    const bool complete = m_objects.framebuffer->attachTexture(0, output.name(), output.target());
+    if (!m_objects.framebuffer->attachTexture(0, output.name(), output.target())) {
+        // What would be drawn could go to the output before, which the host has back.
+        logError("[%s] process error: the output cannot be attached!!!", m_names.name);
+        return -1;
+    }
     GL_CALL(glClear, GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT);
     render.setPosVertices(kPositions);
     render.setTexVertices(kTexcoords);
@@ -433,7 +446,7 @@ int OglPipeline::draw(HuevanceRender& render, GLTexture2DOES& output) {
     const int result =
         render.process(m_objects.y.get(), m_objects.uv.get(), 0, 0, m_stRoi.width, m_stRoi.height);
     GLUtils::flush();
-    return complete ? result : -1;
+    return result;
 }
 
 // --- Dumps ---

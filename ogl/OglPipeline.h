@@ -73,6 +73,8 @@ protected:
 
     // --- One frame; each 0, or -1 with one error line ---
 
+    // No init, a failed one, or destroy came before, or another geometry since.
+    int checkSetUp() const;
     // Null pointers, a geometry that cannot hold the frame, an output smaller than the frame.
     int checkFrame(const void* src, void* dst) const;
     int checkMask() const;

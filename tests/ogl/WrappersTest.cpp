@@ -211,7 +211,7 @@ TEST_F(WrapperTest, WrappersMakeTheirCallsInOrder) {
         step.act();
         EXPECT_EQ(trace.text(), replaced(step.calls, "=>", "glGetUniformLocation(0, a)"));
     }
-    EXPECT_FALSE(external.hasImage());
+    EXPECT_FALSE(external.isUsable());
     EXPECT_EQ(external.format(), GL_RGBA8);
 }
 

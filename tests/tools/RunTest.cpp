@@ -154,7 +154,8 @@ TEST_F(RunTest, StandardOutputCarriesDataAlone) {
         EXPECT_EQ(Bytes(result.out.begin(), result.out.end()), expected);
         // The library's own words are shown on request, and on standard error.
         const bool verbose = result.err.find("HuevanceProcess succeeded!") != std::string::npos;
-        EXPECT_EQ(verbose && result.err.find("running photo") != std::string::npos, options[2] == 'v');
+        EXPECT_EQ(verbose && result.err.find("running photo") != std::string::npos,
+                  std::string(options) == "--verbose");
     }
     // No progress bar into a file, however many frames.
     EXPECT_EQ(run("--mode frame", "-", out, noise(20 * kFrame, 1)).err, "");
