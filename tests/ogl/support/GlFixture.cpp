@@ -9,15 +9,15 @@ std::string alive() {
     return aliveOnDevice() + (objects != 0 ? std::to_string(objects) + " Object " : "");
 }
 
-void GlTest::SetUp() {
-    if (sim_gl_available() == 0) {
-        GTEST_SKIP() << "no EGL and OpenGL ES on this machine";
-    }
+GlTest::GlTest() {
     sim_gl_reset();
-    ASSERT_EQ(alive(), "");
+    EXPECT_EQ(alive(), "");
+    if (sim_gl_available() == 0) {
+        [] { GTEST_SKIP() << "no EGL and OpenGL ES on this machine"; }();
+    }
 }
 
-void GlTest::TearDown() {
+GlTest::~GlTest() {
     sim_gl_reset();
     EXPECT_EQ(alive(), "");
 }
@@ -34,14 +34,6 @@ CallTrace::CallTrace() {
 }
 
 CallTrace::~CallTrace() { sim_gl_set_call_sink(nullptr, nullptr); }
-
-std::vector<std::string> CallTrace::names() const {
-    std::vector<std::string> result;
-    for (const std::string& call : m_calls) {
-        result.push_back(call.substr(0, call.find('(')));
-    }
-    return result;
-}
 
 std::string CallTrace::text() const {
     return std::accumulate(m_calls.begin(), m_calls.end(), std::string(),
