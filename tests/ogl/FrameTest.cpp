@@ -1,7 +1,6 @@
 // What previews have beside captures: fades, the frame queue, both chroma orders, other formats.
 #include <gmock/gmock.h>
 
-#include <filesystem>
 #include <memory>
 
 #include "tests/ogl/support/Rig.h"
@@ -148,22 +147,10 @@ TEST_F(FrameTest, OtherFormatsDrawNothing) {
                   0);
     }
     EXPECT_EQ(rig.out->copy(), before);
-    EXPECT_THAT(trace.names(), testing::Each("eglMakeCurrent"));
+    EXPECT_THAT(trace.calls(), testing::Each(testing::StartsWith("eglMakeCurrent")));
     EXPECT_EQ(rig.pipeline.m_fClaheStrength, 3.0F);  // w = -1 / 2
     ASSERT_EQ(rig.process(1), 0);
     EXPECT_EQ(rig.pipeline.m_fClaheStrength, 2.5F);
-}
-
-TEST_F(FrameTest, DumpsAreNumberedZeroToTwentyNine) {
-    Rig rig(Settings{{"frame", "1"}, {"claheSwitch", "0"}}, 16, 12);
-    const test::TuningDir dumps;
-    rig.pipeline.m_pcDumpDirectory = dumps.path().c_str();
-    ASSERT_EQ(rig.init(), 0);
-    for (int i = 0; i < 31; ++i) {
-        ASSERT_EQ(rig.process(1), 0);
-    }
-    EXPECT_TRUE(std::filesystem::exists(dumps.path() + "/srcframe_16x12_1_29.yuv"));
-    EXPECT_FALSE(std::filesystem::exists(dumps.path() + "/srcframe_16x12_1_30.yuv"));
 }
 
 }  // namespace

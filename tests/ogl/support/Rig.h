@@ -55,7 +55,14 @@ struct Rig {
         }
     }
     int init() { return pipeline.init(tuning.path(), frame.roi()); }
+    int setMask(RoiInfo roi, void* cells) {
+        const int result = pipeline.set(g_maskRoiKey, &roi);
+        return pipeline.set(g_maskPointerKey, cells) + result;
+    }
     int process(int scene = 0) { return test::process(pipeline, frame.data(), out->get(), format, scene); }
+
+    // What the pipeline's lines begin with.
+    static std::string name() { return "[" + kClassName<Pipeline> + "] "; }
 
     // The model's input for what was processed last. Expects that the pipeline's tables are the model's.
     ShaderInput input(int table, const Strengths& strengths) const {
