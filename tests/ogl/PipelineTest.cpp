@@ -279,28 +279,22 @@ TYPED_TEST(PipelineTest, UploadsAndDrawsInOrderAndMakesNothing) {
     ASSERT_EQ(rig.process(), 0);
     test::CallTrace trace;
     ASSERT_EQ(rig.process(), 0);
-    // What tells steps from each other, what makes something, and the sizes and formats of uploads.
+    // What tells steps from each other, and what makes something.
     const std::regex steps(
-        "eglMakeCurrent|gl(Gen|Create|Compile|Link|Get.*Location|Bind.*buffer|Draw|Flush"
-        "|ClientWait|Framebuffer)[A-Za-z0-9]*|eglCreate[A-Z].*KHR|glClear.17664."
-        "|glTexImage(2D.3553, 0|3D.32879, 0)[0-9, ]*");
+        "(eglMakeCurrent|eglCreate.*KHR|gl(Gen|Create|Compile|Link|Get.*Location|Bind.*buffer|Clear|Tex.*"
+        "Image"
+        "|Framebuffer|Draw|Flush|Client).*)\\(.*");
     std::string said;
     for (const std::string& call : trace.calls()) {
-        std::smatch match;
-        if (std::regex_search(call, match, steps, std::regex_constants::match_continuous)) {
-            said += match.str() + "\n";
-        }
+        said += std::regex_match(call, steps) ? std::regex_replace(call, steps, "$1 ") : "";
     }
-    const std::string output = "glGenTextures\neglCreateImageKHR\n";  // each capture's own
-    EXPECT_EQ(said, "eglMakeCurrent\n" + (test::kIsPhoto<TypeParam> ? output : "") +
-                        "glTexImage2D(3553, 0, 6409, 12, 256, 0, 6409, 5121, \n"  // CLAHE
-                        "glTexImage2D(3553, 0, 6409, 256, 1, 0, 6409, 5121, \n"   // curves
-                        "glTexImage2D(3553, 0, 6409, 256, 1, 0, 6409, 5121, \n"
-                        "glTexImage3D(32879, 0, 6407, 16, 16, 16, 0, 6407, 5121, \n"
-                        "glTexImage2D(3553, 0, 6409, 64, 48, 0, 6409, 5121, \n"
-                        "glTexImage2D(3553, 0, 6410, 32, 24, 0, 6410, 5121, \n"
-                        "glBindFramebuffer\nglFramebufferTexture2D\nglClear(17664)\nglDrawArrays\nglFlush\n"
-                        "glClientWaitSync\neglMakeCurrent\n");
+    EXPECT_EQ(said, std::string("eglMakeCurrent ") +
+                        // Each capture's own output.
+                        (test::kIsPhoto<TypeParam> ? "glGenTextures eglCreateImageKHR " : "") +
+                        // CLAHE, two curves, colours, two planes.
+                        "glTexImage2D glTexImage2D glTexImage2D glTexImage3D glTexImage2D glTexImage2D "
+                        "glBindFramebuffer glFramebufferTexture2D glClear glDrawArrays glFlush "
+                        "glClientWaitSync eglMakeCurrent ");
     EXPECT_EQ(sim_gl_live("image"), 1);
 }
 
