@@ -47,6 +47,13 @@ namespace {
 using PhotoTest = test::GlTest;
 template <typename Pipeline>
 class PipelineTest : public test::GlTest {};
+
+// Rows of luma, then of chroma.
+unsigned char* rowOf(test::DeviceBuffer& buffer, int row) {
+    const RoiInfo& roi = buffer.roi();
+    return buffer.data() + (row < roi.height ? row : roi.scanline + row - roi.height) * roi.stride;
+}
+
 using Pipelines = testing::Types<CHuevancePhoto_OGL, CHuevanceFrame_OGL>;
 TYPED_TEST_SUITE(PipelineTest, Pipelines);
 
@@ -83,12 +90,9 @@ TYPED_TEST(PipelineTest, DrawsWhatTheModelSays) {
 TYPED_TEST(PipelineTest, TakesAFrameThatLiesInItsOutput) {
     Rig<TypeParam> rig(Settings{}, 128, 96);
     ASSERT_EQ(rig.pipeline.init(rig.tuning.path(), rig.out->roi()), 0);
-    for (int y = 0; y < 96 + 48; ++y) {
-        for (int x = 0; x < 128; ++x) {
-            unsigned char* row =
-                rig.out->data() + (y < 96 ? y : rig.out->roi().scanline + y - 96) * rig.out->roi().stride;
-            row[x] = static_cast<unsigned char>(y < 96 ? rig.frame.luma(x, y) : rig.frame.chroma(x, y - 96));
-        }
+    const std::vector<int> samples = rig.frame.samples();
+    for (int i = 0; i < 128 * (96 + 48); ++i) {
+        rowOf(*rig.out, i / 128)[i % 128] = static_cast<unsigned char>(samples[static_cast<std::size_t>(i)]);
     }
     ASSERT_EQ(test::process(rig.pipeline, rig.out->data(), rig.out->get(), rig.format, 1), 0);
     rig.expectDrawn(1);
@@ -366,9 +370,7 @@ TYPED_TEST(PipelineTest, DumpsTheFrameAndItsTables) {
     const test::ShaderInput in = rig.tuning.input(rig.frame, rig.format, 0, OglTuning::strengths(0));
     std::string drawn;
     for (int row = 0; row < 46 + 23; ++row) {
-        const auto* line =
-            rig.out->data() + (row < 46 ? row : rig.out->roi().scanline + row - 46) * rig.out->roi().stride;
-        drawn.append(line, line + 62);
+        drawn.append(rowOf(*rig.out, row), rowOf(*rig.out, row) + 62);
     }
     // Named by the scene and the frame's number.
     for (const auto& [name, bytes] :

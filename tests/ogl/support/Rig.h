@@ -7,7 +7,6 @@
 #include "ogl/HuevancePhoto_OGL.h"
 #include "tests/ogl/support/GlFixture.h"
 #include "tests/ogl/support/OglTuning.h"
-#include "tests/ogl/support/TableModel.h"
 
 namespace test {
 
