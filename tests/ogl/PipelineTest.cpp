@@ -57,33 +57,95 @@ unsigned char* rowOf(test::DeviceBuffer& buffer, int row) {
 using Pipelines = testing::Types<CHuevancePhoto_OGL, CHuevanceFrame_OGL>;
 TYPED_TEST_SUITE(PipelineTest, Pipelines);
 
-TYPED_TEST(PipelineTest, DrawsWhatTheModelSays) {
+// Every combination of stages and masks, in each chroma order through one of the two pipelines. Tiles of 2^n
+// samples, or of so many that the model knows their clip limit.
+TYPED_TEST(PipelineTest, DrawsWhatTheModelSaysForEveryCombination) {
+    struct Shape {
+        int width, height;
+        const char *gridWidth, *gridHeight, *sampleRate;
+    };
+    constexpr Shape kShapes[] = {{98, 66, "6", "4", "1"}, {67, 49, "4", "3", "1"}, {65, 65, "2", "2", "2"},
+                                 {258, 9, "8", "2", "1"}, {61, 41, "7", "5", "1"}, {38, 34, "16", "16", "1"},
+                                 {62, 46, "3", "2", "1"}};
+    constexpr test::Content kExtremes[] = {test::Content::kNoise, test::Content::kAlternating,
+                                           test::Content::kMax, test::Content::kZero, test::Content::kRamp};
+    for (int i = 0; i < 48; ++i) {
+        const int mask = i / 16;
+        const Shape& shape = kShapes[i % 7];
+        const auto stage = [&](int bit) {
+            return (i >> bit) % 2 != 0 ? "1" : i % 3 == 0 ? "2" : "0";  // on is exactly 1
+        };
+        Rig<TypeParam> rig(Settings{{"claheSwitch", stage(0)},
+                                    {"curveSwitch", stage(1)},
+                                    {"cCorrSwitch", stage(2)},
+                                    {"colorSwitch", stage(3)},
+                                    {"pProtectSwitch", mask != 0 ? "1" : "0"},
+                                    {"maskSource", std::to_string(mask)},
+                                    {"gridWidth", shape.gridWidth},
+                                    {"gridHeight", shape.gridHeight},
+                                    {"sampRate", shape.sampleRate},
+                                    {"sceneIdx", "2/0/1/"}},
+                           shape.width, shape.height,
+                           (i + mask + (test::kIsPhoto<TypeParam> ? 1 : 0)) % 2 == 0
+                               ? IMAGE_FORMAT_TYPE_NV21
+                               : IMAGE_FORMAT_TYPE_NV12);
+        ASSERT_EQ(rig.init(), 0);
+        const int width = 7 + i;
+        const int height = 3 + i / 2;
+        std::vector<float> cells(static_cast<std::size_t>((width + 3) * (height + 1)), 9.0F);
+        test::Bytes kept;
+        for (int cell = 0; cell < width * height; ++cell) {
+            const int percent = cell * 7 % 101;
+            cells[static_cast<std::size_t>(cell / width * (width + 3) + cell % width)] =
+                static_cast<float>(percent) / 100.0F;
+            kept.push_back(static_cast<unsigned char>((255 * (100 - percent) + 50) / 100));
+        }
+        ASSERT_EQ(rig.setMask({width, height, (width + 3) * 4, height + 1}, cells.data()), 0);
+        for (int k = 0; k < 2; ++k) {
+            SCOPED_TRACE("combination " + std::to_string(i) + ", frame " + std::to_string(k));
+            const int table = (i + k) % 3;
+            rig.fill(kExtremes[(i + k) % 5], k != 0 ? nullptr : i % 2 == 0 ? "portrait" : "still_life");
+            const auto before = rig.frame.copyBytes();
+            ASSERT_EQ(rig.process((table + 1) % 3), 0);
+            test::ShaderInput in = rig.input(table, OglTuning::strengths(table));
+            in.maskWidth = width;
+            in.maskHeight = height;
+            in.mask = kept;
+            rig.expectDrawn(in);
+            EXPECT_EQ(rig.frame.copyBytes(), before) << "the input is only read";
+        }
+    }
+}
+
+// Where the model does not tell: of a frame narrower than its grid, and of a mask type that is none.
+TYPED_TEST(PipelineTest, SetsUniformsInOrder) {
     struct Case {
         int width, height;
         Settings tuning;
+        std::string set;
     };
     for (const Case& c :
-         {Case{64, 48, {}}, Case{130, 98, {{"pProtectSwitch", "1"}, {"maskSource", "2"}, {"gridWidth", "8"}}},
-          Case{83, 81, {{"gridWidth", "5"}, {"gridHeight", "5"}}},
-          Case{65, 67, {{"sampRate", "2"}, {"gridWidth", "2"}, {"gridHeight", "2"}, {"sceneIdx", "2/0/1/"}}},
-          Case{62, 46, {{"claheSwitch", "0"}}},
-          Case{62, 46, {{"curveSwitch", "2"}, {"gridHeight", "2"}, {"gridWidth", "3"}}},  // on is exactly 1
-          Case{70, 50, kNoStage}}) {
-        for (const IMAGE_FORMAT_TYPE order : {IMAGE_FORMAT_TYPE_NV21, IMAGE_FORMAT_TYPE_NV12}) {
-            Rig<TypeParam> rig(c.tuning, c.width, c.height, order);
-            ASSERT_EQ(rig.init(), 0);
-            for (const test::Content content :
-                 {test::Content::kNoise, test::Content::kRamp, test::Content::kMax, test::Content::kZero}) {
-                rig.fill(content);
-                const auto before = rig.frame.copyBytes();
-                for (int scene = 0; scene < 3; ++scene) {
-                    SCOPED_TRACE(std::to_string(c.width) + test::toString(content) + std::to_string(scene));
-                    ASSERT_EQ(rig.process(scene), 0);
-                    rig.expectDrawn(c.tuning.count("sceneIdx") != 0 ? (scene + 2) % 3 : scene);
-                }
-                EXPECT_EQ(rig.frame.copyBytes(), before) << "the input is only read";
+         {// Blocks of 0 x 10, scales 0 / -1 and 7 / -1.
+          Case{4,
+               10,
+               {{"gridWidth", "8"}, {"gridHeight", "1"}, {"pProtectSwitch", "1"}, {"maskSource", "2"}},
+               "4 10 8 1 0 5 0 0 -0 -7 128 0.5 0.403786 0.644568 0.482214 0.571432 0.07 "},
+          // Blocks of 16 x 16, spans 64 - 16 and 48 - 16, scales 2 / 31 and 3 / 47.
+          Case{64,
+               48,
+               {{"pProtectSwitch", "1"}, {"maskSource", "3"}},
+               "64 48 4 3 8 8 48 32 0.064516 0.06383 128 0.5 "}}) {
+        Rig<TypeParam> rig(c.tuning, c.width, c.height);
+        ASSERT_EQ(rig.init(), 0);
+        test::CallTrace trace;
+        ASSERT_EQ(rig.process(1), 0);
+        std::string set;
+        for (const std::string& call : trace.calls()) {
+            if (call.find("glUniform1f(") == 0) {
+                set += call.substr(call.find(' ') + 1, call.size() - call.find(' ') - 2) + " ";
             }
         }
+        EXPECT_EQ(set, c.set);
     }
 }
 
@@ -109,31 +171,6 @@ TYPED_TEST(PipelineTest, MissingAndShortTablesAreZero) {
     std::fill_n(expected.begin(), 100, 77);
     const test::Bytes curves = test::bytesOf(rig.pipeline.m_yCurveMaps);
     EXPECT_EQ(test::Bytes(curves.begin(), curves.begin() + 512), expected);
-}
-
-// --- The host's mask ---
-
-TYPED_TEST(PipelineTest, TheHostsMaskProtectsWhereItIsOne) {
-    Rig<TypeParam> rig(kHostMask);
-    ASSERT_EQ(rig.init(), 0);
-    for (const auto& [width, height] : {std::pair(64, 48), {45, 35}, {7, 3}}) {
-        const RoiInfo roi = {width, height, (width + 3) * 4, height + 1};
-        std::vector<float> cells(static_cast<std::size_t>((width + 3) * (height + 1)), 9.0F);
-        test::Bytes kept;
-        for (int i = 0; i < width * height; ++i) {
-            const int percent = i * 7 % 101;
-            cells[static_cast<std::size_t>(i / width * (width + 3) + i % width)] =
-                static_cast<float>(percent) / 100.0F;
-            kept.push_back(static_cast<unsigned char>((255 * (100 - percent) + 50) / 100));
-        }
-        ASSERT_EQ(rig.setMask(roi, cells.data()), 0);
-        ASSERT_EQ(rig.process(), 0);
-        test::ShaderInput in = rig.input(0, OglTuning::strengths(0));
-        in.maskWidth = width;
-        in.maskHeight = height;
-        in.mask = kept;
-        rig.expectDrawn(in);
-    }
 }
 
 TYPED_TEST(PipelineTest, RefusesMasksThatCannotBe) {

@@ -8,6 +8,7 @@
 #include "ogl/GLFramebuffer.h"
 #include "ogl/GLShaderProgram.h"
 #include "ogl/GLTexture.h"
+#include "ogl/HuevanceRender.h"
 #include "tests/ogl/support/GlFixture.h"
 
 namespace {
@@ -282,6 +283,19 @@ TEST_F(WrapperTest, ProgramsTravelAsBinaries) {
     EXPECT_EQ(program.init(binary.data(), format, static_cast<int>(binary.size())), 0);
     EXPECT_TRUE(program.beginDraw());
     std::filesystem::remove(path);
+}
+
+// A format that has no main function.
+TEST_F(WrapperTest, ARendererWithoutAShaderFailsAtProcess) {
+    const test::CurrentEngine current;
+    test::LogCapture log;
+    HuevanceRender render;
+    EXPECT_EQ(render.init(static_cast<IMAGE_FORMAT_TYPE>(9), 0, false, false, false, false, false), 0);
+    EXPECT_THAT(log.texts(), ElementsAre(StartsWith("[GLShaderProgram] ")));
+    EXPECT_FALSE(render.isBuilt());
+    test::CallTrace trace;
+    EXPECT_EQ(render.process(nullptr, nullptr, 0, 0, 8, 8), -1);
+    EXPECT_EQ(trace.text(), "");
 }
 
 }  // namespace

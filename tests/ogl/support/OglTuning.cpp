@@ -30,7 +30,7 @@ OglTuning::OglTuning(Settings values) : m_values(std::move(values)) {
 }
 
 Strengths OglTuning::strengths(int table) {
-    return {0.25F + 0.25F * static_cast<float>(table), 1.0F + 0.25F * static_cast<float>(table),
+    return {0.5F * static_cast<float>(table), 1.0F + 0.25F * static_cast<float>(table),
             0.5F + 1.0F * static_cast<float>(table)};
 }
 
