@@ -200,6 +200,11 @@ TYPED_TEST(PipelineTest, RefusesMasksThatCannotBe) {
     }
     ASSERT_EQ(rig.setMask(fits, cells.data()), 0);
     EXPECT_EQ(rig.process(), 0);
+    // The host may have freed it before the next set-up.
+    ASSERT_EQ(rig.init(), 0);
+    test::LogCapture log;
+    EXPECT_EQ(rig.process(), -1);
+    EXPECT_THAT(log.texts(test::kError), ElementsAre("portrait mask pointer is NULL!"));
     // What the tuning does not ask for is ignored.
     for (const char* source : {"0", "2", "3"}) {
         Rig<TypeParam> other(Settings{{"pProtectSwitch", "1"}, {"maskSource", source}});

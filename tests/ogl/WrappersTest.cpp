@@ -113,7 +113,7 @@ TEST_F(WrapperTest, WrappersMakeTheirCallsInOrder) {
     GLTexture2D plane;
     GLTexture3D cube(1, 1, 1, GL_RGB, GL_RGB, texels);
     GLTexture2DOES external(first.get(), GL_TEXTURE_EXTERNAL_OES, 64, 64);
-    GLFramebuffer framebuffer;
+    smart_pointer<GLFramebuffer> framebuffer(new GLFramebuffer);
     GLShaderProgram program;
     // Rows of any length; linear filters; edges clamped but for the third axis.
     const std::string import =
@@ -141,13 +141,14 @@ TEST_F(WrapperTest, WrappersMakeTheirCallsInOrder) {
         {[&] { external.set(second.get(), GL_TEXTURE_EXTERNAL_OES, 64, 64); }, import},  // the same again
         {[&] { external.set(nullptr, GL_TEXTURE_EXTERNAL_OES, 64, 64); }, "eglDestroyImageKHR(ptr, ptr) "},
         {[&] { plane.recycle(), plane.recycle(); }, "glDeleteTextures(1, ptr) "},
-        {[&] { framebuffer.bind(GL_READ_FRAMEBUFFER); }, "glBindFramebuffer(36008, 1) "},
-        {[&] { framebuffer.attachTexture(0, 0, GL_TEXTURE_2D); }, ""},
-        {[&] { framebuffer.attachTexture(1, 7, GL_TEXTURE_2D); },
+        {[&] { framebuffer->bind(GL_READ_FRAMEBUFFER); }, "glBindFramebuffer(36008, 1) "},
+        {[&] { framebuffer->attachTexture(0, 0, GL_TEXTURE_2D); }, ""},
+        {[&] { framebuffer->attachTexture(1, 7, GL_TEXTURE_2D); },
          "glFramebufferTexture2D(36160, 36065, 3553, 7, 0) glCheckFramebufferStatus(36160) "},
-        {[&] { framebuffer.blit(0, 1, 2, 3, 4, 5, 6, 7, GL_COLOR_BUFFER_BIT, GL_NEAREST); },
+        {[&] { framebuffer->blit(0, 1, 2, 3, 4, 5, 6, 7, GL_COLOR_BUFFER_BIT, GL_NEAREST); },
          "glBlitFramebuffer(0, 1, 2, 3, 4, 5, 6, 7, 16384, 9728) "},
-        {[&] { framebuffer.unBind(); }, "glBindFramebuffer(36160, 0) "},
+        {[&] { framebuffer->unBind(); }, "glBindFramebuffer(36160, 0) "},
+        {[&] { framebuffer = nullptr; }, "glDeleteFramebuffers(1, ptr) "},
         {[&] { program.setViewport(1, 2, 3, 4); }, "glViewport(1, 2, 3, 4) "},
         {[&] { program.enableVertexAttribArray(1, 2, GL_FLOAT, true, 0, values); },
          "glVertexAttribPointer(1, 2, 5126, 1, 0, ptr) glEnableVertexAttribArray(1) "},
