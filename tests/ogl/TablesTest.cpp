@@ -7,7 +7,7 @@
 
 #include "ogl/ByteTables.h"
 #include "ogl/ClaheTable.h"
-#include "tests/ogl/support/ShaderModel.h"
+#include "tests/ogl/support/OglModel.h"
 #include "tests/support/Frames.h"
 
 namespace {

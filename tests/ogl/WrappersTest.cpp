@@ -26,11 +26,6 @@ constexpr const char* kFragment =
 
 constexpr const char* kNoMain = "#version 320 es\nprecision highp float;\n";
 
-std::string replaced(std::string text, const std::string& what, const std::string& by) {
-    const std::size_t at = text.find(what);
-    return at != std::string::npos ? text.replace(at, what.size(), by) : text;
-}
-
 using WrapperTest = test::GlTest;
 
 TEST_F(WrapperTest, TheLastHolderDeletes) {
@@ -174,7 +169,7 @@ TEST_F(WrapperTest, WrappersMakeTheirCallsInOrder) {
     for (const Step& step : kSteps) {
         test::CallTrace trace;
         step.act();
-        EXPECT_EQ(trace.text(), replaced(step.calls, "=>", "glGetUniformLocation(0, a)"));
+        EXPECT_EQ(trace.text(), test::replaced(step.calls, "=>", "glGetUniformLocation(0, a)"));
     }
     EXPECT_FALSE(external.hasImage());
     EXPECT_EQ(external.format(), GL_RGBA8);

@@ -16,10 +16,6 @@ const std::string kYuvFragment =
 const std::string kPlainFragment =
     "#version 320 es\nprecision highp float;\nout vec4 color;\nvoid main() { color = vec4(1.0); }\n";
 
-std::string replaced(std::string text, const std::string& what, const std::string& by) {
-    return text.replace(text.find(what), what.size(), by);
-}
-
 int build(GLShaderProgram& program, const std::string& fragment) {
     return program.init("#version 320 es\nin vec4 p;\nvoid main() { gl_Position = p; }\n", fragment.c_str());
 }
@@ -165,8 +161,8 @@ TEST_F(SimulatedGl, EnforcesTheExtensionsRules) {
     }
     const std::string output = "layout(yuv) out vec4 color;";
     for (const std::string& wrong :
-         {replaced(kYuvFragment, output, output + "layout(location = 1) out vec4 other;"),
-          replaced(kYuvFragment, "#extension GL_EXT_YUV_target : require", "")}) {
+         {test::replaced(kYuvFragment, output, output + "layout(location = 1) out vec4 other;"),
+          test::replaced(kYuvFragment, "#extension GL_EXT_YUV_target : require", "")}) {
         GLShaderProgram program;
         EXPECT_EQ(build(program, wrong), -1) << wrong;
     }
@@ -208,9 +204,8 @@ TEST_F(SimulatedGl, CountsWhatIsAlive) {
 TEST_F(SimulatedGl, FailsOnlyWhatItKnowsAndForgivesNoLostContext) {
     EXPECT_EQ(sim_gl_fail("glNoSuchEntry", 1, 1), -1);
     EXPECT_EQ(sim_gl_calls("glNoSuchEntry"), -1);
-    for (const int nth : {3, 2}) {  // the later order holds
-        EXPECT_EQ(sim_gl_fail("glGenTextures", nth, GL_OUT_OF_MEMORY), 0);
-    }
+    EXPECT_EQ(sim_gl_fail("glGenTextures", 3, GL_OUT_OF_MEMORY), 0);
+    EXPECT_EQ(sim_gl_fail("glGenTextures", 2, GL_OUT_OF_MEMORY), 0);  // the later order holds
     for (const bool fails : {false, true, false}) {
         GLuint name = 0;
         glGenTextures(1, &name);

@@ -9,6 +9,11 @@ std::string alive() {
     return aliveOnDevice() + (objects != 0 ? std::to_string(objects) + " Object " : "");
 }
 
+std::string replaced(std::string text, const std::string& what, const std::string& by) {
+    const std::size_t at = text.find(what);
+    return at != std::string::npos ? text.replace(at, what.size(), by) : text;
+}
+
 GlTest::GlTest() {
     sim_gl_reset();
     EXPECT_EQ(alive(), "");

@@ -20,6 +20,9 @@ namespace test {
 // are gone.
 std::string alive();
 
+// With the first `what`, if there is one, replaced.
+std::string replaced(std::string text, const std::string& what, const std::string& by);
+
 // Skips where there is no driver.
 class GlTest : public testing::Test {
 protected:

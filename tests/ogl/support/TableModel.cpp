@@ -2,7 +2,7 @@
 #include <cmath>
 #include <numeric>
 
-#include "tests/ogl/support/ShaderModel.h"
+#include "tests/ogl/support/OglModel.h"
 
 namespace test {
 

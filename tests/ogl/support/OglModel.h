@@ -1,5 +1,6 @@
-// What the composed shader computes, in plain C++: linear sampling with clamped edges (and a repeating third
-// axis), the stages, and rounding to bytes. Written from the shader's formulas in double precision.
+// Models of this back end in plain C++ and double precision. What the composed shader computes, written from
+// its formulas: linear sampling with clamped edges (and a repeating third axis), the stages, and rounding to
+// bytes. And the byte tables.
 #pragma once
 
 #include <vector>
