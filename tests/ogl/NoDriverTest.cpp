@@ -1,8 +1,10 @@
 // A machine without a driver: set-up answers -1 and says why.
 #include <gmock/gmock.h>
+#include <sim/gl.h>
 
 #include "jni/HuevanceFrame.h"
 #include "jni/HuevancePhoto.h"
+#include "ogl/GLHeaders.h"
 #include "ogl/Object.h"
 #include "tests/ogl/support/OglTuning.h"
 #include "tests/support/LogCapture.h"
@@ -13,6 +15,15 @@ extern "C" __attribute__((visibility("default"))) void* dlopen(const char*, int)
 namespace {
 
 using testing::ElementsAre;
+
+TEST(NoDriver, EveryCallFailsSoftly) {
+    EXPECT_EQ(sim_gl_available(), 0);
+    EXPECT_EQ(eglGetDisplay(EGL_DEFAULT_DISPLAY), EGL_NO_DISPLAY);
+    EXPECT_EQ(eglInitialize(EGL_NO_DISPLAY, nullptr, nullptr), static_cast<EGLBoolean>(EGL_FALSE));
+    EXPECT_EQ(eglGetError(), EGL_NOT_INITIALIZED);
+    EXPECT_EQ(glCreateProgram(), 0U);
+    EXPECT_EQ(glGetError(), 0U);
+}
 
 TEST(NoDriver, SetUpAnswersWithItsLines) {
     test::OglTuning tuning;

@@ -1,12 +1,13 @@
 // The byte tables, exactly.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <limits>
 
 #include "ogl/ByteTables.h"
 #include "ogl/ClaheTable.h"
-#include "tests/ogl/support/TableModel.h"
+#include "tests/ogl/support/OglModel.h"
 #include "tests/support/Frames.h"
 
 namespace {
@@ -56,44 +57,6 @@ TEST(OglTables, ClaheTableIsTheModels) {
     }
 }
 
-// 2 x 2 levels in one tile: every bin of 1 / 4 exceeds the limits, so that the parabola is the line through
-// 0, the clip limit 0, and every level gets 1 / 256: 255 (level + 1) / 256. The same without clipping, where
-// every level is as frequent as every other.
-TEST(OglTables, FlatAndSteepHistogramsGiveTheStraightTable) {
-    Bytes flat;
-    for (int i = 0; i < 512; ++i) {
-        flat.push_back(static_cast<unsigned char>(i));
-    }
-    for (const auto& [luma, width, strength] :
-         {std::tuple(Bytes{7, 70, 200, 255}, 2, 1.5F), {Bytes(64, 9), 8, 0.5F}, {flat, 32, 0.0F}}) {
-        const int height = static_cast<int>(luma.size()) / width;
-        const Bytes lut = claheTable(luma, width, ogl::claheGrid(width, height, 1, 1), 1, strength);
-        for (int level = 0; level < 256; ++level) {
-            EXPECT_EQ(lut[static_cast<std::size_t>(level)], 255 * (level + 1) / 256);
-        }
-    }
-}
-
-TEST(OglTables, HistogramsLeaveOutWhatIsBeyondTheLastTileAndBetweenSamples) {
-    Bytes luma(7 * 5, 9);
-    const ogl::ClaheGrid grid = ogl::claheGrid(7, 5, 2, 2);  // tiles of 3 x 2
-    luma[0] = 1;                                             // tile 0, sampled
-    luma[1] = 2;                                             // between samples
-    luma[2] = 3;                                             // tile 0, sampled
-    luma[3] = 4;                                             // tile 1, sampled
-    luma[6] = 5;                                             // right of the last tile
-    luma[4 * 7] = 6;                                         // below it
-    luma[2 * 7 + 5] = 7;                                     // tile 3, sampled
-    std::vector<float> hist(4 * 256);
-    ogl::getGridHist(luma.data(), 7, grid, 2, hist.data());
-    std::vector<float> expected(4 * 256, 0.0F);
-    for (const int once : {1, 3, 256 + 4, 256 + 9, 768 + 9, 768 + 7}) {
-        expected[static_cast<std::size_t>(once)] = 1.0F;
-    }
-    expected[512 + 9] = 2.0F;
-    EXPECT_EQ(hist, expected);
-}
-
 // Beside a tile that has some.
 TEST(OglTables, ATileWithoutSamplesGivesNumbersThatAreNone) {
     std::vector<float> hist(512, 0.0F);
@@ -115,7 +78,7 @@ TEST(OglTables, TheChromaCurveScalesAroundTheMiddle) {
     }
 }
 
-TEST(OglTables, LevelsAreTruncatedMasksInvertedAndColoursInterleaved) {
+TEST(OglTables, LevelsAreTruncatedAndMasksInverted) {
     const float levels[] = {0.0F, 0.99F, 17.5F, 254.999F, 255.0F, 300.0F, -3.0F, kNan};
     Bytes bytes(8);
     ogl::truncateToBytes(levels, 8, bytes.data());
@@ -124,24 +87,13 @@ TEST(OglTables, LevelsAreTruncatedMasksInvertedAndColoursInterleaved) {
     const float mask[] = {0.0F, 1.0F, 0.25F, 0.75F, 7.0F, -2.0F, kNan, 0.5F};
     ogl::invertMask(mask, 8, bytes.data());
     EXPECT_EQ(bytes, (Bytes{255, 0, 191, 64, 0, 255, 255, 128}));
-
-    std::vector<float> planes(ogl::kColorBytes);
-    for (std::size_t i = 0; i < planes.size(); ++i) {
-        planes[i] = static_cast<float>((i * 7 + i / 4096 * 31) % 256) + 0.9F;
-    }
-    Bytes texels(ogl::kColorBytes);
-    ogl::interleaveColors(planes.data(), texels.data());
-    EXPECT_EQ(texels, test::modelColors(planes));
 }
 
 TEST(OglTables, TableWeightsAreIntegers) {
-    struct Case {
-        int transFrameNum, frame, weight;
-    };
     // 0 while fading; one frame later -1 / T, which is 0 but for T = 1; without a fade 0.
-    for (const Case& c : {Case{60, 0, 0}, Case{60, 60, 0}, Case{2, 2, 0}, Case{1, 0, 0}, Case{1, 1, -1},
-                          Case{0, 0, 0}, Case{-4, 1, 0}}) {
-        EXPECT_EQ(ogl::tableWeight(c.transFrameNum, c.frame), c.weight) << c.transFrameNum << " " << c.frame;
+    for (const auto& [length, frame, weight] :
+         {std::array{60, 0, 0}, {60, 60, 0}, {2, 2, 0}, {1, 0, 0}, {1, 1, -1}, {0, 0, 0}, {-4, 1, 0}}) {
+        EXPECT_EQ(ogl::tableWeight(length, frame), weight) << length << " " << frame;
     }
     const Bytes before = {10, 200, 0};
     const Bytes after = {50, 100, 255};

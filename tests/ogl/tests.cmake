@@ -14,8 +14,6 @@ endfunction()
 
 huevance_ogl_test(ogl_wrappers_test ogl/WrappersTest.cpp)
 huevance_ogl_test(ogl_shader_composer_test ogl/ShaderComposerTest.cpp)
-huevance_ogl_test(ogl_render_test ogl/RenderTest.cpp)
-huevance_ogl_test(ogl_output_test ogl/OutputTest.cpp)
 huevance_ogl_test(ogl_tables_test ogl/TablesTest.cpp)
 # Allocations of the program's own objects go through the tests' counter.
 function(huevance_watch_allocations name)

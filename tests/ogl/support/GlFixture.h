@@ -20,11 +20,14 @@ namespace test {
 // are gone.
 std::string alive();
 
+// With the first `what`, if there is one, replaced.
+std::string replaced(std::string text, const std::string& what, const std::string& by);
+
 // Skips where there is no driver.
 class GlTest : public testing::Test {
 protected:
-    void SetUp() override;
-    void TearDown() override;
+    GlTest();
+    ~GlTest() override;
 };
 
 // An engine that is current as long as it lives.
@@ -46,11 +49,8 @@ public:
     CallTrace();
     ~CallTrace();
     const std::vector<std::string>& calls() const { return m_calls; }
-    // Without their arguments.
-    std::vector<std::string> names() const;
     // Each with a space behind it.
     std::string text() const;
-    void clear() { m_calls.clear(); }
 
 private:
     std::vector<std::string> m_calls;

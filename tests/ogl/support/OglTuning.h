@@ -4,7 +4,7 @@
 #include <map>
 #include <string>
 
-#include "tests/ogl/support/ShaderModel.h"
+#include "tests/ogl/support/OglModel.h"
 #include "tests/sim/support/DeviceBuffer.h"
 #include "tests/support/Frames.h"
 #include "tests/support/TuningDir.h"

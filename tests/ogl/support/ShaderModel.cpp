@@ -1,7 +1,7 @@
-#include "tests/ogl/support/ShaderModel.h"
-
 #include <algorithm>
 #include <cmath>
+
+#include "tests/ogl/support/OglModel.h"
 
 namespace test {
 

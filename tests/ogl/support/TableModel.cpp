@@ -1,8 +1,8 @@
-#include "tests/ogl/support/TableModel.h"
-
 #include <algorithm>
 #include <cmath>
 #include <numeric>
+
+#include "tests/ogl/support/OglModel.h"
 
 namespace test {
 
