@@ -24,11 +24,6 @@ struct Input {
     Content content;
     const char* photo;  // instead of the content
 };
-std::string describe(const Input& input) {
-    return std::to_string(input.roi.width) + "x" + std::to_string(input.roi.height) + " in " +
-           std::to_string(input.roi.stride) + "x" + std::to_string(input.roi.scanline) + " " +
-           (input.photo != nullptr ? input.photo : toString(input.content));
-}
 
 // For an interpreting driver, which has no shared virtual memory either.
 bool tinyFrames() { return std::getenv("HUEVANCE_TINY_FRAMES") != nullptr; }
@@ -40,18 +35,12 @@ std::vector<Input> inputs() {
     }
     std::vector<Input> all = {{{500, 398, 512, 400}, {}, "portrait"},
                               {{499, 397, 512, 400}, {}, "still_life"}};
-    std::size_t turn = 0;
-    for (const RoiInfo& roi : {RoiInfo{64, 48, 64, 48},
-                               {61, 47, 80, 50},
-                               {160, 90, 192, 96},
-                               {9, 7, 9, 7},
-                               {2, 2, 2, 2},
-                               {1, 9, 4, 9}}) {
-        for (int i = 0; i < 3; ++i) {
-            constexpr Content kContents[] = {Content::kNoise, Content::kZero, Content::kAlternating,
-                                             Content::kMax, Content::kPhotoLike};
-            all.push_back({roi, kContents[turn++ % 5], nullptr});
-        }
+    constexpr RoiInfo kRois[] = {{64, 48, 64, 48}, {61, 47, 80, 50}, {160, 90, 192, 96},
+                                 {9, 7, 9, 7},     {2, 2, 2, 2},     {1, 9, 4, 9}};
+    constexpr Content kContents[] = {Content::kNoise, Content::kZero, Content::kAlternating, Content::kMax,
+                                     Content::kPhotoLike};
+    for (int i = 0; i < 18; ++i) {
+        all.push_back({kRois[i / 3], kContents[i % 5], nullptr});
     }
     return all;
 }
@@ -77,7 +66,6 @@ protected:
             s_engine->claheLutFree();
             s_engine->curveLutFree();
             s_engine->colorLutFree();
-            s_engine->sceneColorLutFree();
             s_engine->portraitMaskFree();
             s_engine->m_bIsDownScale = false;
         }
@@ -118,7 +106,7 @@ protected:
                  const std::function<int(const Input&)>& kernel,
                  const std::function<Frame(Buffers&)>& reference, const std::vector<Input>& all = inputs()) {
         for (const Input& input : all) {
-            SCOPED_TRACE(describe(input) + " " + variant);
+            SCOPED_TRACE(rig::toString({8, 5, input.roi}) + ", " + toString(input.content) + ", " + variant);
             Buffers buffers;
             buffers.push_back(frameOf({input.roi, Content::kNoise, nullptr}, 77));
             buffers.push_back(frameOf({input.roi, Content::kNoise, nullptr}, 78));
