@@ -16,8 +16,10 @@ namespace {
 class DriverCache : public ::testing::Environment {
 public:
     void SetUp() override {
-        m_place = std::make_unique<TuningDir>();
-        setenv("POCL_CACHE_DIR", m_place->path().c_str(), 0);
+        if (std::getenv("POCL_CACHE_DIR") == nullptr) {
+            m_place = std::make_unique<TuningDir>();
+            setenv("POCL_CACHE_DIR", m_place->path().c_str(), 1);
+        }
     }
     void TearDown() override { m_place.reset(); }
 
