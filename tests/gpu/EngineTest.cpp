@@ -106,9 +106,10 @@ std::vector<unsigned char> halvedMask(const test::GuardedMemory& mask, const Roi
 }
 
 TEST_F(Engine, TakesAndHalvesTheHostsMaskOnlyAsLaidDown) {
-    RoiInfo masks[] = {{64, 48, 256, 48}, {61, 47, 244, 47}, {64, 10, 320, 10}, {16, 8, 67, 8}, {2, 2, 8, 2},
-                       {64, 48, 64, 48},  {1, 9, 64, 9},     {9, 1, 64, 1},     {100, 6, 20, 6}};
-    RoiInfo absurd = {INT32_MAX, INT32_MAX, INT32_MAX, INT32_MAX};
+    constexpr RoiInfo masks[] = {{64, 48, 256, 48}, {61, 47, 244, 47}, {64, 10, 320, 10},
+                                 {16, 8, 67, 8},    {2, 2, 8, 2},      {64, 48, 64, 48},
+                                 {1, 9, 64, 9},     {9, 1, 64, 1},     {100, 6, 20, 6}};
+    constexpr RoiInfo absurd = {INT32_MAX, INT32_MAX, INT32_MAX, INT32_MAX};
     std::vector<float> ones(64 * 48, 1.0F);
     for (const int svm : {0, 1, 2, 3}) {
         sim_opencl_set_svm_level(svm);
@@ -143,9 +144,11 @@ TEST_F(Engine, TakesAndHalvesTheHostsMaskOnlyAsLaidDown) {
                 table.close(engine().m_queue.get());
             }
         }
-        set("portraitMaskRoiInfo", &absurd);
-        set("portraitMaskPointer", nullptr);
-        EXPECT_TRUE(table.empty());
+        for (const RoiInfo& refused : {RoiInfo{}, absurd}) {
+            set("portraitMaskRoiInfo", &masks[0]);
+            set("portraitMaskRoiInfo", &refused);
+            EXPECT_TRUE(table.empty()) << refused.width;
+        }
     }
 }
 
