@@ -1,5 +1,5 @@
 #!/bin/sh
-# Runs every kernel, the stages in a row, and previews of every combination of stages in oclgrind, an OpenCL interpreter
+# Runs every kernel, and previews of every combination of stages in oclgrind, an OpenCL interpreter
 # that sees what a device does not: accesses outside of buffers, data races, values that nobody wrote. Fails when it has
 # anything to report.
 # Usage: scripts/oclgrind.sh [BUILD_DIRECTORY]   (default: build/release; its tests must be built)

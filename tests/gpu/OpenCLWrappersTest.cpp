@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 
 #include <array>
-#include <map>
 #include <set>
 
 #include "gpu/OpenCLErrors.h"
@@ -130,16 +129,12 @@ TEST_F(OpenCLExtensionsDeathTest, AreThoseOfTheFirstDeviceAsked) {
 }
 
 TEST(OpenCLErrors, HaveTheirStandardNames) {
-    const std::map<int, std::string> names = {{0, "CL_SUCCESS"},
-                                              {-11, "CL_BUILD_PROGRAM_FAILURE"},
-                                              {-25, "unknow err"},
-                                              {-59, "CL_INVALID_OPERATION"},
-                                              {-68, "CL_INVALID_DEVICE_PARTITION_COUNT"},
-                                              {-69, "unknow err"},
-                                              {1, "unknow err"}};
-    for (const auto& [code, name] : names) {
-        EXPECT_EQ(gpu::getCLErrString(code), name);
+    for (const int code : {-69, -25, 1}) {
+        EXPECT_STREQ(gpu::getCLErrString(code), "unknow err");
     }
+    EXPECT_STREQ(gpu::getCLErrString(0), "CL_SUCCESS");
+    EXPECT_STREQ(gpu::getCLErrString(-11), "CL_BUILD_PROGRAM_FAILURE");
+    EXPECT_STREQ(gpu::getCLErrString(-68), "CL_INVALID_DEVICE_PARTITION_COUNT");
 }
 
 }  // namespace

@@ -115,14 +115,16 @@ TEST(CacheFile, IsUsedWhenItIsWholeElseRefusedWithOneLine) {
 }
 
 TEST_F(ProgramCache, IsWrittenWholeOrNotAtAll) {
-    ASSERT_EQ(gpu::saveProgramsToBinary({program.get()}, path.c_str()), 0);
-    const std::string file = readAll(path);
-    ASSERT_GT(file.size(), 32U);
-    EXPECT_EQ(file.substr(0, 32), words({0x01010101, 1, 32, file.size() - 32}));
-    EXPECT_THAT(log.texts(), ElementsAre("0 binarySize: " + std::to_string(file.size() - 32)));
+    ASSERT_EQ(gpu::saveProgramsToBinary({program.get(), program.get()}, path.c_str()), 0);
+    const std::size_t size = (readAll(path).size() - 48) / 2;
+    EXPECT_EQ(readAll(path).substr(0, 48), words({0x01010101, 2, 48, size, 48 + size, size}));
+    EXPECT_EQ(readAll(path).substr(48, size), readAll(path).substr(48 + size));
+    EXPECT_THAT(log.texts(), ElementsAre("0 binarySize: " + std::to_string(size),
+                                         "1 binarySize: " + std::to_string(size)));
     EXPECT_EQ(files(), 1) << "no seal, nothing temporary";
 
     ASSERT_EQ(save(path, source), 0);
+    const std::string file = readAll(path);
     for (const auto& [call, query] : {std::pair{1, "CL_PROGRAM_BINARY_SIZES"}, {2, "CL_PROGRAM_BINARIES"}}) {
         log.clear();
         sim_opencl_fail("clGetProgramInfo", call, -6);
@@ -190,30 +192,69 @@ TEST_F(ProgramCache, SealProvesItWholeAndOfThisDriverAndSource) {
     EXPECT_TRUE(usable(path, source2)) << "they only changed places";
 }
 
-// The whole set-up, from the cache and without it, when the driver fails to make the program.
-TEST_F(ProgramCache, OfADriverThatFailsIsRewritten) {
-    const auto setUp = [&] {
+// The whole set-up: with what it finds and what the driver makes of it, once from the source or not at all,
+// and afterwards there is a cache for the next one.
+TEST_F(ProgramCache, ServesTheEngineOrIsRewritten) {
+    const auto setUp = [&](const std::string& place) {
         log.clear();
         CHuevance_GPU engine;
-        engine.setCachePath(dir.path().c_str());
+        engine.setCachePath(place.c_str());
         return engine.clResMalloc();
     };
-    for (const bool cached : {false, true}) {
-        for (const char* entry : {cached ? "clCreateProgramWithBinary" : "clCreateProgramWithSource",
-                                  "clBuildProgram", "clCreateKernel"}) {
-            SCOPED_TRACE(entry);
-            if (!cached) {
-                fs::remove(path);
-            }
-            const int builds = sim_opencl_calls("clCreateProgramWithSource");
-            sim_opencl_fail(entry, 1, CL_OUT_OF_RESOURCES);
-            EXPECT_EQ(setUp(), cached ? 0 : -1);
-            const char* line = "kernel_V2316 is not exsisted, kernel bin will be updated.";
-            EXPECT_THAT(log.texts(test::kError), Contains(line).Times(cached ? 1 : 0));
-            EXPECT_EQ(sim_opencl_calls("clCreateProgramWithSource"), builds + 1);
-            EXPECT_EQ(setUp(), 0) << "and the next time";
-            EXPECT_LE(sim_opencl_calls("clCreateProgramWithSource"), builds + (cached ? 1 : 2));
+    ASSERT_EQ(setUp(dir.path()), 0);
+    const std::string whole = readAll(path);
+    const std::string stale = "kernel_V2316 is not exsisted, kernel bin will be updated.";
+    const std::string broken = path + " is not what was sealed for this driver, kernel bin will be updated.";
+    const std::string missing = "getBinariesFromCache open " + path + " is failed";
+    std::string flipped = whole;
+    flipped[whole.size() / 2] = static_cast<char>(flipped[whole.size() / 2] ^ 4);
+    const struct {
+        std::string bytes;  // none: no cache
+        const char* driver;
+        std::string fails;
+        int binaries;  // programs made of the cache; no driver may see a damaged one
+        std::string line;
+    } cases[] = {
+        {whole, nullptr, "", 1, ""},
+        {flipped, nullptr, "", 0, broken},
+        {whole.substr(0, whole.size() - 1), nullptr, "", 0, "getBinariesFromCache wrong cache"},
+        {whole, "99.9", "", 0, broken},
+        {whole, nullptr, "clCreateProgramWithBinary", 1, stale},
+        {whole, nullptr, "clBuildProgram", 1, stale},
+        {whole, nullptr, "clCreateKernel", 1, stale},
+        {"", nullptr, "", 0, missing},
+        {"", nullptr, "clCreateProgramWithSource", 0, missing},
+        {"", nullptr, "clBuildProgram", 0, missing},
+        {"", nullptr, "clCreateKernel", 0, missing},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        sim_opencl_reset();
+        sim_opencl_set_driver_version(c.driver);
+        if (c.bytes.empty()) {
+            fs::remove(path);
+        } else {
+            dir.write(name, c.bytes);
         }
+        sim_opencl_fail(c.fails.c_str(), 1, CL_OUT_OF_RESOURCES);
+        const bool fromSource = !c.line.empty();
+        EXPECT_EQ(setUp(dir.path()), c.bytes.empty() && !c.fails.empty() ? -1 : 0);
+        EXPECT_EQ(sim_opencl_calls("clCreateProgramWithSource"), fromSource ? 1 : 0);
+        EXPECT_EQ(sim_opencl_calls("clCreateProgramWithBinary"), c.binaries);
+        const std::vector<std::string> lines = log.texts(test::kError);
+        EXPECT_EQ(lines.at(0), "cachepath:" + path);
+        EXPECT_EQ(std::count(lines.begin(), lines.end(), c.line), fromSource ? 1 : 0);
+        EXPECT_EQ(setUp(dir.path()), 0) << "and the next time";
+        sim_opencl_set_driver_version(nullptr);
+        setUp(dir.path());
+        EXPECT_EQ(readAll(path), whole);
+    }
+    for (int n = 1; n <= 2; ++n) {
+        sim_opencl_reset();
+        EXPECT_EQ(setUp("/nowhere"), 0);
+        EXPECT_EQ(sim_opencl_calls("clCreateProgramWithSource"), 1);
+        EXPECT_THAT(log.texts(test::kError),
+                    Contains("saveProgramsToBinary open /nowhere/HvKernel.bin is failed"));
     }
 }
 

@@ -1,8 +1,5 @@
 // The simulated driver's own promises: tests that rely on a check which checks nothing would pass for
 // nothing.
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include "tests/gpu/support/Device.h"
 
 namespace {
@@ -40,45 +37,6 @@ TEST_F(SimulatedDriver, CountsAndObjectsToWhatAPhoneWouldNotForgive) {
     kernel.reset();
     clReleaseKernel(released);
     expectViolation("release of a kernel");
-}
-
-TEST_F(SimulatedDriver, WrapsIonMemoryThatItsDescriptorCovers) {
-    const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-    const int file = memfd_create("ion", 0);
-    ASSERT_EQ(ftruncate(file, static_cast<off_t>(page + 100)), 0);
-    void* mapped = mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
-    ASSERT_NE(mapped, MAP_FAILED);
-    auto* bytes = static_cast<unsigned char*>(mapped);
-    int other = 0;
-    const struct {
-        int descriptor;
-        void* address;
-        std::size_t size;
-        bool accepted;
-    } cases[] = {
-        {file, bytes, page + 100, true},
-        {file, bytes, page + 101, false},  // past the file
-        {file, bytes + 60, page + 40, true},
-        {file, bytes + 60, page + 41, false},
-        {file, &other, sizeof(other), false},  // not in the mapping
-        {-1, bytes, 16, false},
-        {STDIN_FILENO, bytes, 16, false},
-    };
-    for (const char* extensions : {test::kPhoneExtensions, ""}) {
-        for (const auto& c : cases) {
-            sim_opencl_set_extensions(extensions);
-            cl_mem_ion_host_ptr record = {
-                {CL_MEM_ION_HOST_PTR_QCOM, CL_MEM_HOST_UNCACHED_QCOM}, c.descriptor, c.address};
-            constexpr cl_mem_flags kFlags = CL_MEM_USE_HOST_PTR | CL_MEM_EXT_HOST_PTR_QCOM;
-            const int code = gpu::createBuffer(context.get(), kFlags, c.size, &record, gpu::Memory().out());
-            EXPECT_EQ(code == CL_SUCCESS, *extensions != '\0' && c.accepted) << &c - cases;
-            if (code == CL_INVALID_HOST_PTR) {
-                expectViolation("ion memory");
-            }
-        }
-    }
-    munmap(mapped, 2 * page);
-    close(file);
 }
 
 }  // namespace

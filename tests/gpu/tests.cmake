@@ -7,8 +7,8 @@ endif()
 option(HUEVANCE_REQUIRE_OPENCL "Tests that need an OpenCL device fail without one" ${default})
 
 # huevance_gpu_test(name [LIBRARY] sources...): a test program on the simulated OpenCL driver.
-add_library(gpu_test_support STATIC gpu/support/Chain.cpp gpu/support/Device.cpp)
-target_link_libraries(gpu_test_support PUBLIC photo_test_support sim_opencl)
+add_library(gpu_test_support STATIC gpu/support/Device.cpp)
+target_link_libraries(gpu_test_support PUBLIC photo_test_support test_model sim_opencl)
 if(HUEVANCE_REQUIRE_OPENCL)
   target_compile_definitions(gpu_test_support PRIVATE HUEVANCE_REQUIRE_OPENCL)
 endif()

@@ -11,13 +11,15 @@ namespace test {
 
 namespace {
 
-// The system's driver may keep compiled programs on disk, which would hide what the library caches: every
-// process gets a new place.
+// The system's driver keeps compiled programs on disk, which would hide what the library caches: every test
+// program gets a new place. (The processes of death tests inherit it.)
 class DriverCache : public ::testing::Environment {
 public:
     void SetUp() override {
-        m_place = std::make_unique<TuningDir>();
-        setenv("POCL_CACHE_DIR", m_place->path().c_str(), 1);
+        if (std::getenv("POCL_CACHE_DIR") == nullptr) {
+            m_place = std::make_unique<TuningDir>();
+            setenv("POCL_CACHE_DIR", m_place->path().c_str(), 1);
+        }
     }
     void TearDown() override { m_place.reset(); }
 
