@@ -144,7 +144,7 @@ TEST_F(Engine, TakesAndHalvesTheHostsMaskOnlyAsLaidDown) {
                 table.close(engine().m_queue.get());
             }
         }
-        for (const RoiInfo& refused : {RoiInfo{}, absurd}) {
+        for (const RoiInfo& refused : {RoiInfo{}, absurd, RoiInfo{-1000000, 480, 2560, 480}}) {
             set("portraitMaskRoiInfo", &masks[0]);
             set("portraitMaskRoiInfo", &refused);
             EXPECT_TRUE(table.empty()) << refused.width;
@@ -251,7 +251,7 @@ TEST_F(Launches, HaveTheirArgumentsInOrderAndFailByName) {
              "colorProtect_kernel", " 8 x 24: #0 #1 #2" + roi + roi + " svm { 60, 46, 240, 46 }"},
             {[&] { return e.portraitProtect(2); }, "clEnqueueNDRangeKernel", "portraitProtect",
              "skinDetectAndcolorProtect_kernel",
-             " 8 x 24: #0 #1 #2" + roi + (nv12 ? roi : " { 61, 47, 80, -50 }")},
+             " 8 x 24: #0 #1 #2" + roi + (nv12 ? " { 61, 47, 80, -50 }" : roi)},
         };
         for (const auto& stage : stages) {
             log.clear();

@@ -350,8 +350,10 @@ TEST_F(FramePipeline, LeavesFramesAloneWithNothingToDoOrNoWayToDoIt) {
                             kWho + "m_iFrameSwitch=0 m_iMaskSource=2\n", cases[6].line,
                             kWho + "m_iCurveSwitch=1 m_iCCorrSwitch=1 m_iColorSwitch=1\n",
                             kWho + "isisDownScale=0 srcWidth=61 srcHeight=47 srcStride=80 scanline=50\n"));
-    EXPECT_EQ(HuevanceFrameProcess_GPU(handle, nullptr, -1, kNv12, 0), -1);
+    EXPECT_EQ(HuevanceFrameProcess_GPU(handle, nullptr, -1, kNv12, 0), 0) << "nothing is done with it";
+    write(31);
     ASSERT_EQ(start({61, 47, 60, 50}), 0);
+    EXPECT_EQ(HuevanceFrameProcess_GPU(handle, nullptr, -1, kNv12, 0), -1);
     EXPECT_EQ(process(frame), -1) << "a stride below the width";
     EXPECT_EQ(frame.copyBytes(), before);
 }
@@ -520,18 +522,20 @@ TEST_F(FramePipeline, RunsForLongOnTheSameResources) {
     constexpr int kStreams = 50;
     constexpr long kPagesMore = LONG_MAX;  // the sanitizer keeps what is freed
 #else
-    constexpr int kStreams = 300;
-    constexpr long kPagesMore = 300;  // of 4 KiB, over 270 streams
+    constexpr int kStreams = 1000;
+    constexpr long kPagesMore = 1000;  // of 4 KiB, over 900 streams
 #endif
     constexpr int kFramesEach = 10;
     const RoiInfo roi = {16, 16, 16, 16};
-    write(31);
     Frame frame = frameOf(roi, Content::kPhotoLike);
     Image image = {};
     image.format = kNv21;
     image.planes[0].data = frame.data();
     image.planes[0].fd = -1;
-    ExtParam param = {"portraitMaskPointer", nullptr};
+    // Skin, and the host's mask, by turns.
+    RoiInfo maskRoi = {16, 16, 64, 16};
+    std::vector<float> mask(16 * 16, 0.5F);
+    ExtParam params[] = {{"portraitMaskRoiInfo", &maskRoi}, {"portraitMaskPointer", mask.data()}};
     char name[] = "GPU";
     struct Usage {
         long descriptors = std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
@@ -542,8 +546,11 @@ TEST_F(FramePipeline, RunsForLongOnTheSameResources) {
     Usage early;
     for (int stream = 0; stream < kStreams; ++stream) {
         log.clear();
+        write(31, {{"maskSource", stream % 2 == 0 ? "2" : "1"}});
         ASSERT_EQ(HuevanceFrameMalloc(name, dir.mutablePath(), roi, 8, cachePath(), &handle), 0);
-        ASSERT_EQ(HuevanceFrameSetExtParam(name, handle, &param), 0);
+        for (ExtParam& param : params) {
+            ASSERT_EQ(HuevanceFrameSetExtParam(name, handle, &param), 0);
+        }
         const int live = sim_opencl_live(nullptr);
         const int before = allocations();
         for (int n = 0; n < kFramesEach; ++n) {

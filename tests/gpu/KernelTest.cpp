@@ -203,8 +203,8 @@ TEST_F(Kernels, ClaheMaps) {
         compareGrid({width, height, 2}, inputs());
     }
     if (!tinyFrames()) {
-        // Work groups so wide or so tall that they need several rounds of tables, and tiles narrower than a work
-        // item.
+        // Work groups so wide or so tall that they need several rounds of tables, and tiles narrower than a
+        // work item.
         compareGrid({3, 9, 1}, {{{39, 600, 48, 600}, Content::kNoise, nullptr}});
         compareGrid({64, 2, 1}, {{{2048, 12, 2048, 12}, Content::kNoise, nullptr}});
         compareGrid({40, 20, 1}, {{{1000, 40, 1024, 40}, Content::kNoise, nullptr}});
@@ -222,7 +222,7 @@ TEST_F(Kernels, CurvesMapWithEveryKindOfSharedMemory) {
     for (const int svm : sharedMemory({0, 1, 2, 3})) {
         sim_opencl_set_svm_level(svm);
         gpu::DeviceTable& table = engine().m_curveLut;
-        ASSERT_EQ(table.allocate(engine().m_context.get(), engine().m_queue.get(), svm, 1024), 0);
+        ASSERT_EQ(table.allocate(engine().m_context.get(), svm, 1024), 0);
         ASSERT_EQ(table.write(engine().m_queue.get(), tuning.yCurve.data(), 1024), 0);
         for (const float saturation : {0.0F, 0.7F, 1.0F, 2.5F}) {
             tuning.satStrength = engine().m_fSatStrength = saturation;
@@ -312,7 +312,7 @@ TEST_F(Kernels, TheHostsMaskProtects) {
             test::Random random(9);
             std::generate(half.begin(), half.end(), [&] { return random.unit(); });
             gpu::DeviceTable& table = engine().m_portraitMask;
-            table.allocate(engine().m_context.get(), engine().m_queue.get(), svm, 4 * half.size());
+            table.allocate(engine().m_context.get(), svm, 4 * half.size());
             table.write(engine().m_queue.get(), half.data(), 4 * half.size());
             return engine().portraitProtect(1);
         };
