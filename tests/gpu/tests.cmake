@@ -1,17 +1,6 @@
-# A PC always has a device (`scripts/setup.sh drivers`): there a driver that is missing or broken must not pass. Elsewhere,
-# as in a cross build, tests that need one are skipped.
-set(default OFF)
-if(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64" AND NOT CMAKE_CROSSCOMPILING)
-  set(default ON)
-endif()
-option(HUEVANCE_REQUIRE_OPENCL "Tests that need an OpenCL device fail without one" ${default})
-
 # huevance_gpu_test(name [LIBRARY] sources...): a test program on the simulated OpenCL driver.
 add_library(gpu_test_support STATIC gpu/support/Device.cpp)
 target_link_libraries(gpu_test_support PUBLIC photo_test_support test_model sim_opencl)
-if(HUEVANCE_REQUIRE_OPENCL)
-  target_compile_definitions(gpu_test_support PRIVATE HUEVANCE_REQUIRE_OPENCL)
-endif()
 
 # The leak checker must not look into thread-local storage: the hundreds of kernels that the driver loads as libraries
 # have some, and it crashes there.
@@ -37,7 +26,7 @@ endif()
 
 # Loads libHuevance.so as a host does, before and after other libraries that have OpenCL's names. It finds the simulated
 # driver by the library's run path alone; only sanitizers hide that and need the search path.
-if(HUEVANCE_REQUIRE_OPENCL)
+if(HUEVANCE_REQUIRE_DRIVERS)
   huevance_test(gpu_load_order_test LIBRARY gpu/LoadOrderTest.cpp)
   add_dependencies(gpu_load_order_test sim_opencl)
   set(environment "LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_SOURCE_DIR}/gpu/driver.supp:use_tls=0")

@@ -100,7 +100,7 @@ TEST_F(FrameTest, FailuresAndOtherFormatsDrawNothing) {
     rig.format = static_cast<IMAGE_FORMAT_TYPE>(9);
     test::CallTrace trace;
     for (const float strength : {2.0F, 2.25F, 2.5F, 2.75F, 2.5F}) {  // w = 2 / 4 to -1 / 4, then the end
-        EXPECT_EQ(rig.process(1), 0);
+        EXPECT_EQ(test::process(rig.pipeline, nullptr, nullptr, rig.format, 1), 0);
         EXPECT_EQ(rig.pipeline.m_fClaheStrength, strength);
     }
     EXPECT_THAT(trace.calls(), testing::Each(testing::StartsWith("eglMakeCurrent")));

@@ -391,6 +391,29 @@ TYPED_TEST(PipelineTest, WithoutAShaderTheOutputStaysAsItWas) {
     EXPECT_EQ(rig.out->copy(), before);
 }
 
+// Whatever step of taking a new output fails, the one before is the host's, and the next frame finds its way.
+TYPED_TEST(PipelineTest, AFailureDrawsIntoNoOutputAndPasses) {
+    for (const char* entry :
+         {"glGenTextures", "glBindTexture", "glEGLImageTargetTexture2DOES", "glFramebufferTexture2D"}) {
+        Rig<TypeParam> rig;
+        Rig<TypeParam> other;
+        ASSERT_EQ(rig.init(), 0);
+        ASSERT_EQ(rig.process(), 0);
+        rig.out.swap(other.out);
+        rig.fill(test::Content::kNoise, nullptr);
+        const auto first = other.out->copy();
+        const auto before = rig.out->copy();
+        sim_gl_fail(entry, 1, GL_OUT_OF_MEMORY);
+        test::LogCapture log;
+        EXPECT_EQ(rig.process(), -1) << entry;
+        EXPECT_THAT(log.texts(test::kError), Contains(HasSubstr("process error: the output cannot be ")));
+        EXPECT_EQ(rig.out->copy(), before) << entry;
+        EXPECT_EQ(rig.process(), 0) << entry;
+        EXPECT_NE(rig.out->copy(), before) << entry;
+        EXPECT_EQ(other.out->copy(), first) << entry;
+    }
+}
+
 // --- Dumps ---
 
 std::string fileText(const std::string& path) {

@@ -33,7 +33,7 @@ private:
 
 void DeviceTest::SetUp() {
     if (!sim_opencl_available()) {
-#ifdef HUEVANCE_REQUIRE_OPENCL
+#ifdef HUEVANCE_REQUIRE_DRIVERS
         FAIL() << "no OpenCL device: `scripts/setup.sh drivers` installs one";
 #else
         GTEST_SKIP() << "no OpenCL on this system";
