@@ -1,5 +1,7 @@
 // The GPU preview beside the plain CPU preview, on whatever OpenCL device there is: every stage with its
-// kernel finished, and whole frames. Wall-clock time, medians; all of the machine's cores count.
+// kernel finished, and whole frames. Wall-clock time, medians; all of the machine's cores count. Kernels also
+// by the device's own clock, with the bytes that they must move; `--bandwidth GB/s` of a card tells which
+// share of it that is.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -50,7 +52,62 @@ void report(const std::string& what, const bench::Size& size, double ms) {
                  ms * 1e6 / size.pixels());
 }
 
-void stages(const test::TuningDir& dir, const bench::Size& size, int runs) {
+// A stage and its kernel.
+struct StageCase {
+    const char* name;
+    gpu::KernelId kernel;
+    IMAGE_FORMAT_TYPE type;
+    int (*run)(CHuevance_GPU&);
+    double bytes;  // a pixel: planes read and written once, tables not counted
+};
+
+constexpr StageCase kStages[] = {
+    {"claheMap_kernel", gpu::kClaheMap, IMAGE_FORMAT_TYPE_NV21, [](CHuevance_GPU& e) { return e.claheMap(); },
+     2},
+    {"curveMap_kernel", gpu::kCurveMap, IMAGE_FORMAT_TYPE_NV21, [](CHuevance_GPU& e) { return e.curveMap(); },
+     3},
+    // Reads both frames' luma and chroma, writes chroma.
+    {"colorCorrect_kernel", gpu::kColorCorrect, IMAGE_FORMAT_TYPE_NV21,
+     [](CHuevance_GPU& e) { return e.colorCorrect(); }, 3.5},
+    {"colorMap_NV12_kernel", gpu::kColorMapNV12, IMAGE_FORMAT_TYPE_NV12,
+     [](CHuevance_GPU& e) { return e.colorMap(); }, 3},
+    {"colorMap_NV21_kernel", gpu::kColorMapNV21, IMAGE_FORMAT_TYPE_NV21,
+     [](CHuevance_GPU& e) { return e.colorMap(); }, 3},
+    {"skinDetectAndcolorProtect_kernel", gpu::kSkinDetectAndColorProtect, IMAGE_FORMAT_TYPE_NV21,
+     [](CHuevance_GPU& e) { return e.portraitProtect(huevance::kMaskSkin); }, 4.5},
+    // And a float for each block of four pixels.
+    {"colorProtect_kernel", gpu::kColorProtect, IMAGE_FORMAT_TYPE_NV21,
+     [](CHuevance_GPU& e) { return e.portraitProtect(huevance::kMaskHost); }, 5.5},
+};
+
+// Milliseconds of a kernel on the device: launched once more with the arguments that it has.
+double deviceMs(CHuevance_GPU& engine, gpu::KernelId kernel, int runs) {
+    const std::size_t rows = static_cast<std::size_t>(
+        kernel == gpu::kClaheMap ? engine.m_stRoi.height : (engine.m_stRoi.height + 1) / 2);
+    const std::size_t global[2] = {static_cast<std::size_t>(engine.m_stRoi.width + 7) / 8, rows};
+    std::vector<double> times;
+    for (int i = 0; i < runs; ++i) {
+        cl_event event = nullptr;
+        if (clEnqueueNDRangeKernel(engine.m_queue.get(), engine.m_kernels[kernel].get(), 2, nullptr, global,
+                                   nullptr, 0, nullptr, &event) != CL_SUCCESS) {
+            return 0;
+        }
+        clWaitForEvents(1, &event);
+        times.push_back(gpu::GetEventProfilingInfo(event));
+        clReleaseEvent(event);
+    }
+    std::nth_element(times.begin(), times.begin() + runs / 2, times.end());
+    return times[static_cast<std::size_t>(runs / 2)];
+}
+
+void reportDevice(const bench::Size& size, double ms, double bytesAPixel, double bandwidth) {
+    const double moved = bytesAPixel * size.pixels() / ms / 1e6;  // GB/s
+    std::fprintf(stderr, "%-34s %9s %8.3f ms %6.1f GB/s", "  by the device's clock", size.text().c_str(), ms,
+                 moved);
+    std::fprintf(stderr, bandwidth > 0 ? " %4.0f %%\n" : "\n", 100 * moved / bandwidth);
+}
+
+void stages(const test::TuningDir& dir, const bench::Size& size, int runs, double bandwidth) {
     const RoiInfo roi = bench::cameraRoi(size, 8);
     std::vector<unsigned char> frame = bench::photograph(roi, 8);
     CHuevance_GPU engine;
@@ -71,22 +128,30 @@ void stages(const test::TuningDir& dir, const bench::Size& size, int runs) {
     engine.setDstYuv(frame.data(), -1);
     engine.setClaheLut(frame.data());
     report("table of tiles (host)", size, medianMs(runs, [&] { engine.setClaheLut(frame.data()); }));
-    const struct {
-        const char* name;
-        int (*run)(CHuevance_GPU&);
-    } kernels[] = {
-        {"claheMap_kernel", [](CHuevance_GPU& e) { return e.claheMap(); }},
-        {"curveMap_kernel", [](CHuevance_GPU& e) { return e.curveMap(); }},
-        {"colorCorrect_kernel", [](CHuevance_GPU& e) { return e.colorCorrect(); }},
-        {"colorMap_NV21_kernel", [](CHuevance_GPU& e) { return e.colorMap(); }},
-        {"skinDetectAndcolorProtect_kernel", [](CHuevance_GPU& e) { return e.portraitProtect(2); }},
-    };
-    for (const auto& kernel : kernels) {
-        report(kernel.name, size, medianMs(runs, [&] {
-                   engine.m_index.resetIndex();
-                   kernel.run(engine);
-                   clFinish(engine.m_queue.get());
-               }));
+    // The host's mask, of the frame's size, and a queue with a clock.
+    const RoiInfo mask = {roi.width, roi.height, roi.width * 4, roi.height};
+    const std::vector<float> weights(
+        static_cast<std::size_t>(roi.width) * static_cast<std::size_t>(roi.height), 0.5F);
+    engine.m_iMaskSource = huevance::kMaskHost;
+    engine.setExtParam("portraitMaskRoiInfo", &mask);
+    engine.setExtParam("portraitMaskPointer", weights.data());
+    clFinish(engine.m_queue.get());
+    *engine.m_queue.out() =
+        clCreateCommandQueue(engine.m_context.get(), engine.m_device, CL_QUEUE_PROFILING_ENABLE, nullptr);
+    for (const StageCase& stage : kStages) {
+        engine.setYuvType(stage.type);
+        int result = 0;
+        const double ms = medianMs(runs, [&] {
+            engine.m_index.resetIndex();
+            result |= stage.run(engine);
+            clFinish(engine.m_queue.get());
+        });
+        if (result != 0) {
+            std::fprintf(stderr, "%-34s cannot be launched here\n", stage.name);
+            continue;
+        }
+        report(stage.name, size, ms);
+        reportDevice(size, deviceMs(engine, stage.kernel, runs), stage.bytes, bandwidth);
     }
     engine.getDstYuv(frame.data());
     engine.releaseAll();
@@ -134,7 +199,9 @@ void frames(test::TuningDir& dir, const bench::Size& size, int runs) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    const bool dry = argc > 1 && std::string(argv[1]) == "--dry-run";
+    const std::string option = argc > 1 ? argv[1] : "";
+    const bool dry = option == "--dry-run";
+    const double bandwidth = option == "--bandwidth" && argc > 2 ? std::atof(argv[2]) : 0;
     bench::silenceLibrary();
     // Where the device is this machine's processor, one worker a core: short kernels are over before the
     // system's scheduler moves two workers apart that it woke on one core.
@@ -145,7 +212,7 @@ int main(int argc, char** argv) {
         dry ? std::vector<bench::Size>{{32, 24}}
             : std::vector<bench::Size>{{1280, 720}, {1920, 1080}, {3840, 2160}};
     for (const bench::Size& size : sizes) {
-        stages(dir, size, dry ? 1 : 15);
+        stages(dir, size, dry ? 1 : 15, bandwidth);
         frames(dir, size, dry ? 1 : 9);
     }
     return 0;
