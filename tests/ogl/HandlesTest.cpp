@@ -1,6 +1,7 @@
 // The name "OGL" through the sixteen entries: dispatch and its words, handles that share the process's
 // display, and long lives with flat memory, descriptors and objects.
 #include <gmock/gmock.h>
+#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -170,6 +171,9 @@ double residentMegabytes() {
     return static_cast<double>(pages) * static_cast<double>(sysconf(_SC_PAGESIZE)) / (1 << 20);
 }
 
+// 0 under sanitizers.
+long heapBytes() { return static_cast<long>(mallinfo2().uordblks); }
+
 // Fewer under sanitizers, which keep what is freed.
 #ifdef __SANITIZE_ADDRESS__
 constexpr int kHandles = 40;
@@ -178,7 +182,7 @@ constexpr double kGrowth = 1e9;
 #else
 constexpr int kHandles = 1000;
 constexpr int kFrames = 10000;
-constexpr double kGrowth = 24.0;
+constexpr double kGrowth = 4.0;
 #endif
 
 // Runs once(i) `count` times; after the first fifth nothing grows.
@@ -186,10 +190,12 @@ template <typename Once>
 void expectFlat(int count, Once once) {
     test::LogCapture quiet;
     double memory = 0.0;
+    long heap = 0;
     std::array<int, 3> before = {};
     for (int i = 0; i < count; ++i) {
         if (i == count / 5) {
             memory = residentMegabytes();
+            heap = heapBytes();
             before = held();
         }
         ASSERT_EQ(once(i), 0);
@@ -197,12 +203,13 @@ void expectFlat(int count, Once once) {
     }
     EXPECT_EQ(held(), before);
     EXPECT_LT(residentMegabytes() - memory, kGrowth);
+    EXPECT_LT(heapBytes() - heap, 8 * 1024);  // a small block for each would be more; measured: 0 and 432
 }
 
 TEST_F(HandlesTest, ManyHandlesLeaveNothing) {
     expectFlat(kHandles, [&](int i) {
         void* handle = create(i % 2 == 0 ? kPhotoMode : kFrameMode);
-        const int result = i % 8 < 2 ? process(handle, m_out.get()) : 0;  // the first frame is the slowest
+        const int result = i % 4 < 2 ? process(handle, m_out.get()) : 0;  // the first frame is the slowest
         return result + m_api.releaseHandle(handle, nullptr);
     });
 }

@@ -17,6 +17,7 @@ using test::OglTuning;
 using test::Rig;
 using test::Settings;
 using testing::Contains;
+using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -66,12 +67,13 @@ TYPED_TEST(PipelineTest, DrawsWhatTheModelSaysForEveryCombination) {
     };
     constexpr Shape kShapes[] = {{98, 66, "6", "4", "1"}, {67, 49, "4", "3", "1"}, {65, 65, "2", "2", "2"},
                                  {258, 9, "8", "2", "1"}, {61, 41, "7", "5", "1"}, {38, 34, "16", "16", "1"},
-                                 {62, 46, "3", "2", "1"}};
+                                 {62, 46, "3", "2", "1"}, {81, 43, "5", "5", "1"}};
     constexpr test::Content kExtremes[] = {test::Content::kNoise, test::Content::kAlternating,
                                            test::Content::kMax, test::Content::kZero, test::Content::kRamp};
     for (int i = 0; i < 48; ++i) {
         const int mask = i / 16;
-        const Shape& shape = kShapes[i % 7];
+        // Not i alone: each shape meets stages on and off.
+        const Shape& shape = kShapes[static_cast<std::size_t>(i + i / 8) % std::size(kShapes)];
         const auto stage = [&](int bit) {
             return (i >> bit) % 2 != 0 ? "1" : i % 3 == 0 ? "2" : "0";  // on is exactly 1
         };
@@ -117,31 +119,39 @@ TYPED_TEST(PipelineTest, DrawsWhatTheModelSaysForEveryCombination) {
     }
 }
 
-// Where the model does not tell: of a frame narrower than its grid, and of a mask type that is none.
+// Where the model does not tell: of a frame narrower than its grid, and of a mask type that is none. And the
+// samplers' units.
 TYPED_TEST(PipelineTest, SetsUniformsInOrder) {
     struct Case {
         int width, height;
         Settings tuning;
         std::string set;
     };
+    // Blocks of 16 x 16, spans 64 - 16 and 48 - 16, scales 2 / 31 and 3 / 47.
+    const std::string stages =
+        "unit 0 unit 1 64 48 4 3 8 8 48 32 0.064516 0.06383 unit 2 unit 3 unit 4 128 0.5 unit 5 ";
     for (const Case& c :
          {// Blocks of 0 x 10, scales 0 / -1 and 7 / -1.
           Case{4,
                10,
                {{"gridWidth", "8"}, {"gridHeight", "1"}, {"pProtectSwitch", "1"}, {"maskSource", "2"}},
-               "4 10 8 1 0 5 0 0 -0 -7 128 0.5 0.403786 0.644568 0.482214 0.571432 0.07 "},
-          // Blocks of 16 x 16, spans 64 - 16 and 48 - 16, scales 2 / 31 and 3 / 47.
-          Case{64,
-               48,
-               {{"pProtectSwitch", "1"}, {"maskSource", "3"}},
-               "64 48 4 3 8 8 48 32 0.064516 0.06383 128 0.5 "}}) {
+               "unit 0 unit 1 4 10 8 1 0 5 0 0 -0 -7 unit 2 unit 3 unit 4 128 0.5 unit 5 "
+               "0.403786 0.644568 0.482214 0.571432 0.07 "},
+          Case{64, 48, {{"pProtectSwitch", "1"}, {"maskSource", "3"}}, stages},
+          Case{64, 48, kHostMask, stages + "unit 6 "}}) {
         Rig<TypeParam> rig(c.tuning, c.width, c.height);
         ASSERT_EQ(rig.init(), 0);
+        float cell = 0.0F;
+        ASSERT_EQ(rig.setMask({1, 1, 4, 1}, &cell), 0);
         test::CallTrace trace;
         ASSERT_EQ(rig.process(1), 0);
         std::string set;
         for (const std::string& call : trace.calls()) {
-            if (call.find("glUniform1f(") == 0) {
+            if (call.find("glUseProgram(") == 0) {
+                set.clear();
+            } else if (call.find("glActiveTexture(") == 0) {
+                set += "unit " + std::to_string(std::stoi(call.substr(16)) - GL_TEXTURE0) + " ";
+            } else if (call.find("glUniform1f(") == 0) {
                 set += call.substr(call.find(' ') + 1, call.size() - call.find(' ') - 2) + " ";
             }
         }
@@ -185,6 +195,7 @@ TYPED_TEST(PipelineTest, RefusesMasksThatCannotBe) {
         test::LogCapture log;
         EXPECT_EQ(rig.setMask(roi, pointer), result);
         EXPECT_EQ(log.texts().size(), result != 0 ? 1U : 0U);
+        EXPECT_THAT(log.texts(), Each(HasSubstr(" is impossible!!!")));
         log.clear();
         EXPECT_EQ(rig.process(), -1);
         EXPECT_THAT(log.texts(test::kError), ElementsAre(HasSubstr(words)));
@@ -372,6 +383,29 @@ TYPED_TEST(PipelineTest, ALostContextEndsInOneFailureAndNothingIsLeft) {
         EXPECT_EQ(rig.pipeline.destroy(), 0);
         EXPECT_THAT(log.texts(test::kError), ElementsAre(rig.name() + "process error: GLEnv init failed!!!",
                                                          rig.name() + "destroy error: GLEnv init failed!!!"));
+        EXPECT_EQ(test::alive(), "1 AHardwareBuffer ");
+    }
+}
+
+// Lost before a step of a frame: every later call fails, each with its line.
+TYPED_TEST(PipelineTest, AContextLostInsideAFrameEndsTheFrame) {
+    for (const char* step : {"glTexImage3D", "glClear", "glDrawArrays", "glClientWaitSync"}) {
+        Rig<TypeParam> rig;
+        ASSERT_EQ(rig.init(), 0);
+        test::LogCapture log;
+        sim_gl_set_call_sink(
+            [](void* at, const char* call) {
+                if (std::string(call).find(static_cast<const char*>(at)) == 0) {
+                    sim_gl_lose_contexts();
+                }
+            },
+            const_cast<char*>(step));
+        rig.process();
+        sim_gl_set_call_sink(nullptr, nullptr);
+        EXPECT_THAT(log.texts(test::kError), Contains(HasSubstr(" glError: 1287 "))) << step;
+        EXPECT_LT(log.texts(test::kError).size(), 64U) << step;
+        EXPECT_EQ(rig.process(), -1);
+        EXPECT_EQ(rig.pipeline.destroy(), 0);
         EXPECT_EQ(test::alive(), "1 AHardwareBuffer ");
     }
 }

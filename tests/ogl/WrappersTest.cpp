@@ -1,4 +1,5 @@
 // The owners of EGL and GL objects: counting, order of calls, codes, messages.
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 
 #include <filesystem>
@@ -25,6 +26,21 @@ constexpr const char* kFragment =
     "out vec4 color;\nvoid main() { color = texture(s, t) * gain; }\n";
 
 constexpr const char* kNoMain = "#version 320 es\nprecision highp float;\n";
+
+bool g_noConfig = false;
+
+}  // namespace
+
+EGLBoolean eglChooseConfig(EGLDisplay display, const EGLint* attributes, EGLConfig* configs, EGLint size,
+                           EGLint* count) {
+    static const auto next =
+        reinterpret_cast<decltype(&eglChooseConfig)>(dlsym(RTLD_NEXT, "eglChooseConfig"));
+    const EGLBoolean result = next(display, attributes, configs, size, count);
+    *count = g_noConfig ? 0 : *count;
+    return result;
+}
+
+namespace {
 
 using WrapperTest = test::GlTest;
 
@@ -86,8 +102,19 @@ TEST_F(WrapperTest, AnEngineReportsEachStepThatFails) {
     }
     EXPECT_EQ(test::aliveOnDevice(), "");
     GLEngine engine(nullptr, 1, 1);
+    test::LogCapture log;
+    g_noConfig = true;
+    EXPECT_EQ(engine.init(), -1);
+    g_noConfig = false;
     ASSERT_EQ(engine.init(), 0);
     ASSERT_EQ(engine.init(), 0);  // again: as if destroyed before
+    {
+        GLEngine second(nullptr, 1, 1);
+        const test::CallTrace trace;
+        sim_gl_fail("eglInitialize", 1, EGL_BAD_ALLOC);
+        EXPECT_EQ(second.init() + second.destroy(), -1);
+        EXPECT_EQ(trace.text(), "eglGetDisplay(null) eglInitialize(ptr, null, null) ");  // nothing is ended
+    }
     EXPECT_EQ(test::aliveOnDevice(), "1 display 1 context 1 surface ");
     for (const char* entry : {"eglSwapBuffers", "eglMakeCurrent"}) {
         ASSERT_EQ(engine.startup(), 0);
@@ -96,6 +123,14 @@ TEST_F(WrapperTest, AnEngineReportsEachStepThatFails) {
         EXPECT_EQ(flushed + engine.stop(), -1);
         EXPECT_EQ(engine.stop(), 0);
     }
+    {
+        const GLEngineScope current(&engine);
+        EXPECT_TRUE(current);
+        sim_gl_fail("eglMakeCurrent", 1, EGL_BAD_ACCESS);
+    }
+    EXPECT_THAT(log.texts(), ElementsAre("[GLEngine] init error: numConfigs < 1!!!",
+                                         "[GLEngine] init error: eglInitialize failed!!!",
+                                         "[GLEngine] stop error: eglMakeCurrent failed!!!"));
 }
 
 TEST_F(WrapperTest, WrappersMakeTheirCallsInOrder) {
