@@ -149,8 +149,7 @@ int CHuevance_GPU::clResMalloc() {
         ALOG_ERROR("OpenCL init error , callback ...");
     }
     gpu::createContext(m_context.out(), &m_device);
-    m_bIonMemory = m_context && (gpu::hasExtension("cl_qcom_ion_host_ptr", m_device) ||
-                                 gpu::hasExtension("cl_qcom_ext_host_ptr", m_device));
+    m_bIonMemory = m_context && gpu::hasExtension("cl_qcom_ion_host_ptr", m_device);
     detectSvm();
     setUpProgram();
     return createKernels();
