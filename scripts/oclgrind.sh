@@ -35,3 +35,4 @@ run "accesses and races of previews" frame_pipeline_gpu_test --gtest_filter='*.E
 # that reads an image, and on buffers of the device.
 export OCLGRIND_UNINITIALIZED=1 HUEVANCE_WITHOUT_IMAGES=1
 run "unwritten values" kernel_gpu_test --gtest_filter='-*.ClaheMaps:*.FramesAreHalvedAndDoubled'
+run "unwritten values between stages" frame_pipeline_gpu_test --gtest_filter='*.NoStageReads*'

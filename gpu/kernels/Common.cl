@@ -79,7 +79,7 @@ float4 rooted(float4 x) {
 // The version of this set of kernels. A cached program without it is stale; a new set takes a new name.
 __kernel void kernel_V2316(__global uchar* unused) { (void)unused; }
 
-// Copies whole frames, eight bytes a work item.
+// Copies height rows of width bytes from the buffers' starts (a frame's luma), eight bytes a work item.
 __kernel void copyDataU8_kernel(__global const uchar* in, __global uchar* out, RoiInfo roi) {
     const int x = (int)get_global_id(0) * PIXELS;
     const int y = (int)get_global_id(1);

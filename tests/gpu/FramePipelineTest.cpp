@@ -7,9 +7,11 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <utility>
 
 #include "gpu/HuevanceFrame_GPU.h"
+#include "gpu/Huevance_GPU.h"
 #include "jni/HuevanceFrame.h"
 #include "jni/opticommon/symb/OpenCLSymbol.h"
 #include "tests/gpu/support/Device.h"
@@ -142,6 +144,9 @@ protected:
                      IMAGE_FORMAT_TYPE type = kNv12, int scene = 0) {
         const std::vector<int> expected = expectedSamples(frame, tuning, type);
         EXPECT_EQ(process(frame, type, scene), 0) << what;
+        expectClose(frame, expected, what);
+    }
+    static void expectClose(Frame& frame, const std::vector<int>& expected, const std::string& what) {
         EXPECT_TRUE(frame.paddingUntouched()) << what;
         const std::vector<int> got = frame.samples();
         for (std::size_t i = 0; i < got.size(); ++i) {
@@ -173,7 +178,7 @@ TEST_F(FramePipeline, EveryCombinationOfStagesGivesTheReferencesFrame) {
         for (int svm = 0; svm <= (kTiny ? 0 : 3); ++svm, ++turn) {
             const RoiInfo& roi = bits == 31 && !kTiny ? kPhoto : kTiny || turn % 3 == 0 ? kTinyRoi : kSmall;
             const auto type = turn % 2 == 0 ? kNv12 : kNv21;
-            const bool hostMask = (bits & 16) != 0 && (svm == 1 || svm == 2) && turn % 8 < 4;
+            const bool hostMask = (bits & 16) != 0 && (svm == 1 || svm == 2) && (bits / 2 + svm) % 2 == 0;
             const std::string what = "stages " + std::to_string(bits) + " svm " + std::to_string(svm) +
                                      " width " + std::to_string(roi.width) + " type " + std::to_string(type) +
                                      (hostMask ? " host mask" : "");
@@ -181,10 +186,20 @@ TEST_F(FramePipeline, EveryCombinationOfStagesGivesTheReferencesFrame) {
             write(bits, {{"maskSource", hostMask ? "1" : "2"}});
             ASSERT_EQ(start(roi), 0) << what;
             model::Tuning tuning = tuningOf(0, bits);
-            std::vector<float> mask(static_cast<std::size_t>(roi.height * (roi.width + 1)), 0.25F);
+            std::vector<float> mask;
             if (hostMask) {
                 tuning.maskSource = 1;
-                tuning.hostMask.assign(static_cast<std::size_t>(roi.height * roi.width), 0.25F);
+                tuning.hostMask.clear();
+                // Constant over what one value of the halved mask stands for: eight columns and two rows.
+                for (int y = 0; y < roi.height; ++y) {
+                    for (int x = 0; x < roi.width; ++x) {
+                        const int block =
+                            std::min(x, roi.width - 2) / 8 + std::min(y, roi.height - 2) / 2 * 3;
+                        tuning.hostMask.push_back(0.25F * static_cast<float>(block % 5));
+                        mask.push_back(tuning.hostMask.back());
+                    }
+                    mask.push_back(1.0F);
+                }
                 setMask({roi.width, roi.height, 4 * (roi.width + 1), roi.height}, mask.data());
             }
             Frame frame = frameOf(roi, kContents[turn % 5], turn + 1);
@@ -199,8 +214,59 @@ TEST_F(FramePipeline, EveryCombinationOfStagesGivesTheReferencesFrame) {
     }
 }
 
+// Each on new intermediates. scripts/oclgrind.sh looks for reads of what nothing has written, and cannot tell
+// for images.
+TEST_F(FramePipeline, NoStageReadsWhatNoneHasWritten) {
+    constexpr RoiInfo kRoi = {18, 6, 24, 8};
+    const int step = std::getenv("HUEVANCE_WITHOUT_IMAGES") != nullptr ? 2 : 1;
+    sim_opencl_set_svm_level(0);
+    CHuevance_GPU engine;
+    std::vector<gpu::Memory> kept;  // what takes a released buffer's place counts as written
+    engine.setCachePath(cachePath());
+    engine.setSensorPath(dir.path().c_str());
+    engine.setSrcRoiInfo(kRoi);
+    engine.setYuvType(kNv21);
+    for (int bits = 0; bits < 32; bits += step) {
+        write(bits);
+        ASSERT_EQ(engine.readFrameSet(), 0);
+        const huevance::StageSwitches on = engine.switches();
+        engine.setRoiInfo(kRoi);
+        if (bits == 0) {
+            ASSERT_EQ(engine.clResMalloc() | engine.clQueueMalloc() | engine.sceneHvcParamMalloc() |
+                          engine.claheLutMalloc() | engine.sceneCurveLutMalloc() | engine.curveLutMalloc(0) |
+                          engine.sceneColorLutMalloc() | engine.colorLutMalloc(0),
+                      0);
+            engine.fuseHvcParam(0, 0, 0);
+        }
+        Frame frame = frameOf(kRoi, Content::kPhotoLike, 5);
+        const std::vector<unsigned char> bytes = frame.copyBytes();
+        const std::vector<int> expected = expectedSamples(frame, tuningOf(0, bits), kNv21);
+        for (gpu::Memory& buffer : engine.m_frames) {
+            kept.push_back(std::move(buffer));
+        }
+        ASSERT_EQ(engine.sdYuvMalloc(), 0);
+        cl_command_queue queue = engine.m_queue.get();
+        ASSERT_EQ(gpu::createBuffer(engine.m_context.get(), CL_MEM_READ_WRITE, bytes.size(), nullptr,
+                                    engine.m_frames[2].out()) |
+                      clEnqueueWriteBuffer(queue, engine.m_frames[2].get(), CL_TRUE, 0, bytes.size(),
+                                           bytes.data(), 0, nullptr, nullptr),
+                  0);
+        EXPECT_EQ(std::min({on.clahe ? engine.setClaheLut(bytes.data()) | engine.claheMap() : 0,
+                            on.curve ? engine.curveMap() : 0, on.colorCorrect ? engine.colorCorrect() : 0,
+                            on.colorMap ? engine.colorMap() : 0,
+                            on.portraitProtect ? engine.portraitProtect(2) : 0}),
+                  0);
+        EXPECT_EQ(clEnqueueReadBuffer(queue, engine.m_frames[2].get(), CL_TRUE, 0, bytes.size(), frame.data(),
+                                      0, nullptr, nullptr),
+                  0);
+        expectClose(frame, expected, "stages " + std::to_string(bits));
+    }
+    kept.clear();
+    engine.releaseAll();
+}
+
+// The extension string is kept for the process: these need one of their own each.
 TEST_F(FramePipeline, IonMemoryIsWrappedByItsDescriptor) {
-    // The extension string is kept for the process: this needs one of its own.
     test::startDeathTestsSafely();
     const auto scenario = [this] {
         sim_opencl_set_extensions(test::kPhoneExtensions);
@@ -218,7 +284,13 @@ TEST_F(FramePipeline, IonMemoryIsWrappedByItsDescriptor) {
         expectFrame(plain, tuningOf(0, 31), "plain", kNv21);
         EXPECT_EQ(std::memcmp(ion, plain.data(), size), 0);
 
-        // A descriptor that does not cover the frame: each stage says so, and the frame comes back as it was.
+        // A descriptor that covers no, or not all of the frame: each stage says so, and the frame comes back
+        // as it was.
+        EXPECT_EQ(ftruncate(fd, static_cast<off_t>(size) - 1), 0);
+        log.clear();
+        EXPECT_EQ(HuevanceFrameProcess_GPU(handle, ion, fd, kNv21, 0), 0);
+        EXPECT_EQ(std::memcmp(ion, plain.data(), size - 1), 0);
+        EXPECT_THAT(log.texts(test::kError), Contains("ion create cl buffer failed!"));
         log.clear();
         const std::vector<unsigned char> before = plain.copyBytes();
         EXPECT_EQ(process(plain, kNv21, 0, fd), 0);
@@ -234,6 +306,20 @@ TEST_F(FramePipeline, IonMemoryIsWrappedByItsDescriptor) {
         test::endOfDeathTest();
     };
     EXPECT_EXIT(scenario(), ::testing::ExitedWithCode(0), "passed");
+
+    const auto withoutIon = [this] {
+        sim_opencl_set_extensions("cl_qcom_ext_host_ptr");
+        write(31);
+        EXPECT_EQ(start(kSmall), 0);
+        log.clear();
+        Frame plain = frameOf(kSmall, Content::kPhotoLike);
+        const std::vector<int> expected = expectedSamples(plain, tuningOf(0, 31), kNv21);
+        EXPECT_EQ(process(plain, kNv21, 0, STDIN_FILENO), 0);
+        expectClose(plain, expected, "by its address");
+        EXPECT_EQ(log.texts(test::kError), Lines());
+        test::endOfDeathTest();
+    };
+    EXPECT_EXIT(withoutIon(), ::testing::ExitedWithCode(0), "passed");
 }
 
 // --- Scenes ---
@@ -454,6 +540,7 @@ TEST_F(FramePipeline, EverySetUpStepThatFailsSaysSoAndLeavesNothing) {
 // Set-up, two frames with a fade and release; each call of the driver fails in turn, but for releases: what a
 // driver refuses to release stays.
 TEST_F(FramePipeline, SurvivesEveryCallThatFails) {
+    std::set<std::string> said;
     for (const int svm : {0, 1, 2, 3}) {
         write(31, {{"maskSource", svm == 1 || svm == 2 ? "1" : "2"}}, 2);
         const auto stream = [&](const std::string& entry, int nth) {
@@ -471,6 +558,7 @@ TEST_F(FramePipeline, SurvivesEveryCallThatFails) {
             }
         };
         stream(kEntries[0], 0);
+        const Lines quiet = log.texts(test::kError);  // the cache's path
         std::map<std::string, int> calls;
         for (const std::string entry : kEntries) {
             const bool releases = entry.find("Release") != std::string::npos || entry == "clSVMFree";
@@ -480,11 +568,23 @@ TEST_F(FramePipeline, SurvivesEveryCallThatFails) {
             for (int nth = 1; nth <= count; ++nth) {
                 SCOPED_TRACE(entry + " " + std::to_string(nth) + " svm " + std::to_string(svm));
                 stream(entry, nth);
+                if (entry != "clGetDeviceInfo") {  // what a device does not tell it does not have
+                    EXPECT_NE(log.texts(test::kError), quiet);
+                }
+                for (const std::string& line : log.texts(test::kError)) {
+                    said.insert(entry + ": " + line);
+                }
                 ASSERT_EQ(sim_opencl_live(nullptr), 0);
                 ASSERT_EQ(sim_opencl_violation(), nullptr) << sim_opencl_violation();
             }
         }
     }
+    EXPECT_THAT(said,
+                IsSupersetOf({"clEnqueueMapBuffer: getDstYuv: the frame cannot be mapped!",
+                              "clEnqueueUnmapMemObject: getDstYuv: the frame cannot be mapped!",
+                              "clFinish: getDstYuv: clFinish failed!",
+                              "clEnqueueSVMMap: copyPortraitMask: portrait mask cannot be written!",
+                              "clEnqueueSVMUnmap: copyPortraitMask: portrait mask cannot be written!"}));
     keepMask({});
 }
 

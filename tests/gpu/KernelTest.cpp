@@ -331,6 +331,22 @@ TEST_F(Kernels, TheHostsMaskProtects) {
     }
 }
 
+TEST_F(Kernels, LumaIsCopied) {
+    const auto kernel = [this](const Input& input) {
+        cl_kernel copy = engine().m_kernels[gpu::kCopyDataU8].get();
+        const gpu::KernelArgument arguments[] = {engine().m_frames[2], engine().m_frames[0], input.roi};
+        int code = 0;
+        for (cl_uint i = 0; i < 3; ++i) {
+            code |= arguments[i].set(copy, i);
+        }
+        const std::size_t size[] = {static_cast<std::size_t>(input.roi.width + 7) / 8,
+                                    static_cast<std::size_t>(input.roi.height)};
+        return code | clEnqueueNDRangeKernel(engine().m_queue.get(), copy, 2, nullptr, size, nullptr, 0,
+                                             nullptr, nullptr);
+    };
+    compare("copy", {2, 2}, {0, -1}, kernel, [](Buffers& buffers) { return copyOf(buffers[2]); });
+}
+
 // Means of blocks down, and back up: each sample a quarter from its nearest, so 9 : 3 : 3 : 1.
 TEST_F(Kernels, FramesAreHalvedAndDoubled) {
     const RoiInfo full = {38, 22, 40, 24};
