@@ -167,8 +167,6 @@ private:
     void setUpProgram();
     void createKernelBin(const char* path);
     int createKernels();
-    int uploadCurve();
-    int uploadColors();
     int copyPortraitMask(const void* mask);
     bool claheFits() const;
     int launch(gpu::KernelId kernel, int columns, int rows,

@@ -54,22 +54,24 @@ smart_pointer<GLTexture2D> grayTexel() { return new GLTexture2D(1, 1, GL_LUMINAN
 
 OglPipeline::OglPipeline(const Names& names) : m_names(names), m_engine(makeEngine()) {}
 
-void OglPipeline::logInfo(const char* format, ...) const {
+void OglPipeline::logLine(int priority, const char* format, va_list args) const {
     char text[1024];
+    std::vsnprintf(text, sizeof(text), format, args);
+    __android_log_write(priority, m_names.tag, text);
+}
+
+void OglPipeline::logInfo(const char* format, ...) const {
     va_list args;
     va_start(args, format);
-    std::vsnprintf(text, sizeof(text), format, args);
+    logLine(ANDROID_LOG_INFO, format, args);
     va_end(args);
-    __android_log_write(ANDROID_LOG_INFO, m_names.tag, text);
 }
 
 void OglPipeline::logError(const char* format, ...) const {
-    char text[1024];
     va_list args;
     va_start(args, format);
-    std::vsnprintf(text, sizeof(text), format, args);
+    logLine(ANDROID_LOG_ERROR, format, args);
     va_end(args);
-    __android_log_write(ANDROID_LOG_ERROR, m_names.tag, text);
 }
 
 int OglPipeline::setDataBit(int dataBit) {

@@ -5,6 +5,7 @@
 
 #include <android/hardware_buffer.h>
 
+#include <cstdarg>
 #include <initializer_list>
 
 #include "core/Buffer.h"
@@ -108,6 +109,7 @@ protected:
     huevance::SceneTables m_scenes;
 
 private:
+    void logLine(int priority, const char* format, va_list args) const __attribute__((format(printf, 3, 0)));
     int setUp();
     int allocateBuffers();
     int loadTables();
