@@ -31,22 +31,9 @@ private:
     char m_text[kPathLength];
 };
 
-// The readers of numbers answer a missing key with 0 and success, so ask for the text first.
-bool hasKey(const char* section, const char* key, const char* path) {
-    char value[kIniLineLength];
-    return readIniKeyStr(section, key, path, value) == 0;
-}
-
-void readIntIfThere(const char* section, const char* key, const char* path, int* value) {
-    if (hasKey(section, key, path)) {
-        readIniKeyInt(section, key, path, value);
-    }
-}
-
-void readFloatIfThere(const char* section, const char* key, const char* path, float* value) {
-    if (hasKey(section, key, path)) {
-        readIniKeyFloat(section, key, path, value);
-        *value = std::isfinite(*value) ? *value : 0.0F;
+void readFloatIfThere(const char* key, const char* path, float* value) {
+    if (findIniFloat("hvc", key, path, value) == 0 && !std::isfinite(*value)) {
+        *value = 0.0F;
     }
 }
 
@@ -100,12 +87,10 @@ int TuningSet::readSet(Mode mode) {
     const TuningPath path(m_acSensorPath, photo ? "photoSet.ini" : "frameSet.ini");
     for (const Key& key : keys) {
         if (key.read) {
-            readIntIfThere(key.section, key.name, path.text(), key.value);
+            findIniInt(key.section, key.name, path.text(), key.value);
         }
     }
-    if (hasKey("scene", "sceneIdx", path.text())) {
-        readIniKeyIntArr("scene", "sceneIdx", path.text(), m_aiSceneIdx, &m_iIdxNum, kMaxScenes);
-    }
+    findIniInts("scene", "sceneIdx", path.text(), m_aiSceneIdx, &m_iIdxNum, kMaxScenes);
     for (const Key& key : keys) {
         if (key.log) {
             ALOG_INFO("%s-%s: %d", key.section, key.name, *key.value);
@@ -116,9 +101,9 @@ int TuningSet::readSet(Mode mode) {
 
 void TuningSet::readStrengths(int table) {
     const TuningPath path(m_acSensorPath, "param", table, ".ini");
-    readFloatIfThere("hvc", "colorStrength", path.text(), &m_fColorStrength);
-    readFloatIfThere("hvc", "satStrength", path.text(), &m_fSatStrength);
-    readFloatIfThere("hvc", "claheStrength", path.text(), &m_fClaheStrength);
+    readFloatIfThere("colorStrength", path.text(), &m_fColorStrength);
+    readFloatIfThere("satStrength", path.text(), &m_fSatStrength);
+    readFloatIfThere("claheStrength", path.text(), &m_fClaheStrength);
 }
 
 int TuningSet::readHvcParam(int table) {

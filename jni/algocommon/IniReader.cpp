@@ -48,16 +48,13 @@ float toFloat(const char* text) {
     return plain != nullptr ? strtof_l(text, nullptr, plain) : std::strtof(text, nullptr);
 }
 
-// Calls store(index, element text) for every element that is followed by "/".
+// Calls store(index, element text) for every element of the list that is followed by "/". Their number.
 template <typename Store>
-int readElements(const char* section, const char* key, const char* path, std::size_t capacity, Store store) {
-    char value[kIniLineLength] = {};
-    readIniKeyStr(section, key, path, value, sizeof(value));
-
+int storeElements(const char* list, std::size_t capacity, Store store) {
     char element[kIniScalarLength] = {};
     std::size_t length = 0;
     std::size_t count = 0;
-    for (const char* c = value; *c != '\0' && count < capacity; ++c) {
+    for (const char* c = list; *c != '\0' && count < capacity; ++c) {
         if (*c == '/') {
             store(count++, element);
             std::memset(element, 0, sizeof(element));
@@ -112,38 +109,60 @@ int readIniKeyStr(const char* section, const char* key, const char* path, char* 
     return -1;
 }
 
-int readIniKeyInt(const char* section, const char* key, const char* path, int* value) {
-    char text[kIniScalarLength] = {};
-    readIniKeyStr(section, key, path, text, sizeof(text));
-    if (value != nullptr) {
+int findIniInt(const char* section, const char* key, const char* path, int* value) {
+    char text[kIniScalarLength];
+    const int result = readIniKeyStr(section, key, path, text, sizeof(text));
+    if (result == 0) {
         *value = toInt(text);
+    }
+    return result;
+}
+
+int findIniFloat(const char* section, const char* key, const char* path, float* value) {
+    char text[kIniScalarLength];
+    const int result = readIniKeyStr(section, key, path, text, sizeof(text));
+    if (result == 0) {
+        *value = toFloat(text);
+    }
+    return result;
+}
+
+int findIniInts(const char* section, const char* key, const char* path, int* values, int* count,
+                std::size_t capacity) {
+    char list[kIniLineLength];
+    const int result = readIniKeyStr(section, key, path, list);
+    if (result == 0) {
+        *count = storeElements(list, capacity,
+                               [values](std::size_t i, const char* text) { values[i] = toInt(text); });
+    }
+    return result;
+}
+
+int readIniKeyInt(const char* section, const char* key, const char* path, int* value) {
+    int found = 0;
+    findIniInt(section, key, path, &found);
+    if (value != nullptr) {
+        *value = found;
     }
     return 0;
 }
 
 int readIniKeyFloat(const char* section, const char* key, const char* path, float* value) {
-    char text[kIniScalarLength] = {};
-    readIniKeyStr(section, key, path, text, sizeof(text));
+    float found = 0.0F;
+    findIniFloat(section, key, path, &found);
     if (value != nullptr) {
-        *value = toFloat(text);
+        *value = found;
     }
     return 0;
 }
 
 int readIniKeyIntArr(const char* section, const char* key, const char* path, int* values, int* count) {
-    return readIniKeyIntArr(section, key, path, values, count, kIniLineLength);
-}
-
-int readIniKeyIntArr(const char* section, const char* key, const char* path, int* values, int* count,
-                     std::size_t capacity) {
     if (count != nullptr) {
         *count = 0;
     }
-    if (values == nullptr || count == nullptr) {
-        return 0;
+    if (values != nullptr && count != nullptr) {
+        findIniInts(section, key, path, values, count, kIniLineLength);
     }
-    *count = readElements(section, key, path, capacity,
-                          [values](std::size_t i, const char* text) { values[i] = toInt(text); });
     return 0;
 }
 
@@ -151,11 +170,11 @@ int readIniKeyFloatArr(const char* section, const char* key, const char* path, f
     if (count != nullptr) {
         *count = 0;
     }
-    if (values == nullptr || count == nullptr) {
-        return 0;
+    char list[kIniLineLength];
+    if (values != nullptr && count != nullptr && readIniKeyStr(section, key, path, list) == 0) {
+        *count = storeElements(list, kIniLineLength,
+                               [values](std::size_t i, const char* text) { values[i] = toFloat(text); });
     }
-    *count = readElements(section, key, path, kIniLineLength,
-                          [values](std::size_t i, const char* text) { values[i] = toFloat(text); });
     return 0;
 }
 

@@ -18,8 +18,15 @@ int readIniKeyStr(const char* section, const char* key, const char* path, char* 
 // The same for a buffer of `capacity` characters: a longer value is cut.
 int readIniKeyStr(const char* section, const char* key, const char* path, char* value, std::size_t capacity);
 
-// On purpose: a missing key or file gives 0 (0.0, count 0) and success. Use readIniKeyStr to ask whether a
-// key exists. Numbers are converted without the locale and saturate at the limits of their type.
+// One look for a key that may be missing: -1 as above, and what the arguments point at is left as it was.
+// Numbers are converted without the locale and saturate at the limits of their type. A list has room for
+// `capacity` entries, further elements are dropped.
+int findIniInt(const char* section, const char* key, const char* path, int* value);
+int findIniFloat(const char* section, const char* key, const char* path, float* value);
+int findIniInts(const char* section, const char* key, const char* path, int* values, int* count,
+                std::size_t capacity);
+
+// The same, but on purpose a missing key or file gives 0 (0.0, count 0) and success.
 int readIniKeyInt(const char* section, const char* key, const char* path, int* value);
 int readIniKeyFloat(const char* section, const char* key, const char* path, float* value);
 
@@ -27,10 +34,6 @@ int readIniKeyFloat(const char* section, const char* key, const char* path, floa
 // array must be large enough for the file: a line holds at most 1023 elements.
 int readIniKeyIntArr(const char* section, const char* key, const char* path, int* values, int* count);
 int readIniKeyFloatArr(const char* section, const char* key, const char* path, float* values, int* count);
-
-// The same for an array of `capacity` entries: further elements are dropped.
-int readIniKeyIntArr(const char* section, const char* key, const char* path, int* values, int* count,
-                     std::size_t capacity);
 
 // Splits `text` in place at any character of `delimiters`; empty fields are skipped. Stores at most 64 pieces
 // in `pieces`, and a final null entry when there are fewer. Returns the number of entries written (so 1 when

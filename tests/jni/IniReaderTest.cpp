@@ -108,6 +108,12 @@ TEST_F(IniReader, NullArgumentsAndMissingFile) {
         EXPECT_EQ(readIniKeyIntArr("s", "x", file, &integer, &counts[0]), 0);
         EXPECT_EQ(readIniKeyFloatArr("s", "x", file, &number, &counts[1]), 0);
         EXPECT_TRUE(counts[0] == 0 && counts[1] == 0);
+        // Or as they were, and failure.
+        integer = counts[0] = 99;
+        number = 99.0F;
+        EXPECT_EQ(findIniInt("s", "x", file, &integer) + findIniFloat("s", "x", file, &number), -2);
+        EXPECT_EQ(findIniInts("s", "x", file, &integer, &counts[0], 1), -1);
+        EXPECT_TRUE(integer == 99 && number == 99.0F && counts[0] == 99);
     }
 }
 
@@ -170,7 +176,7 @@ TEST_F(IniReader, Lists) {
     readIniKeyIntArr("s", "k", path, values, &count);
     EXPECT_EQ(std::vector<int>(values, values + 4), (std::vector<int>{0, -1, -7, -7}));
     // A bounded list never writes past its array.
-    EXPECT_EQ(readIniKeyIntArr("s", "k", write("[s]\nk=1/2/3/4/5/\n"), values, &count, 3), 0);
+    EXPECT_EQ(findIniInts("s", "k", write("[s]\nk=1/2/3/4/5/\n"), values, &count, 3), 0);
     EXPECT_EQ(count, 3);
     EXPECT_EQ(std::vector<int>(values, values + 4), (std::vector<int>{1, 2, 3, -7}));
 }
