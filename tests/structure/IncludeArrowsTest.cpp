@@ -36,11 +36,32 @@ const Room kRooms[] = {
     {"gpu/", {"core/", "jni/algocommon/", "jni/opticommon/"}, {"CL/", "android/"}},
     {"ogl/", {"core/", "jni/algocommon/"}, {"EGL/", "GLES", "android/"}},
     // Not the library: the simulated device knows the list of a driver's entries, the tool what a host knows.
+    // Within the tool: commands -> {studio, tuning, picture, host}, studio -> {tuning, picture, host}, tuning
+    // -> picture.
     {"sim/", {"jni/opticommon/symb/"}, {}, false},
-    {"tools/",
-     {"jni/HuevanceAPI.h", "jni/HuevanceTypes.h", "jni/algocommon/ImageTypes.h", "jni/algocommon/Export.h"},
+    {"tools/commands/",
+     {"tools/studio/", "tools/tuning/", "tools/picture/", "tools/host/", "tools/Files.h", "tools/Numbers.h",
+      "tools/Stdio.h", "tools/ToolError.h", "jni/HuevanceAPI.h", "jni/HuevanceTypes.h",
+      "jni/algocommon/ImageTypes.h", "jni/algocommon/Export.h"},
      {},
      false},
+    {"tools/studio/",
+     {"tools/tuning/", "tools/picture/", "tools/host/", "tools/Files.h", "tools/Numbers.h", "tools/Stdio.h",
+      "tools/ToolError.h", "jni/HuevanceTypes.h", "jni/algocommon/ImageTypes.h"},
+     {},
+     false},
+    {"tools/tuning/",
+     {"tools/picture/", "tools/host/PlatformSet.h", "tools/Files.h", "tools/Numbers.h", "tools/Stdio.h",
+      "tools/ToolError.h"},
+     {},
+     false},
+    {"tools/picture/", {"tools/Files.h", "tools/Numbers.h", "tools/Stdio.h", "tools/ToolError.h"}, {}, false},
+    {"tools/host/",
+     {"tools/picture/", "tools/Files.h", "tools/Numbers.h", "tools/Stdio.h", "tools/ToolError.h",
+      "jni/HuevanceAPI.h", "jni/HuevanceTypes.h", "jni/algocommon/ImageTypes.h", "jni/algocommon/Export.h"},
+     {},
+     false},
+    {"tools/", {"tools/commands/"}, {}, false},
 };
 const Names kGuarded = {"android/", "EGL/", "GLES", "CL/", "arm_neon.h", "simde/", "sim/"};
 

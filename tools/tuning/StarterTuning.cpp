@@ -1,12 +1,12 @@
-#include "tools/StarterTuning.h"
+#include "tools/tuning/StarterTuning.h"
 
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <sstream>
 
-#include "tools/Picture.h"
-#include "tools/TemporaryTuning.h"
+#include "tools/Files.h"
+#include "tools/host/PlatformSet.h"
 
 namespace tool {
 

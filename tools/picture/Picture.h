@@ -6,11 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "tools/Geometry.h"
+#include "tools/Files.h"
+#include "tools/picture/Size.h"
 
 namespace tool {
-
-using Bytes = std::vector<std::uint8_t>;
 
 // How YUV and RGB belong together. Matters for PNG alone: a JPEG's planes are taken as they are.
 enum class ColorMatrix { kBt601Full, kBt601Limited, kBt709Full, kBt709Limited };
@@ -35,10 +34,6 @@ FileKind kindOfContents(const Bytes& contents);
 // From a file name's ending; anything unknown is raw.
 FileKind kindOfName(const std::string& name);
 FileKind parseKind(const std::string& text);
-
-// Whole files; "-" is standard input or output. `name` also stands in the messages.
-Bytes readFile(const std::string& name);
-void writeFile(const std::string& name, const Bytes& contents);
 
 Picture decodePicture(const Bytes& contents, ColorMatrix matrix, const std::string& name);
 Bytes encodePicture(const Picture& picture, FileKind kind, ColorMatrix matrix, int quality);

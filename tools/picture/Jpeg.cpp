@@ -1,4 +1,4 @@
-#include "tools/Jpeg.h"
+#include "tools/picture/Jpeg.h"
 
 #include <libyuv.h>
 #include <turbojpeg.h>

@@ -1,7 +1,7 @@
 // JPEG through its own planes: no RGB in between, so nothing is lost but the coding itself.
 #pragma once
 
-#include "tools/Picture.h"
+#include "tools/picture/Picture.h"
 
 namespace tool {
 

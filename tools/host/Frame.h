@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "tools/Geometry.h"
-#include "tools/Picture.h"
+#include "tools/host/Geometry.h"
+#include "tools/picture/Picture.h"
 
 namespace tool {
 

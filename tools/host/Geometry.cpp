@@ -1,24 +1,14 @@
-#include "tools/Geometry.h"
+#include "tools/host/Geometry.h"
 
-#include <charconv>
+#include <algorithm>
 #include <string_view>
 
+#include "tools/Numbers.h"
 #include "tools/ToolError.h"
 
 namespace tool {
 
 namespace {
-
-// The whole text as a number that is at least `low`; without the locale.
-template <typename T>
-std::optional<T> parseNumber(std::string_view text, T low) {
-    T value{};
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (error != std::errc() || end != text.data() + text.size() || value < low) {
-        return std::nullopt;
-    }
-    return value;
-}
 
 struct NamedFormat {
     const char* name;
@@ -33,24 +23,6 @@ constexpr NamedFormat kFormats[] = {
 };
 
 }  // namespace
-
-bool sizeInRange(long long width, long long height) {
-    return width >= 1 && height >= 1 && width <= kMaxSide && height <= kMaxSide &&
-           width * height <= kMaxPixels;
-}
-
-Size parseSize(const std::string& text) {
-    const std::size_t x = text.find('x');
-    if (x != std::string::npos) {
-        const auto width = parseNumber<int>(std::string_view(text).substr(0, x), 1);
-        const auto height = parseNumber<int>(std::string_view(text).substr(x + 1), 1);
-        if (width && height && sizeInRange(*width, *height)) {
-            return {*width, *height};
-        }
-    }
-    throw usageError("'" + text + "' is no size: WxH is wanted, such as 4000x3000 (at most " +
-                     std::to_string(kMaxPixels >> 20) + " Mi samples)");
-}
 
 FrameFormat parseFormat(const std::string& name, int bits) {
     for (const NamedFormat& format : kFormats) {

@@ -2,18 +2,25 @@
 #include <link.h>
 
 #include <filesystem>
+#include <memory>
 #include <nlohmann/json.hpp>
 
-#include "tools/Commands.h"
-#include "tools/HostLibrary.h"
-#include "tools/StarterTuning.h"
 #include "tools/Stdio.h"
+#include "tools/commands/Commands.h"
+#include "tools/commands/Options.h"
+#include "tools/host/HostLibrary.h"
+#include "tools/tuning/StarterTuning.h"
 
 namespace tool {
 
 namespace fs = std::filesystem;
 
 namespace {
+
+struct InfoOptions {
+    LibraryOptions library;
+    bool json = false;
+};
 
 #if defined(__aarch64__)
 constexpr const char* kArchitecture = "aarch64";
@@ -79,8 +86,8 @@ nlohmann::ordered_json collect(const HostLibrary& library) {
     for (const BackEnd& backEnd : kBackEnds) {
         json["backends"].push_back({{"name", backEnd.name},
                                     {"what", backEnd.what},
-                                    {"photo", backEndRuns(library, backEnd.name, true)},
-                                    {"frame", backEndRuns(library, backEnd.name, false)},
+                                    {"photo", backEndRuns(library, backEnd.name, true, writeStarterTuning)},
+                                    {"frame", backEndRuns(library, backEnd.name, false, writeStarterTuning)},
                                     {"note", backEnd.remark}});
     }
     const fs::path simulated = fs::path(fs::absolute(library.path())).parent_path() / "sim";
@@ -113,13 +120,23 @@ std::string text(const nlohmann::ordered_json& json) {
     return out;
 }
 
-}  // namespace
-
 ExitCode info(const InfoOptions& options) {
     const HostLibrary library(options.library.library, options.library.verbose);
     const nlohmann::ordered_json json = collect(library);
     print(options.json ? json.dump(2) + "\n" : text(json));
     return ExitCode::kGood;
+}
+
+}  // namespace
+
+void addInfo(CLI::App& app, Action& action) {
+    auto shared = std::make_shared<InfoOptions>();
+    InfoOptions& options = *shared;
+    CLI::App* command = app.add_subcommand("info", "Version, back ends that can run here, drivers found");
+    command->add_flag("--json", options.json, "Report as JSON");
+    add(command, options.library);
+    command->footer("Examples:\n  huevance info\n  huevance info --json\n\n" + std::string(kExitCodes));
+    command->callback([shared, &action] { action = [shared] { return info(*shared); }; });
 }
 
 }  // namespace tool

@@ -1,21 +1,16 @@
-#include "tools/Picture.h"
+#include "tools/picture/Picture.h"
 
-#include <fcntl.h>
 #include <libyuv.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
 #include <charconv>
 #include <cstring>
 #include <iterator>
 
-#include "tools/Jpeg.h"
-#include "tools/Png.h"
-#include "tools/Stdio.h"
 #include "tools/ToolError.h"
+#include "tools/picture/Jpeg.h"
+#include "tools/picture/Png.h"
 
 namespace tool {
 
@@ -26,29 +21,6 @@ constexpr std::uint8_t kNeutral = 128;
 std::size_t area(int width, int height) {
     return static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
 }
-
-class Descriptor {
-public:
-    explicit Descriptor(int value, bool owned) : m_value(value), m_owned(owned) {}
-    ~Descriptor() {
-        if (m_owned && m_value >= 0) {
-            close(m_value);
-        }
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int get() const { return m_value; }
-    // Errors of delayed writing show here.
-    bool finish() {
-        const bool good = !m_owned || close(m_value) == 0;
-        m_owned = false;
-        return good;
-    }
-
-private:
-    int m_value;
-    bool m_owned;
-};
 
 // "P5 <width> <height> <maximum> <bytes>", with comments between the numbers.
 GrayPicture decodePgm(const Bytes& contents, const std::string& name) {
@@ -126,44 +98,6 @@ FileKind kindOfName(const std::string& name) {
 
 FileKind parseKind(const std::string& text) {
     return text == "jpeg" ? FileKind::kJpeg : text == "png" ? FileKind::kPng : FileKind::kRaw;
-}
-
-Bytes readFile(const std::string& name) {
-    const bool standard = name == "-";
-    const Descriptor file(standard ? STDIN_FILENO : open(name.c_str(), O_RDONLY | O_CLOEXEC), !standard);
-    struct stat info {};
-    if (file.get() < 0 || fstat(file.get(), &info) != 0) {
-        throw fileError("cannot read " + name + ": " + std::strerror(errno));
-    }
-    Bytes contents;
-    std::uint8_t buffer[65536];
-    for (;;) {
-        const ssize_t count = read(file.get(), buffer, sizeof(buffer));
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
-        if (count < 0) {
-            throw fileError("cannot read " + name + ": " + std::strerror(errno));
-        }
-        if (count == 0) {
-            return contents;
-        }
-        contents.insert(contents.end(), buffer, buffer + count);
-    }
-}
-
-void writeFile(const std::string& name, const Bytes& contents) {
-    const bool standard = name == "-";
-    Descriptor file(
-        standard ? stdoutDescriptor() : open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666),
-        !standard);
-    if (file.get() < 0) {
-        throw fileError("cannot write " + name + ": " + std::strerror(errno));
-    }
-    writeAll(file.get(), contents.data(), contents.size(), name);
-    if (!file.finish()) {
-        throw fileError("cannot write " + name + ": " + std::strerror(errno));
-    }
 }
 
 Picture decodePicture(const Bytes& contents, ColorMatrix matrix, const std::string& name) {

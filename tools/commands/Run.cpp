@@ -2,20 +2,40 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <numeric>
 
-#include "tools/Commands.h"
-#include "tools/FrameFile.h"
-#include "tools/HostLibrary.h"
+#include "tools/Files.h"
 #include "tools/Stdio.h"
-#include "tools/TemporaryTuning.h"
+#include "tools/commands/Commands.h"
+#include "tools/commands/Options.h"
+#include "tools/host/FrameFile.h"
+#include "tools/host/HostLibrary.h"
+#include "tools/host/PlatformSet.h"
+#include "tools/host/TemporaryTuning.h"
+#include "tools/tuning/StarterTuning.h"
 
 namespace tool {
 
 namespace fs = std::filesystem;
 
 namespace {
+
+struct RunOptions {
+    LibraryOptions library;
+    FrameOptions frame;
+    ColorOptions color;
+    std::string in, out, tuning;
+    std::string mode = "photo";
+    int scene = 0;
+    std::string scenes;
+    std::string backEnd;
+    std::string mask;
+    std::string to;      // kind of the output; empty: from its name
+    std::string report;  // file for the timings
+    std::size_t frames = 0;
+};
 
 // Longest tuning directory: the library ends the process when directory and file name exceed 511 characters.
 constexpr std::size_t kMaxDirectory = 480;
@@ -157,7 +177,7 @@ std::optional<Refusal> processAll(const HostLibrary& library, const RunOptions& 
     // A set-up that fails may mean a driver that is not there, or a tuning that is wrong: a tuning that is
     // known to be right tells which.
     const bool unavailable = refusal.noBackEnd || (refusal.code == kInitFailed && !backEnd.empty() &&
-                                                   !backEndRuns(library, backEnd, photo));
+                                                   !backEndRuns(library, backEnd, photo, writeStarterTuning));
     if (unavailable) {
         throw ToolError(ExitCode::kUnavailable, "the back end '" + backEnd + "' is not available for " +
                                                     (photo ? "photos" : "previews") +
@@ -166,8 +186,6 @@ std::optional<Refusal> processAll(const HostLibrary& library, const RunOptions& 
     throw ToolError(ExitCode::kRefused, std::string("the library refused: ") + refusal.entry + " answered " +
                                             std::to_string(refusal.code) + refusal.errors);
 }
-
-}  // namespace
 
 ExitCode run(const RunOptions& options) {
     const bool photo = options.mode == "photo";
@@ -204,6 +222,51 @@ ExitCode run(const RunOptions& options) {
     }
     report(options, backEnd, source, timings);
     return ExitCode::kGood;
+}
+
+}  // namespace
+
+void addRun(CLI::App& app, Action& action) {
+    auto shared = std::make_shared<RunOptions>();
+    RunOptions& options = *shared;
+    CLI::App* command = app.add_subcommand("run", "Enhance a picture, raw frames, or a stream of them");
+    command->add_option("IN", options.in, "JPEG, PNG, or with --size raw frames; '-' is standard input")
+        ->required();
+    command->add_option("OUT", options.out, "JPEG, PNG or raw frames by its ending; '-' is standard output")
+        ->required();
+    command->add_option("-t,--tuning", options.tuning, "Tuning directory")->required();
+    command->add_option("-m,--mode", options.mode, "photo (capture) or frame (preview)")
+        ->check(CLI::IsMember({"photo", "frame"}))
+        ->capture_default_str();
+    command->add_option("-s,--scene", options.scene, "Scene number")->capture_default_str();
+    command->add_option("--scenes", options.scenes,
+                        "Scene script FRAME:SCENE,...: from each frame on its scene");
+    command
+        ->add_option("-b,--backend", options.backEnd,
+                     "Back end instead of the tuning's: CPU, NEON, GPU or OGL; the tuning stays as it is")
+        ->check(backEndName());
+    command->add_option("--mask", options.mask,
+                        "Portrait mask of the frame's size, gray JPEG, PNG or PGM: 255 protects");
+    command
+        ->add_option("-n,--frames", options.frames,
+                     "Frames to process; a picture is repeated (default: 1, or all)")
+        ->check(CLI::PositiveNumber);
+    command->add_option("--report", options.report, "Write a JSON file with the milliseconds per frame");
+    addKind(command, options.to);
+    add(command, options.frame);
+    add(command, options.color);
+    add(command, options.library);
+    command->footer(
+        "Examples:\n"
+        "  huevance run in.jpg out.jpg --tuning my_tuning\n"
+        "  huevance run in.png out.png --tuning my_tuning --scene 1 --backend NEON\n"
+        "  huevance run in.nv21 out.nv21 --tuning my_tuning --size 1920x1080 --mode frame --scenes "
+        "0:0,120:2\n"
+        "  huevance run in.p010 out.p010 --tuning my_tuning --size 4000x3000 --format p010 --bits 10 "
+        "--stride 8192\n"
+        "  cat in.jpg | huevance run - - --tuning my_tuning > out.jpg\n\n" +
+        std::string(kExitCodes));
+    command->callback([shared, &action] { action = [shared] { return run(*shared); }; });
 }
 
 }  // namespace tool

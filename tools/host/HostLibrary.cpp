@@ -1,4 +1,4 @@
-#include "tools/HostLibrary.h"
+#include "tools/host/HostLibrary.h"
 
 #include <dlfcn.h>
 #include <sim/log.h>
@@ -6,10 +6,10 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "tools/StarterTuning.h"
 #include "tools/Stdio.h"
-#include "tools/TemporaryTuning.h"
 #include "tools/ToolError.h"
+#include "tools/host/PlatformSet.h"
+#include "tools/host/TemporaryTuning.h"
 
 namespace tool {
 
@@ -118,9 +118,10 @@ bool HostHandle::release() {
     return result == 0;
 }
 
-bool backEndRuns(const HostLibrary& library, const std::string& backEnd, bool photo) {
+bool backEndRuns(const HostLibrary& library, const std::string& backEnd, bool photo,
+                 const std::function<void(const std::string&, const std::string&)>& writeTuning) {
     constexpr Size kSize = {128, 96};
-    const TemporaryTuning tuning(writeStarterTuning, backEnd);
+    const TemporaryTuning tuning(writeTuning, backEnd);
     const FrameFormat format;
     Frame frame(makeRoi(kSize, format, 0, 0), format);
     for (std::size_t i = 0; i < frame.bytes(); ++i) {

@@ -1,12 +1,13 @@
 // libHuevance.so as a camera host sees it: one symbol, a table, handles.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "tools/Frame.h"
-#include "tools/OutputBuffer.h"
+#include "tools/host/Frame.h"
+#include "tools/host/OutputBuffer.h"
 
 namespace tool {
 
@@ -69,8 +70,9 @@ private:
     std::unique_ptr<OutputBuffer> m_output;  // of a back end that draws into a hardware buffer
 };
 
-// Whether a back end can run here in a mode: a small frame comes back changed, with a tuning of this
-// program's own.
-bool backEndRuns(const HostLibrary& library, const std::string& backEnd, bool photo);
+// Whether a back end can run here in a mode: a small frame comes back changed, with the tuning that
+// `writeTuning(directory, backEnd)` makes.
+bool backEndRuns(const HostLibrary& library, const std::string& backEnd, bool photo,
+                 const std::function<void(const std::string&, const std::string&)>& writeTuning);
 
 }  // namespace tool

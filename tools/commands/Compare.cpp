@@ -2,15 +2,26 @@
 #include <cmath>
 #include <cstdio>
 #include <map>
+#include <memory>
 #include <nlohmann/json.hpp>
 
-#include "tools/Commands.h"
-#include "tools/FrameFile.h"
 #include "tools/Stdio.h"
+#include "tools/commands/Commands.h"
+#include "tools/commands/Options.h"
+#include "tools/host/FrameFile.h"
 
 namespace tool {
 
 namespace {
+
+struct CompareOptions {
+    FrameOptions frame;
+    ColorOptions color;
+    std::string a, b;
+    std::string sideBySide;
+    bool json = false;
+    int tolerance = 0;
+};
 
 constexpr const char* kPlaneNames[] = {"y", "u", "v"};
 // Between the two pictures of a side-by-side picture, in samples; even, so that chroma stays in step.
@@ -195,8 +206,6 @@ void writeSideBySide(const CompareOptions& options) {
                             options.color.quality));
 }
 
-}  // namespace
-
 ExitCode compare(const CompareOptions& options) {
     if (options.a == "-" && (options.b == "-" || !options.sideBySide.empty())) {
         throw usageError("standard input can be read only once");
@@ -210,6 +219,31 @@ ExitCode compare(const CompareOptions& options) {
     }
     print(options.json ? jsonReport(result, different) : textReport(result, different));
     return different ? ExitCode::kDifferent : ExitCode::kGood;
+}
+
+}  // namespace
+
+void addCompare(CLI::App& app, Action& action) {
+    auto shared = std::make_shared<CompareOptions>();
+    CompareOptions& options = *shared;
+    CLI::App* command =
+        app.add_subcommand("compare", "Measure the differences of two pictures or streams, plane by plane");
+    command->add_option("A", options.a, "JPEG, PNG, or with --size raw frames")->required();
+    command->add_option("B", options.b, "The other one")->required();
+    command->add_option("--side-by-side", options.sideBySide,
+                        "Write both in one picture (PNG, or JPEG by its ending)");
+    command->add_option("--tolerance", options.tolerance, "Largest difference that still counts as equal")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
+    command->add_flag("--json", options.json, "Report as JSON, with the whole histograms");
+    add(command, options.frame);
+    add(command, options.color);
+    command->footer(
+        "Examples:\n"
+        "  huevance compare in.jpg out.jpg --side-by-side before_after.png\n"
+        "  huevance compare a.nv21 b.nv21 --size 1920x1080 --json\n\n" +
+        std::string(kExitCodes));
+    command->callback([shared, &action] { action = [shared] { return compare(*shared); }; });
 }
 
 }  // namespace tool

@@ -1,7 +1,7 @@
 // The hardware buffer that a back end draws into instead of the frame's own memory.
 #pragma once
 
-#include "tools/Frame.h"
+#include "tools/host/Frame.h"
 
 struct AHardwareBuffer;
 

@@ -1,4 +1,4 @@
-#include "tools/FrameFile.h"
+#include "tools/host/FrameFile.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -9,6 +9,7 @@
 #include <filesystem>
 
 #include "tools/Stdio.h"
+#include "tools/ToolError.h"
 
 namespace tool {
 

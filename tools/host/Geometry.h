@@ -1,4 +1,4 @@
-// The words of the command line for sizes, formats and scenes, as values.
+// The words of the command line for formats and scenes, as values.
 #pragma once
 
 #include <cstddef>
@@ -8,23 +8,9 @@
 #include <vector>
 
 #include "jni/HuevanceAPI.h"
+#include "tools/picture/Size.h"
 
 namespace tool {
-
-// Frames and pictures beyond these are refused before anything is allocated.
-inline constexpr int kMaxSide = 65535;
-inline constexpr long long kMaxPixels = 1LL << 28;
-
-struct Size {
-    int width = 0;
-    int height = 0;
-    bool operator==(const Size&) const = default;
-};
-
-// "4000x3000". Throws a usage error for anything else and for sizes out of range.
-Size parseSize(const std::string& text);
-// Throws (with `code` file or usage being the caller's choice of exception text) when a size is out of range.
-bool sizeInRange(long long width, long long height);
 
 // A frame's layout as the library takes it: two planes, luma and interleaved chroma.
 struct FrameFormat {

@@ -5,10 +5,25 @@
 #include <optional>
 #include <string>
 
-#include "tools/Commands.h"
-#include "tools/Frame.h"
+#include "tools/host/Frame.h"
 
 namespace tool {
+
+// How raw frames lie in a file, in the words of the command line.
+struct FrameOptions {
+    std::string size;  // set: raw frames of this size
+    std::string format = "nv21";
+    int bits = 0;
+    int stride = 0;
+    int scanline = 0;
+};
+
+// How YUV and the RGB of PNG files belong together, and how JPEGs are written.
+struct ColorOptions {
+    std::string matrix = "bt601";
+    std::string range = "full";
+    int quality = 95;
+};
 
 // Raw frames with a size, else one picture.
 class FrameSource {

@@ -1,7 +1,7 @@
 // PNG, through RGB with a named matrix.
 #pragma once
 
-#include "tools/Picture.h"
+#include "tools/picture/Picture.h"
 
 namespace tool {
 

@@ -1,4 +1,4 @@
-#include "tools/Png.h"
+#include "tools/picture/Png.h"
 
 #include <libyuv.h>
 #include <png.h>

@@ -1,4 +1,4 @@
-#include "tools/Frame.h"
+#include "tools/host/Frame.h"
 
 #include <sys/mman.h>
 #include <unistd.h>

@@ -1,4 +1,4 @@
-#include "tools/OutputBuffer.h"
+#include "tools/host/OutputBuffer.h"
 
 #include <android/hardware_buffer.h>
 #include <dlfcn.h>
