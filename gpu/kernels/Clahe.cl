@@ -23,7 +23,7 @@ typedef struct {
 // The arguments name the grid only by half a tile and by a scale, (tiles - 1) / (size - 1 - tile): which number of tiles
 // gives that scale? Where the divisor is not positive, the tile alone decides.
 int tilesAlong(int size, int halfTile, float scale) {
-    for (int tile = 2 * halfTile; tile <= 2 * halfTile + 1; ++tile) {
+    for (int tile = max(2 * halfTile, 1); tile <= 2 * halfTile + 1; ++tile) {
         const int rest = size - 1 - tile;
         const int tiles = rest > 0 ? (int)(1.5f + scale * (float)rest) : size / max(tile, 1);
         const bool same_scale = rest <= 0 || fabs(scale * (float)rest - (float)(tiles - 1)) < 0.01f;
@@ -126,27 +126,16 @@ __kernel void claheMap_kernel(__global const uchar* in, __global uchar* out, Roi
     const int8 next = min(tile + 1, (int8)(across.tiles - 1));
     const float8 weightX = position - convert_float8(tile);
 
-    if (roi.width / across.tiles <= PIXELS) {
-        for (int band = 0; band < bands; ++band) {
-            const Row row = rowOf(down, (int)get_global_id(1) + band * groupRows);
-            if (row.y < roi.height && count >= 1) {
-                const size_t at = lumaOffset(roi, row.y) + (size_t)x0;
-                mapFromImage(in + at, out + at, count, x0, across, curves, row.tile * across.tiles,
-                             row.next * across.tiles, row.weight);
-            }
-        }
-        return;
-    }
-
     // The tiles at or before the group's samples; a sample needs the tile after its own, too.
     const int groupX = (int)(get_group_id(0) * get_local_size(0)) * PIXELS;
     const int groupY = (int)get_group_id(1) * groupRows;
     const int firstColumn = tileOf(across, groupX);
     const int lastColumn = tileOf(across, groupX + (int)get_local_size(0) * PIXELS - 1);
     const int firstRow = tileOf(down, groupY);
-    const int lastRow = tileOf(down, groupY + bands * groupRows - 1);
+    const bool narrow = roi.width / across.tiles <= PIXELS;  // no rounds with tables then
+    const int lastRow = narrow ? -1 : tileOf(down, groupY + bands * groupRows - 1);
     // In local memory at a time. A run time may choose groups as tall as the frame, or as wide.
-    const int rows = min(min(lastRow + 1, down.tiles - 1) - firstRow + 1, LOCAL_ROWS);
+    const int rows = clamp(min(lastRow + 1, down.tiles - 1) - firstRow + 1, 1, LOCAL_ROWS);
     const int columns = LOCAL_TILES / rows;
     const int rowStep = max(rows - 1, 1);
     const int columnStep = columns - 2;  // eight samples meet at most three columns of wider tiles
@@ -175,6 +164,19 @@ __kernel void claheMap_kernel(__global const uchar* in, __global uchar* out, Roi
                     storeSamples(mapped, out + at, count);
                 }
             }
+        }
+    }
+
+    // Behind a barrier of its own, since a run time that carries out a group's items one after the other may repeat the
+    // first of them from one barrier to the next where not every way meets one: a frame that is mapped in place would be
+    // mapped twice there.
+    barrier(CLK_LOCAL_MEM_FENCE);
+    for (int band = 0; narrow && band < bands; ++band) {
+        const Row row = rowOf(down, (int)get_global_id(1) + band * groupRows);
+        if (row.y < roi.height && count >= 1) {
+            const size_t at = lumaOffset(roi, row.y) + (size_t)x0;
+            mapFromImage(in + at, out + at, count, x0, across, curves, row.tile * across.tiles, row.next * across.tiles,
+                         row.weight);
         }
     }
 }

@@ -182,7 +182,8 @@ TEST_F(Kernels, ClaheMaps) {
     model::Tuning tuning;
     tuning.clahe = true;
     tuning.claheStrength = engine().m_fClaheStrength = 1.5F;
-    const auto compareGrid = [&](const model::Grid& grid, std::vector<Input> all) {
+    // In place, as where no other stage is on, or into another buffer.
+    const auto compareGrid = [&](const model::Grid& grid, std::vector<Input> all, bool inPlace) {
         tuning.grid = grid;
         engine().m_iGridWidth = grid.width;
         engine().m_iGridHeight = grid.height;
@@ -190,26 +191,40 @@ TEST_F(Kernels, ClaheMaps) {
         std::erase_if(all, [&](const Input& input) {
             return input.roi.width < grid.width || input.roi.height < grid.height;
         });
-        const auto kernel = [this](const Input& input) {
+        const auto kernel = [this, inPlace](const Input& input) {
             Frame frame = frameOf(input, 3);
+            engine().m_index.m_bClaheLast = inPlace;
             return std::min(
                 {engine().claheLutMalloc(), engine().setClaheLut(frame.data()), engine().claheMap()});
         };
         compare(
-            "grid " + std::to_string(grid.width) + "x" + std::to_string(grid.height), {2, 2}, {0, -1}, kernel,
-            [&](Buffers& buffers) { return enhanced(buffers[2], tuning); }, all);
+            "grid " + std::to_string(grid.width) + "x" + std::to_string(grid.height), {2, 2},
+            {inPlace ? 2 : 0, -1}, kernel, [&](Buffers& buffers) { return enhanced(buffers[2], tuning); },
+            all);
     };
-    for (const auto& [width, height] : {std::pair(8, 6), {1, 1}, {3, 5}, {2, 1}}) {
-        compareGrid({width, height, 2}, inputs());
+    compareGrid({8, 6, 2}, inputs(), false);
+    compareGrid({1, 1, 2}, inputs(), true);
+    compareGrid({3, 5, 2}, inputs(), false);
+    compareGrid({2, 1, 2}, inputs(), true);
+    if (tinyFrames()) {
+        return;
     }
-    if (!tinyFrames()) {
-        // Work groups so wide or so tall that they need several rounds of tables, and tiles narrower than a
-        // work item.
-        compareGrid({3, 9, 1}, {{{39, 600, 48, 600}, Content::kNoise, nullptr}});
-        compareGrid({64, 2, 1}, {{{2048, 12, 2048, 12}, Content::kNoise, nullptr}});
-        compareGrid({40, 20, 1}, {{{1000, 40, 1024, 40}, Content::kNoise, nullptr}});
-        compareGrid({90, 3, 1}, {{{630, 30, 630, 30}, Content::kNoise, nullptr}});
-        compareGrid({2, 48, 1}, {{{96, 96, 96, 96}, Content::kNoise, nullptr}});
+    // Work groups so wide or so tall that they need several rounds of tables, and tiles narrower than a work
+    // item.
+    const struct {
+        model::Grid grid;
+        RoiInfo roi;
+    } cases[] = {
+        {{3, 9, 1}, {39, 600, 48, 600}},     {{64, 2, 1}, {2048, 12, 2048, 12}},
+        {{40, 20, 1}, {1000, 40, 1024, 40}}, {{90, 3, 1}, {630, 30, 630, 30}},
+        {{2, 48, 1}, {96, 96, 96, 96}},      {{27, 6, 1}, {324, 240, 324, 240}},
+        {{40, 6, 1}, {324, 240, 324, 240}},  {{41, 6, 1}, {324, 240, 324, 240}},
+        {{324, 6, 1}, {324, 240, 324, 240}}, {{200, 1, 1}, {800, 64, 832, 64}},
+    };
+    for (const auto& c : cases) {
+        for (const bool inPlace : {false, true}) {
+            compareGrid(c.grid, {{c.roi, Content::kNoise, nullptr}}, inPlace);
+        }
     }
 }
 
