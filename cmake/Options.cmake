@@ -1,7 +1,16 @@
-# Compiler options of every target. Warnings are errors.
+# Compiler options of every target. Warnings are errors here, but not on the newer compiler of somebody who builds the library
+# for a phone or inside another project.
+set(default ON)
+if(ANDROID OR NOT PROJECT_IS_TOP_LEVEL)
+  set(default OFF)
+endif()
+option(HUEVANCE_WERROR "Warnings are errors" ${default})
+
 add_library(huevance_options INTERFACE)
 target_compile_options(huevance_options INTERFACE
-  -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wformat=2 -Wcast-qual -Wundef -Werror
+  -Wall -Wextra -Wpedantic -Wshadow -Wformat=2 -Wcast-qual -Wundef
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor;-Woverloaded-virtual>
+  $<$<BOOL:${HUEVANCE_WERROR}>:-Werror>
   # The same bytes everywhere: no compiler may fuse a multiplication with an addition.
   -ffp-contract=off
   # No path of the machine that built it.

@@ -7,8 +7,9 @@ set -eu
 build="cmake ninja-build g++ pkg-config googletest libsimde-dev
   opencl-headers libegl-dev libgles-dev
   libcli11-dev libturbojpeg0-dev libpng-dev libyuv-dev nlohmann-json3-dev"
-# Further compilers, the fuzzers' runtime, AArch64 under an emulator, and an interpreter of OpenCL kernels.
-test="clang libclang-rt-14-dev g++-aarch64-linux-gnu qemu-user oclgrind"
+# Further compilers, the fuzzers' runtime, AArch64 under an emulator, an interpreter of OpenCL kernels, and what compiles for
+# Android and looks at the result.
+test="clang libclang-rt-14-dev g++-aarch64-linux-gnu qemu-user oclgrind libc++-14-dev android-liblog-dev abigail-tools python3"
 # What the benchmarks measure against, and with.
 bench="libbenchmark-dev libopencv-core-dev libopencv-imgproc-dev libavfilter-dev"
 

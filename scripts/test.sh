@@ -1,24 +1,32 @@
 #!/bin/sh
 # Sets up, builds and runs all the tests. Ends non-zero when anything fails, after running the other parts.
-# Usage: scripts/test.sh [release|clang|asan|aarch64|fuzz]...   (default: all of them)
+# Usage: scripts/test.sh [release|clang|asan|aarch64|android|fuzz]...   (default: all of them)
 #   release  everything with g++, the benchmarks' dry run included
 #   clang    the library's tests with clang++, which must give the same bytes
 #   asan     address and undefined-behaviour sanitizers
 #   aarch64  the library's tests for AArch64, under qemu-user
+#   android  that the library compiles for a phone, with the flags of both Android builds
 #   fuzz     a fixed number of random inputs for each fuzzer
 set -eu
 cd "$(dirname "$0")/.."
 jobs=$(nproc)
 
-[ $# -gt 0 ] || set -- release clang asan aarch64 fuzz
+[ $# -gt 0 ] || set -- release clang asan aarch64 android fuzz
 for part in "$@"; do
     case $part in
-        release | clang | asan | aarch64 | fuzz) ;;
-        *) echo "usage: $0 [release|clang|asan|aarch64|fuzz]..." >&2; exit 2 ;;
+        release | clang | asan | aarch64 | android | fuzz) ;;
+        *) echo "usage: $0 [release|clang|asan|aarch64|android|fuzz]..." >&2; exit 2 ;;
     esac
 done
 
 scripts/setup.sh
+
+run_part() {
+    case $1 in
+        android) tests/android/compile_proof.py ;;
+        *) cmake --preset "$1" && cmake --build --preset "$1" -j "$jobs" && ctest --preset "$1" -j "$jobs" ;;
+    esac
+}
 
 # One line of timing a part, and what failed, at the end.
 summary=
@@ -26,7 +34,7 @@ failed=
 for part in "$@"; do
     echo "== $part =="
     begin=$(date +%s)
-    if cmake --preset "$part" && cmake --build --preset "$part" -j "$jobs" && ctest --preset "$part" -j "$jobs"; then
+    if run_part "$part"; then
         result=passed
     else
         result=FAILED
