@@ -71,25 +71,34 @@ float meanOfNine(const float* plane, int r, int c, int gridWidth, int gridHeight
     return sum / 9.0F;
 }
 
+// In strips of columns whose tile coordinates are worked out once for all rows.
 template <typename T>
 int claheMap(T* image, const RoiInfo& roi, const float* lut, int bins, int tileWidth, int tileHeight,
              int gridWidth, int gridHeight) {
+    constexpr int kStrip = 256;
     const PlaneView<T> luma = lumaPlane(image, roi);
     const TileAxis vertical(gridHeight, tileHeight);
     const TileAxis horizontal(gridWidth, tileWidth);
     const std::ptrdiff_t tiles = tileCount(gridWidth, gridHeight);
     const float max = static_cast<float>(bins - 1);
-    for (int y = 0; y < luma.height; ++y) {
-        const TileAxis::Position v = vertical.at(y);
-        T* row = luma.row(y);
-        for (int x = 0; x < luma.width; ++x) {
-            const TileAxis::Position h = horizontal.at(x);
-            const float* curve = lut + tiles * std::min<int>(bins - 1, row[x]);
-            const float* upper = curve + v.index * gridWidth;
-            const float* lower = curve + v.next * gridWidth;
-            const float top = (1.0F - h.weight) * upper[h.index] + h.weight * upper[h.next];
-            const float bottom = (1.0F - h.weight) * lower[h.index] + h.weight * lower[h.next];
-            row[x] = toSample<T>((1.0F - v.weight) * top + v.weight * bottom + 0.5F, max);
+    for (int left = 0; left < luma.width; left += kStrip) {
+        const int columns = std::min(kStrip, luma.width - left);
+        TileAxis::Position across[kStrip];
+        for (int x = 0; x < columns; ++x) {
+            across[x] = horizontal.at(left + x);
+        }
+        for (int y = 0; y < luma.height; ++y) {
+            const TileAxis::Position v = vertical.at(y);
+            T* row = luma.row(y) + left;
+            for (int x = 0; x < columns; ++x) {
+                const TileAxis::Position& h = across[x];
+                const float* curve = lut + tiles * std::min<int>(bins - 1, row[x]);
+                const float* upper = curve + v.index * gridWidth;
+                const float* lower = curve + v.next * gridWidth;
+                const float top = (1.0F - h.weight) * upper[h.index] + h.weight * upper[h.next];
+                const float bottom = (1.0F - h.weight) * lower[h.index] + h.weight * lower[h.next];
+                row[x] = toSample<T>((1.0F - v.weight) * top + v.weight * bottom + 0.5F, max);
+            }
         }
     }
     return 0;
