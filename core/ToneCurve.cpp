@@ -4,18 +4,27 @@
 
 #include "core/Geometry.h"
 #include "core/Sample.h"
+#include "core/ToneTable.h"
 
 namespace huevance {
 
 namespace {
 
-template <typename T>
-void mapPlane(const PlaneView<T>& plane, const float* curve, int bins) {
+void mapPlane(const PlaneView<unsigned char>& plane, const float* curve, int bins) {
+    const ToneTable table(curve, bins);
+    for (int y = 0; y < plane.height; ++y) {
+        unsigned char* row = plane.row(y);
+        std::transform(row, row + plane.width, row,
+                       [&](unsigned char sample) { return table.get()[sample]; });
+    }
+}
+
+void mapPlane(const PlaneView<unsigned short>& plane, const float* curve, int bins) {
     const float max = static_cast<float>(bins - 1);
     for (int y = 0; y < plane.height; ++y) {
-        T* row = plane.row(y);
+        unsigned short* row = plane.row(y);
         for (int x = 0; x < plane.width; ++x) {
-            row[x] = toSample<T>(curve[std::min<int>(row[x], bins - 1)] + 0.5F, max);
+            row[x] = toSample<unsigned short>(curve[std::min<int>(row[x], bins - 1)] + 0.5F, max);
         }
     }
 }

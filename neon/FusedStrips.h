@@ -5,8 +5,8 @@
 
 #include "core/Geometry.h"
 #include "core/HostEngine.h"
+#include "core/ToneTable.h"
 #include "neon/NeonIntrinsics.h"
-#include "neon/ToneTable.h"
 
 namespace huevance::neon {
 

@@ -2,16 +2,16 @@
 
 #include "core/Geometry.h"
 #include "core/Sample.h"
+#include "core/ToneTable.h"
 #include "neon/NeonIntrinsics.h"
 #include "neon/NeonKernels.h"
-#include "neon/ToneTable.h"
 
 namespace huevance {
 
 namespace {
 
 void mapPlane(const PlaneView<unsigned char>& plane, const float* curve, int bins) {
-    const neon::ToneTable levels(curve, bins);
+    const ToneTable levels(curve, bins);
     const neon::ByteTable table(levels.get());
     for (int y = 0; y < plane.height; ++y) {
         unsigned char* row = plane.row(y);

@@ -5,7 +5,7 @@
 
 #include "core/Sample.h"
 
-namespace huevance::neon {
+namespace huevance {
 
 class ToneTable {
 public:
@@ -22,4 +22,4 @@ private:
     unsigned char m_levels[256] = {};
 };
 
-}  // namespace huevance::neon
+}  // namespace huevance
