@@ -13,8 +13,10 @@ float mix(float lower, float upper, float weight) { return (1.0F - weight) * low
 
 // Trilinear interpolation in one plane. The order of the steps is part of the result: axis B, then A, then Y,
 // each as (1 - w) x lower + w x upper. Every implementation keeps it.
-float interpolate(const float* plane, int n, const LatticeAxis& y, const LatticeAxis& a,
-                  const LatticeAxis& b) {
+//
+// Always inlined: the three planes of a block share the places and weights of its corners.
+[[gnu::always_inline]] inline float interpolate(const float* plane, int n, const LatticeAxis& y,
+                                                const LatticeAxis& a, const LatticeAxis& b) {
     const auto alongB = [&](int iA, int iY) {
         return mix(plane[(b.lower * n + iA) * n + iY], plane[(b.upper * n + iA) * n + iY], b.weight);
     };
