@@ -15,12 +15,14 @@ float mix(float lower, float upper, float weight) { return (1.0F - weight) * low
 // each as (1 - w) x lower + w x upper. Every implementation keeps it.
 //
 // Always inlined: the three planes of a block share the places and weights of its corners.
-[[gnu::always_inline]] inline float interpolate(const float* plane, int n, const LatticeAxis& y,
+[[gnu::always_inline]] inline float interpolate(const float* plane, std::ptrdiff_t n, const LatticeAxis& y,
                                                 const LatticeAxis& a, const LatticeAxis& b) {
-    const auto alongB = [&](int iA, int iY) {
+    const auto alongB = [&](std::ptrdiff_t iA, std::ptrdiff_t iY) {
         return mix(plane[(b.lower * n + iA) * n + iY], plane[(b.upper * n + iA) * n + iY], b.weight);
     };
-    const auto alongA = [&](int iY) { return mix(alongB(a.lower, iY), alongB(a.upper, iY), a.weight); };
+    const auto alongA = [&](std::ptrdiff_t iY) {
+        return mix(alongB(a.lower, iY), alongB(a.upper, iY), a.weight);
+    };
     return mix(alongA(y.lower), alongA(y.upper), y.weight);
 }
 
@@ -61,8 +63,8 @@ void colorMapBlocks(T* image, const RoiInfo& roi, int first, int range, const fl
 
 LatticeAxis::LatticeAxis(float coordinate, int latticeSize)
     // Samples above the range (16-bit data wider than dataBit) use the last point.
-    : lower(std::min(static_cast<int>(coordinate), latticeSize - 1)),
-      upper(std::min(lower + 1, latticeSize - 1)),
+    : lower(std::min(static_cast<std::ptrdiff_t>(coordinate), std::ptrdiff_t{latticeSize} - 1)),
+      upper(std::min(lower + 1, std::ptrdiff_t{latticeSize} - 1)),
       weight(std::min(coordinate - static_cast<float>(lower), 1.0F)) {}
 
 int colorMap_8u(unsigned char* image, RoiInfo roi, IMAGE_FORMAT_TYPE type, int range, const float* lut,

@@ -5,6 +5,8 @@
 // levels of the image's range.
 #pragma once
 
+#include <cstddef>
+
 #include "jni/algocommon/ImageTypes.h"
 
 namespace huevance {
@@ -27,8 +29,8 @@ int colorMap_16u(unsigned short* image, RoiInfo roi, IMAGE_FORMAT_TYPE type, int
 struct LatticeAxis {
     LatticeAxis(float coordinate, int latticeSize);
 
-    int lower;
-    int upper;
+    std::ptrdiff_t lower;
+    std::ptrdiff_t upper;
     float weight;
 };
 
