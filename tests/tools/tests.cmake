@@ -15,6 +15,10 @@ if(TARGET huevance_tool)
     set_property(TEST ${name} APPEND PROPERTY ENVIRONMENT
       "LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_SOURCE_DIR}/support/lsan.supp:use_tls=0")
   endfunction()
+  # These compare with the library's own objects.
+  huevance_test(tool_tuning_files_test tools/TuningFilesTest.cpp)
+  target_link_libraries(tool_tuning_files_test PRIVATE huevance_workbench)
+
   huevance_tool_test(tool_run_test tools/RunTest.cpp)
   huevance_tool_test(tool_files_test tools/FilesTest.cpp)
   huevance_tool_test(tool_compare_test tools/CompareTest.cpp)
