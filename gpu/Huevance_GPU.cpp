@@ -144,12 +144,12 @@ int CHuevance_GPU::setRoiInfo(RoiInfo roi) {
 }
 
 int CHuevance_GPU::clResMalloc() {
-    static const MNN::OpenCLSymbolsOperator symbols;
+    const MNN::OpenCLSymbolsOperator symbols;  // binds once; again where that failed
     if (symbols.getOpenclSymbolsPtr() == nullptr) {
         ALOG_ERROR("OpenCL init error , callback ...");
     }
     gpu::createContext(m_context.out(), &m_device);
-    m_bIonMemory = m_context && gpu::hasExtension("cl_qcom_ion_host_ptr", m_device);
+    m_bIonMemory = m_context && gpu::supportsIonMemory(m_device);
     detectSvm();
     setUpProgram();
     return createKernels();
@@ -231,12 +231,15 @@ int CHuevance_GPU::portraitMaskMalloc() {
         return 0;
     }
     if (bytes > huevance::Buffer<char>::kMaxBytes) {
-        m_portraitMask.release();  // the kernel reads as far as the geometry says
         ALOG_ERROR("portrait mask %d, %d, %d, %d cannot be held!", m_stMaskRoi.width, m_stMaskRoi.height,
                    m_stMaskRoi.stride, m_stMaskRoi.scanline);
-        return -1;
+    } else if (m_portraitMask.allocate(m_context.get(), m_iSvmType, bytes) == 0) {
+        return 0;
     }
-    return m_portraitMask.allocate(m_context.get(), m_iSvmType, bytes);
+    // The geometry outlives the stream: one that cannot be held would stop every later one, too.
+    m_portraitMask.release();
+    m_stMaskRoi = {};
+    return -1;
 }
 
 bool CHuevance_GPU::claheFits() const {
@@ -453,15 +456,30 @@ int CHuevance_GPU::setYuvType(IMAGE_FORMAT_TYPE type) {
     return 0;
 }
 
+// The descriptor may be of other memory, or of less: then the frame's address has to do.
+cl_int CHuevance_GPU::wrapIonMemory(void* frame, int fd, std::size_t bytes) {
+    cl_mem_ion_host_ptr record = {{CL_MEM_ION_HOST_PTR_QCOM, CL_MEM_HOST_UNCACHED_QCOM}, fd, frame};
+    cl_int code = CL_SUCCESS;
+    cl_mem* wrap = m_frames[2].out();
+    *wrap =
+        clCreateBuffer(m_context.get(), CL_MEM_READ_WRITE | CL_MEM_USE_HOST_PTR | CL_MEM_EXT_HOST_PTR_QCOM,
+                       bytes, &record, &code);
+    if (code != CL_SUCCESS) {
+        ALOG_ERROR("ion memory of descriptor %d is refused with %d: the frame is wrapped by its address", fd,
+                   code);
+    }
+    return code;
+}
+
 int CHuevance_GPU::setDstYuv(void* frame, int fd) {
     m_index.resetIndex();  // first, so that the stages of a frame that cannot be wrapped fail, too
     const std::size_t bytes = huevance::frameBytes(m_stSrcRoi);
-    const bool ion = fd >= 0 && m_bIonMemory;
-    cl_mem_ion_host_ptr record = {{CL_MEM_ION_HOST_PTR_QCOM, CL_MEM_HOST_UNCACHED_QCOM}, fd, frame};
-    m_frameMemory = ion ? FrameMemory::kIon : FrameMemory::kPlain;
-    const cl_mem_flags flags = CL_MEM_READ_WRITE | CL_MEM_USE_HOST_PTR | (ion ? CL_MEM_EXT_HOST_PTR_QCOM : 0);
-    if (gpu::createBuffer(m_context.get(), flags, bytes, ion ? static_cast<void*>(&record) : frame,
-                          m_frames[2].out()) != CL_SUCCESS) {
+    constexpr cl_mem_flags kFlags = CL_MEM_READ_WRITE | CL_MEM_USE_HOST_PTR;
+    m_frameMemory = fd >= 0 && m_bIonMemory && wrapIonMemory(frame, fd, bytes) == CL_SUCCESS
+                        ? FrameMemory::kIon
+                        : FrameMemory::kPlain;
+    if (m_frameMemory == FrameMemory::kPlain &&
+        gpu::createBuffer(m_context.get(), kFlags, bytes, frame, m_frames[2].out()) != CL_SUCCESS) {
         ALOG_ERROR("ion create cl buffer failed!");
         return -1;
     }

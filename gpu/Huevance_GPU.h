@@ -101,8 +101,9 @@ public:
     // All of the above.
     void releaseAll();
 
-    // The host's mask, while maskSource is 1: "portraitMaskRoiInfo" (a RoiInfo, copied) and
-    // "portraitMaskPointer" (floats, copied at half the size). Other keys are ignored. Always 0.
+    // The host's mask, while maskSource is 1: "portraitMaskRoiInfo" (a RoiInfo, copied; one that cannot be
+    // held is forgotten with a line) and "portraitMaskPointer" (floats, copied at half the size). Other keys
+    // are ignored. Always 0.
     int setExtParam(const char* key, const void* value);
 
     // --- Checks before a frame is touched: 0, or -1 with one error line ---
@@ -113,8 +114,9 @@ public:
     // --- One frame: setYuvType, setDstYuv, the stages that are on, getDstYuv ---
 
     int setYuvType(IMAGE_FORMAT_TYPE type);
-    // Wraps the frame: ion memory by its descriptor where the device can, else by its address. The frame must
-    // stay where it is until getDstYuv, the next setDstYuv or sdYuvFree.
+    // Wraps the frame: ion memory by its descriptor where the device can, else by its address; by that, too,
+    // with one line, where the descriptor is refused. The frame must stay where it is until getDstYuv, the
+    // next setDstYuv or sdYuvFree.
     int setDstYuv(void* frame, int fd);
     int fuseHvcParam(int previous, int current, int counter);
     int fuseCurveLut(int previous, int current, int counter);
@@ -168,6 +170,7 @@ private:
     void createKernelBin(const char* path);
     int createKernels();
     int copyPortraitMask(const void* mask);
+    cl_int wrapIonMemory(void* frame, int fd, std::size_t bytes);
     bool claheFits() const;
     int launch(gpu::KernelId kernel, int columns, int rows,
                std::initializer_list<gpu::KernelArgument> arguments);

@@ -26,7 +26,7 @@ constexpr cl_context_properties kPriorityHint = 0x40C9;
 constexpr cl_context_properties kPriorityHintHigh = 0x40CA;
 
 // How much of a driver's text is asked for, its terminator included. On purpose a driver with more than that
-// has no extensions, and no build log. The buffers have one byte more: what a driver writes always ends.
+// has no priority hint, and no build log. The buffers have one byte more: what a driver writes always ends.
 constexpr std::size_t kExtensionBytes = 1024;
 constexpr std::size_t kBuildLogBytes = 32768;
 
@@ -106,12 +106,17 @@ bool check_extension_support(const std::string& name, cl_device_id& device) {
         ALOG_ERROR("Couldn't identify available OpenCL extensions");
         return false;
     }
-    return hasExtension(name, device);
+    return extensionsOf(device).find(name) != std::string::npos;
 }
 
-bool hasExtension(const std::string& name, cl_device_id device) {
-    const std::string& extensions = extensionsOf(device);
-    return !extensions.empty() && extensions.find(name) != std::string::npos;
+bool supportsIonMemory(cl_device_id device) {
+    std::size_t bytes = 0;
+    if (clGetDeviceInfo(device, CL_DEVICE_EXTENSIONS, 0, nullptr, &bytes) != CL_SUCCESS) {
+        return false;
+    }
+    std::string text(bytes, '\0');
+    return clGetDeviceInfo(device, CL_DEVICE_EXTENSIONS, bytes, text.data(), nullptr) == CL_SUCCESS &&
+           text.find("cl_qcom_ion_host_ptr") != std::string::npos;
 }
 
 int createCommandQueue(cl_context context, cl_device_id device, cl_command_queue* queue) {

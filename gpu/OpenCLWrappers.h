@@ -19,8 +19,9 @@ int releaseContext(cl_context* context);
 // device asked in the process, on purpose, and empty for good when that one gave none or one of over 1023
 // characters: then the answer is no, with a line in the log.
 bool check_extension_support(const std::string& name, cl_device_id& device);
-// The same without a line.
-bool hasExtension(const std::string& name, cl_device_id device);
+// Whether buffers over ion memory can be made: in the extension string of this device, however long. Without
+// a line.
+bool supportsIonMemory(cl_device_id device);
 
 // An in-order queue without profiling.
 int createCommandQueue(cl_context context, cl_device_id device, cl_command_queue* queue);

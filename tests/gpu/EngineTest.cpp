@@ -73,7 +73,10 @@ TEST_F(Engine, FindsTheHighestKindOfSharedMemory) {
         }
         expected.push_back("m_iSvmType = " + std::to_string(level));
         Lines lines = log.texts();
-        std::erase_if(lines, [](const std::string& line) { return line.find("vm") == std::string::npos; });
+        std::erase_if(lines, [](const std::string& line) {  // by their beginning: others have random names
+            return !line.starts_with("support") && !line.starts_with("no support") &&
+                   !line.starts_with("m_iSvmType");
+        });
         EXPECT_EQ(lines, expected);
     }
 }

@@ -265,61 +265,94 @@ TEST_F(FramePipeline, NoStageReadsWhatNoneHasWritten) {
     engine.releaseAll();
 }
 
-// The extension string is kept for the process: these need one of their own each.
-TEST_F(FramePipeline, IonMemoryIsWrappedByItsDescriptor) {
-    test::startDeathTestsSafely();
-    const auto scenario = [this] {
-        sim_opencl_set_extensions(test::kPhoneExtensions);
-        write(31);
-        EXPECT_EQ(start(kSmall), 0);
-        Frame plain = frameOf(kSmall, Content::kPhotoLike);
-        const std::size_t size = plain.bytes();
+// However long the device's list of extensions is.
+TEST_F(FramePipeline, IonMemoryIsWrappedByItsDescriptorOrElseByItsAddress) {
+    sim_opencl_set_extensions((std::string(3000, 'x') + " cl_qcom_ion_host_ptr").c_str());
+    write(31);
+    ASSERT_EQ(start(kSmall), 0);
+    Frame frame = frameOf(kSmall, Content::kPhotoLike);
+    const std::size_t size = frame.bytes();
+    const auto memory = [size](std::size_t missing) {
         const int fd = memfd_create("ion", 0);
-        EXPECT_EQ(ftruncate(fd, static_cast<off_t>(size)), 0);
-        void* ion = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
-        std::memcpy(ion, plain.data(), size);
-        EXPECT_EQ(HuevanceFrameProcess_GPU(handle, ion, fd, kNv21, 0), 0);
-        EXPECT_EQ(sim_opencl_violation(), nullptr);
-        // Without a descriptor the frame's address will do, and gives the same.
-        expectFrame(plain, tuningOf(0, 31), "plain", kNv21);
-        EXPECT_EQ(std::memcmp(ion, plain.data(), size), 0);
-
-        // A descriptor that covers no, or not all of the frame: each stage says so, and the frame comes back
-        // as it was.
-        EXPECT_EQ(ftruncate(fd, static_cast<off_t>(size) - 1), 0);
-        log.clear();
-        EXPECT_EQ(HuevanceFrameProcess_GPU(handle, ion, fd, kNv21, 0), 0);
-        EXPECT_EQ(std::memcmp(ion, plain.data(), size - 1), 0);
-        EXPECT_THAT(log.texts(test::kError), Contains("ion create cl buffer failed!"));
-        log.clear();
-        const std::vector<unsigned char> before = plain.copyBytes();
-        EXPECT_EQ(process(plain, kNv21, 0, fd), 0);
-        EXPECT_EQ(plain.copyBytes(), before);
-        EXPECT_THAT(log.texts(test::kError),
-                    ElementsAre("clCreateBuffer errCode: -37!\n", "ion create cl buffer failed!",
-                                "claheMap: m_claheMap_kernel failed!", "curveMap: m_curveMap_kernel failed!",
-                                "colorCorrect: m_colorCorrect_kernel failed!",
-                                "colorMap: m_colorMap_NV21_kernel failed!",
-                                "portraitProtect: m_skinDetectAndcolorProtect_kernel failed!"));
-        stop();
-        EXPECT_EQ(sim_opencl_live(nullptr), 0);
-        test::endOfDeathTest();
+        EXPECT_EQ(ftruncate(fd, static_cast<off_t>(size - missing)), 0);
+        return fd;
     };
-    EXPECT_EXIT(scenario(), ::testing::ExitedWithCode(0), "passed");
-
-    const auto withoutIon = [this] {
-        sim_opencl_set_extensions("cl_qcom_ext_host_ptr");
-        write(31);
-        EXPECT_EQ(start(kSmall), 0);
+    const int whole = memory(0);
+    const int cut = memory(1);
+    const struct {
+        int mapped;  // -1: memory without a descriptor
+        int passed;
+        bool refused;
+    } cases[] = {{whole, whole, false}, {-1, -1, false},    {cut, cut, true},
+                 {-1, whole, true},     {whole, cut, true}, {whole, STDIN_FILENO, true}};
+    std::vector<unsigned char> expected;
+    for (const auto& [mapped, passed, refused] : cases) {
+        SCOPED_TRACE(std::to_string(mapped) + " passed as " + std::to_string(passed));
+        const int kind = mapped < 0 ? MAP_PRIVATE | MAP_ANONYMOUS : MAP_SHARED;
+        auto* at = static_cast<unsigned char*>(mmap(nullptr, size, PROT_READ | PROT_WRITE, kind, mapped, 0));
+        std::memcpy(at, frame.data(), size - (mapped == cut ? 1 : 0));
         log.clear();
-        Frame plain = frameOf(kSmall, Content::kPhotoLike);
-        const std::vector<int> expected = expectedSamples(plain, tuningOf(0, 31), kNv21);
-        EXPECT_EQ(process(plain, kNv21, 0, STDIN_FILENO), 0);
-        expectClose(plain, expected, "by its address");
-        EXPECT_EQ(log.texts(test::kError), Lines());
-        test::endOfDeathTest();
-    };
-    EXPECT_EXIT(withoutIon(), ::testing::ExitedWithCode(0), "passed");
+        EXPECT_EQ(HuevanceFrameProcess_GPU(handle, at, passed, kNv21, 0), 0);
+        const Lines lines = {"ion memory of descriptor " + std::to_string(passed) +
+                             " is refused with -37: the frame is wrapped by its address"};
+        EXPECT_EQ(log.texts(test::kError), refused ? lines : Lines());
+        expected.resize(size);
+        if (&mapped == &cases[0].mapped) {
+            std::copy_n(at, size, expected.begin());
+            EXPECT_NE(std::memcmp(at, frame.data(), size), 0);
+        }
+        EXPECT_EQ(std::memcmp(at, expected.data(), size - 1), 0);
+        munmap(at, size);
+    }
+    close(whole);
+    close(cut);
+    sim_opencl_set_extensions("cl_qcom_ext_host_ptr");
+    ASSERT_EQ(start(kSmall), 0);
+    log.clear();
+    Frame plain = frameOf(kSmall, Content::kPhotoLike);
+    EXPECT_EQ(process(plain, kNv21, 0, STDIN_FILENO), 0);
+    EXPECT_EQ(std::memcmp(plain.data(), expected.data(), size), 0);
+    EXPECT_EQ(log.texts(test::kError), Lines());
+}
+
+// Each stage says so, and the frame comes back as it was.
+TEST_F(FramePipeline, AFrameThatCannotBeWrappedStaysAsItWas) {
+    write(31);
+    ASSERT_EQ(start(kSmall), 0);
+    log.clear();
+    Frame frame = frameOf(kSmall, Content::kPhotoLike);
+    const std::vector<unsigned char> before = frame.copyBytes();
+    sim_opencl_fail("clCreateBuffer", 1, CL_OUT_OF_RESOURCES);
+    EXPECT_EQ(process(frame, kNv21), 0);
+    EXPECT_EQ(frame.copyBytes(), before);
+    EXPECT_THAT(
+        log.texts(test::kError),
+        ElementsAre("clCreateBuffer errCode: -5!\n", "ion create cl buffer failed!",
+                    "claheMap: m_claheMap_kernel failed!", "curveMap: m_curveMap_kernel failed!",
+                    "colorCorrect: m_colorCorrect_kernel failed!", "colorMap: m_colorMap_NV21_kernel failed!",
+                    "portraitProtect: m_skinDetectAndcolorProtect_kernel failed!"));
+}
+
+// The geometry of a mask outlives its stream, but not when it cannot be held.
+TEST_F(FramePipeline, AMaskThatCannotBeHeldStopsNoLaterStream) {
+    for (const RoiInfo& roi : {RoiInfo{1 << 15, 1 << 15, 1 << 17, 1 << 15}, RoiInfo{64, 48, 256, 48}}) {
+        SCOPED_TRACE(roi.width);
+        sim_opencl_reset();
+        sim_opencl_set_svm_level(2);
+        write(17, {{"maskSource", "1"}});
+        ASSERT_EQ(start(kSmall), 0);
+        sim_opencl_fail("clSVMAlloc", roi.width == 64 ? 1 : 0, CL_OUT_OF_RESOURCES);
+        log.clear();
+        setMask(roi, nullptr);
+        EXPECT_EQ(log.texts(test::kError).size(), 1U);
+        Frame frame = frameOf(kSmall, Content::kPhotoLike);
+        EXPECT_EQ(process(frame), -1) << "there is no mask";
+        ASSERT_EQ(start(kSmall), 0);
+        std::vector<float> mask(61 * 47, 1.0F);
+        setMask({61, 47, 244, 47}, mask.data());
+        EXPECT_EQ(process(frame), 0);
+    }
+    keepMask({});
 }
 
 // --- Scenes ---
@@ -532,6 +565,7 @@ TEST_F(FramePipeline, EverySetUpStepThatFailsSaysSoAndLeavesNothing) {
         ASSERT_EQ(start(kSmall), 0) << "a second stream";
         Frame frame(kSmall, 1);
         EXPECT_EQ(process(frame), 0);
+        setMask({32, 32, 128, 32}, nullptr);  // a mask that cannot be held is forgotten
         stop();
     }
     keepMask({});

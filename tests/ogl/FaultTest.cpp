@@ -10,7 +10,7 @@
 
 #include "jni/HuevanceFrame.h"
 #include "jni/HuevancePhoto.h"
-#include "tests/ogl/support/Allocations.h"
+#include "tests/support/Allocations.h"
 #include "tests/ogl/support/Rig.h"
 
 namespace {

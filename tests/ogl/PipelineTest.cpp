@@ -8,7 +8,7 @@
 #include <fstream>
 #include <regex>
 
-#include "tests/ogl/support/Allocations.h"
+#include "tests/support/Allocations.h"
 #include "tests/ogl/support/Rig.h"
 
 namespace {

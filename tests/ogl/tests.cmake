@@ -15,13 +15,6 @@ endfunction()
 huevance_ogl_test(ogl_wrappers_test ogl/WrappersTest.cpp)
 huevance_ogl_test(ogl_shader_composer_test ogl/ShaderComposerTest.cpp)
 huevance_ogl_test(ogl_tables_test ogl/TablesTest.cpp)
-# Allocations of the program's own objects go through the tests' counter.
-function(huevance_watch_allocations name)
-  target_sources(${name} PRIVATE ogl/support/Allocations.cpp)
-  target_link_options(${name} PRIVATE
-    -Wl,--wrap=malloc,--wrap=calloc,--wrap=_Znwm,--wrap=_ZnwmRKSt9nothrow_t)
-endfunction()
-
 huevance_ogl_test(ogl_pipeline_test ogl/PipelineTest.cpp)
 huevance_watch_allocations(ogl_pipeline_test)
 huevance_ogl_test(ogl_frame_test ogl/FrameTest.cpp)

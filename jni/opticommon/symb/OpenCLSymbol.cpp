@@ -17,10 +17,17 @@ bool OpenCLSymbols::LoadOpenCLLibrary() {
     if (m_handle != nullptr) {
         return true;
     }
+    std::vector<std::string> reasons;
     for (const std::string& path : candidatePaths()) {
         if (LoadLibraryFromPath(path)) {
             return true;
         }
+        const char* reason = dlerror();
+        reasons.push_back(path + ": " + (reason != nullptr ? reason : "unknown"));
+    }
+    // Not before: that the first place has none is no error where the second has.
+    for (const std::string& reason : reasons) {
+        ALOG_ERROR("OpenCL driver cannot be loaded from %s", reason.c_str());
     }
     return false;
 }
@@ -62,9 +69,10 @@ OpenCLSymbolsOperator::OpenCLSymbolsOperator() {
     if (gOpenclSymbols() != nullptr) {
         return;
     }
-    gOpenclSymbols() = std::make_shared<OpenCLSymbols>();
-    if (!gOpenclSymbols()->LoadOpenCLLibrary()) {
-        gOpenclSymbols().reset();
+    // The process sees the table only when it is whole: memory may be missing on the way.
+    auto symbols = std::make_shared<OpenCLSymbols>();
+    if (symbols->LoadOpenCLLibrary()) {
+        gOpenclSymbols() = std::move(symbols);
     }
 }
 

@@ -20,7 +20,8 @@ public:
     OpenCLSymbols(const OpenCLSymbols&) = delete;
     OpenCLSymbols& operator=(const OpenCLSymbols&) = delete;
 
-    // Loads the first of candidatePaths() that loads. True when a library is loaded.
+    // Loads the first of candidatePaths() that loads. True when a library is loaded; false with a line for
+    // each path that says why not.
     bool LoadOpenCLLibrary();
     // Loads one library in place of the one before it and resolves the entry points; those that it lacks are
     // null, which is no error. False when it cannot be loaded: then everything stays as it was.
@@ -40,7 +41,7 @@ private:
 };
 
 // The owner of the process's one table. Construction binds the driver when nobody has yet; it can be repeated
-// after a failure. The table lives, and the driver stays loaded, until the process ends: drivers run threads
+// after a failure, an exception included. The table lives, and the driver stays loaded, until the process ends: drivers run threads
 // of their own.
 class OpenCLSymbolsOperator {
 public:

@@ -23,7 +23,8 @@ void sim_opencl_reset(void);
 void sim_opencl_set_svm_level(int level);
 
 // The extension string that the device reports. With "cl_qcom_ion_host_ptr" in it, buffers over ion memory
-// can be made: the descriptor's mapping must hold the host address and the whole buffer. With
+// can be made: the descriptor's mapping must hold the host address and the whole buffer, or they are refused
+// with CL_INVALID_HOST_PTR. With
 // "cl_qcom_priority_hint", contexts take the vendor's hints. Null: the system's own.
 void sim_opencl_set_extensions(const char* extensions);
 
@@ -42,8 +43,7 @@ int sim_opencl_calls(const char* entry);
 int sim_opencl_live(const char* kind);
 
 // What a phone's driver would not forgive, as text: the first of them, or null. Shared virtual memory
-// arguments that are none, launches with such memory mapped, buffers over ion memory that its descriptor does
-// not cover, releases of what is not alive.
+// arguments that are none, launches with such memory mapped, releases of what is not alive.
 const char* sim_opencl_violation(void);
 
 // Receives every launch that is enqueued. Arguments are the bytes last set, or the SVM pointer. It must not
