@@ -21,6 +21,11 @@ int report(bool allocated, const char* what) {
 
 }  // namespace
 
+void HostEngine::useKernels(const HostKernels& kernels) {
+    m_kernels = kernels.table;
+    m_onePass = kernels.makeOnePass != nullptr ? kernels.makeOnePass() : nullptr;
+}
+
 int HostEngine::setRoiInfo(RoiInfo roi) {
     ALOG_INFO("roiInfo: %d, %d, %d, %d", roi.width, roi.height, roi.stride, roi.scanline);
     m_stRoi8 = m_stRoi16 = {};
@@ -143,6 +148,17 @@ void HostEngine::portraitLutFree() {
     m_portraitHist.release();
     m_portraitLut.release();
     m_portraitLut16.release();
+}
+
+int HostEngine::onePassMalloc() {
+    return report(m_onePass == nullptr || m_onePass->allocate(*this) == 0,
+                  m_use == Use::kPreviews ? "preview tables" : "capture tables");
+}
+
+void HostEngine::onePassFree() {
+    if (m_onePass != nullptr) {
+        m_onePass->release();
+    }
 }
 
 int HostEngine::sceneHvcParamMalloc() { return m_scenes.loadStrengths(*this); }
@@ -493,6 +509,11 @@ int HostEngine::runStage(Stage stage) {
         case Stage::kPortraitProtect:
             return portraitProtect();
     }
+    return 0;
+}
+
+int HostEngine::runOnePass() {
+    m_onePass->run(*this);
     return 0;
 }
 

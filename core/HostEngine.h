@@ -1,6 +1,6 @@
 // The engine of the back ends that run on the host's processor: tuning, working buffers, and one operation
-// per stage. A back end is this engine with its own table of kernels. One object serves all handles of its
-// mode; nothing is locked.
+// per stage. A back end is this engine with the kernels that it begins with, or is handed. One object serves
+// all handles of its mode; nothing is locked.
 //
 // Stage operations return 0. They work on the frame given to setDstYuv with the buffers of the *Malloc
 // operations, which return -1 with one error line when memory is missing.
@@ -9,7 +9,7 @@
 #include "core/Buffer.h"
 #include "core/ColorLut.h"
 #include "core/Geometry.h"
-#include "core/KernelTable.h"
+#include "core/HostKernels.h"
 #include "core/SceneTables.h"
 #include "core/TuningSet.h"
 
@@ -17,12 +17,17 @@ namespace huevance {
 
 class HostEngine : public TuningSet {
 public:
-    explicit HostEngine(const KernelTable& kernels) : m_kernels(kernels) {}
+    enum class Use { kCaptures, kPreviews };
+
+    HostEngine(Use use, const HostKernels& kernels) : m_use(use) { useKernels(kernels); }
     HostEngine(const HostEngine&) = delete;
     HostEngine& operator=(const HostEngine&) = delete;
 
     // --- Set-up ---
 
+    // Calculates with these from now on. Call it before the *Malloc operations: what a walk over frames had
+    // allocated goes.
+    void useKernels(const HostKernels& kernels);
     // Keeps the geometry of the frames and derives the tiles; call it after the tuning was read. -1 with one
     // error line when the bit depth is none of 8 and 10 to 16, or the geometry overflows.
     int setRoiInfo(RoiInfo roi);
@@ -37,6 +42,8 @@ public:
     int curveLutMalloc();
     int colorLutMalloc();
     int portraitLutMalloc();  // called by no pipeline
+    // After the others. Without a walk in one pass there is nothing to allocate.
+    int onePassMalloc();
     int sceneHvcParamMalloc();
     int sceneCurveLutMalloc();
     int sceneColorLutMalloc();
@@ -47,6 +54,7 @@ public:
     void curveLutFree();
     void colorLutFree();
     void portraitLutFree();
+    void onePassFree();
     void sceneHvcParamFree() { m_scenes.freeStrengths(); }
     void sceneCurveLutFree() { m_scenes.freeCurves(); }
     void sceneColorLutFree() { m_scenes.freeColors(); }
@@ -95,8 +103,14 @@ public:
     int prepareStage(Stage stage, int table);
     // The stage itself.
     int runStage(Stage stage);
+    // Whether the frame can pass all stages that are on at once, which gives the same bytes; and that pass,
+    // after the tables of those stages were made.
+    bool canRunOnePass() const { return m_onePass != nullptr && m_onePass->usable(*this); }
+    int runOnePass();
     int portraitLightUp();  // on purpose does nothing: no kernel lights portraits up
 
+    // The stages that are on and that frames of this engine pass.
+    StageSwitches stages() const { return m_use == Use::kPreviews ? previewStages(switches()) : switches(); }
     // Whether claheMap has tables to map with: the last setClaheLut succeeded on a grid that fits the frame.
     bool claheUsable() const { return m_bClaheUsable; }
     bool is16Bit() const { return m_iDataBit != 8; }
@@ -105,7 +119,7 @@ public:
     // The geometry of the host's frames.
     const RoiInfo& frameRoi() const { return is16Bit() ? m_stRoi16 : m_stRoi8; }
 
-    const KernelTable& m_kernels;
+    KernelTable m_kernels = {};
     RoiInfo m_stRoi8 = {};
     RoiInfo m_stRoi16 = {};
     TileGeometry m_stTile = {};
@@ -147,6 +161,8 @@ private:
     void widenCurves();
     void widenColors();
 
+    const Use m_use;
+    std::unique_ptr<OnePass> m_onePass;
     bool m_bClaheUsable = false;
 };
 

@@ -1,5 +1,7 @@
 #include "core/KernelTable.h"
 
+#include "core/HostKernels.h"
+
 namespace huevance {
 
 const KernelTable& referenceKernels() {
@@ -9,6 +11,11 @@ const KernelTable& referenceKernels() {
 #undef HUEVANCE_KERNEL_ENTRY
     };
     return kTable;
+}
+
+const HostKernels& referenceHostKernels() {
+    static const HostKernels kReference = {referenceKernels(), nullptr};
+    return kReference;
 }
 
 }  // namespace huevance

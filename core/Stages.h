@@ -48,11 +48,13 @@ constexpr StagePlan planCapture(const StageSwitches& on) {
 }
 
 // Preview on the host's processor never corrects colour or protects portraits, whatever the switches say.
-constexpr StagePlan planPreview(StageSwitches on) {
+constexpr StageSwitches previewStages(StageSwitches on) {
     on.colorCorrect = false;
     on.portraitProtect = false;
-    return planCapture(on);
+    return on;
 }
+
+constexpr StagePlan planPreview(const StageSwitches& on) { return planCapture(previewStages(on)); }
 
 // Whether a capture needs a copy of its input: two stages look back at it.
 constexpr bool needsBackup(const StageSwitches& on) { return on.colorCorrect || on.portraitProtect; }

@@ -7,7 +7,7 @@ using huevance::Stage;
 
 namespace {
 
-CHuevance_CPU g_frameEngine;
+CHuevance_CPU g_frameEngine(CHuevance_CPU::Use::kPreviews);
 
 const RoiInfo& dumpRoi(const CHuevance_CPU& engine) {
     return engine.m_iDataBit == 8 ? engine.m_stRoi8 : engine.m_stRoi16;

@@ -9,7 +9,7 @@ using huevance::Stage;
 
 namespace {
 
-CHuevance_CPU g_photoEngine;
+CHuevance_CPU g_photoEngine(CHuevance_CPU::Use::kCaptures);
 
 // A capture's dump is always measured in the 16-bit geometry: the test for 8-bit data compares with 256, on
 // purpose.

@@ -1,10 +1,10 @@
-// The plain engine: the host engine with the reference kernels. There is one for captures and one for
-// previews in the process, shared by all handles of that mode.
+// The CPU back end's engine: the host engine, with the reference kernels until it is handed others. There is
+// one for captures and one for previews in the process, shared by all handles of that mode.
 #pragma once
 
 #include "core/HostEngine.h"
 
 class CHuevance_CPU final : public huevance::HostEngine {
 public:
-    CHuevance_CPU() : HostEngine(huevance::referenceKernels()) {}
+    explicit CHuevance_CPU(Use use) : HostEngine(use, huevance::referenceHostKernels()) {}
 };

@@ -16,7 +16,7 @@ constexpr int kMaxPackedTiles = 1024;
 constexpr int kSkinPairs = 256 * 256;
 
 bool claheFits(const HostEngine& engine) {
-    return engine.switches().clahe && engine.m_stTile.tileWidth >= 1 && engine.m_stTile.tileHeight >= 1;
+    return engine.stages().clahe && engine.m_stTile.tileWidth >= 1 && engine.m_stTile.tileHeight >= 1;
 }
 
 }  // namespace
@@ -30,8 +30,8 @@ FusedCapture::Key::Key(const HostEngine& engine)
       gridHeight(engine.m_iGridHeight),
       tileWidth(engine.m_stTile.tileWidth),
       clahe(claheFits(engine)),
-      colorMap(engine.switches().colorMap),
-      skin(engine.switches().portraitProtect && engine.m_iMaskSource == kMaskSkin) {}
+      colorMap(engine.stages().colorMap),
+      skin(engine.stages().portraitProtect && engine.m_iMaskSource == kMaskSkin) {}
 
 int FusedCapture::allocate(const HostEngine& engine) {
     release();
@@ -131,7 +131,7 @@ void FusedCapture::packColors(const float* lut) {
 }
 
 void FusedCapture::run(const HostEngine& engine) {
-    const StageSwitches on = engine.switches();
+    const StageSwitches on = engine.stages();
     const bool clahe = on.clahe && engine.claheUsable();
     if (clahe) {
         packCells(engine);

@@ -13,20 +13,20 @@
 
 namespace huevance::neon {
 
-class FusedCapture {
+class FusedCapture final : public OnePass {
 public:
     // Allocates what the stages that are on need for this engine's geometry, and fills what no capture
     // changes. 0, or -1 when memory is missing. Nothing is allocated later.
-    int allocate(const HostEngine& engine);
-    void release();
+    int allocate(const HostEngine& engine) override;
+    void release() override;
 
     // Whether captures of the engine, as it is now, may take this way. Not with 16-bit data, nor with a grid
     // so fine that its tables would not pay, nor when the engine was set up anew since allocate().
-    bool usable(const HostEngine& engine) const { return m_usable && m_key == Key(engine); }
+    bool usable(const HostEngine& engine) const override { return m_usable && m_key == Key(engine); }
 
     // Sends the engine's frame through the stages that are on. The engine's tables must be those of this
     // capture.
-    void run(const HostEngine& engine);
+    void run(const HostEngine& engine) override;
 
 private:
     bool allocateClahe(const HostEngine& engine);

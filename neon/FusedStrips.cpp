@@ -37,7 +37,7 @@ float32x4_t along(float32x4_t lower, float32x4_t upper, float32x4_t rest, float3
 }  // namespace
 
 FusedStrips::Mask FusedStrips::maskOf(const HostEngine& engine) {
-    if (!engine.switches().portraitProtect) {
+    if (!engine.stages().portraitProtect) {
         return Mask::kNone;
     }
     switch (engine.m_iMaskSource) {
@@ -52,7 +52,7 @@ FusedStrips::Mask FusedStrips::maskOf(const HostEngine& engine) {
 
 FusedStrips::FusedStrips(const FusedTables& tables, const HostEngine& engine)
     : m_tables(tables),
-      m_on(engine.switches()),
+      m_on(engine.stages()),
       m_mask(maskOf(engine)),
       m_uFirst(engine.m_eYuvType == IMAGE_FORMAT_TYPE_NV12),
       m_strength(engine.m_fColorStrength),

@@ -62,7 +62,7 @@ int runFused(CHuevance_NEON& engine, int table) {
             return -1;
         }
     }
-    return engine.fusedCapture();
+    return engine.runOnePass();
 }
 
 int enhance(CHuevance_NEON& engine, void* frame, IMAGE_FORMAT_TYPE type, int scene) {
@@ -70,7 +70,7 @@ int enhance(CHuevance_NEON& engine, void* frame, IMAGE_FORMAT_TYPE type, int sce
     if (table < 0) {
         return -1;
     }
-    const int result = engine.canFuse() ? runFused(engine, table) : runStages(engine, table);
+    const int result = engine.canRunOnePass() ? runFused(engine, table) : runStages(engine, table);
     engine.getDstYuv(frame);
     return result;
 }
@@ -95,7 +95,7 @@ int CHuevancePhoto_NEON::malloc(char* directory, RoiInfo roi) {
     engine.claheLutMalloc();
     engine.curveLutMalloc();
     engine.colorLutMalloc();
-    engine.fusedCaptureMalloc();
+    engine.onePassMalloc();
     return 0;
 }
 
@@ -132,7 +132,7 @@ int CHuevancePhoto_NEON::process(void* frame, IMAGE_FORMAT_TYPE yuvType, int sce
 }
 
 int CHuevancePhoto_NEON::free() {
-    g_photoEngine.fusedCaptureFree();
+    g_photoEngine.onePassFree();
     g_photoEngine.captureFree();
     return 0;
 }

@@ -1,5 +1,9 @@
 #include "neon/NeonKernels.h"
 
+#include <new>
+
+#include "neon/FusedCapture.h"
+
 namespace huevance {
 
 const KernelTable& neonKernels() {
@@ -9,6 +13,12 @@ const KernelTable& neonKernels() {
 #undef HUEVANCE_KERNEL_ENTRY
     };
     return kTable;
+}
+
+const HostKernels& neonHostKernels() {
+    static const HostKernels kVectors = {
+        neonKernels(), [] { return std::unique_ptr<OnePass>(new (std::nothrow) neon::FusedCapture); }};
+    return kVectors;
 }
 
 }  // namespace huevance

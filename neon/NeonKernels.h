@@ -2,7 +2,7 @@
 // result, and every byte the same.
 #pragma once
 
-#include "core/KernelTable.h"
+#include "core/HostKernels.h"
 
 namespace huevance {
 
@@ -11,5 +11,8 @@ HUEVANCE_KERNELS(HUEVANCE_NEON_KERNEL)
 #undef HUEVANCE_NEON_KERNEL
 
 const KernelTable& neonKernels();
+
+// These kernels, and the walk in one pass.
+const HostKernels& neonHostKernels();
 
 }  // namespace huevance
