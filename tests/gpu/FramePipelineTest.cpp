@@ -565,8 +565,10 @@ TEST_F(FramePipeline, EverySetUpStepThatFailsSaysSoAndLeavesNothing) {
         ASSERT_EQ(start(kSmall), 0) << "a second stream";
         Frame frame(kSmall, 1);
         EXPECT_EQ(process(frame), 0);
-        setMask({32, 32, 128, 32}, nullptr);  // a mask that cannot be held is forgotten
         stop();
+        if (std::string(line).starts_with("table")) {
+            keepMask({32, 32, 128, 32});  // one that could not be held is forgotten
+        }
     }
     keepMask({});
 }
