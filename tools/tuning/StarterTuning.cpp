@@ -34,7 +34,7 @@ struct Yuv {
 };
 
 // The colour table's formula: `in` has chroma around 0.
-Yuv graded(const Look& look, Yuv in) {
+Yuv graded(const StarterLook& look, Yuv in) {
     constexpr float kSkinHue = 124.0F;
     constexpr float kBlueHue = -8.0F;
     const float chroma = std::hypot(in.u, in.v);
@@ -64,7 +64,7 @@ std::string photoOrFrameText(bool photo, const std::string& sceneIdx) {
     return out.str();
 }
 
-std::string paramText(const Look& look) {
+std::string paramText(const StarterLook& look) {
     std::ostringstream out;
     out.imbue(std::locale::classic());
     out << "[hvc]\r\ncolorStrength=" << look.colorStrength << "\r\nsatStrength=" << look.satStrength
@@ -100,8 +100,8 @@ Bytes bytesOf(const std::vector<float>& values) {
 
 }  // namespace
 
-const std::vector<Look>& starterLooks() {
-    static const std::vector<Look> looks = {
+const std::vector<StarterLook>& starterLooks() {
+    static const std::vector<StarterLook> looks = {
         //           color  sat    clahe  lift   contr. vibr.  skin   warm  blue
         {"vivid", 1.0F, 1.12F, 1.0F, 0.12F, 0.32F, 0.60F, 0.6F, 2.5F, 0.15F},
         {"neutral", 1.0F, 1.05F, 0.5F, 0.13F, 0.20F, 0.40F, 0.7F, 1.5F, 0.08F},
@@ -116,7 +116,7 @@ const std::vector<int>& starterSceneIdx() {
     return sceneIdx;
 }
 
-std::vector<float> starterCurve(const Look& look) {
+std::vector<float> starterCurve(const StarterLook& look) {
     constexpr float kPi = 3.14159265F;
     std::vector<float> curve;
     for (int i = 0; i < 256; ++i) {
@@ -130,7 +130,7 @@ std::vector<float> starterCurve(const Look& look) {
     return curve;
 }
 
-std::vector<float> starterColorLut(const Look& look) {
+std::vector<float> starterColorLut(const StarterLook& look) {
     std::vector<float> lut(3 * kPoints);
     constexpr float kStep = 255.0F / (kSide - 1);
     for (int point = 0; point < kPoints; ++point) {
@@ -162,7 +162,7 @@ void writeStarterTuning(const std::string& directory, const std::string& backEnd
     std::vector<float> curves;
     std::vector<float> colors;
     for (std::size_t table = 0; table < starterLooks().size(); ++table) {
-        const Look& look = starterLooks()[table];
+        const StarterLook& look = starterLooks()[table];
         const std::vector<float> curve = starterCurve(look);
         const std::vector<float> color = starterColorLut(look);
         write("param" + std::to_string(table) + ".ini", bytesOf(paramText(look)));

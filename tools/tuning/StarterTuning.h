@@ -8,7 +8,7 @@ namespace tool {
 
 // One look: a scene's numbers, and the formulas behind its two tables. Levels are 0..255 unless said
 // otherwise.
-struct Look {
+struct StarterLook {
     const char* name;
     float colorStrength;  // blend of the colour table, 0..1
     float satStrength;    // gain of chroma in the curve stage, 1 neutral
@@ -24,13 +24,13 @@ struct Look {
 };
 
 // Scene tables in the order of their index.
-const std::vector<Look>& starterLooks();
+const std::vector<StarterLook>& starterLooks();
 // Table index of each host scene number: neutral, vivid, night, portrait.
 const std::vector<int>& starterSceneIdx();
 
-std::vector<float> starterCurve(const Look& look);  // 256 levels
+std::vector<float> starterCurve(const StarterLook& look);  // 256 levels
 std::vector<float> starterColorLut(
-    const Look& look);  // 3 x 16^3 levels, planar, luma fastest, then U, then V
+    const StarterLook& look);  // 3 x 16^3 levels, planar, luma fastest, then U, then V
 
 // Writes every file into an existing directory; `backEnd` for both modes.
 void writeStarterTuning(const std::string& directory, const std::string& backEnd);
