@@ -13,6 +13,10 @@ constexpr const char* kEglErrors[] = {"EGL_SUCCESS",       "EGL_NOT_INITIALIZED"
                                       "EGL_BAD_MATCH",     "EGL_BAD_NATIVE_PIXMAP",   "EGL_BAD_NATIVE_WINDOW",
                                       "EGL_BAD_PARAMETER", "EGL_BAD_SURFACE",         "EGL_CONTEXT_LOST"};
 
+// A context is current on one thread, and so are its errors: another pipeline's must not fail this one's
+// frame.
+thread_local unsigned t_failedChecks = 0;
+
 }  // namespace
 
 bool GLUtils::checkGLError(const char* label) {
@@ -21,6 +25,7 @@ bool GLUtils::checkGLError(const char* label) {
         if (code == GL_NO_ERROR) {
             return i == 0;
         }
+        t_failedChecks += i == 0 ? 1 : 0;
         GL_LOG_ERROR("%s glError: %d ", label, static_cast<int>(code));
         if (code == GL_CONTEXT_LOST) {
             return false;
@@ -28,6 +33,8 @@ bool GLUtils::checkGLError(const char* label) {
     }
     return false;
 }
+
+unsigned GLUtils::failedChecks() { return t_failedChecks; }
 
 void GLUtils::checkEGLError(const char* label) {
     for (int i = 0; i < kMaxErrors; ++i) {
@@ -53,12 +60,17 @@ const char* GLUtils::strError(int code) {
     return index >= 0 && index < static_cast<int>(std::size(kEglErrors)) ? kEglErrors[index] : "UNKNOWN";
 }
 
-void GLUtils::flush() {
+bool GLUtils::flush() {
     GL_CALL(glFlush);
     const GLsync fence = GL_CALL(glFenceSync, GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
     if (fence == nullptr) {
-        return;
+        return false;
     }
-    GL_CALL(glClientWaitSync, fence, 0, kFlushTimeout);
+    const GLenum result = GL_CALL(glClientWaitSync, fence, 0, kFlushTimeout);
+    if (result == GL_TIMEOUT_EXPIRED) {
+        GL_LOG_ERROR(
+            "[GLUtils] flush error: not done after 15 ms: the output may be read before it is drawn!!!");
+    }
     GL_CALL(glDeleteSync, fence);
+    return result == GL_ALREADY_SIGNALED || result == GL_CONDITION_SATISFIED;
 }

@@ -13,14 +13,17 @@ public:
     // Logs the pending errors under a label. A lost context reports one error without end, so that ends a
     // check, and no check reads more than kMaxErrors. Whether there were none.
     static bool checkGLError(const char* label);
+    // The checks of the calling thread that found errors so far: it has grown when something failed since.
+    static unsigned failedChecks();
     static void checkEGLError(const char* label);
     // Whether the framebuffer bound to GL_FRAMEBUFFER is complete; logs its status if not.
     static bool checkFramebufferStatus();
     // The name of an EGL error, "UNKNOWN" for other codes.
     static const char* strError(int code);
 
-    // Hands the drawing to the GPU and waits for it, 15 ms at most.
-    static void flush();
+    // Hands the drawing to the GPU and waits for it, 15 ms at most. Whether it is done; a log line when the
+    // time is up.
+    static bool flush();
 
     static constexpr int kMaxErrors = 16;
 };

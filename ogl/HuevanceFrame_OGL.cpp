@@ -128,6 +128,7 @@ int CHuevanceFrame_OGL::process(void* src, int, void* dst, IMAGE_FORMAT_TYPE for
 
 int CHuevanceFrame_OGL::drawFrame(HuevanceRender& render, void* dst, const void* src,
                                   const huevance::SceneFade& fade) {
+    beginFrame();
     const PreviewFrame* output = dequeueFrameQueue(dst);
     if (output == nullptr) {
         return -1;

@@ -24,8 +24,9 @@ public:
     ~CHuevanceFrame_OGL() override;
 
     // src: the frame in memory, luma first. dst: the output's AHardwareBuffer, at least of the frame's size.
-    // The int is not used. 0, or -1 with a log line, the output not drawn, and the fade where it was. A
-    // format other than NV21 and NV12 draws nothing, whatever the buffers, and is 0.
+    // The int is not used. 0, or -1 with a log line, the output as it was, unless the draw itself failed
+    // (then it may be cleared, or drawn in part), and the fade where it was. A format other than NV21 and
+    // NV12 draws nothing, whatever the buffers, and is 0.
     int process(void* src, int, void* dst, IMAGE_FORMAT_TYPE format, int sceneId);
 
     // The queue's entry for a buffer, made if there is none: one for each distinct buffer, for hosts that

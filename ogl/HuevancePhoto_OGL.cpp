@@ -54,6 +54,7 @@ int CHuevancePhoto_OGL::process(void* src, void* dst, IMAGE_FORMAT_TYPE format, 
 }
 
 int CHuevancePhoto_OGL::drawCapture(void* dst, IMAGE_FORMAT_TYPE format, const void* src, int table) {
+    beginFrame();
     if (!m_render) {
         // On purpose for the life of the pipeline: captures in the other chroma order are drawn in this one.
         m_render = createRender(format);

@@ -10,7 +10,7 @@ public:
 
     // src: the frame in memory, luma first. dst: the output's AHardwareBuffer, at least of the frame's size;
     // it may be the buffer that holds src. 0, or -1 with a log line and the output as it was, unless the draw
-    // itself failed.
+    // itself failed: then it may be cleared, or drawn in part.
     int process(void* src, void* dst, IMAGE_FORMAT_TYPE format, int scene);
 
 protected:

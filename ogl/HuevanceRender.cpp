@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "ogl/ClaheTable.h"
+#include "ogl/GLUtils.h"
 #include "ogl/ShaderComposer.h"
 #include "ogl/ShaderTexts.h"
 
@@ -60,8 +61,12 @@ int HuevanceRender::init(IMAGE_FORMAT_TYPE format, int maskType, bool clahe, boo
     m_bUseMask = mask;
     const std::string fragment =
         ogl::composeFragmentShader(format, maskType, {clahe, curve, colorCorr, colormap, mask});
+    const unsigned failures = GLUtils::failedChecks();
     if (m_program->init(kShaderVertex, fragment.c_str()) == 0) {
         lookUpLocations();
+        if (GLUtils::failedChecks() != failures) {
+            m_program->release();  // it would draw with what it did not find
+        }
     }
     return 0;
 }

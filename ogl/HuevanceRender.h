@@ -15,7 +15,8 @@ public:
     HuevanceRender();
 
     // Composes and builds the shader, once: another switch, mask type or format needs another renderer. On
-    // purpose 0 also when the shader does not build, which is logged: process then fails.
+    // purpose 0 also when the shader does not build or its variables cannot be looked up, which is logged:
+    // process then fails.
     int init(IMAGE_FORMAT_TYPE format, int maskType, bool clahe, bool curve, bool colorCorr, bool colormap,
              bool mask);
 

@@ -169,7 +169,9 @@ int OglPipeline::createContext() {
     if (m_engine && m_engine->init() == 0) {
         const GLEngineScope current(m_engine.get());
         if (current) {
-            createObjects();
+            if (createObjects() != 0) {
+                return -1;
+            }
             createOwn();
             return 0;
         }
@@ -179,11 +181,20 @@ int OglPipeline::createContext() {
     return -1;
 }
 
-void OglPipeline::createObjects() {
+int OglPipeline::createObjects() {
+    GLint limits[3] = {};  // some drivers die of more
+    GL_CALL(glGetIntegerv, GL_MAX_TEXTURE_SIZE, &limits[0]);
+    GL_CALL(glGetIntegerv, GL_MAX_VIEWPORT_DIMS, &limits[1]);
+    m_iMaxSide = *std::min_element(std::begin(limits), std::end(limits));
     // A geometry that holds no frame is refused with every frame.
     const bool possible = huevance::holdsFrame(m_stRoi, 1);
     const int width = possible ? m_stRoi.width : 1;
     const int height = possible ? m_stRoi.height : 1;
+    if (std::max(width, height) > m_iMaxSide) {
+        logError("[%s] init error: frame %d x %d is larger than the device's %d!!!", m_names.name, width,
+                 height, m_iMaxSide);
+        return -1;
+    }
     m_objects.y = new GLTexture2D(width, height, GL_LUMINANCE, GL_LUMINANCE, nullptr);
     m_objects.uv = new GLTexture2D(width / 2, height / 2, GL_LUMINANCE_ALPHA, GL_LUMINANCE_ALPHA, nullptr);
     m_objects.clahemap = grayTexel();
@@ -192,6 +203,7 @@ void OglPipeline::createObjects() {
     m_objects.colormap = new GLTexture3D(1, 1, 1, GL_RGB, GL_RGB, nullptr);
     m_objects.maskmap = grayTexel();
     m_objects.framebuffer = new GLFramebuffer;
+    return 0;
 }
 
 int OglPipeline::destroy() {
@@ -259,7 +271,8 @@ int OglPipeline::setMaskRoi(const RoiInfo& roi) {
     if (roi.width == 0 && roi.height == 0) {
         return 0;
     }
-    if (roi.width < 1 || roi.height < 1 || roi.width > kMaxMaskSide || roi.height > kMaxMaskSide ||
+    const int maxSide = std::min(kMaxMaskSide, m_iMaxSide);
+    if (roi.width < 1 || roi.height < 1 || roi.width > maxSide || roi.height > maxSide ||
         roi.stride < roi.width * kCell || roi.stride % kCell != 0 || roi.scanline < roi.height) {
         logError("[%s] set error: portrait mask %d, %d, %d, %d is impossible!!!", m_names.name, roi.width,
                  roi.height, roi.stride, roi.scanline);
@@ -422,6 +435,9 @@ int OglPipeline::draw(HuevanceRender& render, GLTexture2DOES& output) {
     if (hostMask && uploadMask() != 0) {
         return -1;
     }
+    if (frameFailed()) {
+        return -1;  // with the lines of what failed; the output is not cleared
+    }
     m_objects.framebuffer->bind(GL_FRAMEBUFFER);
     if (!m_objects.framebuffer->attachTexture(0, output.name(), output.target())) {
         // What would be drawn could go to the output before, which the host has back.
@@ -447,8 +463,8 @@ int OglPipeline::draw(HuevanceRender& render, GLTexture2DOES& output) {
     }
     const int result =
         render.process(m_objects.y.get(), m_objects.uv.get(), 0, 0, m_stRoi.width, m_stRoi.height);
-    GLUtils::flush();
-    return result;
+    m_bDrawn = GLUtils::flush();
+    return result != 0 || frameFailed() ? -1 : 0;
 }
 
 // --- Dumps ---
@@ -477,6 +493,9 @@ void OglPipeline::dumpPlanes(const char* prefix, int first, int second) const {
 }
 
 void OglPipeline::dumpFrame(void* buffer, int first, int second) {
+    if (!m_bDrawn) {
+        logError("[%s] dump error: the output is read before it is drawn!!!", m_names.name);
+    }
     dumpPlanes("srcframe", first, second);
     if (readBack(static_cast<AHardwareBuffer*>(buffer)) == 0) {
         dumpPlanes("dstframe", first, second);

@@ -94,7 +94,10 @@ protected:
     void uploadCurves();
     void uploadColors();
     void uploadPlanes();
-    // 0, or -1 when the frame has not been drawn.
+    // Comes first in a frame; its errors are those since.
+    void beginFrame() { m_uFailuresBefore = GLUtils::failedChecks(); }
+    // 0, or -1 when the frame has not been drawn, or not as it should be: also when any GL call of the frame
+    // failed, or the context was lost. The output is touched only when all went well up to here.
     int draw(HuevanceRender& render, GLTexture2DOES& output);
     // Writes the input, the output and the tables to files; two numbers tell the files of a stream apart. The
     // copies of the input are the output's from then on.
@@ -114,7 +117,8 @@ private:
     int allocateBuffers();
     int loadTables();
     int createContext();
-    void createObjects();
+    int createObjects();
+    bool frameFailed() const { return GLUtils::failedChecks() != m_uFailuresBefore; }
     void release(bool logFailure);
     int setMaskRoi(const RoiInfo& roi);
     int uploadMask();
@@ -138,6 +142,9 @@ private:
         smart_pointer<GLFramebuffer> framebuffer;
     };
     Objects m_objects;
+    int m_iMaxSide = 0;  // of textures and of what is drawn
+    unsigned m_uFailuresBefore = 0;
+    bool m_bDrawn = false;  // the GPU was done with the last frame in time
     int m_iClaheTiles = 0;  // in m_claheLut
     RoiInfo m_stMaskRoi = {};
     const float* m_pfMask = nullptr;

@@ -10,8 +10,8 @@
 
 #include "jni/HuevanceFrame.h"
 #include "jni/HuevancePhoto.h"
-#include "tests/support/Allocations.h"
 #include "tests/ogl/support/Rig.h"
+#include "tests/support/Allocations.h"
 
 namespace {
 

@@ -4,12 +4,13 @@
 #include <gmock/gmock.h>
 #include <sim/log.h>
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <regex>
 
-#include "tests/support/Allocations.h"
 #include "tests/ogl/support/Rig.h"
+#include "tests/support/Allocations.h"
 
 namespace {
 
@@ -387,6 +388,99 @@ TYPED_TEST(PipelineTest, ALostContextEndsInOneFailureAndNothingIsLeft) {
     }
 }
 
+// Lost at any GL call of a frame, or any call failing but once: no such frame counts as drawn, and up to the
+// clearing the output stays as it was.
+TYPED_TEST(PipelineTest, AFrameWithAFailureIsMinusOne) {
+    static int s_callsUntil = 0;
+    static bool s_lose = false;
+    static bool s_cleared = false;
+    int calls = 1;
+    for (int nth = 0; nth <= calls; nth += 1 + nth / 16) {  // 0: none, but they are counted
+        for (const bool lose : {true, false}) {
+            Rig<TypeParam> rig(kNoStage);
+            ASSERT_EQ(rig.init(), 0);
+            ASSERT_EQ(rig.process(), 0);
+            rig.out->fill(9);
+            const auto before = rig.out->copy();
+            s_callsUntil = nth;
+            s_lose = lose;
+            s_cleared = false;
+            sim_gl_set_call_sink(
+                [](void* /*self*/, const char* call) {
+                    const std::string entry(call, std::strchr(call, '('));
+                    if (!entry.starts_with("gl")) {
+                        return;
+                    }
+                    if (--s_callsUntil == 0) {
+                        s_lose ? sim_gl_lose_contexts()
+                               : static_cast<void>(sim_gl_fail(entry.c_str(), 1, GL_OUT_OF_MEMORY));
+                    }
+                    s_cleared = s_cleared || entry == "glClear";
+                },
+                nullptr);
+            const test::LogCapture log;
+            EXPECT_EQ(rig.process(), nth == 0 ? 0 : -1) << nth << (lose ? " lost" : " failed");
+            sim_gl_set_call_sink(nullptr, nullptr);
+            calls = std::max(calls, nth - s_callsUntil);
+            EXPECT_TRUE(s_cleared || rig.out->copy() == before) << nth;
+            EXPECT_EQ(log.texts(test::kError).empty(), nth == 0);
+            EXPECT_EQ(rig.process(), nth != 0 && lose ? -1 : 0);
+        }
+    }
+    EXPECT_GT(calls, 60);
+}
+
+TYPED_TEST(PipelineTest, LookUpsThatFailedAtSetUpCostEveryFrame) {
+    for (const char* entry : {"glGetAttribLocation", "glGetUniformLocation"}) {
+        Rig<TypeParam> rig;
+        rig.out->fill(9);
+        const auto before = rig.out->copy();
+        sim_gl_fail(entry, 2, GL_INVALID_OPERATION);
+        ASSERT_EQ(rig.init(), 0);
+        sim_gl_fail(entry, test::kIsPhoto<TypeParam> ? 2 : 0, GL_INVALID_OPERATION);
+        // The preview's other renderer is whole.
+        rig.format = IMAGE_FORMAT_TYPE_NV12;
+        EXPECT_EQ(rig.process(), -1) << entry;
+        EXPECT_EQ(rig.out->copy(), before);
+    }
+}
+
+// A driver may end the process for less than this.
+TYPED_TEST(PipelineTest, FramesAndMasksBeyondTheDeviceAreRefused) {
+    int limit = 0;
+    {
+        const test::CurrentEngine current;
+        glGetIntegerv(GL_MAX_TEXTURE_SIZE, &limit);
+    }
+    Rig<TypeParam> rig(kHostMask);
+    for (const RoiInfo roi : {RoiInfo{limit + 1, 2, limit + 1, 2}, RoiInfo{2, limit + 1, 2, limit + 1},
+                              RoiInfo{67000000, 2, 67000000, 2}}) {
+        test::LogCapture log;
+        EXPECT_EQ(rig.pipeline.init(rig.tuning.path(), roi), -1);
+        EXPECT_THAT(log.texts(test::kError), ElementsAre(HasSubstr("is larger than the device's ")));
+        EXPECT_EQ(test::alive(), "1 AHardwareBuffer ");
+    }
+    ASSERT_EQ(rig.init(), 0);
+    float cell = 0;
+    EXPECT_EQ(rig.setMask({limit + 1, 1, 4 * (limit + 1), 1}, &cell), -1);
+}
+
+TYPED_TEST(PipelineTest, SaysThatAFrameWasNotDrawnInTime) {
+    Rig<TypeParam> rig(Settings{{"photo", "1"}, {"frame", "1"}});
+    const test::TuningDir dumps;
+    rig.pipeline.m_pcDumpDirectory = dumps.path().c_str();
+    ASSERT_EQ(rig.init(), 0);
+    for (const bool late : {true, false}) {
+        sim_gl_time_out_fences(late ? 1 : 0);
+        test::LogCapture log;
+        EXPECT_EQ(rig.process(), 0);
+        const std::vector<std::string> lines = {
+            "[GLUtils] flush error: not done after 15 ms: the output may be read before it is drawn!!!",
+            rig.name() + "dump error: the output is read before it is drawn!!!"};
+        EXPECT_EQ(log.texts(test::kError), late ? lines : std::vector<std::string>());
+    }
+}
+
 // Lost before a step of a frame: every later call fails, each with its line.
 TYPED_TEST(PipelineTest, AContextLostInsideAFrameEndsTheFrame) {
     for (const char* step : {"glTexImage3D", "glClear", "glDrawArrays", "glClientWaitSync"}) {
@@ -400,7 +494,7 @@ TYPED_TEST(PipelineTest, AContextLostInsideAFrameEndsTheFrame) {
                 }
             },
             const_cast<char*>(step));
-        rig.process();
+        EXPECT_EQ(rig.process(), -1) << step;
         sim_gl_set_call_sink(nullptr, nullptr);
         EXPECT_THAT(log.texts(test::kError), Contains(HasSubstr(" glError: 1287 "))) << step;
         EXPECT_LT(log.texts(test::kError).size(), 64U) << step;
