@@ -81,13 +81,47 @@ TEST_F(CompareTest, StreamsPaddingAndEquality) {
     EXPECT_TRUE(jsonOf(three, three)["planes"]["v"]["psnr"].is_null());
 }
 
+// Two shades of gray: the measures of a picture stand beside those of its planes.
+TEST_F(CompareTest, MeasuresOfPicturesAndTheirDifference) {
+    const std::string a = bench.write("a.png", encodePng(solid(20, 12, 119, 119, 119)));
+    const std::string b = bench.write("b.png", encodePng(solid(20, 12, 129, 119, 255)));
+    const ToolResult result =
+        bench.run({"compare", a, b, "--json", "--difference", bench.path("d.png"), "--gain", "2"});
+    EXPECT_EQ(result.exitCode, 1);
+    const json report = json::parse(result.out);
+    EXPECT_NEAR(report["delta_e_mean"].get<double>(), 29.054, 0.005);  // as scikit-image has it
+    EXPECT_NEAR(report["delta_e_p99"].get<double>(), report["delta_e_mean"].get<double>(), 0.01);
+    EXPECT_EQ(report["clipped_percent"], 100.0);
+    EXPECT_LT(report["ssim"].get<double>(), 1.0);
+    const RgbPicture changed = decodePng(bench.read("d.png"));
+    ASSERT_TRUE(changed.width == 20 && changed.height == 12);
+    EXPECT_THAT(Bytes(changed.rgb.begin(), changed.rgb.begin() + 3), testing::ElementsAre(148, 128, 255));
+    EXPECT_THAT(bench.run({"compare", a, a}).out, HasSubstr("CIEDE2000: mean 0.000"));
+
+    // A stream's frames are measured with the matrix that is named: green of limited-range BT.709.
+    const Bytes gray(kFrame, 128);
+    Bytes green(kLuma, 173);
+    for (std::size_t i = 0; i < kLuma / 2; i += 2) {
+        green.insert(green.end(), {26, 42});
+    }
+    const Bytes frames[] = {gray, green};
+    const json stream =
+        json::parse(bench
+                        .run({"compare", bench.write("s.yuv", frames[0]), bench.write("g.yuv", frames[1]),
+                              "--size", "16x12", "--matrix", "bt709", "--range", "limited", "--json"})
+                        .out);
+    EXPECT_EQ(stream["clipped_percent"], 100.0);
+    EXPECT_NEAR(stream["delta_e_mean"].get<double>(), 41.240, 0.3);
+}
+
 // Odd sizes: the right picture must begin at a whole chroma sample and keep its colours.
-TEST_F(CompareTest, PicturesOfDifferentSizesDifferAndAreShownSideBySide) {
+TEST_F(CompareTest, PicturesOfDifferentSizesAreShownSideBySideAndNotMeasured) {
     const std::string a = bench.write("a.png", encodePng(solid(15, 9, 200, 40, 40)));
     const std::string b = bench.write("b.png", encodePng(solid(15, 11, 40, 40, 200)));
-    const ToolResult result = bench.run({"compare", a, b, "--side-by-side", bench.path("s.png")});
-    EXPECT_EQ(result.exitCode, 1);
-    EXPECT_THAT(result.out, HasSubstr("15x9 and 15x11"));
+    const ToolResult result = bench.run({"compare", a, b, "--json", "--side-by-side", bench.path("s.png")});
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_THAT(result.err, HasSubstr("15x9 and 15x11"));
     const RgbPicture both = decodePng(bench.read("s.png"));
     ASSERT_TRUE(both.width == 16 + 8 + 15 && both.height == 11);
     const int pixels[][5] = {{0, 0, 200, 40, 40},    {14, 8, 200, 40, 40}, {20, 4, 255, 255, 255},
@@ -97,7 +131,7 @@ TEST_F(CompareTest, PicturesOfDifferentSizesDifferAndAreShownSideBySide) {
         EXPECT_TRUE(std::abs(at[0] - red) < 5 && std::abs(at[1] - green) < 5 && std::abs(at[2] - blue) < 5)
             << x;
     }
-    ASSERT_EQ(bench.run({"compare", a, b, "--side-by-side", bench.path("s.jpg")}).exitCode, 1);
+    ASSERT_EQ(bench.run({"compare", a, b, "--side-by-side", bench.path("s.jpg")}).exitCode, 2);
     EXPECT_EQ(decodeJpeg(bench.read("s.jpg")).width, 39);
 }
 

@@ -25,4 +25,8 @@ if(TARGET huevance_tool)
   huevance_tool_test(tool_files_test tools/FilesTest.cpp)
   huevance_tool_test(tool_compare_test tools/CompareTest.cpp)
   huevance_tool_test(tool_tuning_new_test tools/TuningNewTest.cpp)
+
+  # The rooms of the program without the program around them.
+  huevance_test(workbench_test LIBRARY tools/MetricsTest.cpp)
+  target_link_libraries(workbench_test PRIVATE huevance_workbench)
 endif()

@@ -9,6 +9,7 @@
 #include "tools/commands/Commands.h"
 #include "tools/commands/Options.h"
 #include "tools/host/FrameFile.h"
+#include "tools/picture/Metrics.h"
 
 namespace tool {
 
@@ -19,6 +20,8 @@ struct CompareOptions {
     ColorOptions color;
     std::string a, b;
     std::string sideBySide;
+    std::string difference;
+    float gain = 4.0F;
     bool json = false;
     int tolerance = 0;
 };
@@ -65,34 +68,60 @@ private:
 
 struct Comparison {
     PlaneDifference planes[3];
+    Metrics metrics;
     int bits = 8;
     std::size_t frames = 0;
-    std::string mismatch;  // why the files cannot be compared sample by sample
+    std::string mismatch;  // why not all of the frames could be compared
 
     int maximum() const { return std::max({planes[0].maximum(), planes[1].maximum(), planes[2].maximum()}); }
 };
 
-void addFrame(Comparison& result, const Planes& a, const Planes& b) {
-    result.planes[0].add(a.y, b.y);
-    result.planes[1].add(a.u, b.u);
-    result.planes[2].add(a.v, b.v);
-    result.bits = a.bits;
+// One frame of a source, in the shapes that are measured.
+struct Shot {
+    Planes planes;
+    RgbPicture rgb;
+};
+
+Shot shotOf(const FrameSource& source) {
+    return {planesOf(*source.picture()), decodeRgb(source.contents(), source.name())};
+}
+
+Shot shotOf(const Frame& frame, ColorMatrix matrix) {
+    Picture picture({frame.roi().width, frame.roi().height});
+    frame.get(picture);
+    return {frame.planes(), rgbOf(picture, matrix)};
+}
+
+// Writes the difference of the first frames.
+void writeDifference(const CompareOptions& options, const RgbPicture& a, const RgbPicture& b) {
+    writeFile(options.difference, encodePng(difference(a, b, options.gain)));
+}
+
+void addFrame(Comparison& result, const Shot& a, const Shot& b, const CompareOptions& options) {
+    if (result.frames == 0 && !options.difference.empty()) {
+        writeDifference(options, a.rgb, b.rgb);
+    }
+    result.planes[0].add(a.planes.y, b.planes.y);
+    result.planes[1].add(a.planes.u, b.planes.u);
+    result.planes[2].add(a.planes.v, b.planes.v);
+    result.metrics.add(a.rgb, b.rgb);
+    result.bits = a.planes.bits;
     ++result.frames;
 }
 
 std::string sizeText(Size size) { return std::to_string(size.width) + "x" + std::to_string(size.height); }
 
-Comparison compareAll(FrameSource& a, FrameSource& b) {
+Comparison compareAll(FrameSource& a, FrameSource& b, const CompareOptions& options) {
     Comparison result;
     if (a.picture() && b.picture()) {
-        if (a.picture()->size == b.picture()->size) {
-            addFrame(result, planesOf(*a.picture()), planesOf(*b.picture()));
-        } else {
-            result.mismatch =
-                "sizes differ: " + sizeText(a.picture()->size) + " and " + sizeText(b.picture()->size);
+        if (a.picture()->size != b.picture()->size) {
+            throw usageError("sizes differ, so there is nothing to measure: " + sizeText(a.picture()->size) +
+                             " and " + sizeText(b.picture()->size));
         }
+        addFrame(result, shotOf(a), shotOf(b), options);
         return result;
     }
+    const ColorMatrix matrix = parseMatrix(options.color.matrix, options.color.range);
     Frame frameA(a.roi(), a.format());
     Frame frameB(b.roi(), b.format());
     for (;;) {
@@ -105,7 +134,7 @@ Comparison compareAll(FrameSource& a, FrameSource& b) {
         if (!moreA || !moreB) {
             return result;
         }
-        addFrame(result, frameA.planes(), frameB.planes());
+        addFrame(result, shotOf(frameA, matrix), shotOf(frameB, matrix), options);
     }
 }
 
@@ -140,6 +169,12 @@ std::string textReport(const Comparison& result, bool different) {
         }
         text += "\n";
     }
+    const Metrics& metrics = result.metrics;
+    std::snprintf(
+        line, sizeof(line),
+        "CIEDE2000: mean %.3f, 99 %% of the pixels at most %.2f\nSSIM: %.5f\nclipped in B: %.3f %%\n",
+        metrics.deltaEMean(), metrics.deltaEP99(), metrics.ssim(), metrics.clippedPercent());
+    text += line;
     if (!result.mismatch.empty()) {
         text += result.mismatch + "\n";
     }
@@ -147,7 +182,13 @@ std::string textReport(const Comparison& result, bool different) {
 }
 
 std::string jsonReport(const Comparison& result, bool different) {
-    nlohmann::json json = {{"equal", !different}, {"frames", result.frames}, {"bits", result.bits}};
+    nlohmann::json json = {{"equal", !different},
+                           {"frames", result.frames},
+                           {"bits", result.bits},
+                           {"ssim", result.metrics.ssim()},
+                           {"delta_e_mean", result.metrics.deltaEMean()},
+                           {"delta_e_p99", result.metrics.deltaEP99()},
+                           {"clipped_percent", result.metrics.clippedPercent()}};
     if (!result.mismatch.empty()) {
         json["mismatch"] = result.mismatch;
     }
@@ -212,11 +253,11 @@ ExitCode compare(const CompareOptions& options) {
     }
     FrameSource a(options.a, options.frame, options.color);
     FrameSource b(options.b, options.frame, options.color);
-    const Comparison result = compareAll(a, b);
-    const bool different = !result.mismatch.empty() || result.maximum() > options.tolerance;
     if (!options.sideBySide.empty()) {
         writeSideBySide(options);
     }
+    const Comparison result = compareAll(a, b, options);
+    const bool different = !result.mismatch.empty() || result.maximum() > options.tolerance;
     print(options.json ? jsonReport(result, different) : textReport(result, different));
     return different ? ExitCode::kDifferent : ExitCode::kGood;
 }
@@ -226,12 +267,17 @@ ExitCode compare(const CompareOptions& options) {
 void addCompare(CLI::App& app, Action& action) {
     auto shared = std::make_shared<CompareOptions>();
     CompareOptions& options = *shared;
-    CLI::App* command =
-        app.add_subcommand("compare", "Measure the differences of two pictures or streams, plane by plane");
+    CLI::App* command = app.add_subcommand(
+        "compare", "Measure the differences of two pictures or streams: plane by plane, CIEDE2000, SSIM");
     command->add_option("A", options.a, "JPEG, PNG, or with --size raw frames")->required();
     command->add_option("B", options.b, "The other one")->required();
     command->add_option("--side-by-side", options.sideBySide,
                         "Write both in one picture (PNG, or JPEG by its ending)");
+    command->add_option("--difference", options.difference,
+                        "Write the first frames' difference as a PNG: 128 + gain x (B - A) in each channel");
+    command->add_option("--gain", options.gain, "Gain of the difference picture")
+        ->check(CLI::Range(0.1F, 255.0F))
+        ->capture_default_str();
     command->add_option("--tolerance", options.tolerance, "Largest difference that still counts as equal")
         ->check(CLI::NonNegativeNumber)
         ->capture_default_str();
@@ -241,7 +287,10 @@ void addCompare(CLI::App& app, Action& action) {
     command->footer(
         "Examples:\n"
         "  huevance compare in.jpg out.jpg --side-by-side before_after.png\n"
-        "  huevance compare a.nv21 b.nv21 --size 1920x1080 --json\n\n" +
+        "  huevance compare in.jpg out.jpg --difference changed.png --gain 8\n"
+        "  huevance compare a.nv21 b.nv21 --size 1920x1080 --json\n\n"
+        "CIEDE2000, SSIM and clipping (a channel of 254 or more) are measured on RGB, PSNR on the planes.\n"
+        "Pictures of unequal size are not measured: exit code 2.\n\n" +
         std::string(kExitCodes));
     command->callback([shared, &action] { action = [shared] { return compare(*shared); }; });
 }

@@ -34,12 +34,12 @@ FrameSource::FrameSource(const std::string& name, const FrameOptions& frame, con
         openRaw();
         return;
     }
-    const Bytes contents = readFile(name);
-    m_kind = kindOfContents(contents);
+    m_contents = readFile(name);
+    m_kind = kindOfContents(m_contents);
     if (m_kind == FileKind::kJpeg) {
         checkJpegMatrix(color);
     }
-    m_picture = decodePicture(contents, parseMatrix(color.matrix, color.range), name);
+    m_picture = decodePicture(m_contents, parseMatrix(color.matrix, color.range), name);
     m_roi = makeRoi(frameSizeOf(*m_picture), m_format, frame.stride, frame.scanline);
     m_count = 1;
 }

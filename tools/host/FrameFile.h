@@ -33,10 +33,13 @@ public:
     FrameSource(const FrameSource&) = delete;
     FrameSource& operator=(const FrameSource&) = delete;
 
+    const std::string& name() const { return m_name; }
     const RoiInfo& roi() const { return m_roi; }
     const FrameFormat& format() const { return m_format; }
     // The picture, when the file is one: its size may be odd, while the frame's is not.
     const std::optional<Picture>& picture() const { return m_picture; }
+    // The picture's file.
+    const Bytes& contents() const { return m_contents; }
     FileKind kind() const { return m_kind; }
     // Frames in the file, 0 when that is not known (standard input, pipes).
     std::size_t count() const { return m_count; }
@@ -54,6 +57,7 @@ private:
     FileKind m_kind = FileKind::kRaw;
     FrameFormat m_format;
     RoiInfo m_roi{};
+    Bytes m_contents;
     std::optional<Picture> m_picture;
     int m_descriptor = -1;
     std::size_t m_read = 0;
