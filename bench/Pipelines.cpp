@@ -16,12 +16,18 @@ namespace bench {
 
 namespace {
 
-template <typename BackEnd>
+// What an object of the CPU back end runs with. Others have their own.
+using Kernels = const huevance::HostKernels& (*)();
+
+template <typename BackEnd, Kernels kKernels>
 class PipelineOf final : public Pipeline {
 public:
     void open(const std::string& directory, const RoiInfo& roi, int dataBit) override {
         m_directory = directory;
         m_backEnd.setDataBit(dataBit);
+        if constexpr (kKernels != nullptr) {
+            m_backEnd.useKernels(kKernels());
+        }
         check(m_backEnd.malloc(m_directory.data(), roi), "malloc");
     }
     void process(void* frame, IMAGE_FORMAT_TYPE format) override {
@@ -40,10 +46,12 @@ private:
     std::string m_directory;
 };
 
-template <typename BackEnd>
+template <typename BackEnd, Kernels kKernels = nullptr>
 std::unique_ptr<Pipeline> make() {
-    return std::make_unique<PipelineOf<BackEnd>>();
+    return std::make_unique<PipelineOf<BackEnd, kKernels>>();
 }
+
+constexpr Kernels kReference = &huevance::referenceHostKernels;
 
 }  // namespace
 
@@ -59,7 +67,7 @@ std::span<const KernelEntry> kernelTables() {
 
 std::span<const PipelineEntry> capturePipelines() {
     static constexpr PipelineEntry kPipelines[] = {
-        {"plain", &make<CHuevancePhoto_CPU>},
+        {"plain", &make<CHuevancePhoto_CPU, kReference>},
 #if HUEVANCE_BENCH_NEON
         {"neon", &make<CHuevancePhoto_NEON>},
 #endif
@@ -69,7 +77,7 @@ std::span<const PipelineEntry> capturePipelines() {
 
 std::span<const PipelineEntry> previewPipelines() {
     static constexpr PipelineEntry kPipelines[] = {
-        {"plain", &make<CHuevanceFrame_CPU>},
+        {"plain", &make<CHuevanceFrame_CPU, kReference>},
     };
     return kPipelines;
 }

@@ -1,5 +1,6 @@
 // What the benchmarks compare: the kernel tables and the pipelines of the back ends that run on the host's
-// processor. A new back end is one line in each list of Pipelines.cpp.
+// processor. A new back end is one line in each list of Pipelines.cpp. The first of each list is "plain", the
+// CPU back end's pipelines with the reference kernels: what ratios are taken against.
 #pragma once
 
 #include <memory>

@@ -1,7 +1,7 @@
-// The GPU preview beside the plain CPU preview, on whatever OpenCL device there is: every stage with its
-// kernel finished, and whole frames. Wall-clock time, medians; all of the machine's cores count. Kernels also
-// by the device's own clock, with the bytes that they must move; `--bandwidth GB/s` of a card tells which
-// share of it that is.
+// The GPU preview beside the preview of the reference kernels ("plain"), on whatever OpenCL device there is:
+// every stage with its kernel finished, and whole frames. Wall-clock time, medians; all of the machine's
+// cores count. Kernels also by the device's own clock, with the bytes that they must move; `--bandwidth GB/s`
+// of a card tells which share of it that is.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "bench/Picture.h"
+#include "bench/Pipelines.h"
 #include "bench/Workload.h"
 #include "core/ColorLut.h"
-#include "cpu/HuevanceFrame_CPU.h"
 #include "gpu/HuevanceFrame_GPU.h"
 #include "gpu/Huevance_GPU.h"
 #include "tests/support/TuningDir.h"
@@ -161,38 +161,37 @@ void frames(test::TuningDir& dir, const bench::Size& size, int runs) {
     const RoiInfo roi = bench::cameraRoi(size, 8);
     const std::vector<unsigned char> picture = bench::photograph(roi, 8);
     std::vector<unsigned char> frame = picture;
-    CHuevanceFrame_CPU cpu;
+    const auto plain = bench::previewPipelines().front().make();
     CHuevanceFrame_GPU gpu;
-    cpu.setDataBit(8);
     gpu.setDataBit(8);
     gpu.setCachePath(dir.mutablePath());
-    if (cpu.malloc(dir.mutablePath(), roi) != 0 || gpu.malloc(dir.mutablePath(), roi) != 0) {
+    plain->open(dir.path(), roi, 8);
+    if (gpu.malloc(dir.mutablePath(), roi) != 0) {
         std::fprintf(stderr, "no OpenCL device\n");
         return;
     }
     // In turns, so that a slow moment of the machine hits both.
-    double cpuMs = 0;
+    double plainMs = 0;
     std::vector<double> ratios;
     std::vector<double> gpuMs;
     for (int round = 0; round < 5; ++round) {
-        const auto time = [&](auto& pipeline, auto process) {
+        const auto time = [&](auto process) {
             return medianMs(runs, [&] {
                 std::memcpy(frame.data(), picture.data(), picture.size());
-                process(pipeline);
+                process();
             });
         };
-        cpuMs = time(cpu, [&](CHuevanceFrame_CPU& p) { p.process(frame.data(), IMAGE_FORMAT_TYPE_NV21, 0); });
-        gpuMs.push_back(time(
-            gpu, [&](CHuevanceFrame_GPU& p) { p.process(frame.data(), -1, IMAGE_FORMAT_TYPE_NV21, 0); }));
-        ratios.push_back(cpuMs / gpuMs.back());
+        plainMs = time([&] { plain->process(frame.data(), IMAGE_FORMAT_TYPE_NV21); });
+        gpuMs.push_back(time([&] { gpu.process(frame.data(), -1, IMAGE_FORMAT_TYPE_NV21, 0); }));
+        ratios.push_back(plainMs / gpuMs.back());
     }
     std::sort(ratios.begin(), ratios.end());
     std::sort(gpuMs.begin(), gpuMs.end());
-    report("plain preview, one thread", size, cpuMs);
+    report("plain preview, one thread", size, plainMs);
     report("GPU preview", size, gpuMs[gpuMs.size() / 2]);
     std::fprintf(stderr, "%-34s %9s %8.2f\n", "plain / GPU (median of rounds)", size.text().c_str(),
                  ratios[ratios.size() / 2]);
-    cpu.free();
+    plain->close();
     gpu.free();
 }
 

@@ -1,7 +1,7 @@
-// The OpenGL ES back end step by step, beside the CPU back end: set-up, copies, CLAHE table, uploads, draw,
-// the simulated device's write-back, and whole preview frames. Wall-clock time, medians. On a software driver
-// the draw takes all of the machine's cores and says nothing about a phone; what the host's processor does
-// for a frame is the sum of the copies and the table.
+// The OpenGL ES back end step by step, beside the reference kernels ("plain"): set-up, copies, CLAHE table,
+// uploads, draw, the simulated device's write-back, and whole preview frames. Wall-clock time, medians. On a
+// software driver the draw takes all of the machine's cores and says nothing about a phone; what the host's
+// processor does for a frame is the sum of the copies and the table.
 #include <sim/gl.h>
 
 #include <algorithm>
@@ -140,10 +140,10 @@ double oglSteps(bench::FullTuning& tuning, const std::vector<unsigned char>& fra
 }
 
 // The CLAHE stage.
-double cpuSteps(bench::FullTuning& tuning, const std::vector<unsigned char>& picture, const RoiInfo& roi,
-                const Size& size, int runs) {
+double plainSteps(bench::FullTuning& tuning, const std::vector<unsigned char>& picture, const RoiInfo& roi,
+                  const Size& size, int runs) {
     const auto plain = bench::capturePipelines().front().make();
-    report("CPU: set-up and release, capture", size, medianMs(runs, [&] {
+    report("plain: set-up and release, capture", size, medianMs(runs, [&] {
                plain->open(tuning.path(), roi, 8);
                plain->close();
            }));
@@ -154,11 +154,11 @@ double cpuSteps(bench::FullTuning& tuning, const std::vector<unsigned char>& pic
     std::vector<float> lut(hist.size());
     std::vector<unsigned char> frame = picture;
     const double table = report(
-        "CPU: CLAHE table", size, medianMs(runs, [&] {
+        "plain: CLAHE table", size, medianMs(runs, [&] {
             huevance::computeClaheLut(frame.data(), roi, hist.data(), lut.data(), 4, kGridWidth, kGridHeight,
                                       tile.tileWidth, tile.tileHeight, bench::FullTuning::kClaheStrength);
         }));
-    const double map = report("CPU: CLAHE mapping", size, medianMs(runs, [&] {
+    const double map = report("plain: CLAHE mapping", size, medianMs(runs, [&] {
                                   huevance::claheMap_8u(frame.data(), roi, lut.data(), 256, tile.tileWidth,
                                                         tile.tileHeight, kGridWidth, kGridHeight);
                               }));
@@ -168,8 +168,8 @@ double cpuSteps(bench::FullTuning& tuning, const std::vector<unsigned char>& pic
         report(what, size, medianMs(runs, [&] { pipeline->process(frame.data(), IMAGE_FORMAT_TYPE_NV21); }));
         pipeline->close();
     };
-    whole("CPU: whole capture, all stages", bench::capturePipelines().front());
-    whole("CPU: whole preview frame, its three stages", bench::previewPipelines().front());
+    whole("plain: whole capture, all stages", bench::capturePipelines().front());
+    whole("plain: whole preview frame, its three stages", bench::previewPipelines().front());
     return table + map;
 }
 
@@ -185,13 +185,13 @@ int main(int argc, char** argv) {
         const int runs = dry ? 1 : 21;
         const RoiInfo roi = bench::cameraRoi(size, 8);
         const std::vector<unsigned char> frame = bench::photograph(roi, 8);
-        const double stage = cpuSteps(tuning, frame, roi, size, runs);
+        const double stage = plainSteps(tuning, frame, roi, size, runs);
         if (sim_gl_available() == 0) {
             std::fprintf(stderr, "no EGL and OpenGL ES\n");
             continue;
         }
         const double host = oglSteps(tuning, frame, roi, size, runs);
-        std::fprintf(stderr, "%-42s %9s %9.1f %%\n", "OGL copies and table / CPU CLAHE stage",
+        std::fprintf(stderr, "%-42s %9s %9.1f %%\n", "OGL copies and table / plain CLAHE stage",
                      size.text().c_str(), 100 * host / stage);
     }
     return 0;

@@ -41,6 +41,7 @@ int CHuevanceFrame_CPU::malloc(char* directory, RoiInfo roi) {
     CHuevance_CPU& engine = g_frameEngine;
     // The engine may still hold what another handle set up, perhaps for another bit depth.
     releaseAll(engine);
+    engine.useKernels(*m_pKernels);
     if (engine.setSensorPath(directory) != 0) {
         return -1;
     }

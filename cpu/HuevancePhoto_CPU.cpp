@@ -40,6 +40,7 @@ int CHuevancePhoto_CPU::setDataBit(int dataBit) {
 }
 
 int CHuevancePhoto_CPU::malloc(char* directory, RoiInfo roi) {
+    g_photoEngine.useKernels(*m_pKernels);
     return g_photoEngine.captureMalloc(directory, roi);
 }
 
