@@ -4,13 +4,9 @@
 
 #include "cpu/HuevanceFrame_CPU.h"
 #include "cpu/HuevancePhoto_CPU.h"
-#if __has_include("neon/HuevancePhoto_NEON.h")
+#include "jni/HostKernels.h"
 #include "neon/HuevancePhoto_NEON.h"
 #include "neon/NeonKernels.h"
-#define HUEVANCE_BENCH_NEON 1
-#else
-#define HUEVANCE_BENCH_NEON 0
-#endif
 
 namespace bench {
 
@@ -52,15 +48,14 @@ std::unique_ptr<Pipeline> make() {
 }
 
 constexpr Kernels kReference = &huevance::referenceHostKernels;
+constexpr Kernels kShipped = &dispatch::hostKernels;
 
 }  // namespace
 
 std::span<const KernelEntry> kernelTables() {
     static constexpr KernelEntry kTables[] = {
         {"plain", &huevance::referenceKernels},
-#if HUEVANCE_BENCH_NEON
         {"neon", &huevance::neonKernels},
-#endif
     };
     return kTables;
 }
@@ -68,9 +63,8 @@ std::span<const KernelEntry> kernelTables() {
 std::span<const PipelineEntry> capturePipelines() {
     static constexpr PipelineEntry kPipelines[] = {
         {"plain", &make<CHuevancePhoto_CPU, kReference>},
-#if HUEVANCE_BENCH_NEON
+        {"cpu", &make<CHuevancePhoto_CPU, kShipped>},
         {"neon", &make<CHuevancePhoto_NEON>},
-#endif
     };
     return kPipelines;
 }
@@ -78,6 +72,7 @@ std::span<const PipelineEntry> capturePipelines() {
 std::span<const PipelineEntry> previewPipelines() {
     static constexpr PipelineEntry kPipelines[] = {
         {"plain", &make<CHuevanceFrame_CPU, kReference>},
+        {"cpu", &make<CHuevanceFrame_CPU, kShipped>},
     };
     return kPipelines;
 }

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Counts the AArch64 instructions of a capture, per pixel, for every capture pipeline: all stages, skin mask, 1920 x 1080,
-# the release build under qemu-user. The counts are exact and repeat from run to run.
+# Counts the AArch64 instructions of a frame, per pixel, for every pipeline of captures (all stages, skin mask) and previews
+# (CLAHE, curves, colour table) on the host's processor: 1920 x 1080, the release build under qemu-user. The counts are
+# exact and repeat from run to run.
 #
 #   bench/count_instructions.sh            builds the aarch64 preset's driver, prints the table
 #   bench/count_instructions.sh --update   the same, and writes it to bench/instructions.txt
@@ -27,31 +28,30 @@ compiler=$(cat "$build/bench/qemu_count/compiler.txt")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-# count PIPELINE BITS CAPTURES: leaves the instructions in $counted and the frame's hash in $hash.
+# count MODE PIPELINE BITS FRAMES: leaves the instructions in $counted and the frame's hash in $hash.
 count() {
-    hash=$("${qemu[@]}" -plugin "$plugin,out=$work/count" "$driver" "$1" "$2" "$size" "$3")
+    hash=$("${qemu[@]}" -plugin "$plugin,out=$work/count" "$driver" "$1" "$2" "$3" "$size" "$4")
     counted=$(cat "$work/count")
 }
 
 measure() {
-    echo "# AArch64 instructions per pixel of one capture: all stages, skin mask, $size."
+    echo "# AArch64 instructions per pixel of one frame, $size. Captures: all stages, skin mask."
     echo "# Written by bench/count_instructions.sh --update."
     echo "compiler $compiler"
-    local bits pipeline once first
+    local bits mode pipeline once
+    local -A first
     for bits in 8 10; do
-        first=
-        for pipeline in $("${qemu[@]}" "$driver" --list); do
-            count "$pipeline" "$bits" 1
+        while read -r mode pipeline; do
+            count "$mode" "$pipeline" "$bits" 1
             once=$counted
-            if [[ -n $first && $hash != "$first" ]]; then
-                echo "$pipeline, $bits bits: the output differs from the first pipeline's" >&2
+            if [[ $hash != "${first[$mode $bits]:=$hash}" ]]; then
+                echo "$mode, $pipeline, $bits bits: the output differs from the first pipeline's" >&2
                 return 1
             fi
-            first=$hash
-            count "$pipeline" "$bits" 2
-            awk -v p="$pipeline" -v b="$bits" -v n=$((counted - once)) -v px="$pixels" \
-                'BEGIN { printf "%-8s %2d bits %8.2f\n", p, b, n / px }'
-        done
+            count "$mode" "$pipeline" "$bits" 2
+            awk -v m="$mode" -v p="$pipeline" -v b="$bits" -v n=$((counted - once)) -v px="$pixels" \
+                'BEGIN { printf "%s %-5s %2d bits %8.2f\n", m, p, b, n / px }'
+        done < <("${qemu[@]}" "$driver" --list)
     done
 }
 
@@ -68,10 +68,11 @@ print) ;;
     fi
     awk '
         /^#|^compiler/ { next }
-        NR == FNR { allowed[$1 " " $2] = $4 * 1.03; next }
-        !(($1 " " $2) in allowed) { print $1 ", " $2 " bits: not in the committed table"; bad = 1; next }
-        $4 > allowed[$1 " " $2] { print $1 ", " $2 " bits: over 3 % more than the committed table"; bad = 1 }
-        { delete allowed[$1 " " $2] }
+        { row = $1 " " $2 " " $3 }
+        NR == FNR { allowed[row] = $5 * 1.03; next }
+        !(row in allowed) { print row " bits: not in the committed table"; bad = 1; next }
+        $5 > allowed[row] { print row " bits: over 3 % more than the committed table"; bad = 1 }
+        { delete allowed[row] }
         END {
             for (row in allowed) { print row " bits: in the committed table, but not measured"; bad = 1 }
             exit bad

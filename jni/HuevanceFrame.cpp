@@ -3,6 +3,7 @@
 #include "cpu/HuevanceFrame_CPU.h"
 #include "gpu/HuevanceFrame_GPU.h"
 #include "jni/DispatchShims.h"
+#include "jni/HostKernels.h"
 #include "ogl/HuevanceFrame_OGL.h"
 
 namespace {
@@ -85,6 +86,7 @@ int HuevanceFrameFree(char* platform, void* handle) {
 int HuevanceFrameMalloc_CPU(char* directory, RoiInfo size, int dataBit, void** handle) {
     return dispatch::create<CHuevanceFrame_CPU>(
         handle, {"HuevanceMalloc succeeded!\n", "HuevanceMalloc failed!\n"}, [=](CHuevanceFrame_CPU& frame) {
+            frame.useKernels(dispatch::hostKernels());
             frame.setDataBit(dataBit);
             return frame.malloc(directory, size);
         });

@@ -2,6 +2,7 @@
 
 #include "cpu/HuevancePhoto_CPU.h"
 #include "jni/DispatchShims.h"
+#include "jni/HostKernels.h"
 #include "neon/HuevancePhoto_NEON.h"
 #include "ogl/HuevancePhoto_OGL.h"
 
@@ -26,6 +27,9 @@ constexpr const char* kFreeNullText = "HuevanceFree failed! HvcHandle is NULL!\n
 template <typename Object>
 int mallocHost(char* directory, RoiInfo size, int dataBit, void** handle) {
     return dispatch::create<Object>(handle, kMallocTexts, [=](Object& object) {
+        if constexpr (requires { object.useKernels(dispatch::hostKernels()); }) {
+            object.useKernels(dispatch::hostKernels());
+        }
         object.setDataBit(dataBit);
         return object.malloc(directory, size);
     });

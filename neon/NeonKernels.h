@@ -12,6 +12,9 @@ HUEVANCE_KERNELS(HUEVANCE_NEON_KERNEL)
 
 const KernelTable& neonKernels();
 
+// Whether this processor has the instructions that they are compiled to.
+bool hasVectorInstructions();
+
 // These kernels, and the walk in one pass.
 const HostKernels& neonHostKernels();
 

@@ -1,15 +1,16 @@
-// The program whose instructions are counted: sets up one capture pipeline and two equal frames, whatever is
-// asked for, and captures as many of them as asked. The difference between two captures and one is the cost
-// of a capture, its scene's file reads included.
+// The program whose instructions are counted: sets up one pipeline and two equal frames, whatever is asked
+// for, and processes as many of them as asked. The difference between two frames and one is the cost of a
+// frame, a capture's reading of its scene's files included.
 //
-// count_driver --list                                 the names of the capture pipelines
-// count_driver PIPELINE BITS WIDTHxHEIGHT CAPTURES    prints a hash of the first frame
+// count_driver --list                                    the modes and names of the pipelines
+// count_driver MODE PIPELINE BITS WIDTHxHEIGHT FRAMES    prints a hash of the first frame
 #include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <iomanip>
 #include <iostream>
-#include <stdexcept>
+#include <span>
+#include <string>
 #include <vector>
 
 #include "bench/Pipelines.h"
@@ -18,47 +19,62 @@
 
 namespace {
 
-void capture(const std::string& name, int dataBit, const bench::Size& size, int captures) {
+struct Mode {
+    const char* name;
+    std::span<const bench::PipelineEntry> (*pipelines)();
+};
+constexpr Mode kModes[] = {{"capture", &bench::capturePipelines}, {"preview", &bench::previewPipelines}};
+
+// Calls use(mode, entry) for every pipeline.
+template <typename Use>
+void forPipelines(Use use) {
+    for (const Mode& mode : kModes) {
+        for (const bench::PipelineEntry& entry : mode.pipelines()) {
+            use(mode, entry);
+        }
+    }
+}
+
+void process(const bench::PipelineEntry& entry, int dataBit, const bench::Size& size, int count) {
     const bench::FullTuning tuning;
     const RoiInfo roi = bench::cameraRoi(size, dataBit);
     std::vector<test::Frame> frames;
     for (int i = 0; i < 2; ++i) {
         frames.emplace_back(roi, dataBit == 8 ? 1 : 2).fill(test::Content::kPhotoLike, 1 << dataBit);
     }
-    for (const bench::PipelineEntry& entry : bench::capturePipelines()) {
-        if (entry.name == name) {
-            const auto pipeline = entry.make();
-            pipeline->open(tuning.path(), roi, dataBit);
-            for (int i = 0; i < captures; ++i) {
-                pipeline->process(frames.at(static_cast<std::size_t>(i)).data(),
-                                  bench::cameraFormat(dataBit));
-            }
-            pipeline->close();
-            std::cout << std::hex << std::setw(16) << std::setfill('0')
-                      << test::hashBytes(frames[0].data(), frames[0].bytes()) << std::endl;
-            return;
-        }
+    const auto pipeline = entry.make();
+    pipeline->open(tuning.path(), roi, dataBit);
+    for (int i = 0; i < count; ++i) {
+        pipeline->process(frames.at(static_cast<std::size_t>(i)).data(), bench::cameraFormat(dataBit));
     }
-    throw std::invalid_argument("unknown pipeline: " + name);
+    pipeline->close();
+    std::cout << std::hex << std::setw(16) << std::setfill('0')
+              << test::hashBytes(frames[0].data(), frames[0].bytes()) << std::endl;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     if (argc == 2 && std::strcmp(argv[1], "--list") == 0) {
-        for (const bench::PipelineEntry& entry : bench::capturePipelines()) {
-            std::cout << entry.name << "\n";
-        }
+        forPipelines([](const Mode& mode, const bench::PipelineEntry& entry) {
+            std::cout << mode.name << " " << entry.name << "\n";
+        });
         return 0;
     }
-    if (argc != 5) {
-        std::cerr << "usage: count_driver --list | PIPELINE BITS WIDTHxHEIGHT CAPTURES\n";
+    if (argc != 6) {
+        std::cerr << "usage: count_driver --list | MODE PIPELINE BITS WIDTHxHEIGHT FRAMES\n";
         return 2;
     }
     try {
         bench::silenceLibrary();
-        capture(argv[1], std::atoi(argv[2]), bench::parseSize(argv[3]), std::atoi(argv[4]));
-        return 0;
+        bool found = false;
+        forPipelines([&](const Mode& mode, const bench::PipelineEntry& entry) {
+            if (std::string(mode.name) == argv[1] && std::string(entry.name) == argv[2]) {
+                found = true;
+                process(entry, std::atoi(argv[3]), bench::parseSize(argv[4]), std::atoi(argv[5]));
+            }
+        });
+        return found ? 0 : 2;
     } catch (const std::exception& error) {
         std::cerr << error.what() << "\n";
         return 1;

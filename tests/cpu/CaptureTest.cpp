@@ -10,6 +10,7 @@
 #include "tests/support/OpenCount.h"
 #include "tests/support/Rig.h"
 #include "tests/support/StdoutCapture.h"
+#include "tests/support/Vectors.h"
 
 namespace {
 
@@ -19,17 +20,24 @@ using std::string;
 using test::Content;
 using Lines = std::vector<string>;
 using Photo = rig::Handle<CHuevancePhoto_CPU>;
+using VectorPhoto = rig::Handle<test::Vectors<CHuevancePhoto_CPU>>;
 using NeonPhoto = rig::Handle<CHuevancePhoto_NEON>;
 
 const string kNeon = "CHuevancePhoto_NEON: ";
 
 class Capture : public testing::Test {
 protected:
-    // Calls test(handle, prefix of the back end's lines) for both back ends.
+    // Calls test(handle, prefix of the back end's lines) for both back ends, and for the CPU back end with
+    // the vector kernels.
     void forBoth(const Shape& shape, const auto& test) {
         {
             SCOPED_TRACE("CPU");
             Photo photo(dir, shape);
+            test(photo, string());
+        }
+        {
+            SCOPED_TRACE("CPU with vectors");
+            VectorPhoto photo(dir, shape);
             test(photo, string());
         }
         if (shape.bits != 8 || shape.format == 5 || shape.format == 6) {

@@ -7,6 +7,7 @@
 #include "cpu/HuevancePhoto_CPU.h"
 #include "neon/HuevancePhoto_NEON.h"
 #include "tests/support/Rig.h"
+#include "tests/support/Vectors.h"
 
 namespace {
 
@@ -65,10 +66,13 @@ TEST(FrameHash, IsTheSameEverywhere) {
         rig::write(dir, tables, {{"transFrameNum", "7"}});
         test::LogCapture log;
         if (golden.mode == kPreview) {
-            expectHash<CHuevanceFrame_CPU>(dir, golden, 3);  // of a fade from table 1 to table 0
+            // Of a fade from table 1 to table 0.
+            expectHash<CHuevanceFrame_CPU>(dir, golden, 3);
+            expectHash<test::Vectors<CHuevanceFrame_CPU>>(dir, golden, 3);
             continue;
         }
         expectHash<CHuevancePhoto_CPU>(dir, golden, 1);
+        expectHash<test::Vectors<CHuevancePhoto_CPU>>(dir, golden, 1);
         if (golden.shape.format != 7) {
             expectHash<CHuevancePhoto_NEON>(dir, golden, 1);
         }

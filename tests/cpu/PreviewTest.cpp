@@ -1,10 +1,11 @@
-// Previews through CHuevanceFrame_CPU: fades between scenes against the model, the counter's rules, dumps and
-// refusals.
+// Previews through CHuevanceFrame_CPU, with the reference and with the vector kernels: fades between scenes
+// against the model, the counter's rules, dumps and refusals.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 
 #include "cpu/HuevanceFrame_CPU.h"
+#include "neon/NeonKernels.h"
 #include "tests/support/Rig.h"
 
 namespace {
@@ -17,8 +18,17 @@ using Lines = std::vector<std::string>;
 const Shape kSmall{8, 6, {24, 18, 24, 18}};
 const Shape kSmall10{10, 10, {24, 18, 48, 18}};
 
+using Kernels = const huevance::HostKernels& (*)();
+Kernels g_kernels;
+
+// With the kernels of the test that runs.
+class Frames : public CHuevanceFrame_CPU {
+public:
+    Frames() { useKernels(g_kernels()); }
+};
+
 // A stream, and beside it what its counter should be.
-class Stream : public rig::Handle<CHuevanceFrame_CPU> {
+class Stream : public rig::Handle<Frames> {
 public:
     using Handle::Handle;
 
@@ -57,13 +67,15 @@ std::vector<Tuning> makeTables(int count, int stages) {
     return tables;
 }
 
-class Preview : public testing::Test {
+class Preview : public testing::TestWithParam<Kernels> {
 protected:
+    Preview() { g_kernels = GetParam(); }
+
     test::TuningDir dir;
     test::LogCapture log;
 };
 
-TEST_F(Preview, EveryCombinationOfStagesDuringAFade) {
+TEST_P(Preview, EveryCombinationOfStagesDuringAFade) {
     for (const Shape& shape : {Shape{8, 6, {37, 29, 48, 32}},
                                {8, 5, {34, 26, 34, 26}},
                                {8, 7, {34, 26, 34, 26}},
@@ -81,7 +93,7 @@ TEST_F(Preview, EveryCombinationOfStagesDuringAFade) {
     }
 }
 
-TEST_F(Preview, AWholeFadeAndChangesInMidFade) {
+TEST_P(Preview, AWholeFadeAndChangesInMidFade) {
     // 60 frames, the overshoot, and the first steady frame; before that the fade's goal changed.
     std::vector<int> whole = {1, 0, 0, 0, 0};
     whole.insert(whole.end(), 62, 2);
@@ -110,7 +122,7 @@ TEST_F(Preview, AWholeFadeAndChangesInMidFade) {
     }
 }
 
-TEST_F(Preview, TheFadeOutlivesReleaseAndSetUp) {
+TEST_P(Preview, TheFadeOutlivesReleaseAndSetUp) {
     const std::vector<Tuning> tables = makeTables(3, 10);
     rig::write(dir, tables, {{"transFrameNum", "4"}});
     Stream stream(dir, kSmall);
@@ -126,7 +138,7 @@ TEST_F(Preview, TheFadeOutlivesReleaseAndSetUp) {
     stream.fade(tables, 0, 2, "faded");
 }
 
-TEST_F(Preview, TablesAreLoadedOnceAndMissingStrengthsFollowTheTableBefore) {
+TEST_P(Preview, TablesAreLoadedOnceAndMissingStrengthsFollowTheTableBefore) {
     std::vector<Tuning> tables = makeTables(3, 11);
     rig::write(dir, tables, {{"transFrameNum", "0"}});
     dir.write("param1.ini", "[hvc]\r\nsatStrength=0.5\r\n");
@@ -144,7 +156,7 @@ TEST_F(Preview, TablesAreLoadedOnceAndMissingStrengthsFollowTheTableBefore) {
     }
 }
 
-TEST_F(Preview, LinesOfAFrame) {
+TEST_P(Preview, LinesOfAFrame) {
     std::vector<Tuning> tables = makeTables(2, 31);
     tables[0].colorStrength = tables[0].satStrength = tables[0].claheStrength = 0.0F;
     tables[1].colorStrength = 1.0F;
@@ -160,7 +172,7 @@ TEST_F(Preview, LinesOfAFrame) {
     EXPECT_EQ(log.lines().size(), 5U);
 }
 
-TEST_F(Preview, DumpsFailEveryThirtyFirstFrame) {
+TEST_P(Preview, DumpsFailEveryThirtyFirstFrame) {
     // The counter runs 0 .. 30: frames 0, 31, 62. It is the object's own, and counts with the stages off,
     // too.
     const Lines failed = {"srcFrame save failed!", "dstFrame save failed!"};
@@ -180,7 +192,7 @@ TEST_F(Preview, DumpsFailEveryThirtyFirstFrame) {
 
 // In mid-fade: the next good frame goes on as if the refused ones had not been; and a second handle ends the
 // stream.
-TEST_F(Preview, ASceneWithoutATableChangesNothing) {
+TEST_P(Preview, ASceneWithoutATableChangesNothing) {
     const std::vector<Tuning> tables = makeTables(3, 11);
     rig::write(dir, tables, {{"transFrameNum", "6"}, {"sceneIdx", "0/1/2/3/-1/"}});
     Stream stream(dir, kSmall10);
@@ -192,5 +204,9 @@ TEST_F(Preview, ASceneWithoutATableChangesNothing) {
     { Stream second(dir, kSmall); }
     EXPECT_EQ(stream.expectUntouched(log, -1), Lines{"preview is not set up!"});
 }
+
+INSTANTIATE_TEST_SUITE_P(With, Preview,
+                         testing::Values(&huevance::referenceHostKernels, &huevance::neonHostKernels),
+                         [](const auto& kernels) { return kernels.index == 0 ? "Reference" : "Vectors"; });
 
 }  // namespace

@@ -36,7 +36,7 @@ struct BackEnd {
     const char* remark;
 };
 constexpr BackEnd kBackEnds[] = {
-    {"CPU", "plain reference", ""},
+    {"CPU", "this processor, with vectors where it has them", ""},
     {"NEON", "vector instructions", kNeonNote},
     {"GPU", "OpenCL", ""},
     {"OGL", "OpenGL ES", ""},
