@@ -14,6 +14,7 @@ const RoiInfo& dumpRoi(const CHuevance_CPU& engine) {
 }
 
 void releaseAll(CHuevance_CPU& engine) {
+    engine.onePassFree();
     engine.sceneColorLutFree();
     engine.colorLutFree();
     engine.sceneCurveLutFree();
@@ -26,7 +27,8 @@ int allocate(CHuevance_CPU& engine) {
     const huevance::StageSwitches on = engine.switches();
     const bool done = engine.sceneHvcParamMalloc() == 0 && (!on.clahe || engine.claheLutMalloc() == 0) &&
                       (!on.curve || (engine.sceneCurveLutMalloc() == 0 && engine.curveLutMalloc() == 0)) &&
-                      (!on.colorMap || (engine.sceneColorLutMalloc() == 0 && engine.colorLutMalloc() == 0));
+                      (!on.colorMap || (engine.sceneColorLutMalloc() == 0 && engine.colorLutMalloc() == 0)) &&
+                      engine.onePassMalloc() == 0;
     return done ? 0 : -1;
 }
 
@@ -67,6 +69,7 @@ int CHuevanceFrame_CPU::enhance(void* yuv, IMAGE_FORMAT_TYPE type, int scene) {
     const int previous = m_fade.previous();
     const int counter = m_fade.counter();
     engine.fuseHvcParam(previous, table, counter);
+    const bool onePass = engine.canRunOnePass();
     for (const Stage stage : huevance::planPreview(engine.switches())) {
         if (stage == Stage::kClahe) {
             engine.setClaheLut();
@@ -75,7 +78,12 @@ int CHuevanceFrame_CPU::enhance(void* yuv, IMAGE_FORMAT_TYPE type, int scene) {
         } else if (stage == Stage::kColorMap) {
             engine.fuseColorLut(previous, table, counter);
         }
-        engine.runStage(stage);
+        if (!onePass) {
+            engine.runStage(stage);
+        }
+    }
+    if (onePass) {
+        engine.runOnePass();
     }
     engine.getDstYuv(yuv);
     m_fade.end(engine.m_iTransFrameNum);

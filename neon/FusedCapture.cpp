@@ -59,6 +59,12 @@ void FusedCapture::release() {
     m_skin.release();
 }
 
+bool FusedCapture::usable(const HostEngine& engine) const {
+    const bool isKnown =
+        engine.m_eYuvType == IMAGE_FORMAT_TYPE_NV12 || engine.m_eYuvType == IMAGE_FORMAT_TYPE_NV21;
+    return m_usable && m_key == Key(engine) && isKnown;
+}
+
 bool FusedCapture::allocateClahe(const HostEngine& engine) {
     const int width = engine.m_stRoi8.width;
     if (!m_cells.allocate(elementCount(engine.m_iGridWidth, engine.m_iGridHeight, kCellFloats)) ||

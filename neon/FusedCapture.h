@@ -21,8 +21,9 @@ public:
     void release() override;
 
     // Whether captures of the engine, as it is now, may take this way. Not with 16-bit data, nor with a grid
-    // so fine that its tables would not pay, nor when the engine was set up anew since allocate().
-    bool usable(const HostEngine& engine) const override { return m_usable && m_key == Key(engine); }
+    // so fine that its tables would not pay, nor when the engine was set up anew since allocate(), nor with
+    // 8-bit formats other than NV12 and NV21, which some stages leave alone.
+    bool usable(const HostEngine& engine) const override;
 
     // Sends the engine's frame through the stages that are on. The engine's tables must be those of this
     // capture.

@@ -29,6 +29,11 @@ Floats16 spread(const float* blocks) {
     return {{low.low, low.high, high.low, high.high}};
 }
 
+// Without the stage a preview has no curves.
+ToneTable tonesOf(const HostEngine& engine, const Buffer<float>& curve) {
+    return engine.stages().curve ? ToneTable(curve.get(), kBins8) : ToneTable();
+}
+
 template <int kBlock>
 float32x4_t along(float32x4_t lower, float32x4_t upper, float32x4_t rest, float32x4_t weight) {
     return mix(lower, upper, repeatLane<kBlock>(rest), repeatLane<kBlock>(weight));
@@ -61,8 +66,8 @@ FusedStrips::FusedStrips(const FusedTables& tables, const HostEngine& engine)
       m_chromaPlane(chromaPlane(engine.m_pucImage8, engine.m_stRoi8)),
       m_hostMask(maskPlane(static_cast<const float*>(engine.m_pfMask), engine.m_stMaskRoi)),
       m_vertical(engine.m_iGridHeight, engine.m_stTile.tileHeight),
-      m_yLevels(engine.m_yCurve.get(), kBins8),
-      m_uvLevels(engine.m_uvCurve.get(), kBins8) {}
+      m_yLevels(tonesOf(engine, engine.m_yCurve)),
+      m_uvLevels(tonesOf(engine, engine.m_uvCurve)) {}
 
 void FusedStrips::run() {
     for (int j = 0; j < m_chromaPlane.height; ++j) {
