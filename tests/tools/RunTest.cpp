@@ -8,6 +8,7 @@
 #include <map>
 #include <nlohmann/json.hpp>
 #include <sstream>
+#include <tuple>
 
 #include "tests/tools/ToolProcess.h"
 
@@ -289,6 +290,18 @@ TEST_F(RunTest, InfoListsWhatRuns) {
     EXPECT_EQ(names, (Words{"CPU", "NEON", "GPU", "OGL"}));
     EXPECT_TRUE(json["backends"][0]["photo"] == true && json["backends"][0]["frame"] == true);
     EXPECT_THAT(json["drivers"][0]["path"].get<std::string>(), HasSubstr("/sim/liblog.so"));
+    // The drivers behind the library, not others that the system has, and what they say of themselves.
+    const bool drawn = json["backends"][3]["photo"];
+    const std::tuple<std::size_t, const char*, bool, const char*> kDrivers[] = {
+        {2, "/sim/libOpenCL.so", json["backends"][2]["frame"], "OpenCL "},
+        {3, "/sim/libEGL.so", drawn, "1."},
+        {4, "/sim/libGLESv3.so", drawn, "OpenGL ES 3."}};
+    for (const auto& [index, path, runs, version] : kDrivers) {
+        const nlohmann::json& driver = json["drivers"][index];
+        EXPECT_THAT(driver["path"].get<std::string>(), HasSubstr(path));
+        EXPECT_EQ(driver.value("version", "").starts_with(version), runs) << driver;
+        EXPECT_EQ(driver.value("device", "").empty(), !runs || index == 3) << driver;
+    }
     EXPECT_THAT(bench.run({"info"}).out, HasSubstr("\nCPU       yes    yes"));
 }
 

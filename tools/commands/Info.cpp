@@ -1,19 +1,14 @@
-#include <dlfcn.h>
-#include <link.h>
-
-#include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
 
 #include "tools/Stdio.h"
 #include "tools/commands/Commands.h"
 #include "tools/commands/Options.h"
+#include "tools/host/Drivers.h"
 #include "tools/host/HostLibrary.h"
 #include "tools/tuning/StarterTuning.h"
 
 namespace tool {
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -42,40 +37,6 @@ constexpr BackEnd kBackEnds[] = {
     {"OGL", "OpenGL ES", ""},
 };
 
-struct Driver {
-    const char* what;
-    const char* names[2];
-};
-// As phones name them, then as Linux does.
-constexpr Driver kDrivers[] = {
-    {"Android log", {"liblog.so", nullptr}},           {"hardware buffers", {"libnativewindow.so", nullptr}},
-    {"OpenCL", {"libOpenCL.so", "libOpenCL.so.1"}},    {"EGL", {"libEGL.so", "libEGL.so.1"}},
-    {"OpenGL ES", {"libGLESv2.so", "libGLESv2.so.2"}},
-};
-
-std::string pathOf(void* library) {
-    link_map* map = nullptr;
-    return dlinfo(library, RTLD_DI_LINKMAP, &map) == 0 && map != nullptr ? map->l_name : "?";
-}
-
-// Path of the driver that a process here gets, or empty. The simulated ones stand beside the library.
-std::string findDriver(const Driver& driver, const fs::path& simulated) {
-    for (const char* name : driver.names) {
-        if (name == nullptr) {
-            continue;
-        }
-        for (const std::string& candidate : {(simulated / name).string(), std::string(name)}) {
-            void* library = dlopen(candidate.c_str(), RTLD_LAZY | RTLD_LOCAL);
-            if (library != nullptr) {
-                const std::string path = pathOf(library);
-                dlclose(library);
-                return path;
-            }
-        }
-    }
-    return {};
-}
-
 nlohmann::ordered_json collect(const HostLibrary& library) {
     nlohmann::ordered_json json = {{"version", HUEVANCE_TOOL_VERSION},
                                    {"library", library.path()},
@@ -90,10 +51,14 @@ nlohmann::ordered_json collect(const HostLibrary& library) {
                                     {"frame", backEndRuns(library, backEnd.name, false, writeStarterTuning)},
                                     {"note", backEnd.remark}});
     }
-    const fs::path simulated = fs::path(fs::absolute(library.path())).parent_path() / "sim";
-    for (const Driver& driver : kDrivers) {
-        json["drivers"].push_back({{"name", driver.what}, {"path", findDriver(driver, simulated)}});
+    for (const DriverReport& driver : driversOf(library.get())) {  // after the back ends have run
+        nlohmann::ordered_json report = {{"name", driver.name}, {"path", driver.path}};
+        for (const auto& [what, value] : driver.details) {
+            report[what] = value;
+        }
+        json["drivers"].push_back(report);
     }
+    HostLibrary::takeErrors();  // of what is not there
     return json;
 }
 
@@ -116,6 +81,11 @@ std::string text(const nlohmann::ordered_json& json) {
     for (const auto& driver : json["drivers"]) {
         const std::string path = word(driver["path"]);
         out += pad(word(driver["name"]), 18) + (path.empty() ? "not found" : path) + "\n";
+        for (const auto& [what, value] : driver.items()) {
+            if (what != "name" && what != "path") {
+                out += pad("", 18) + what + " " + word(value) + "\n";
+            }
+        }
     }
     return out;
 }

@@ -1,0 +1,18 @@
+# huevance_tests_leave_nothing(): the tests that the calling folder has added so far get a temporary folder of the build's
+# own, and a run of any of them ends with the test "leaves_nothing_behind", which fails when something is in it.
+function(huevance_tests_leave_nothing)
+  set(folder ${CMAKE_BINARY_DIR}/tests_temporary)
+  get_property(defined GLOBAL PROPERTY HUEVANCE_TEMPORARY_FOLDER)
+  get_property(tests DIRECTORY PROPERTY TESTS)
+  set_property(TEST ${tests} APPEND PROPERTY ENVIRONMENT "TMPDIR=${folder}")
+  set_property(TEST ${tests} APPEND PROPERTY FIXTURES_REQUIRED temporary_folder)
+  if(defined)
+    return()
+  endif()
+  set_property(GLOBAL PROPERTY HUEVANCE_TEMPORARY_FOLDER ${folder})
+  set(script ${CMAKE_SOURCE_DIR}/cmake/CheckTemporaryFolder.cmake)
+  add_test(NAME temporary_folder COMMAND ${CMAKE_COMMAND} -DFOLDER=${folder} -DBEGIN=ON -P ${script})
+  add_test(NAME leaves_nothing_behind COMMAND ${CMAKE_COMMAND} -DFOLDER=${folder} -P ${script})
+  set_tests_properties(temporary_folder PROPERTIES FIXTURES_SETUP temporary_folder)
+  set_tests_properties(leaves_nothing_behind PROPERTIES FIXTURES_CLEANUP temporary_folder)
+endfunction()
