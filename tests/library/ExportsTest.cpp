@@ -117,7 +117,7 @@ bool ofTheToolchain(const string& symbol) {
         "__cxa_begin_catch",      "__cxa_end_catch",     "__cxa_rethrow",      "__cxa_guard_abort",
         "__cxa_guard_acquire",    "__cxa_guard_release", "__cxa_pure_virtual", "__gmon_start__",
         "__gxx_personality_v0",   "__stack_chk_fail",    "__stack_chk_guard",  "__getauxval",
-        "__libc_single_threaded", "__errno_location"};
+        "__libc_single_threaded", "__errno_location",    "__tls_get_addr"};
     return symbol.starts_with("_Z") || symbol.starts_with("_ITM_") || symbol.starts_with("_Unwind_") ||
            kOthers.count(symbol) != 0;
 }
