@@ -66,6 +66,16 @@ void sim_gl_time_out_fences(int count) {
     state().fenceTimeouts = count;
 }
 
+void sim_gl_set_strict(int on) {
+    const std::lock_guard lock(state().mutex);
+    state().strict = on != 0;
+}
+
+void sim_gl_refuse_pbuffers(int on) {
+    const std::lock_guard lock(state().mutex);
+    state().refusePbuffers = on != 0;
+}
+
 void sim_gl_lose_contexts(void) {
     const std::lock_guard lock(state().mutex);
     for (const auto& context : state().contexts) {

@@ -1,7 +1,9 @@
 // What the layer adds to OpenGL ES: layout(yuv) output and external textures as draw targets, with their
 // extension's rules, and the books.
 #include <algorithm>
+#include <chrono>
 #include <string>
+#include <thread>
 #include <utility>
 
 #include "sim/gl/Calls.h"
@@ -362,6 +364,10 @@ void hook_glFinish() {
 
 GLenum hook_glClientWaitSync(GLsync sync, GLbitfield flags, GLuint64 timeout) {
     State& state = State::get();
+    if (state.strict) {
+        std::this_thread::sleep_for(std::chrono::nanoseconds(timeout));
+        return GL_TIMEOUT_EXPIRED;
+    }
     {
         const std::lock_guard lock(state.mutex);
         if (state.fenceTimeouts > 0) {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
+#include <cstring>
 
 #include "sim/gl/System.h"
 
@@ -33,10 +35,17 @@ State& State::get() {
     return *instance;
 }
 
+bool State::strictByDefault() {
+    const char* value = std::getenv("HUEVANCE_SIM_STRICT");
+    return value != nullptr && std::strcmp(value, "1") == 0;
+}
+
 void State::reset() {
     faults.clear();
     std::fill(std::begin(calls), std::end(calls), 0);
     fenceTimeouts = 0;
+    strict = strictByDefault();
+    refusePbuffers = false;
     chroma = SIM_GL_CHROMA_MEAN;
     sink = nullptr;
 }

@@ -97,6 +97,8 @@ public:
     std::map<Entry, std::pair<int, int>> faults;  // calls until then, code
     int calls[static_cast<int>(Entry::kCount)] = {};
     int fenceTimeouts = 0;
+    bool strict = strictByDefault();
+    bool refusePbuffers = false;
     sim_gl_chroma chroma = SIM_GL_CHROMA_MEAN;
     sim_gl_call_sink sink = nullptr;
     void* sinkContext = nullptr;
@@ -105,6 +107,9 @@ public:
     std::map<EGLSurface, EGLDisplay> surfaces;
     std::map<EGLImageKHR, std::pair<EGLDisplay, std::shared_ptr<HardwareImage>>> images;
     std::vector<std::unique_ptr<Context>> contexts;
+
+private:
+    static bool strictByDefault();
 };
 
 // The index of an entry point's name, or nothing.

@@ -1,7 +1,9 @@
 // The entry points of the simulated driver. Each counts, fails when told to, and passes on to `answer`: for
 // most of them the system's function alone, for the overloads below what the simulation adds.
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
+#include <utility>
 
 #include "jni/opticommon/symb/OpenCLSignature.h"
 #include "sim/opencl/IonMemory.h"
@@ -52,6 +54,7 @@ auto callSystem(Function function, A... arguments) {
 
 constexpr const char* kIonExtension = "cl_qcom_ion_host_ptr";
 constexpr const char* kHintExtension = "cl_qcom_priority_hint";
+constexpr std::uintptr_t kPage = 4096;
 constexpr cl_context_properties kPerfHint = 0x40C2;
 constexpr cl_context_properties kPriorityHint = 0x40C9;
 
@@ -143,21 +146,69 @@ cl_context answer(entry::clCreateContext, const cl_context_properties* propertie
 cl_mem answer(entry::clCreateBuffer, cl_context context, cl_mem_flags flags, std::size_t size, void* host,
               cl_int* error) {
     constexpr cl_mem_flags kIon = CL_MEM_EXT_HOST_PTR_QCOM;
-    if ((flags & kIon) != 0) {
+    const bool ion = (flags & kIon) != 0;
+    if (ion) {
         const auto* record = static_cast<const cl_mem_ion_host_ptr*>(host);
         if (!hasExtension(kIonExtension) || record == nullptr || (flags & CL_MEM_USE_HOST_PTR) == 0 ||
             record->ext_host_ptr.allocation_type != CL_MEM_ION_HOST_PTR_QCOM) {
             return opencl::failedCall<cl_mem>(CL_INVALID_VALUE, error);
         }
-        if (!descriptorCovers(record->ion_filedesc, record->ion_hostptr, size)) {
+        const bool aligned = reinterpret_cast<std::uintptr_t>(record->ion_hostptr) % kPage == 0;
+        if (!descriptorCovers(record->ion_filedesc, record->ion_hostptr, size) ||
+            (State::get().strict && !aligned)) {
             return opencl::failedCall<cl_mem>(CL_INVALID_HOST_PTR, error);
         }
         flags &= ~kIon;
         host = record->ion_hostptr;
     }
+    State& state = State::get();
+    const bool copied = state.strict && !ion && (flags & CL_MEM_USE_HOST_PTR) != 0 && host != nullptr;
+    if (copied) {
+        flags ^= CL_MEM_USE_HOST_PTR | CL_MEM_COPY_HOST_PTR;
+    }
     cl_mem memory = callSystem(system().clCreateBuffer, context, flags, size, host, error);
-    State::get().created(Kind::kMemory, memory);
+    state.created(Kind::kMemory, memory);
+    state.wrapped.erase(memory);
+    if (copied && memory != nullptr) {
+        state.wrapped[memory].address = static_cast<unsigned char*>(host);
+    }
     return memory;
+}
+
+void* answer(entry::clEnqueueMapBuffer, cl_command_queue queue, cl_mem memory, cl_bool blocking,
+             cl_map_flags flags, std::size_t offset, std::size_t size, cl_uint count, const cl_event* wait,
+             cl_event* event, cl_int* error) {
+    const auto found = State::get().wrapped.find(memory);
+    if (found == State::get().wrapped.end()) {
+        return callSystem(system().clEnqueueMapBuffer, queue, memory, blocking, flags, offset, size, count,
+                          wait, event, error);
+    }
+    HostMemory& host = found->second;
+    const cl_int code = callSystem(system().clEnqueueReadBuffer, queue, memory, cl_bool{CL_TRUE}, offset,
+                                   size, static_cast<void*>(host.address + offset), count, wait, event);
+    if (code != CL_SUCCESS) {
+        return opencl::failedCall<void*>(code, error);
+    }
+    host.mappedAt = offset;
+    host.mapped = flags == CL_MAP_READ ? 0 : size;
+    if (error != nullptr) {
+        *error = CL_SUCCESS;
+    }
+    return host.address + offset;
+}
+
+cl_int answer(entry::clEnqueueUnmapMemObject, cl_command_queue queue, cl_mem memory, void* mapped,
+              cl_uint count, const cl_event* wait, cl_event* event) {
+    const auto found = State::get().wrapped.find(memory);
+    if (found == State::get().wrapped.end()) {
+        return callSystem(system().clEnqueueUnmapMemObject, queue, memory, mapped, count, wait, event);
+    }
+    HostMemory& host = found->second;
+    const std::size_t size = std::exchange(host.mapped, 0);
+    return size == 0
+               ? CL_SUCCESS
+               : callSystem(system().clEnqueueWriteBuffer, queue, memory, cl_bool{CL_TRUE}, host.mappedAt,
+                            size, static_cast<const void*>(host.address + host.mappedAt), count, wait, event);
 }
 
 void* answer(entry::clSVMAlloc, cl_context context, cl_svm_mem_flags flags, std::size_t size,
@@ -378,6 +429,11 @@ void sim_opencl_reset(void) {
 void sim_opencl_set_svm_level(int level) {
     const std::lock_guard lock(sim::State::get().mutex);
     sim::State::get().svmLevel = level;
+}
+
+void sim_opencl_set_strict(int on) {
+    const std::lock_guard lock(sim::State::get().mutex);
+    sim::State::get().strict = on != 0;
 }
 
 void sim_opencl_set_extensions(const char* extensions) {

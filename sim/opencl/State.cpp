@@ -1,6 +1,7 @@
 #include "sim/opencl/State.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 
 namespace sim {
@@ -10,8 +11,14 @@ State& State::get() {
     return state;
 }
 
+bool State::strictByDefault() {
+    const char* value = std::getenv("HUEVANCE_SIM_STRICT");
+    return value != nullptr && std::strcmp(value, "1") == 0;
+}
+
 void State::reset() {
     svmLevel = -1;
+    strict = strictByDefault();
     extensions.reset();
     driverVersion.reset();
     launchSink = nullptr;

@@ -24,6 +24,13 @@ struct KernelArgument {
     bool svm = false;
 };
 
+// What a buffer wraps in a strict driver.
+struct HostMemory {
+    unsigned char* address = nullptr;
+    std::size_t mappedAt = 0;
+    std::size_t mapped = 0;  // bytes to take over when it is unmapped
+};
+
 struct SvmBlock {
     std::size_t size = 0;
     bool fine = false;
@@ -56,6 +63,7 @@ public:
     mutable std::mutex mutex;  // held by every function of the layer while it touches the rest
 
     int svmLevel = -1;
+    bool strict = strictByDefault();
     std::optional<std::string> extensions;
     std::optional<std::string> driverVersion;
     sim_opencl_launch_sink launchSink = nullptr;
@@ -69,10 +77,12 @@ public:
     std::map<int, Fault> faults;
     std::map<int, int> calls;
     std::map<const void*, SvmBlock> svm;
+    std::map<const void*, HostMemory> wrapped;
     std::map<const void*, std::string> kernelNames;
     std::map<const void*, std::map<cl_uint, KernelArgument>> kernelArguments;
 
 private:
+    static bool strictByDefault();
     std::map<const void*, int> m_references[kKinds];
 };
 

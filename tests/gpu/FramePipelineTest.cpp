@@ -304,6 +304,21 @@ TEST_F(FramePipeline, IonMemoryIsWrappedByItsDescriptorOrElseByItsAddress) {
         EXPECT_EQ(std::memcmp(at, expected.data(), size - 1), 0);
         munmap(at, size);
     }
+    // Strict drivers take whole pages alone.
+    sim_opencl_set_strict(1);
+    const int more = memfd_create("ion", 0);
+    EXPECT_EQ(ftruncate(more, static_cast<off_t>(size + 8)), 0);
+    auto* pages =
+        static_cast<unsigned char*>(mmap(nullptr, size + 8, PROT_READ | PROT_WRITE, MAP_SHARED, more, 0));
+    for (const int offset : {0, 8}) {
+        std::memcpy(pages + offset, frame.data(), size);
+        log.clear();
+        EXPECT_EQ(HuevanceFrameProcess_GPU(handle, pages + offset, more, kNv21, 0), 0);
+        EXPECT_EQ(log.texts(test::kError).size(), offset == 0 ? 0U : 1U);
+        EXPECT_EQ(std::memcmp(pages + offset, expected.data(), size - 1), 0);
+    }
+    munmap(pages, size + 8);
+    close(more);
     close(whole);
     close(cut);
     sim_opencl_set_extensions("cl_qcom_ext_host_ptr");

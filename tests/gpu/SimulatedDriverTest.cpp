@@ -39,4 +39,31 @@ TEST_F(SimulatedDriver, CountsAndObjectsToWhatAPhoneWouldNotForgive) {
     expectViolation("release of a kernel");
 }
 
+// What a strict driver's buffer wraps changes with a map alone.
+TEST_F(SimulatedDriver, WrappedMemoryIsTheDevicesOwnUntilItIsMappedWhereStrict) {
+    gpu::Queue queue;
+    ASSERT_EQ(gpu::createCommandQueue(context.get(), device, queue.out()), 0);
+    gpu::Kernel kernel;
+    ASSERT_EQ(gpu::createKernel("k", program.get(), kernel.out()), 0);
+    alignas(4096) int host[1024] = {3};
+    for (const bool strict : {true, false}) {
+        sim_opencl_set_strict(strict ? 1 : 0);
+        host[0] = 3;
+        gpu::Memory memory;
+        ASSERT_EQ(gpu::createBuffer(context.get(), CL_MEM_USE_HOST_PTR, sizeof(host), host, memory.out()), 0);
+        ASSERT_EQ(clSetKernelArg(kernel.get(), 0, sizeof(cl_mem), memory.address()), 0);
+        const std::size_t one = 1;
+        EXPECT_EQ(clEnqueueNDRangeKernel(queue.get(), kernel.get(), 1, nullptr, &one, nullptr, 0, nullptr,
+                                         nullptr) |
+                      clFinish(queue.get()),
+                  0);
+        EXPECT_EQ(host[0], strict ? 3 : 7);
+        void* mapped = clEnqueueMapBuffer(queue.get(), memory.get(), CL_TRUE, CL_MAP_READ, 0, sizeof(host), 0,
+                                          nullptr, nullptr, nullptr);
+        EXPECT_EQ(mapped, host);
+        EXPECT_EQ(host[0], 7);
+        EXPECT_EQ(clEnqueueUnmapMemObject(queue.get(), memory.get(), mapped, 0, nullptr, nullptr), 0);
+    }
+}
+
 }  // namespace

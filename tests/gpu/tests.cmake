@@ -20,6 +20,10 @@ huevance_gpu_test(opencl_wrappers_test gpu/OpenCLWrappersTest.cpp)
 huevance_gpu_test(program_cache_test gpu/ProgramCacheTest.cpp)
 huevance_gpu_test(sim_opencl_test gpu/SimulatedDriverTest.cpp)
 
+# Again on the strict driver of sim/opencl.h, without the entry points that the library does not need.
+huevance_strict_test(frame_pipeline_gpu_test
+  "*FadesBetween*:*UploadsTables*:*IonMemory*:*PassesFrames*:*MaskThatCannot*")
+
 if(NOT CMAKE_CROSSCOMPILING AND NOT HUEVANCE_SANITIZE)
   add_test(NAME oclgrind COMMAND ${CMAKE_SOURCE_DIR}/scripts/oclgrind.sh ${CMAKE_BINARY_DIR})
   set_tests_properties(oclgrind PROPERTIES LABELS oclgrind SKIP_RETURN_CODE 77)

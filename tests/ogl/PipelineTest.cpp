@@ -465,6 +465,21 @@ TYPED_TEST(PipelineTest, FramesAndMasksBeyondTheDeviceAreRefused) {
     EXPECT_EQ(rig.setMask({limit + 1, 1, 4 * (limit + 1), 1}, &cell), -1);
 }
 
+TYPED_TEST(PipelineTest, ADeviceWithoutPbuffersIsAnError) {
+    Rig<TypeParam> rig;
+    sim_gl_refuse_pbuffers(1);
+    test::LogCapture log;
+    EXPECT_EQ(rig.init(), -1);
+    EXPECT_THAT(log.texts(test::kError),
+                ElementsAre("[GLEngine] init error: eglCreatePbufferSurface failed!!!",
+                            "[CHuevanceFrame_OGL] init error: GLEnv init failed!!!"));
+    EXPECT_EQ(rig.process(), -1);
+    EXPECT_EQ(test::alive(), "1 AHardwareBuffer ");
+    sim_gl_refuse_pbuffers(0);
+    ASSERT_EQ(rig.init(), 0);
+    EXPECT_EQ(rig.process(), 0);
+}
+
 TYPED_TEST(PipelineTest, SaysThatAFrameWasNotDrawnInTime) {
     Rig<TypeParam> rig(Settings{{"photo", "1"}, {"frame", "1"}});
     const test::TuningDir dumps;

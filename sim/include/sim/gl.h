@@ -29,6 +29,14 @@ int sim_gl_calls(const char* entry);
 // The coming `count` waits for a fence time out, and leave the drawn frame where it is for now.
 void sim_gl_time_out_fences(int count);
 
+// Strict as the slowest of phones: every wait for a fence really takes its time and times out, and the drawn
+// frame reaches the buffer when its context is no longer current. By default (after a reset, too) as the
+// environment's HUEVANCE_SIM_STRICT says: 1 is on.
+void sim_gl_set_strict(int on);
+
+// No config has pbuffers: eglCreatePbufferSurface is refused with EGL_BAD_MATCH.
+void sim_gl_refuse_pbuffers(int on);
+
 // Every context that is alive now is lost: its calls do nothing, and glGetError answers GL_CONTEXT_LOST
 // without end.
 void sim_gl_lose_contexts(void);

@@ -28,6 +28,11 @@ void sim_opencl_set_svm_level(int level);
 // "cl_qcom_priority_hint", contexts take the vendor's hints. Null: the system's own.
 void sim_opencl_set_extensions(const char* extensions);
 
+// Strict as the least kind of phones: what a buffer wraps by its address is the device's own until it is
+// mapped, so that the host's memory changes with a map only, and ion memory must begin at a page. By default
+// (after a reset, too) as the environment's HUEVANCE_SIM_STRICT says: 1 is on.
+void sim_opencl_set_strict(int on);
+
 // CL_DRIVER_VERSION of the device. Null: the system's own.
 void sim_opencl_set_driver_version(const char* version);
 
