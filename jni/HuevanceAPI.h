@@ -1,5 +1,5 @@
-// The door of the library: sixteen entry points behind one C symbol. This header and the two it includes are
-// all that a host needs; docs/integrating.md has a complete one.
+// The door of the library: sixteen entry points behind one C symbol. This header and those that it includes
+// are all that a host needs, in C11 or C++; docs/integrating.md has complete ones.
 #pragma once
 
 #include "jni/HuevanceTypes.h"
@@ -10,12 +10,12 @@ struct Rect;
 struct MultInputImage;
 
 // Result codes of algoInitHandle beside 0.
-enum : int { kInitNoParam = 8192, kInitFailed = 65535 };
+enum { kInitNoParam = 8192, kInitFailed = 65535 };
 
 // One slot per entry, in the contract's order.
-struct AlgoApi {
+typedef struct AlgoApi {
     // Appends the version tag twice to a process-wide text and returns it; valid until the next call.
-    const char* (*getVersion)();
+    const char* (*getVersion)(void);
     // The log mask: 0 nothing, bit 0 errors, bit 2 information, 255 everything to standard output.
     void (*setLogStatus)(int status);
     // Creates a handle from an InitParam. 0, kInitNoParam, or kInitFailed (then *handle is not written).
@@ -31,20 +31,26 @@ struct AlgoApi {
     // image is answered with 0.
     int (*singleProcessImage)(void* handle, Image* image, void* param, void* arg);
     int (*processImage)(void* handle, Image* in, Image* out, void* arg1, void* arg2);
-    int (*multiProcessImage)(void* handle, MultInputImage* inputs, Image* out, void* arg1, void* arg2,
+    int (*multiProcessImage)(void* handle, struct MultInputImage* inputs, Image* out, void* arg1, void* arg2,
                              int count);
     int (*fatalErrorStatus)(void* handle, void* arg);
     // Releases a handle, whatever the result: 0 or -1.
     int (*releaseHandle)(void* handle, void* arg);
     int (*dumpImage)(void* handle, const char* path, int flag);
     int (*getMemoryInfo)(void* handle, void* info);
-};
+} AlgoApi;
 
-static_assert(sizeof(AlgoApi) == 16 * sizeof(void*));
+static_assert(sizeof(AlgoApi) == 16 * sizeof(void*), "fixed");
 
+#ifdef __cplusplus
+extern "C" {
+#endif
 // Fills the table; a null table is ignored. Always 0.
-extern "C" HUEVANCE_EXPORT int get_algo_api(AlgoApi* table);
+HUEVANCE_EXPORT int get_algo_api(AlgoApi* table);
+#ifdef __cplusplus
+}
 
 // In no slot of the table; answered as not supported, with 0.
 HUEVANCE_EXPORT int processImage(void* handle, Image* image, Rect* rect);
 HUEVANCE_EXPORT int parametersCallback(void* handle, void* arg);
+#endif

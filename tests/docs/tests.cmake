@@ -1,17 +1,18 @@
-# The host program of docs/integrating.md must compile and work as it stands there.
-set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/docs/integrating.md)
-file(READ ${CMAKE_SOURCE_DIR}/docs/integrating.md integrating)
-string(REGEX MATCH "```cpp\n(#include.*return std::fclose[^\n]*\n}\n)```" found "${integrating}")
-if(NOT found)
-  message(FATAL_ERROR "docs/integrating.md has lost its host program")
-endif()
-file(CONFIGURE OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/documented_host.cpp CONTENT "${CMAKE_MATCH_1}" @ONLY)
-add_executable(documented_host ${CMAKE_CURRENT_BINARY_DIR}/documented_host.cpp)
-target_include_directories(documented_host PRIVATE ${CMAKE_SOURCE_DIR})
-target_link_libraries(documented_host PRIVATE huevance_options ${CMAKE_DL_LIBS})
+# The hosts of docs/hosts must compile and work as they stand there: with every warning, and with nothing but the host's headers.
+add_executable(documented_capture ${CMAKE_SOURCE_DIR}/docs/hosts/capture.cpp)
+add_executable(documented_capture_c ${CMAKE_SOURCE_DIR}/docs/hosts/capture.c)
+add_executable(documented_preview ${CMAKE_SOURCE_DIR}/docs/hosts/preview.cpp)
+add_executable(documented_preview_ogl ${CMAKE_SOURCE_DIR}/docs/hosts/preview_ogl.cpp)
+foreach(host documented_capture documented_capture_c documented_preview documented_preview_ogl)
+  target_include_directories(${host} PRIVATE ${CMAKE_SOURCE_DIR})
+  target_link_libraries(${host} PRIVATE huevance_options ${CMAKE_DL_LIBS})
+endforeach()
+set_target_properties(documented_capture_c PROPERTIES C_STANDARD 11 C_STANDARD_REQUIRED ON C_EXTENSIONS OFF)
+target_link_libraries(documented_capture_c PRIVATE Huevance)
+target_link_libraries(documented_preview_ogl PRIVATE sim_nativewindow)
 
 huevance_test(docs_test LIBRARY docs/DocumentedHostTest.cpp)
-add_dependencies(docs_test documented_host)
+add_dependencies(docs_test documented_capture documented_capture_c documented_preview documented_preview_ogl)
 target_compile_definitions(docs_test PRIVATE
-  DOCUMENTED_HOST="$<TARGET_FILE:documented_host>"
+  HOSTS="$<TARGET_FILE_DIR:documented_capture>/documented_"
   EMULATOR="$<JOIN:${CMAKE_CROSSCOMPILING_EMULATOR}, >")
