@@ -11,7 +11,9 @@ set_target_properties(documented_capture_c PROPERTIES C_STANDARD 11 C_STANDARD_R
 target_link_libraries(documented_capture_c PRIVATE Huevance)
 target_link_libraries(documented_preview_ogl PRIVATE sim_nativewindow)
 
-huevance_test(docs_test LIBRARY docs/DocumentedHostTest.cpp)
+huevance_test(docs_test LIBRARY
+  docs/BringUpTest.cpp
+  docs/DocumentedHostTest.cpp)
 add_dependencies(docs_test documented_capture documented_capture_c documented_preview documented_preview_ogl)
 target_compile_definitions(docs_test PRIVATE
   HOSTS="$<TARGET_FILE_DIR:documented_capture>/documented_"
