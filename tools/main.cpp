@@ -28,6 +28,7 @@ ExitCode dispatch(int argc, char** argv) {
     addCompare(app, action);
     CLI::App* tuning = app.add_subcommand("tuning", "Tuning directories");
     tuning->require_subcommand(1);
+    addTuningCheck(*tuning, action);
     addTuningNew(*tuning, action);
     addInfo(app, action);
     try {

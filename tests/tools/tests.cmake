@@ -20,11 +20,14 @@ if(TARGET huevance_tool)
   target_link_libraries(tool_tuning_files_test PRIVATE huevance_workbench)
   huevance_test(tool_look_test tools/ColorTest.cpp tools/LookTest.cpp)
   target_link_libraries(tool_look_test PRIVATE huevance_workbench)
+  huevance_test(tool_tuning_rules_test tools/TuningRulesTest.cpp)
+  target_link_libraries(tool_tuning_rules_test PRIVATE huevance_workbench)
 
   huevance_tool_test(tool_run_test tools/RunTest.cpp)
   huevance_tool_test(tool_files_test tools/FilesTest.cpp)
   huevance_tool_test(tool_compare_test tools/CompareTest.cpp)
   huevance_tool_test(tool_tuning_new_test tools/TuningNewTest.cpp)
+  huevance_tool_test(tool_tuning_check_test tools/TuningCheckTest.cpp)
 
   # The rooms of the program without the program around them.
   huevance_test(workbench_test LIBRARY tools/MetricsTest.cpp)

@@ -15,6 +15,7 @@
 #include "tools/host/PlatformSet.h"
 #include "tools/host/TemporaryTuning.h"
 #include "tools/tuning/StarterTuning.h"
+#include "tools/tuning/check/Check.h"
 
 namespace tool {
 
@@ -199,6 +200,9 @@ ExitCode run(const RunOptions& options) {
     }
     checkNotOverwritten(options);
     FrameSource source(options.in, options.frame, options.color);
+    noteWhatChangesPictures(options.tuning, {.size = Size{source.roi().width, source.roi().height},
+                                             .mode = photo ? CheckedMode::kPhoto : CheckedMode::kFrame,
+                                             .backEnd = options.backEnd});
     std::vector<float> mask;
     if (!options.mask.empty()) {
         mask = readMask(options.mask, source);

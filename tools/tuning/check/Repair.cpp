@@ -1,0 +1,136 @@
+// `tuning check --fix`: what has one right answer.
+#include <algorithm>
+
+#include "tools/tuning/FileChanges.h"
+#include "tools/tuning/TuningFiles.h"
+#include "tools/tuning/TuningKeys.h"
+#include "tools/tuning/check/Check.h"
+#include "tools/tuning/check/Words.h"
+
+namespace tool {
+
+namespace {
+
+void appendUtf8(std::string& text, char32_t code) {
+    if (code < 0x80) {
+        text += static_cast<char>(code);
+        return;
+    }
+    const int more = code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
+    constexpr int kLead[] = {0, 0xC0, 0xE0, 0xF0};
+    text += static_cast<char>(kLead[more] | static_cast<int>(code >> (6 * more)));
+    for (int i = more - 1; i >= 0; --i) {
+        text += static_cast<char>(0x80 | ((code >> (6 * i)) & 0x3F));
+    }
+}
+
+// A text with its mark in front.
+std::string utf8OfUtf16(const std::string& bytes) {
+    const bool bigEndian = bytes[0] == '\xFE';
+    const auto unit = [&](std::size_t i) {
+        const auto first = static_cast<unsigned char>(bytes[i]),
+                   second = static_cast<unsigned char>(bytes[i + 1]);
+        return static_cast<char32_t>(bigEndian ? first << 8 | second : second << 8 | first);
+    };
+    std::string text;
+    for (std::size_t i = 2; i + 1 < bytes.size(); i += 2) {
+        char32_t code = unit(i);
+        if (code >= 0xD800 && code < 0xDC00 && i + 3 < bytes.size()) {
+            code = 0x10000 + ((code - 0xD800) << 10) + ((unit(i + 2) - 0xDC00) & 0x3FF);
+            i += 2;
+        }
+        appendUtf8(text, code);
+    }
+    return text;
+}
+
+// Every line end as carriage return and line feed, also the last one's.
+std::string withCrLf(const std::string& text) {
+    std::string result;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const bool end = text[i] == '\n' || text[i] == '\r';
+        result += end ? "\r\n" : std::string(1, text[i]);
+        i += text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n' ? 1 : 0;
+    }
+    return result.empty() || result.back() == '\n' ? result : result + "\r\n";
+}
+
+class Repair {
+public:
+    explicit Repair(const std::string& directory) : m_files(directory), m_changes(directory) {}
+
+    std::vector<std::string> run() {
+        for (const auto& [name, file] : m_files.all()) {
+            // Only what was read whole can be written again.
+            if (!keysOfFile(name).empty() && file.readable() && file.size == file.bytes.size()) {
+                fixIni(name, file.bytes);
+            }
+        }
+        fixFused("CurveLut", kTableFileKinds[1]);
+        fixFused("ColorLut", kTableFileKinds[2]);
+        m_changes.commit();
+        return m_done;
+    }
+
+private:
+    void fixIni(const std::string& name, const std::string& bytes);
+    void fixFused(const char* name, const TableFileKind& kind);
+
+    TuningFiles m_files;
+    FileChanges m_changes;
+    std::vector<std::string> m_done;
+    int m_tables = 0;
+};
+
+void Repair::fixIni(const std::string& name, const std::string& bytes) {
+    std::string text = bytes;
+    const auto done = [&](const std::string& what) { m_done.push_back(name + ": " + what); };
+    if (text.rfind("\xFF\xFE", 0) == 0 || text.rfind("\xFE\xFF", 0) == 0) {
+        text = utf8OfUtf16(text);
+        done("turned UTF-16 into plain text");
+    } else if (text.rfind("\xEF\xBB\xBF", 0) == 0) {
+        text.erase(0, 3);
+        done("removed the byte-order mark");
+    }
+    const bool carriagesAlone = text.find('\n') == std::string::npos && text.find('\r') != std::string::npos;
+    if ((name == "platformSet.ini" || carriagesAlone) && !text.empty() && withCrLf(text) != text) {
+        text = withCrLf(text);
+        done("ended the lines with carriage return and line feed");
+    }
+    IniDocument document(text);
+    const IniLookup list = document.find("scene", "sceneIdx");
+    const std::vector<IniElement> elements = iniElements(list.value);
+    if (name != "platformSet.ini" && list.found() && !elements.empty() && !elements.back().counts &&
+        trimmed(elements.back().text).find_first_not_of("0123456789") == std::string::npos) {
+        document.set("scene", "sceneIdx", trimmed(list.value) + "/");
+        done("added the last \"/\" of sceneIdx");
+    }
+    if (document.bytes() != bytes) {
+        m_changes.write(name, document.bytes());
+    }
+    m_tables = std::max(m_tables, document.integer("scene", "sceneNum").value_or(1));
+}
+
+void Repair::fixFused(const char* name, const TableFileKind& kind) {
+    const std::size_t each = static_cast<std::size_t>(kind.floats) * sizeof(float);
+    std::string all;
+    for (int table = 0; table < std::min(m_tables, kMaxSceneTables); ++table) {
+        const TuningFile* single = m_files.find(tableFile(kind, table));
+        if (single == nullptr || !single->readable() || single->size != each) {
+            return;  // the single files come first
+        }
+        all += single->bytes;
+    }
+    const TuningFile* present = m_files.find(name);
+    if (!all.empty() && (present == nullptr || present->size != all.size() || present->bytes != all)) {
+        m_changes.write(name, all);
+        m_done.push_back(std::string(name) + ": put " + std::to_string(m_tables) +
+                         " tables one after another");
+    }
+}
+
+}  // namespace
+
+std::vector<std::string> fixTuning(const std::string& directory) { return Repair(directory).run(); }
+
+}  // namespace tool
