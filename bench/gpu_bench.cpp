@@ -2,11 +2,17 @@
 // every stage with its kernel finished, and whole frames. Wall-clock time, medians; all of the machine's
 // cores count. Kernels also by the device's own clock, with the bytes that they must move; `--bandwidth GB/s`
 // of a card tells which share of it that is.
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -195,6 +201,62 @@ void frames(test::TuningDir& dir, const bench::Size& size, int runs) {
     gpu.free();
 }
 
+// Runs this program with --first-frame, the driver's own cache empty (PoCL's; other drivers have theirs
+// elsewhere or none).
+void runWithNewDriverCache(const bench::Size& size, const test::TuningDir& dir, bool quiet) {
+    const test::TuningDir driverCache;
+    setenv("POCL_CACHE_DIR", driverCache.path().c_str(), 1);
+    std::string self = std::filesystem::read_symlink("/proc/self/exe").string();
+    std::string option = "--first-frame", text = size.text(), path = dir.path();
+    char* arguments[] = {self.data(), option.data(), text.data(), path.data(), nullptr};
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    if (quiet) {
+        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    }
+    pid_t child = 0;
+    if (posix_spawn(&child, self.c_str(), &actions, nullptr, arguments, environ) == 0) {
+        waitpid(child, nullptr, 0);
+    }
+    posix_spawn_file_actions_destroy(&actions);
+    unsetenv("POCL_CACHE_DIR");
+}
+
+// The first frame of a stream, with the library's kernel cache as another process left it that never ran a
+// kernel before it was written: PoCL puts what it has compiled until then into a program's binary.
+void firstFrame(const bench::Size& size) {
+    const test::TuningDir dir;
+    writeTuning(dir);
+    runWithNewDriverCache(size, dir, true);
+    runWithNewDriverCache(size, dir, false);
+}
+
+void reportFirstFrame(const bench::Size& size, std::string path) {
+    const RoiInfo roi = bench::cameraRoi(size, 8);
+    std::vector<unsigned char> frame = bench::photograph(roi, 8);
+    CHuevanceFrame_GPU gpu;
+    gpu.setDataBit(8);
+    gpu.setCachePath(path.data());
+    const auto once = [](auto run) {
+        const auto start = std::chrono::steady_clock::now();
+        run();
+        return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+    };
+    const auto process = [&] { gpu.process(frame.data(), -1, IMAGE_FORMAT_TYPE_NV21, 0); };
+    int result = 0;
+    const double setUp = once([&] { result = gpu.malloc(path.data(), roi); });
+    if (result != 0) {
+        std::fprintf(stderr, "no OpenCL device\n");
+        return;
+    }
+    const double first = once(process);
+    const double median = medianMs(15, process);
+    report("set-up, driver's cache empty", size, setUp);
+    report("first frame, driver's cache empty", size, first);
+    std::fprintf(stderr, "%-34s %9s %8.1f\n", "first frame / median", size.text().c_str(), first / median);
+    gpu.free();
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -205,6 +267,10 @@ int main(int argc, char** argv) {
     // Where the device is this machine's processor, one worker a core: short kernels are over before the
     // system's scheduler moves two workers apart that it woke on one core.
     setenv("POCL_AFFINITY", "1", 0);
+    if (option == "--first-frame" && argc > 3) {
+        reportFirstFrame(bench::parseSize(argv[2]), argv[3]);
+        return 0;
+    }
     test::TuningDir dir;
     writeTuning(dir);
     const std::vector<bench::Size> sizes =
@@ -213,6 +279,7 @@ int main(int argc, char** argv) {
     for (const bench::Size& size : sizes) {
         stages(dir, size, dry ? 1 : 15, bandwidth);
         frames(dir, size, dry ? 1 : 9);
+        firstFrame(size);
     }
     return 0;
 }

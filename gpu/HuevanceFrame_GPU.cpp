@@ -128,6 +128,7 @@ int CHuevanceFrame_GPU::malloc(char* sensorPath, RoiInfo roi) {
     }
     try {
         if (allocate() == 0) {
+            engine.warmUp();
             return 0;
         }
     } catch (...) {  // memory is missing; dispatch says so

@@ -11,8 +11,8 @@ public:
     int setCachePath(char* path);
     // Samples are 8 bits wide: malloc() refuses any other depth.
     int setDataBit(int bits);
-    // Reads frameSet.ini, and when the frame switch is on sets the device up. 0, or -1 with the failed step's
-    // line and everything made so far released.
+    // Reads frameSet.ini, and when the frame switch is on sets the device up and runs the kernels once. 0, or
+    // -1 with the failed step's line and everything made so far released.
     int malloc(char* sensorPath, RoiInfo roi);
     int setExtParam(char* key, void* value);
     // `fd` is the frame's buffer descriptor, negative when it has none. 0, or -1 with one error line and the

@@ -294,6 +294,51 @@ int CHuevance_GPU::sdYuvMalloc() {
     return 0;
 }
 
+// The stage with whatever its tables hold.
+void CHuevance_GPU::runOnce(huevance::Stage stage) {
+    switch (stage) {
+        case huevance::Stage::kClahe:
+            m_bClaheUsable = static_cast<bool>(m_claheLut);
+            claheMap();
+            m_bClaheUsable = false;
+            break;
+        case huevance::Stage::kCurve:
+            curveMap();
+            break;
+        case huevance::Stage::kColorCorrect:
+            colorCorrect();
+            break;
+        case huevance::Stage::kColorMap:
+            colorMap();
+            break;
+        case huevance::Stage::kPortraitProtect:
+            if (m_iMaskSource != huevance::kMaskHost || !m_portraitMask.empty()) {
+                portraitProtect(m_iMaskSource);
+            }
+            break;
+    }
+}
+
+void CHuevance_GPU::warmUp() {
+    const huevance::StagePlan plan = huevance::planCapture(switches());
+    huevance::Buffer<unsigned char> frame;
+    if (plan.size() == 0 || !huevance::holdsFrame(m_stSrcRoi, 1) ||
+        !frame.allocate(huevance::frameBytes(m_stSrcRoi))) {
+        return;
+    }
+    for (const IMAGE_FORMAT_TYPE type : {IMAGE_FORMAT_TYPE_NV21, IMAGE_FORMAT_TYPE_NV12}) {
+        setYuvType(type);
+        setDstYuv(frame.get(), -1);
+        for (const huevance::Stage stage : plan) {
+            runOnce(stage);
+        }
+        getDstYuv(frame.get());
+        if (!switches().colorMap) {
+            break;  // the one stage with a kernel for each order of chroma
+        }
+    }
+}
+
 // --- Release ---
 
 void CHuevance_GPU::sdYuvFree() {

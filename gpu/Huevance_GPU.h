@@ -88,6 +88,11 @@ public:
     int sceneColorLutMalloc();
     int colorLutMalloc(int table);  // starts from a scene's table
     int sdYuvMalloc();              // the intermediates, and the order of buffers for the stages that are on
+    // After all of these: every kernel of the stages that are on runs once, at the size of the frames, on
+    // memory of its own. Drivers compile what a size needs when a kernel first runs at it, and may take as
+    // long as fifty frames for it. What fails says so in its stage's line and is tried again with the first
+    // frame.
+    void warmUp();
     void sdYuvFree();
     void colorLutFree();
     void sceneColorLutFree() { m_scenes.freeColors(); }
@@ -172,6 +177,7 @@ private:
     int copyPortraitMask(const void* mask);
     cl_int wrapIonMemory(void* frame, int fd, std::size_t bytes);
     bool claheFits() const;
+    void runOnce(huevance::Stage stage);
     int launch(gpu::KernelId kernel, int columns, int rows,
                std::initializer_list<gpu::KernelArgument> arguments);
     int launchBlocks(gpu::KernelId kernel, std::initializer_list<gpu::KernelArgument> arguments);
