@@ -7,10 +7,10 @@ set -eu
 build="cmake ninja-build g++ pkg-config googletest libsimde-dev
   opencl-headers libegl-dev libgles-dev
   libcli11-dev libturbojpeg0-dev libpng-dev libyuv-dev nlohmann-json3-dev scdoc"
-# Further compilers, the fuzzers' runtime, AArch64 under an emulator, an interpreter of OpenCL kernels, and what compiles for
-# Android and looks at the result.
-test="clang libclang-rt-14-dev g++-aarch64-linux-gnu qemu-user oclgrind libc++-14-dev android-liblog-dev abigail-tools dpkg-dev
-  python3"
+# Further compilers, the fuzzers' runtime, AArch64 under an emulator, an interpreter of OpenCL kernels, a second compiler of
+# shaders, and what compiles for Android and looks at the result.
+test="clang libclang-rt-14-dev g++-aarch64-linux-gnu qemu-user oclgrind glslang-tools libc++-14-dev android-liblog-dev
+  abigail-tools dpkg-dev python3"
 # What the benchmarks measure against, and with.
 bench="libbenchmark-dev libopencv-core-dev libopencv-imgproc-dev libavfilter-dev"
 

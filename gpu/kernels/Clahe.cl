@@ -150,7 +150,7 @@ __kernel void claheMap_kernel(__global const uchar* in, __global uchar* out, Roi
             for (int i = item; i < loadedRows * loaded * TEXELS; i += items) {
                 const int row = top + i / TEXELS / loaded;
                 const int column = left + i / TEXELS % loaded;
-                vstore4(read_imagef(curves, (int2)(i % TEXELS, row * across.tiles + column)), i, tables);
+                vstore4(read_imagef(curves, (int2)(i % TEXELS, row * across.tiles + column)), (size_t)i, tables);
             }
             barrier(CLK_LOCAL_MEM_FENCE);
             const bool mine = count >= 1 && tile.s0 >= left && tile.s0 < left + columnStep;

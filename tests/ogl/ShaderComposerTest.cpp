@@ -1,9 +1,13 @@
 // The composed shader texts, character for character.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <fstream>
+
 #include "ogl/ShaderComposer.h"
 #include "ogl/ShaderTexts.h"
 #include "tests/support/Frames.h"
+#include "tests/support/TuningDir.h"
 
 namespace {
 
@@ -32,6 +36,33 @@ TEST(ShaderComposer, GivesTheGoldenTextOfEveryCombination) {
     }
     EXPECT_EQ(hash(kShaderVertex), 0xee6237e02caac915ULL);
 }
+
+#ifdef HUEVANCE_GLSLANG
+// Another compiler than Mesa's takes all texts, but for the one qualifier that it does not know.
+TEST(ShaderComposer, TheReferenceCompilerTakesEveryText) {
+    const test::TuningDir dir;
+    const std::string qualifier = "layout(yuv) ";
+    std::string command = HUEVANCE_GLSLANG;
+    const auto add = [&](const std::string& name, std::string text) {
+        const std::size_t at = text.find(qualifier);
+        dir.write(name, at != std::string::npos ? text.erase(at, qualifier.size()) : text);
+        command += " " + dir.path() + "/" + name;
+    };
+    add("all.vert", kShaderVertex);
+    for (int i = 0; i < 96; ++i) {
+        const int mask = i / 16 % 3;
+        add(std::to_string(i) + ".frag",
+            compose(5 + i / 48, mask, {(i & 1) != 0, (i & 2) != 0, (i & 4) != 0, (i & 8) != 0, mask != 0}));
+    }
+    EXPECT_EQ(std::system((command + " > " + dir.path() + "/said").c_str()), 0);
+    std::ifstream in(dir.path() + "/said");
+    std::string text;
+    for (std::string line; std::getline(in, line);) {
+        text += line.starts_with(dir.path()) ? "" : line + "\n";  // the names of what it takes
+    }
+    EXPECT_EQ(text, "");
+}
+#endif
 
 TEST(ShaderComposer, LeavesOutWhatItDoesNotKnow) {
     for (const int maskType : {0, 3, -1}) {
