@@ -71,6 +71,11 @@ void sim_gl_set_strict(int on) {
     state().strict = on != 0;
 }
 
+void sim_gl_set_literal_precision(int on) {
+    const std::lock_guard lock(state().mutex);
+    state().literalPrecision = on != 0;
+}
+
 void sim_gl_refuse_pbuffers(int on) {
     const std::lock_guard lock(state().mutex);
     state().refusePbuffers = on != 0;

@@ -67,7 +67,9 @@ bool rewriteYuvOutput(std::string& text) {
     if (countOf(text, output) != 1 || countOf(text, "out vec4 ") != 1 || !replaceFirst(text, extension, "")) {
         return false;
     }
-    replaceFirst(text, "precision ", "precision highp sampler2D; precision ");
+    if (!State::get().literalPrecision) {
+        replaceFirst(text, "precision ", "precision highp sampler2D; precision ");
+    }
     return replaceFirst(text, output, "out ");
 }
 

@@ -46,6 +46,7 @@ void State::reset() {
     fenceTimeouts = 0;
     strict = strictByDefault();
     refusePbuffers = false;
+    literalPrecision = false;
     chroma = SIM_GL_CHROMA_MEAN;
     sink = nullptr;
 }

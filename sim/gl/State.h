@@ -99,6 +99,7 @@ public:
     int fenceTimeouts = 0;
     bool strict = strictByDefault();
     bool refusePbuffers = false;
+    bool literalPrecision = false;
     sim_gl_chroma chroma = SIM_GL_CHROMA_MEAN;
     sim_gl_call_sink sink = nullptr;
     void* sinkContext = nullptr;

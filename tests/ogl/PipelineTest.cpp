@@ -632,6 +632,38 @@ TYPED_TEST(PipelineTest, DumpsOutputsInPairsOfChromaOnly) {
     }
 }
 
+// --- Precision ---
+
+// What docs/backends.md says of drivers that take the samplers' lowp literally: one level, for so many
+// samples in a thousand (measured: 19, 65, 28, 19, 59 and 95).
+TEST_F(PhotoTest, SamplersOfHalfFloatsCostOneLevel) {
+    const std::pair<Settings, int> cases[] = {
+        {kNoStage, 25},
+        {{{"curveSwitch", "0"}, {"colorSwitch", "0"}, {"cCorrSwitch", "0"}}, 75},
+        {{{"claheSwitch", "0"}, {"colorSwitch", "0"}, {"cCorrSwitch", "0"}}, 40},
+        {{{"claheSwitch", "0"}, {"curveSwitch", "0"}, {"colorSwitch", "0"}}, 25},
+        {{{"claheSwitch", "0"}, {"curveSwitch", "0"}, {"cCorrSwitch", "0"}}, 70},
+        {{}, 110}};
+    for (const auto& [settings, perMille] : cases) {
+        test::Bytes pictures[2];
+        for (const int literal : {0, 1}) {
+            Rig<CHuevancePhoto_OGL> rig(settings, 500, 398);
+            rig.fill(test::Content::kPhotoLike, "portrait");
+            sim_gl_set_literal_precision(literal);
+            ASSERT_EQ(rig.init(), 0);
+            ASSERT_EQ(rig.process(1), 0);
+            pictures[literal] = rig.out->copy();
+        }
+        std::size_t off = 0;
+        for (std::size_t i = 0; i < pictures[0].size(); ++i) {
+            const int distance = std::abs(int{pictures[0][i]} - int{pictures[1][i]});
+            ASSERT_LE(distance, 1) << i;
+            off += distance != 0 ? 1 : 0;
+        }
+        EXPECT_LE(off * 1000, pictures[0].size() * static_cast<std::size_t>(perMille));
+    }
+}
+
 // --- Captures alone ---
 
 // On purpose: one shader for the life of the pipeline, of the first capture's chroma order. The first capture

@@ -34,6 +34,11 @@ void sim_gl_time_out_fences(int count);
 // environment's HUEVANCE_SIM_STRICT says: 1 is on.
 void sim_gl_set_strict(int on);
 
+// Shaders that are composed from now on take the lowp of their two-dimensional samplers literally, as far as
+// the system's driver can: what those give is rounded to half floats. Without effect on a processor that has
+// none.
+void sim_gl_set_literal_precision(int on);
+
 // No config has pbuffers: eglCreatePbufferSurface is refused with EGL_BAD_MATCH.
 void sim_gl_refuse_pbuffers(int on);
 
