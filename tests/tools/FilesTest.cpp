@@ -2,6 +2,7 @@
 // closeness is enough, `huevance compare` judges, which has tests of its own.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <lcms2.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -125,9 +126,8 @@ TEST_F(FilesTest, SixteenBitFramesHoldShiftedLevels) {
         convert(bench.path("out.yuv"), "out.png", join(options, {"--size", "4x2"}));
         expectClose("in.png", "out.png", "0");
     }
-    // On the way to 8 bits levels are rounded, not cut: 309 of 1023 is nearer to 77 than to 78, 310 is
-    // half-way.
-    for (const auto& [sample, level] : {std::pair{309, 77}, {310, 78}, {1023, 255}}) {
+    // A PNG keeps them in 16 bits: 312 of 1023 is nearer to 78 of 255 than to 77.
+    for (const auto& [sample, level] : {std::pair{309, 77}, {312, 78}, {1023, 255}}) {
         Bytes frame;
         for (int i = 0; i < 24; ++i) {
             frame.push_back(static_cast<std::uint8_t>((i < 16 ? sample : 512) >> i % 2 * 8));
@@ -154,6 +154,162 @@ TEST_F(FilesTest, OddSizesAndResizing) {
         convert(large, "out.png", {option, value});
         bench.write("expected.png", encodePng(solid(width, height, 50, 60, 70)));
         expectClose("out.png", "expected.png", "2");
+    }
+}
+
+// An APP segment of a JPEG, put behind its JFIF segment.
+Bytes withSegment(Bytes jpeg, std::uint8_t marker, const Bytes& contents) {
+    const std::size_t length = contents.size() + 2;
+    Bytes segment = {0xFF, marker, static_cast<std::uint8_t>(length >> 8), static_cast<std::uint8_t>(length)};
+    segment.insert(segment.end(), contents.begin(), contents.end());
+    jpeg.insert(jpeg.begin() + 20, segment.begin(), segment.end());
+    return jpeg;
+}
+
+Bytes oriented(const Bytes& jpeg, std::uint8_t orientation) {
+    return withSegment(jpeg, 0xE1, {'E',  'x',  'i', 'f', 0, 0, 'M', 'M', 0, 42,          0, 0, 0, 8, 0, 1,
+                                    0x01, 0x12, 0,   3,   0, 0, 0,   1,   0, orientation, 0, 0, 0, 0, 0, 0});
+}
+
+TEST_F(FilesTest, PicturesAreTurnedUprightForPngAndKeepTheirOrientationInJpeg) {
+    // Left half red, its upper part dark: every orientation shows another corner where.
+    RgbPicture picture = solid(32, 16, 200, 200, 200);
+    for (int i = 0; i < 32 * 16; ++i) {
+        const bool dark = i % 32 < 16 && i / 32 < 8;
+        std::fill_n(&picture.rgb[static_cast<std::size_t>(3 * i)], 3, std::uint8_t(dark ? 30 : 200));
+    }
+    const Bytes jpeg = encodeJpeg(picture.rgb, 32, 16, k444);
+    // Which corner is dark when upright: bit 0 right, bit 1 bottom.
+    const int corners[] = {0, 1, 3, 2, 0, 1, 3, 2};
+    for (int orientation = 1; orientation <= 8; ++orientation) {
+        SCOPED_TRACE(orientation);
+        const Bytes in = oriented(jpeg, static_cast<std::uint8_t>(orientation));
+        const RgbPicture png = decodePng(convert(bench.write("in.jpg", in), "out.png"));
+        ASSERT_EQ(png.width, orientation < 5 ? 32 : 16);
+        for (int corner = 0; corner < 4; ++corner) {
+            const int x = corner % 2 == 0 ? 2 : png.width - 3, y = corner / 2 == 0 ? 2 : png.height - 3;
+            EXPECT_EQ(png.rgb[static_cast<std::size_t>(3 * (y * png.width + x))] < 100,
+                      corner == corners[orientation - 1])
+                << corner;
+        }
+        // A JPEG keeps planes and orientation: turned once, not twice. A PNG's own orientation is 1
+        // afterwards.
+        convert(bench.path("in.jpg"), "same.jpg", {"--quality", "100"});
+        for (const char* name : {"same.jpg", "out.png"}) {
+            EXPECT_EQ(decodePng(convert(bench.path(name), "again.png")).width, png.width) << name;
+        }
+    }
+}
+
+TEST_F(FilesTest, ProfilesSurviveOrAreApplied) {
+    const cmsCIExyY white = {0.3127, 0.3290, 1.0};
+    const cmsCIExyYTRIPLE wide = {{0.680, 0.320, 1.0}, {0.265, 0.690, 1.0}, {0.150, 0.060, 1.0}};
+    cmsToneCurve* gamma[3];
+    std::fill_n(gamma, 3, cmsBuildGamma(nullptr, 2.2));
+    cmsHPROFILE profile = cmsCreateRGBProfile(&white, &wide, gamma);
+    cmsUInt32Number size = 0;
+    ASSERT_TRUE(cmsSaveProfileToMem(profile, nullptr, &size));
+    Bytes icc(size);
+    ASSERT_TRUE(cmsSaveProfileToMem(profile, icc.data(), &size));
+    cmsCloseProfile(profile);
+    cmsFreeToneCurve(gamma[0]);
+
+    Bytes segment = {'I', 'C', 'C', '_', 'P', 'R', 'O', 'F', 'I', 'L', 'E', 0, 1, 1};
+    segment.insert(segment.end(), icc.begin(), icc.end());
+    const Bytes jpeg = encodeJpeg(solid(16, 16, 60, 200, 60).rgb, 16, 16, k420);
+    bench.write("in.jpg", withSegment(jpeg, 0xE2, segment));
+    // Through every kind: the profile comes out as it went in.
+    for (const auto& [from, to] :
+         {std::pair{"in.jpg", "a.png"}, {"a.png", "b.png"}, {"b.png", "c.jpg"}, {"c.jpg", "d.jpg"}}) {
+        convert(bench.path(from), to, {"--quality", "100"});
+    }
+    const Bytes out = bench.read("d.jpg");
+    EXPECT_NE(std::search(out.begin(), out.end(), icc.begin(), icc.end()), out.end());
+    expectClose("in.jpg", "d.jpg", "3");
+    // A raw frame has no place for it: a wide gamut's green is beyond sRGB's, so red goes down to 0.
+    const ToolResult raw =
+        bench.run({"convert", bench.path("in.jpg"), bench.path("out.nv12"), "--format", "nv12"});
+    EXPECT_THAT(raw.err, testing::HasSubstr("to sRGB"));
+    const RgbPicture seen =
+        decodePng(convert(bench.path("out.nv12"), "out.png", {"--size", "16x16", "--format", "nv12"}));
+    EXPECT_TRUE(seen.rgb[0] < 30 && seen.rgb[1] > 190) << int{seen.rgb[0]} << " " << int{seen.rgb[1]};
+}
+
+TEST_F(FilesTest, StreamsKeepTheirLevelsWhateverTheirLayout) {
+    // Odd sizes with their last chroma column and row, as video tools write them; 8 and 10 bits; both ranges.
+    const std::string header = "YUV4MPEG2 W5 H3 F30000:1001 Ip A1:1 C420";
+    for (const int bits : {8, 10}) {
+        for (const bool limited : {false, true}) {
+            SCOPED_TRACE(testing::Message() << bits << limited);
+            const std::string head =
+                header + (bits == 8 ? "jpeg" : "p10") + " XCOLORRANGE=" + (limited ? "LIMITED" : "FULL");
+            Bytes y4m(head.begin(), head.end());
+            y4m.push_back('\n');
+            for (int frame = 0; frame < 3; ++frame) {
+                const std::string marker = "FRAME\n";
+                y4m.insert(y4m.end(), marker.begin(), marker.end());
+                for (int i = 0; i < 15 + 2 * 6; ++i) {
+                    const int level = (limited ? 16 + (i * 37 + frame) % 220 : i * 9 + frame) << (bits - 8);
+                    y4m.push_back(static_cast<std::uint8_t>(level));
+                    if (bits > 8) {
+                        y4m.push_back(static_cast<std::uint8_t>(level >> 8));
+                    }
+                }
+            }
+            EXPECT_EQ(convert(bench.write("in.y4m", y4m), "out.y4m"), y4m);
+        }
+    }
+    // White and black of a limited stream become 255 and 0.
+    const std::string small = "YUV4MPEG2 W2 H2 F1:1 C420mpeg2 XCOLORRANGE=LIMITED\nFRAME\n";
+    Bytes y4m(small.begin(), small.end());
+    y4m.insert(y4m.end(), {235, 16, 16, 235, 128, 128});
+    EXPECT_EQ(convert(bench.write("in.y4m", y4m), "out.nv12", {"--format", "nv12"}),
+              (Bytes{255, 0, 0, 255, 128, 128}));
+    EXPECT_EQ(convert(bench.path("in.y4m"), "out.nv12", {"--format", "nv12", "--out-range", "limited"}),
+              (Bytes{235, 16, 16, 235, 128, 128}));
+    // Raw frames of an odd size: 5 x 3 luma, 3 x 2 chroma pairs.
+    const Bytes odd = noise(2 * (15 + 12), 3);
+    EXPECT_EQ(convert(bench.write("odd.nv21", odd), "out.nv21", {"--size", "5x3"}), odd);
+    // From one padding to another.
+    const Bytes packed = noise(8 * 6 * 3 / 2, 4);
+    const Words size = {"--size", "8x6"};
+    convert(bench.write("in.nv21", packed), "wide.nv21",
+            join(size, {"--out-stride", "16", "--out-scanline", "8"}));
+    EXPECT_EQ(bench.read("wide.nv21").size(), 16U * (8 + 3));
+    EXPECT_EQ(
+        convert(bench.path("wide.nv21"), "out.nv21", join(size, {"--in-stride", "16", "--in-scanline", "8"})),
+        packed);
+    // 16 bits through a PNG: every level comes back, and 10 bits come back exactly.
+    Bytes deep;
+    for (int i = 0; i < 32 * 24; ++i) {
+        const int sample = i < 32 * 16 ? i * 2 : 512;
+        deep.insert(deep.end(), {static_cast<std::uint8_t>(sample), static_cast<std::uint8_t>(sample >> 8)});
+    }
+    const Words ten = {"--format", "nv12-16", "--bits", "10"};
+    convert(bench.write("in.yuv", deep), "deep.png", join(ten, {"--size", "32x16"}));
+    EXPECT_EQ(bench.read("deep.png")[24], 16);
+    EXPECT_EQ(convert(bench.path("deep.png"), "out.yuv", ten), deep);
+
+    const struct {
+        Words arguments;
+        int exitCode;
+        const char* message;
+    } refused[] = {
+        {{bench.path("in.nv21"), bench.path("x.gif"), "--size", "8x6"}, 2, "does not say what to write"},
+        {{bench.path("deep.png"), bench.path("x")}, 2, "does not say what to write"},
+        {{bench.path("in.nv21"), bench.path("x.nv21"), "--size", "8x6", "--scanline", "2147483647"},
+         2,
+         "1 GiB"},
+        {{bench.path("deep.png"), bench.path("x.png"), "--in-range", "limited"}, 2, "no limited range"},
+        {{bench.write("a.y4m", {'Y', 'U', 'V'}), bench.path("x.png")}, 3, "no Y4M header"},
+        {{bench.write("b.y4m", Bytes(y4m.begin(), y4m.end() - 1)), bench.path("x.yuv")},
+         3,
+         "frame 0 ends after 5 of its 6"},
+    };
+    for (const auto& [arguments, exitCode, message] : refused) {
+        const ToolResult result = bench.run(join({"convert"}, arguments));
+        EXPECT_EQ(result.exitCode, exitCode) << result.err;
+        EXPECT_THAT(result.err, testing::HasSubstr(message));
     }
 }
 

@@ -212,7 +212,7 @@ TEST(RgbTest, ChromaIsInterpolatedBetweenItsSamples) {
     tool::Picture picture({4, 3});
     std::fill(picture.y.begin(), picture.y.end(), std::uint8_t{100});
     picture.v = {128, 144, 160, 176};  // two rows of two
-    const tool::RgbPicture rgb = tool::rgbOf(picture, tool::ColorMatrix::kBt601Full);
+    const tool::RgbPicture rgb = tool::rgbOf(picture, tool::ColorMatrix::kBt601);
     const double v[3][4] = {{0, 4, 12, 16}, {8, 12, 20, 24}, {24, 28, 36, 40}};
     for (int y = 0; y < 3; ++y) {
         for (int x = 0; x < 4; ++x) {

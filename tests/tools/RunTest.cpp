@@ -122,7 +122,8 @@ TEST_F(RunTest, RefusalsSayWhatTheLibraryAnswered) {
         {{{"maskSource", "1"}}, "", 4, "portrait mask pointer is NULL!"},
         {{{"pProtectSwitch", "1"}}, "", 4, "answered -1"},  // protection without a mask
         {{}, "--backend XYZ", 5, "'XYZ' is not available"},
-        {{}, "--backend cpu", 5, "'cpu' is not available"},
+        {{}, "--backend Neon --format p010", 4, "'NEON' takes no frames of p010 10 bits; --backend CPU does"},
+        {{}, "--backend XYZ -n 99999999999999999999", 2, "not in range"},
         {{}, "--backend ABCDEFGHIJKLMNOPQRST", 5, "is not available"},
         {{}, "--backend GPU", 5, "not available for photos"},
         {{}, "--backend NEON --mode frame", 5, "not available for previews"},
@@ -135,6 +136,16 @@ TEST_F(RunTest, RefusalsSayWhatTheLibraryAnswered) {
         EXPECT_FALSE(std::filesystem::exists(out)) << refusal.options;
         EXPECT_THAT(bench.leftovers(), IsEmpty()) << refusal.options;
     }
+    // A frame that succeeds though the library complains: the stage that cannot run is named, and --strict
+    // minds. Back ends have their names in any case.
+    writeConstantCurves(tuning, {50}, {{"claheSwitch", "1"}, {"gridWidth", "33"}});
+    for (const bool strict : {false, true}) {
+        const ToolResult told = run(strict ? "--backend cpu --strict" : "--backend cpu");
+        EXPECT_EQ(told.exitCode, strict ? 4 : 0);
+        EXPECT_THAT(told.err, HasSubstr("written, but the library logged errors:\n"));
+        EXPECT_EQ(bench.read("out.nv21")[0], 50);
+    }
+    std::filesystem::remove(out);
     // Line feeds alone: the library sees "CP", a name that nobody knows. --backend brings a file of its own.
     tuning.write("platformSet.ini", "[platform]\nphoto=CPU\nframe=CPU\n[cache]\npath=/tmp\n");
     EXPECT_EQ(run("").exitCode, 5);

@@ -126,6 +126,7 @@ RgbPicture decodePng(const Bytes& png) {
     RgbPicture picture;
     if (png_image_begin_read_from_memory(&image, png.data(), png.size()) != 0) {
         image.format = PNG_FORMAT_RGB;
+        image.flags |= PNG_IMAGE_FLAG_16BIT_sRGB;
         picture = {static_cast<int>(image.width), static_cast<int>(image.height),
                    Bytes(PNG_IMAGE_SIZE(image))};
         png_image_finish_read(&image, nullptr, picture.rgb.data(), 0, nullptr);

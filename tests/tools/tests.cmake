@@ -3,9 +3,10 @@ if(TARGET huevance_tool)
   find_package(PNG REQUIRED)
   find_package(nlohmann_json REQUIRED)
   find_library(TURBOJPEG_LIBRARY turbojpeg REQUIRED)
+  find_library(LCMS_LIBRARY lcms2 REQUIRED)
   add_library(tool_process STATIC tools/ToolProcess.cpp)
   target_link_libraries(tool_process PUBLIC
-    test_support nlohmann_json::nlohmann_json PRIVATE PNG::PNG ${TURBOJPEG_LIBRARY})
+    test_support nlohmann_json::nlohmann_json ${LCMS_LIBRARY} PRIVATE PNG::PNG ${TURBOJPEG_LIBRARY})
 
   function(huevance_tool_test name source)
     huevance_test(${name} LIBRARY ${source})

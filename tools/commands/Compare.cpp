@@ -82,8 +82,11 @@ struct Shot {
     RgbPicture rgb;
 };
 
-Shot shotOf(const FrameSource& source) {
-    return {planesOf(*source.picture()), decodeRgb(source.contents(), source.name())};
+// Pictures that lie differently in their files are compared as they are seen.
+Shot shotOf(const FrameSource& source, bool upright) {
+    RgbPicture rgb = decodeRgb(source.contents(), source.name());
+    const Planes planes = planesOf(upright ? pictureOf(rgb) : *source.picture());
+    return {planes, std::move(rgb)};
 }
 
 Shot shotOf(const Frame& frame, ColorMatrix matrix) {
@@ -114,14 +117,17 @@ std::string sizeText(Size size) { return std::to_string(size.width) + "x" + std:
 Comparison compareAll(FrameSource& a, FrameSource& b, const CompareOptions& options) {
     Comparison result;
     if (a.picture() && b.picture()) {
-        if (a.picture()->size != b.picture()->size) {
-            throw usageError("sizes differ, so there is nothing to measure: " + sizeText(a.picture()->size) +
-                             " and " + sizeText(b.picture()->size));
+        const bool upright = a.picture()->metadata.orientation() != b.picture()->metadata.orientation();
+        const Shot shotA = shotOf(a, upright);
+        const Shot shotB = shotOf(b, upright);
+        if (shotA.rgb.size != shotB.rgb.size) {
+            throw usageError("sizes differ, so there is nothing to measure: " + sizeText(shotA.rgb.size) +
+                             " and " + sizeText(shotB.rgb.size));
         }
-        addFrame(result, shotOf(a), shotOf(b), options);
+        addFrame(result, shotA, shotB, options);
         return result;
     }
-    const ColorMatrix matrix = parseMatrix(options.color.matrix, options.color.range);
+    const ColorMatrix matrix = parseMatrix(options.color.matrix);
     Frame frameA(a.roi(), a.format());
     Frame frameB(b.roi(), b.format());
     for (;;) {
@@ -219,32 +225,27 @@ Picture firstPicture(const std::string& name, const FrameOptions& frame, const C
     return picture;
 }
 
-void copyPlane(const Bytes& from, int width, int height, Bytes& to, int toWidth, int column) {
-    for (int row = 0; row < height; ++row) {
-        std::copy_n(from.begin() + static_cast<std::ptrdiff_t>(row) * width, width,
-                    to.begin() + static_cast<std::ptrdiff_t>(row) * toWidth + column);
-    }
-}
-
 void writeSideBySide(const CompareOptions& options) {
-    const Picture left = firstPicture(options.a, options.frame, options.color);
-    const Picture right = firstPicture(options.b, options.frame, options.color);
-    const int rightBegins = 2 * left.chromaWidth() + kGap;
-    const Size size = {rightBegins + right.size.width, std::max(left.size.height, right.size.height)};
-    Picture both(size);
-    std::fill(both.y.begin(), both.y.end(), std::uint8_t{255});
-    const auto place = [&](const Picture& part, int column) {
-        copyPlane(part.y, part.size.width, part.size.height, both.y, size.width, column);
-        copyPlane(part.u, part.chromaWidth(), part.chromaHeight(), both.u, both.chromaWidth(), column / 2);
-        copyPlane(part.v, part.chromaWidth(), part.chromaHeight(), both.v, both.chromaWidth(), column / 2);
-    };
-    place(left, 0);
-    place(right, rightBegins);
+    const ColorMatrix matrix = parseMatrix(options.color.matrix);
+    const RgbPicture parts[] = {uprightRgb(firstPicture(options.a, options.frame, options.color), matrix),
+                                uprightRgb(firstPicture(options.b, options.frame, options.color), matrix)};
+    const int rightBegins = parts[0].size.width + parts[0].size.width % 2 + kGap;
+    RgbPicture both;
+    both.size = {rightBegins + parts[1].size.width, std::max(parts[0].size.height, parts[1].size.height)};
+    both.levels.assign(
+        3 * static_cast<std::size_t>(both.size.width) * static_cast<std::size_t>(both.size.height), 255);
+    for (const RgbPicture& part : parts) {
+        const int column = &part == parts ? 0 : rightBegins;
+        for (int row = 0; row < part.size.height; ++row) {
+            std::copy_n(
+                part.levels.begin() + static_cast<std::ptrdiff_t>(3) * row * part.size.width,
+                3 * part.size.width,
+                both.levels.begin() + static_cast<std::ptrdiff_t>(3) * (row * both.size.width + column));
+        }
+    }
     const FileKind kind =
         kindOfName(options.sideBySide) == FileKind::kJpeg ? FileKind::kJpeg : FileKind::kPng;
-    writeFile(options.sideBySide,
-              encodePicture(both, kind, parseMatrix(options.color.matrix, options.color.range),
-                            options.color.quality));
+    writeFile(options.sideBySide, encodeRgb(both, kind, options.color.quality));
 }
 
 ExitCode compare(const CompareOptions& options) {

@@ -37,7 +37,7 @@ ExitCode convert(const ConvertOptions& options) {
         source.resize(options.resize.empty() ? sizeOf(options.megapixels, source.picture()->size)
                                              : parseSize(options.resize));
     }
-    FrameSink sink(options.out, options.to, source, options.color);
+    FrameSink sink(options.out, outputKind(options.out, options.to, source), source, options.color);
     Frame frame(source.roi(), source.format());
     for (bool more = source.read(frame); more; more = !source.picture() && source.read(frame)) {
         sink.write(frame);

@@ -14,6 +14,7 @@
 #include "tools/host/HostLibrary.h"
 #include "tools/host/PlatformSet.h"
 #include "tools/host/TemporaryTuning.h"
+#include "tools/tuning/IniDocument.h"
 #include "tools/tuning/StarterTuning.h"
 #include "tools/tuning/check/Check.h"
 
@@ -36,15 +37,17 @@ struct RunOptions {
     std::string to;      // kind of the output; empty: from its name
     std::string report;  // file for the timings
     std::size_t frames = 0;
+    bool strict = false;
 };
+
+constexpr std::size_t kMostFrames = 1'000'000'000;
 
 // Longest tuning directory: the library ends the process when directory and file name exceed 511 characters.
 constexpr std::size_t kMaxDirectory = 480;
 
 std::vector<float> readMask(const std::string& name, const FrameSource& source) {
     const GrayPicture gray = readGray(name);
-    const Size wanted =
-        source.picture() ? source.picture()->size : Size{source.roi().width, source.roi().height};
+    const Size wanted = source.size();
     if (!(gray.size == wanted)) {
         throw usageError("the mask " + name + " is " + std::to_string(gray.size.width) + "x" +
                          std::to_string(gray.size.height) + ", the frame " + std::to_string(wanted.width) +
@@ -122,6 +125,14 @@ void report(const RunOptions& options, const std::string& backEnd, const FrameSo
     }
 }
 
+// The switch of a mode, as the library reads it.
+bool switchedOn(const std::string& directory, bool photo) {
+    const auto set = IniDocument::load(directory + (photo ? "/photoSet.ini" : "/frameSet.ini"));
+    return set && set->integer("switch", photo ? "photoSwitch" : "frameSwitch") == 1;
+}
+
+const char* const kFormatEntry = "isSupportFormat";
+
 // Everything about one run that ends with it; what the library refuses comes out as a Refusal.
 struct Refusal {
     const char* entry;  // of the table
@@ -140,15 +151,16 @@ std::optional<Refusal> refusedBy(HostHandle& handle, const char* entry, int code
 }
 
 std::optional<Refusal> processAll(const HostLibrary& library, const RunOptions& options, const SetUp& setUp,
-                                  const SceneScript& scenes, FrameSource& source, Timings& timings) {
+                                  const SceneScript& scenes, FrameSource& source, FileKind kind,
+                                  Timings& timings) {
     HostHandle handle(library, setUp);
     if (handle.setUpResult() != 0) {
         return Refusal{"algoInitHandle", handle.setUpResult(), false, HostLibrary::takeErrors()};
     }
     if (!handle.supports(source.format().type)) {
-        return refusedBy(handle, "isSupportFormat", 0);
+        return refusedBy(handle, kFormatEntry, 0);
     }
-    FrameSink sink(options.out, options.to, source, options.color);
+    FrameSink sink(options.out, kind, source, options.color);
     Frame frame(source.roi(), source.format());
     // A picture is one frame unless more are asked for; a stream ends with its file.
     const std::size_t wanted = options.frames != 0 ? options.frames : source.picture() ? 1 : SIZE_MAX;
@@ -174,7 +186,12 @@ std::optional<Refusal> processAll(const HostLibrary& library, const RunOptions& 
 }
 
 [[noreturn]] void fail(const HostLibrary& library, const Refusal& refusal, const std::string& backEnd,
-                       bool photo) {
+                       bool photo, const FrameFormat& format) {
+    if (refusal.entry == kFormatEntry && !refusal.noBackEnd) {
+        throw ToolError(ExitCode::kRefused, "the library refused: the back end '" + backEnd +
+                                                "' takes no frames of " + toString(format) +
+                                                "; --backend CPU does" + refusal.errors);
+    }
     // A set-up that fails may mean a driver that is not there, or a tuning that is wrong: a tuning that is
     // known to be right tells which.
     const bool unavailable = refusal.noBackEnd || (refusal.code == kInitFailed && !backEnd.empty() &&
@@ -200,6 +217,7 @@ ExitCode run(const RunOptions& options) {
     }
     checkNotOverwritten(options);
     FrameSource source(options.in, options.frame, options.color);
+    const FileKind kind = outputKind(options.out, options.to, source);
     noteWhatChangesPictures(options.tuning, {.size = Size{source.roi().width, source.roi().height},
                                              .mode = photo ? CheckedMode::kPhoto : CheckedMode::kFrame,
                                              .backEnd = options.backEnd});
@@ -218,14 +236,24 @@ ExitCode run(const RunOptions& options) {
     const std::string backEnd =
         iniValue(directory + "/platformSet.ini", "platform", photo ? "photo" : "frame");
     Timings timings;
-    const SetUp setUp = {photo, directory, source.roi(), source.format(), mask.empty() ? nullptr : &mask};
-    const std::optional<Refusal> refusal = processAll(library, options, setUp, scenes, source, timings);
+    SetUp setUp = {photo, directory, source.roi(), source.format(), mask.empty() ? nullptr : &mask};
+    if (backEnd == "OGL" && !switchedOn(directory, photo)) {
+        note(std::string("the tuning is switched off (") + (photo ? "photoSwitch" : "frameSwitch") +
+             "): OGL draws nothing, and the picture is copied");
+        setUp.readOutput = false;
+    }
+    const std::optional<Refusal> refusal = processAll(library, options, setUp, scenes, source, kind, timings);
     overlay.reset();
     if (refusal) {
-        fail(library, *refusal, backEnd, photo);
+        fail(library, *refusal, backEnd, photo, source.format());
     }
     report(options, backEnd, source, timings);
-    return ExitCode::kGood;
+    // Where nothing was to be drawn the lines about missing drawing are no news.
+    const std::string errors = setUp.readOutput ? HostLibrary::takeErrors() : std::string();
+    if (!errors.empty()) {
+        note("written, but the library logged errors:" + errors);
+    }
+    return options.strict && !errors.empty() ? ExitCode::kRefused : ExitCode::kGood;
 }
 
 }  // namespace
@@ -248,13 +276,15 @@ void addRun(CLI::App& app, Action& action) {
     command
         ->add_option("-b,--backend", options.backEnd,
                      "Back end instead of the tuning's: CPU, NEON, GPU or OGL; the tuning stays as it is")
-        ->check(backEndName());
+        ->transform(backEndName());
     command->add_option("--mask", options.mask,
                         "Portrait mask of the frame's size, gray JPEG, PNG or PGM: 255 protects");
     command
         ->add_option("-n,--frames", options.frames,
                      "Frames to process; a picture is repeated (default: 1, or all)")
-        ->check(CLI::PositiveNumber);
+        ->check(CLI::Range(std::size_t{1}, kMostFrames));
+    command->add_flag("--strict", options.strict,
+                      "End with 4 when the library logged an error, also for a frame that it took");
     command->add_option("--report", options.report, "Write a JSON file with the milliseconds per frame");
     addKind(command, options.to);
     add(command, options.frame);

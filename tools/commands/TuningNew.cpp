@@ -41,7 +41,7 @@ void addTuningNew(CLI::App& tuning, Action& action) {
         tuning.add_subcommand("new", "Write a complete starter tuning: neutral, vivid, night, portrait");
     command->add_option("DIR", options.directory, "Directory, new or empty")->required();
     command->add_option("-b,--backend", options.backEnd, "Back end of both modes")
-        ->check(backEndName())
+        ->transform(backEndName())
         ->capture_default_str();
     command->add_flag("--force", options.force, "Also into a directory that is not empty");
     command->footer("Example:\n  huevance tuning new my_tuning\n\n" + std::string(kExitCodes));

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstring>
 
 #include "tools/ToolError.h"
@@ -78,21 +79,53 @@ void Frame::loadRow(int row, std::vector<std::uint16_t>& samples) const {
 
 void Frame::storeRow(int row, const std::vector<std::uint16_t>& samples) {
     std::uint8_t* target = m_data + index(row, m_roi.stride);
-    const int up = m_format.bytesPerSample() == 1 ? 0 : m_format.bits - 8 + m_format.shift();
     for (std::size_t x = 0; x < samples.size(); ++x) {
-        const auto value = static_cast<std::uint16_t>(samples[x] << up);
+        const auto value = static_cast<std::uint16_t>(samples[x] << m_format.shift());
         std::memcpy(target + x * static_cast<std::size_t>(m_format.bytesPerSample()), &value,
                     static_cast<std::size_t>(m_format.bytesPerSample()));
     }
 }
 
-void Frame::set(const Picture& picture) {
+namespace {
+
+// From a level of `bits` to one of `frameBits`: 8-bit levels move up by whole bits, deeper ones are scaled so
+// that white stays white and neutral chroma neutral.
+class Requantizer {
+public:
+    Requantizer(int bits, int frameBits, bool chroma)
+        : m_shift(bits == 8 ? frameBits - 8 : 0),
+          m_scale(static_cast<double>((1 << frameBits) - 1) / static_cast<double>((1 << bits) - 1)),
+          m_from(chroma ? 1 << (bits - 1) : 0),
+          m_to(chroma ? 1 << (frameBits - 1) : 0),
+          m_white((1 << frameBits) - 1),
+          m_same(bits == 8 || bits == frameBits) {}
+    std::uint16_t operator()(int level) const {
+        if (m_same) {
+            return static_cast<std::uint16_t>(level << m_shift);
+        }
+        const long scaled = std::lround((level - m_from) * m_scale) + m_to;
+        return static_cast<std::uint16_t>(std::clamp<long>(scaled, 0, m_white));
+    }
+
+private:
+    int m_shift;
+    double m_scale;
+    int m_from, m_to, m_white;
+    bool m_same;
+};
+
+}  // namespace
+
+template <typename Levels>
+void Frame::setPlanes(const Levels& y, const Levels& u, const Levels& v, const Picture& picture, int bits) {
+    const Requantizer luma(bits, m_format.bits, false);
+    const Requantizer chroma(bits, m_format.bits, true);
     const int width = picture.size.width;
     std::vector<std::uint16_t> samples(static_cast<std::size_t>(m_roi.width));
     for (int row = 0; row < m_roi.height; ++row) {
-        const std::uint8_t* source = picture.y.data() + index(std::min(row, picture.size.height - 1), width);
-        std::copy_n(source, width, samples.begin());
-        std::fill(samples.begin() + width, samples.end(), source[width - 1]);
+        const auto* source = y.data() + index(std::min(row, picture.size.height - 1), width);
+        std::transform(source, source + width, samples.begin(), luma);
+        std::fill(samples.begin() + width, samples.end(), luma(source[width - 1]));
         storeRow(row, samples);
     }
     for (int row = 0; row < m_roi.height / 2; ++row) {
@@ -100,29 +133,35 @@ void Frame::set(const Picture& picture) {
         for (int column = 0; column < picture.chromaWidth(); ++column) {
             const std::size_t i = at + static_cast<std::size_t>(column);
             const std::size_t x = 2 * static_cast<std::size_t>(column);
-            samples[x] = m_format.firstIsU() ? picture.u[i] : picture.v[i];
-            samples[x + 1] = m_format.firstIsU() ? picture.v[i] : picture.u[i];
+            samples[x] = chroma(m_format.firstIsU() ? u[i] : v[i]);
+            samples[x + 1] = chroma(m_format.firstIsU() ? v[i] : u[i]);
         }
         storeRow(m_roi.scanline + row, samples);
     }
 }
 
-void Frame::get(Picture& picture) const {
-    const int down = m_format.bits - 8;
-    const int half = down > 0 ? 1 << (down - 1) : 0;
-    const auto level = [&](std::uint16_t sample) {
-        return static_cast<std::uint8_t>(std::min((sample + half) >> down, 255));
-    };
+void Frame::set(const Picture& picture) {
+    if (picture.deep && m_format.bits > 8) {
+        const DeepPlanes& deep = *picture.deep;
+        setPlanes(deep.y, deep.u, deep.v, picture, deep.bits);
+    } else {
+        setPlanes(picture.y, picture.u, picture.v, picture, 8);
+    }
+}
+
+template <typename Levels, typename Convert>
+void Frame::getPlanes(Levels& y, Levels& u, Levels& v, const Picture& picture, Convert convert) const {
     std::vector<std::uint16_t> samples;
     for (int row = 0; row < picture.size.height; ++row) {
         loadRow(row, samples);
         std::transform(samples.begin(), samples.begin() + picture.size.width,
-                       picture.y.begin() + static_cast<std::ptrdiff_t>(index(row, picture.size.width)),
-                       level);
+                       y.begin() + static_cast<std::ptrdiff_t>(index(row, picture.size.width)), convert);
     }
     // A frame of an odd size has no chroma of its own at the far edge: the nearest stands in. Without any:
     // neutral.
     if (m_roi.width < 2 || m_roi.height < 2) {
+        std::fill(u.begin(), u.end(), convert(static_cast<std::uint16_t>(1 << (m_format.bits - 1))));
+        v = u;
         return;
     }
     for (int row = 0; row < picture.chromaHeight(); ++row) {
@@ -130,10 +169,72 @@ void Frame::get(Picture& picture) const {
         for (int column = 0; column < picture.chromaWidth(); ++column) {
             const std::size_t x = 2 * static_cast<std::size_t>(std::min(column, m_roi.width / 2 - 1));
             const std::size_t i = index(row, picture.chromaWidth()) + static_cast<std::size_t>(column);
-            picture.u[i] = level(samples[m_format.firstIsU() ? x : x + 1]);
-            picture.v[i] = level(samples[m_format.firstIsU() ? x + 1 : x]);
+            u[i] = convert(samples[m_format.firstIsU() ? x : x + 1]);
+            v[i] = convert(samples[m_format.firstIsU() ? x + 1 : x]);
         }
     }
+}
+
+void Frame::get(Picture& picture, bool deep) const {
+    const int down = m_format.bits - 8;
+    const int half = down > 0 ? 1 << (down - 1) : 0;
+    getPlanes(picture.y, picture.u, picture.v, picture, [&](std::uint16_t sample) {
+        return static_cast<std::uint8_t>(std::min((sample + half) >> down, 255));
+    });
+    picture.deep.reset();
+    if (deep && m_format.bits > 8) {
+        DeepPlanes& planes = picture.deep.emplace();
+        planes.bits = m_format.bits;
+        planes.y.resize(picture.y.size());
+        planes.u.resize(picture.u.size());
+        planes.v.resize(picture.v.size());
+        getPlanes(planes.y, planes.u, planes.v, picture, [](std::uint16_t sample) { return sample; });
+    }
+}
+
+void Frame::mapLevels(const std::vector<std::uint16_t>& luma, const std::vector<std::uint16_t>& chroma) {
+    std::vector<std::uint16_t> samples;
+    for (int row = 0; row < m_roi.height + m_roi.height / 2; ++row) {
+        const bool isLuma = row < m_roi.height;
+        const int at = isLuma ? row : m_roi.scanline + row - m_roi.height;
+        const std::vector<std::uint16_t>& levels = isLuma ? luma : chroma;
+        loadRow(at, samples);
+        for (std::uint16_t& sample : samples) {
+            sample = levels[std::min<std::size_t>(sample, levels.size() - 1)];
+        }
+        storeRow(at, samples);
+    }
+}
+
+namespace {
+
+// For every level of `bits` round((level - from) x gain + to), within the range of the depth.
+std::vector<std::uint16_t> levelMap(int bits, double from, double gain, double to) {
+    const int white = (1 << bits) - 1;
+    std::vector<std::uint16_t> levels;
+    for (int level = 0; level <= white; ++level) {
+        const double mapped = std::clamp((level - from) * gain + to, 0.0, static_cast<double>(white));
+        levels.push_back(static_cast<std::uint16_t>(std::lround(mapped)));
+    }
+    return levels;
+}
+
+}  // namespace
+
+void Frame::toFullRange() {
+    const int step = 1 << (m_format.bits - 8);
+    const double white = (1 << m_format.bits) - 1;
+    const double neutral = 128 * step;
+    mapLevels(levelMap(m_format.bits, 16 * step, white / (219 * step), 0.0),
+              levelMap(m_format.bits, neutral, white / (224 * step), neutral));
+}
+
+void Frame::toLimitedRange() {
+    const int step = 1 << (m_format.bits - 8);
+    const double white = (1 << m_format.bits) - 1;
+    const double neutral = 128 * step;
+    mapLevels(levelMap(m_format.bits, 0.0, 219 * step / white, 16 * step),
+              levelMap(m_format.bits, neutral, 224 * step / white, neutral));
 }
 
 Planes Frame::planes() const {

@@ -38,16 +38,27 @@ public:
     const FrameFormat& format() const { return m_format; }
 
     // From a picture whose size, rounded up to even sizes, is the frame's: the last column and row are
-    // repeated into the rest. 16-bit frames hold the levels shifted up.
+    // repeated into the rest. 16-bit frames hold 8-bit levels shifted up, deep planes scaled to their white.
     void set(const Picture& picture);
-    // Into a picture whose size is the frame's or one less. 16-bit samples are rounded to 8 bits.
-    void get(Picture& picture) const;
+    // Into a picture whose size is the frame's or one less. 16-bit samples are rounded to 8 bits, and with
+    // `deep` kept as well.
+    void get(Picture& picture, bool deep = false) const;
+
+    // Limited range (video: white at 235, black at 16 of 255) to full range and back; what lies outside is
+    // cut.
+    void toFullRange();
+    void toLimitedRange();
     Planes planes() const;
 
 private:
     // Sample values with the significant bits at the bottom.
     void loadRow(int row, std::vector<std::uint16_t>& samples) const;
     void storeRow(int row, const std::vector<std::uint16_t>& samples);
+    template <typename Levels>
+    void setPlanes(const Levels& y, const Levels& u, const Levels& v, const Picture& picture, int bits);
+    template <typename Levels, typename Convert>
+    void getPlanes(Levels& y, Levels& u, Levels& v, const Picture& picture, Convert convert) const;
+    void mapLevels(const std::vector<std::uint16_t>& luma, const std::vector<std::uint16_t>& chroma);
 
     RoiInfo m_roi;
     FrameFormat m_format;

@@ -62,7 +62,8 @@ RoiInfo makeRoi(Size size, const FrameFormat& format, int stride, int scanline) 
         throw usageError("the stride of 16-bit frames must be even");
     }
     // The library's record counts bytes in an int.
-    if (static_cast<long long>(roi.stride) * (roi.scanline + roi.height / 2) > (1LL << 30)) {
+    if (static_cast<long long>(roi.stride) * (static_cast<long long>(roi.scanline) + roi.height / 2) >
+        (1LL << 30)) {
         throw usageError("a frame of more than 1 GiB");
     }
     return roi;

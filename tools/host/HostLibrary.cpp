@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <string_view>
 
 #include "tools/Stdio.h"
 #include "tools/ToolError.h"
@@ -19,6 +20,11 @@ namespace {
 
 constexpr int kAndroidError = 6;
 constexpr std::size_t kKeptLines = 8;
+
+// Logged as errors, and none: every first start of the GPU back end without its cache of compiled kernels
+// says so.
+constexpr std::string_view kNoFaults[] = {"cachepath:", "getBinariesFromCache open "};
+
 std::vector<std::string>& errorLines() {
     static std::vector<std::string> lines;
     return lines;
@@ -30,7 +36,11 @@ void keepErrors(void*, int priority, const char*, const char* text) {
     }
     std::string line = text;
     line.erase(line.find_last_not_of("\n") + 1);
-    errorLines().push_back(line);
+    const bool fault = std::none_of(std::begin(kNoFaults), std::end(kNoFaults),
+                                    [&line](std::string_view begin) { return line.rfind(begin, 0) == 0; });
+    if (fault && std::find(errorLines().begin(), errorLines().end(), line) == errorLines().end()) {
+        errorLines().push_back(line);
+    }
 }
 
 }  // namespace
@@ -75,7 +85,8 @@ std::string HostLibrary::takeErrors() {
     return text;
 }
 
-HostHandle::HostHandle(const HostLibrary& library, const SetUp& setUp) : m_api(library.api()) {
+HostHandle::HostHandle(const HostLibrary& library, const SetUp& setUp)
+    : m_api(library.api()), m_readOutput(setUp.readOutput) {
     const fs::path directory(fs::absolute(setUp.tuningDirectory).lexically_normal());
     // The library wants two halves, which it joins with a "/".
     const std::string first = directory.parent_path().string();
@@ -106,7 +117,7 @@ bool HostHandle::supports(IMAGE_FORMAT_TYPE type) const { return m_api.isSupport
 int HostHandle::process(Frame& frame, int scene) {
     frame.image()->planes[3].data = m_output ? m_output->get() : nullptr;
     const int code = m_api.singleProcessImage(m_handle, frame.image(), &scene, nullptr);
-    return code == 0 && m_output && !m_output->copyTo(frame) ? -1 : code;
+    return code == 0 && m_output && m_readOutput && !m_output->copyTo(frame) ? -1 : code;
 }
 
 bool HostHandle::release() {

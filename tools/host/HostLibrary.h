@@ -24,8 +24,8 @@ public:
     // The plug-in contract's version tag, once.
     std::string version() const;
 
-    // The error lines that the library logged since the last call, one text; empty when they were shown
-    // already.
+    // The error lines that the library logged since the last call, each once, one text; empty when they were
+    // shown already.
     static std::string takeErrors();
 
 private:
@@ -43,6 +43,7 @@ struct SetUp {
     RoiInfo roi{};
     FrameFormat format;
     std::vector<float>* mask = nullptr;  // roi.width x roi.height weights; must live as long as the handle
+    bool readOutput = true;  // false: what a back end draws into a buffer of its own is not fetched
 };
 
 // One handle. Outcomes are the contract's: the caller turns them into messages.
@@ -67,6 +68,7 @@ private:
     InitParam m_init{};
     void* m_handle = nullptr;
     int m_setUpResult = 0;
+    bool m_readOutput = true;
     std::unique_ptr<OutputBuffer> m_output;  // of a back end that draws into a hardware buffer
 };
 

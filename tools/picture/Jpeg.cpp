@@ -15,34 +15,6 @@ namespace {
 
 using Handle = std::unique_ptr<void, int (*)(void*)>;
 
-// The segments that say how to look at the picture: APP1 (orientation and other camera data) and APP2
-// (profile).
-Bytes describingSegments(const Bytes& jpeg) {
-    Bytes kept;
-    for (std::size_t at = 2; at + 4 <= jpeg.size() && jpeg[at] == 0xFF;) {
-        const int marker = jpeg[at + 1];
-        const std::size_t length = 2 + static_cast<std::size_t>(jpeg[at + 2] << 8 | jpeg[at + 3]);
-        if (marker < 0xC0 || marker == 0xDA || length < 4 || at + length > jpeg.size()) {
-            break;
-        }
-        if (marker == 0xE1 || marker == 0xE2) {
-            kept.insert(kept.end(), jpeg.begin() + static_cast<std::ptrdiff_t>(at),
-                        jpeg.begin() + static_cast<std::ptrdiff_t>(at + length));
-        }
-        at += length;
-    }
-    return kept;
-}
-
-// Where they go: after the file's first marker and its JFIF segment.
-void insertSegments(Bytes& jpeg, const Bytes& segments) {
-    std::size_t at = 2;
-    if (jpeg.size() > 6 && jpeg[2] == 0xFF && jpeg[3] == 0xE0) {
-        at += 2 + static_cast<std::size_t>(jpeg[4] << 8 | jpeg[5]);
-    }
-    jpeg.insert(jpeg.begin() + static_cast<std::ptrdiff_t>(at), segments.begin(), segments.end());
-}
-
 struct Header {
     int width = 0;
     int height = 0;
@@ -112,7 +84,6 @@ Picture decodeJpeg(const Bytes& contents, const std::string& name) {
                                libyuv::kFilterBox);
         }
     }
-    picture.jpegSegments = describingSegments(contents);
     return picture;
 }
 
@@ -140,9 +111,7 @@ Bytes encodeJpeg(const Picture& picture, int quality) {
     if (result != 0) {
         throw fileError(std::string("cannot encode a JPEG: ") + tjGetErrorStr2(handle.get()));
     }
-    Bytes contents(jpeg, jpeg + size);
-    insertSegments(contents, picture.jpegSegments);
-    return contents;
+    return {jpeg, jpeg + size};
 }
 
 }  // namespace tool

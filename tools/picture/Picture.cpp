@@ -7,6 +7,8 @@
 #include <charconv>
 #include <cstring>
 #include <iterator>
+#include <string_view>
+#include <utility>
 
 #include "tools/ToolError.h"
 #include "tools/picture/Jpeg.h"
@@ -60,12 +62,11 @@ GrayPicture decodePgm(const Bytes& contents, const std::string& name) {
 
 }  // namespace
 
-ColorMatrix parseMatrix(const std::string& matrix, const std::string& range) {
-    const bool full = range == "full";
-    if (matrix == "bt601") {
-        return full ? ColorMatrix::kBt601Full : ColorMatrix::kBt601Limited;
+ColorMatrix parseMatrix(const std::string& matrix) {
+    if (matrix != "bt601" && matrix != "bt709") {
+        throw usageError("'" + matrix + "' is no matrix: bt601 and bt709 are known");
     }
-    return full ? ColorMatrix::kBt709Full : ColorMatrix::kBt709Limited;
+    return matrix == "bt601" ? ColorMatrix::kBt601 : ColorMatrix::kBt709;
 }
 
 Picture::Picture(Size s)
@@ -83,37 +84,54 @@ FileKind kindOfContents(const Bytes& contents) {
         std::equal(std::begin(kPngMagic), std::end(kPngMagic), contents.begin())) {
         return FileKind::kPng;
     }
+    constexpr std::string_view kY4mMagic = "YUV4MPEG2 ";
+    if (contents.size() >= kY4mMagic.size() &&
+        std::equal(kY4mMagic.begin(), kY4mMagic.end(), contents.begin())) {
+        return FileKind::kY4m;
+    }
     return FileKind::kRaw;
 }
 
-FileKind kindOfName(const std::string& name) {
+std::optional<FileKind> kindOfName(const std::string& name) {
     std::string ending = name.substr(std::min(name.rfind('.'), name.size()));
     std::transform(ending.begin(), ending.end(), ending.begin(),
                    [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    if (ending == ".jpg" || ending == ".jpeg") {
-        return FileKind::kJpeg;
+    constexpr std::pair<const char*, FileKind> kEndings[] = {
+        {".jpg", FileKind::kJpeg}, {".jpeg", FileKind::kJpeg}, {".png", FileKind::kPng},
+        {".y4m", FileKind::kY4m},  {".nv12", FileKind::kRaw},  {".nv21", FileKind::kRaw},
+        {".p010", FileKind::kRaw}, {".yuv", FileKind::kRaw},   {".raw", FileKind::kRaw},
+        {".bin", FileKind::kRaw}};
+    for (const auto& [known, kind] : kEndings) {
+        if (ending == known) {
+            return kind;
+        }
     }
-    return ending == ".png" ? FileKind::kPng : FileKind::kRaw;
+    return std::nullopt;
 }
 
 FileKind parseKind(const std::string& text) {
-    return text == "jpeg" ? FileKind::kJpeg : text == "png" ? FileKind::kPng : FileKind::kRaw;
+    return text == "jpeg"  ? FileKind::kJpeg
+           : text == "png" ? FileKind::kPng
+           : text == "y4m" ? FileKind::kY4m
+                           : FileKind::kRaw;
 }
 
 Picture decodePicture(const Bytes& contents, ColorMatrix matrix, const std::string& name) {
-    switch (kindOfContents(contents)) {
-        case FileKind::kJpeg:
-            return decodeJpeg(contents, name);
-        case FileKind::kPng:
-            return decodePng(contents, matrix, name);
-        case FileKind::kRaw:
-            break;
+    const FileKind kind = kindOfContents(contents);
+    if (kind != FileKind::kJpeg && kind != FileKind::kPng) {
+        throw fileError("cannot read " + name + ": neither JPEG nor PNG (raw frames need --size)");
     }
-    throw fileError("cannot read " + name + ": neither JPEG nor PNG (raw frames need --size)");
+    Picture picture =
+        kind == FileKind::kJpeg ? decodeJpeg(contents, name) : decodePng(contents, matrix, name);
+    picture.metadata = Metadata::read(contents, name);
+    return picture;
 }
 
 Bytes encodePicture(const Picture& picture, FileKind kind, ColorMatrix matrix, int quality) {
-    return kind == FileKind::kPng ? encodePng(picture, matrix) : encodeJpeg(picture, quality);
+    const bool png = kind == FileKind::kPng;
+    Bytes contents = png ? encodePng(picture, matrix) : encodeJpeg(picture, quality);
+    picture.metadata.writeTo(contents, png);
+    return contents;
 }
 
 Picture resized(const Picture& picture, Size size) {
@@ -122,7 +140,30 @@ Picture resized(const Picture& picture, Size size) {
                       picture.v.data(), picture.chromaWidth(), picture.size.width, picture.size.height,
                       result.y.data(), size.width, result.u.data(), result.chromaWidth(), result.v.data(),
                       result.chromaWidth(), size.width, size.height, libyuv::kFilterBox);
-    result.jpegSegments = picture.jpegSegments;
+    if (picture.deep) {
+        DeepPlanes& deep = result.deep.emplace();
+        deep.bits = picture.deep->bits;
+        deep.y.resize(result.y.size());
+        deep.u.resize(result.u.size());
+        deep.v.resize(result.v.size());
+        libyuv::I420Scale_16(picture.deep->y.data(), picture.size.width, picture.deep->u.data(),
+                             picture.chromaWidth(), picture.deep->v.data(), picture.chromaWidth(),
+                             picture.size.width, picture.size.height, deep.y.data(), size.width,
+                             deep.u.data(), result.chromaWidth(), deep.v.data(), result.chromaWidth(),
+                             size.width, size.height, libyuv::kFilterBox);
+    }
+    result.metadata = picture.metadata;
+    return result;
+}
+
+Picture convertedToSrgb(const Picture& picture, ColorMatrix matrix) {
+    Bytes rgb =
+        toRgb<std::uint8_t>({picture.size, 8, picture.y.data(), picture.u.data(), picture.v.data()}, matrix);
+    if (!picture.metadata.toSrgb(rgb)) {
+        return picture;
+    }
+    Picture result(picture.size);
+    fromRgb(rgb.data(), picture.size, matrix, result.y.data(), result.u.data(), result.v.data());
     return result;
 }
 
@@ -139,6 +180,7 @@ GrayPicture readGray(const std::string& name) {
         case FileKind::kPng:
             return decodePngGray(contents, name);
         case FileKind::kRaw:
+        case FileKind::kY4m:
             break;
     }
     throw fileError("cannot read " + name + ": neither JPEG, PNG nor binary PGM");

@@ -1,12 +1,13 @@
 #include "tools/picture/Png.h"
 
-#include <libyuv.h>
 #include <png.h>
 
-#include <algorithm>
-#include <cmath>
+#include <csetjmp>
+#include <cstdio>
+#include <cstring>
 
 #include "tools/ToolError.h"
+#include "tools/picture/Rgb.h"
 
 namespace tool {
 
@@ -47,96 +48,156 @@ Bytes readPixels(const Bytes& contents, png_uint_32 format, Size& size, const st
     return pixels;
 }
 
-std::uint8_t toLevel(float value) {
-    return static_cast<std::uint8_t>(std::clamp(value, 0.0F, 255.0F) + 0.5F);
-}
-
-// BT.709 in floats: libyuv's tables go from RGB to BT.601 only, and its limited-range BT.709 cuts the
-// coefficient of blue at 2.
-class Bt709 {
-public:
-    explicit Bt709(bool limited)
-        : m_lumaGain(limited ? 219.0F / 255.0F : 1.0F),
-          m_chromaGain(limited ? 224.0F / 255.0F : 1.0F),
-          m_black(limited ? 16.0F : 0.0F) {}
-
-    // `rgb` and `bgr`: 3 bytes a sample, rows without padding.
-    void fromRgb(const Bytes& rgb, Picture& picture) const {
-        for (int row = 0; row < picture.chromaHeight(); ++row) {
-            for (int column = 0; column < picture.chromaWidth(); ++column) {
-                blockFromRgb(rgb, picture, row, column);
-            }
-        }
-    }
-
-    void toBgr(const Picture& picture, Bytes& bgr) const {
-        std::size_t at = 0;
-        for (int row = 0; row < picture.size.height; ++row) {
-            for (int column = 0; column < picture.size.width; ++column, ++at) {
-                const std::size_t chroma = index(row / 2, column / 2, picture.chromaWidth());
-                const float luma = (static_cast<float>(picture.y[at]) - m_black) / m_lumaGain;
-                const float blue =
-                    luma + kBlueRange * (static_cast<float>(picture.u[chroma]) - 128.0F) / m_chromaGain;
-                const float red =
-                    luma + kRedRange * (static_cast<float>(picture.v[chroma]) - 128.0F) / m_chromaGain;
-                bgr[3 * at] = toLevel(blue);
-                bgr[3 * at + 1] = toLevel((luma - kRed * red - kBlue * blue) / kGreen);
-                bgr[3 * at + 2] = toLevel(red);
-            }
-        }
-    }
-
-private:
-    static constexpr float kRed = 0.2126F, kBlue = 0.0722F, kGreen = 1.0F - kRed - kBlue;
-    static constexpr float kBlueRange = 2.0F * (1.0F - kBlue), kRedRange = 2.0F * (1.0F - kRed);
-
-    static std::size_t index(int row, int column, int width) {
-        return static_cast<std::size_t>(row) * static_cast<std::size_t>(width) +
-               static_cast<std::size_t>(column);
-    }
-
-    void blockFromRgb(const Bytes& rgb, Picture& picture, int row, int column) const {
-        float u = 0.0F;
-        float v = 0.0F;
-        for (int i = 0; i < 4; ++i) {
-            // Beyond an odd edge the last sample counts twice.
-            const int x = std::min(2 * column + i % 2, picture.size.width - 1);
-            const int y = std::min(2 * row + i / 2, picture.size.height - 1);
-            const std::size_t at = index(y, x, picture.size.width);
-            const float red = rgb[3 * at], green = rgb[3 * at + 1], blue = rgb[3 * at + 2];
-            const float luma = kRed * red + kGreen * green + kBlue * blue;
-            picture.y[at] = toLevel(m_black + m_lumaGain * luma);
-            u += (blue - luma) / kBlueRange;
-            v += (red - luma) / kRedRange;
-        }
-        const std::size_t at = index(row, column, picture.chromaWidth());
-        picture.u[at] = toLevel(128.0F + m_chromaGain * u / 4.0F);
-        picture.v[at] = toLevel(128.0F + m_chromaGain * v / 4.0F);
-    }
-
-    float m_lumaGain, m_chromaGain, m_black;
+// libpng's own interface, for 16 bits a sample: the simple one knows them as linear light alone. Errors come
+// back by longjmp, so the functions that set the jump hold nothing that wants a destructor.
+struct PngError {
+    char text[160] = {};
 };
 
-bool isBt709(ColorMatrix matrix) {
-    return matrix == ColorMatrix::kBt709Full || matrix == ColorMatrix::kBt709Limited;
+void onError(png_structp png, png_const_charp message) {
+    auto* error = static_cast<PngError*>(png_get_error_ptr(png));
+    std::snprintf(error->text, sizeof(error->text), "%s", message);
+    png_longjmp(png, 1);
 }
-bool isLimited(ColorMatrix matrix) {
-    return matrix == ColorMatrix::kBt601Limited || matrix == ColorMatrix::kBt709Limited;
+void onWarning(png_structp, png_const_charp) {}
+
+struct Cursor {
+    const Bytes* from;
+    std::size_t at;
+};
+
+void readFrom(png_structp png, png_bytep data, std::size_t size) {
+    auto* cursor = static_cast<Cursor*>(png_get_io_ptr(png));
+    if (size > cursor->from->size() - cursor->at) {
+        png_error(png, "the file ends early");
+    }
+    std::memcpy(data, cursor->from->data() + cursor->at, size);
+    cursor->at += size;
+}
+
+void appendTo(png_structp png, png_bytep data, std::size_t size) {
+    auto* to = static_cast<Bytes*>(png_get_io_ptr(png));
+    to->insert(to->end(), data, data + size);
+}
+
+// RGB rows of 16 bits a sample in this machine's order, over white where the picture is transparent.
+bool readDeepRows(png_structp png, png_infop info, std::uint16_t* rgb, png_bytepp rows, Size size) {
+    if (setjmp(png_jmpbuf(png)) != 0) {  // NOLINT(cert-err52-cpp)
+        return false;
+    }
+    png_read_info(png, info);
+    png_color_16 white = {};
+    white.red = white.green = white.blue = white.gray = 65535;
+    png_set_expand_16(png);
+    png_set_gray_to_rgb(png);
+    png_set_background(png, &white, PNG_BACKGROUND_GAMMA_SCREEN, 0, 1.0);
+    png_set_swap(png);
+    png_set_interlace_handling(png);
+    png_read_update_info(png, info);
+    if (png_get_rowbytes(png, info) != 6U * static_cast<std::size_t>(size.width)) {
+        return false;
+    }
+    for (int row = 0; row < size.height; ++row) {
+        rows[row] = reinterpret_cast<png_bytep>(rgb + 3 * static_cast<std::size_t>(row) *
+                                                          static_cast<std::size_t>(size.width));
+    }
+    png_read_image(png, rows);
+    png_read_end(png, nullptr);
+    return true;
+}
+
+std::vector<std::uint16_t> readDeepPixels(const Bytes& contents, Size size, const std::string& name) {
+    PngError error;
+    std::vector<std::uint16_t> rgb(3 * static_cast<std::size_t>(size.width) *
+                                   static_cast<std::size_t>(size.height));
+    std::vector<png_bytep> rows(static_cast<std::size_t>(size.height));
+    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, &error, onError, onWarning);
+    png_infop info = png == nullptr ? nullptr : png_create_info_struct(png);
+    Cursor cursor = {&contents, 0};
+    bool good = false;
+    if (info != nullptr) {
+        png_set_read_fn(png, &cursor, readFrom);
+        good = readDeepRows(png, info, rgb.data(), rows.data(), size);
+    }
+    png_destroy_read_struct(&png, &info, nullptr);
+    if (!good) {
+        throw fileError("cannot read " + name + ": " + error.text);
+    }
+    return rgb;
+}
+
+struct PngForm {
+    Size size;
+    int bits;       // 8 or 16 a sample
+    bool saysSrgb;  // false where a profile says something else
+};
+
+bool writeRows(png_structp png, png_infop info, png_bytepp rows, const PngForm& form) {
+    if (setjmp(png_jmpbuf(png)) != 0) {  // NOLINT(cert-err52-cpp)
+        return false;
+    }
+    png_set_IHDR(png, info, static_cast<png_uint_32>(form.size.width),
+                 static_cast<png_uint_32>(form.size.height), form.bits, PNG_COLOR_TYPE_RGB,
+                 PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    if (form.saysSrgb) {
+        png_set_sRGB(png, info, PNG_sRGB_INTENT_PERCEPTUAL);
+    }
+    // Photographs: quick, and hardly larger.
+    png_set_compression_level(png, 3);
+    png_set_filter(png, PNG_FILTER_TYPE_BASE, form.bits == 8 ? PNG_FILTER_SUB : PNG_FILTER_PAETH);
+    png_write_info(png, info);
+    if (form.bits == 16) {
+        png_set_swap(png);
+    }
+    png_write_image(png, rows);
+    png_write_end(png, nullptr);
+    return true;
+}
+
+Bytes writePng(const void* rgb, const PngForm& form) {
+    PngError error;
+    Bytes contents;
+    std::vector<png_bytep> rows;
+    const std::size_t rowBytes =
+        static_cast<std::size_t>(form.size.width) * 3 * static_cast<std::size_t>(form.bits / 8);
+    for (int row = 0; row < form.size.height; ++row) {
+        // libpng wants its rows writable, and leaves them as they are.
+        rows.push_back(const_cast<png_bytep>(static_cast<png_const_bytep>(rgb)) +
+                       static_cast<std::size_t>(row) * rowBytes);
+    }
+    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, &error, onError, onWarning);
+    png_infop info = png == nullptr ? nullptr : png_create_info_struct(png);
+    bool good = false;
+    if (info != nullptr) {
+        png_set_write_fn(png, &contents, appendTo, nullptr);
+        good = writeRows(png, info, rows.data(), form);
+    }
+    png_destroy_write_struct(&png, &info);
+    if (!good) {
+        throw fileError(std::string("cannot encode a PNG: ") + error.text);
+    }
+    return contents;
 }
 
 }  // namespace
+
+Bytes encodePng16(std::vector<std::uint16_t>& rgb, Size size) {
+    return writePng(rgb.data(), {size, 16, true});
+}
 
 Picture decodePng(const Bytes& contents, ColorMatrix matrix, const std::string& name) {
     Size size;
     const Bytes rgb = readPixels(contents, PNG_FORMAT_RGB, size, name);
     Picture picture(size);
-    if (isBt709(matrix)) {
-        Bt709(isLimited(matrix)).fromRgb(rgb, picture);
-    } else {
-        // libyuv's RAW is red first in memory; J420 is the full range.
-        const auto convert = isLimited(matrix) ? libyuv::RAWToI420 : libyuv::RAWToJ420;
-        convert(rgb.data(), 3 * size.width, picture.y.data(), size.width, picture.u.data(),
-                picture.chromaWidth(), picture.v.data(), picture.chromaWidth(), size.width, size.height);
+    fromRgb(rgb.data(), size, matrix, picture.y.data(), picture.u.data(), picture.v.data());
+    constexpr std::size_t kBitDepth = 24;  // its place in the header chunk, which comes first
+    if (contents.size() > kBitDepth && contents[kBitDepth] == 16) {
+        const std::vector<std::uint16_t> deepRgb = readDeepPixels(contents, size, name);
+        DeepPlanes& deep = picture.deep.emplace();
+        deep.y.resize(picture.y.size());
+        deep.u.resize(picture.u.size());
+        deep.v.resize(picture.v.size());
+        fromRgb(deepRgb.data(), size, matrix, deep.y.data(), deep.u.data(), deep.v.data());
     }
     return picture;
 }
@@ -148,29 +209,21 @@ GrayPicture decodePngGray(const Bytes& contents, const std::string& name) {
 }
 
 Bytes encodePng(const Picture& picture, ColorMatrix matrix) {
-    const auto [width, height] = picture.size;
-    Bytes bgr(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 3);
-    if (isBt709(matrix)) {
-        Bt709(isLimited(matrix)).toBgr(picture, bgr);
-    } else {
-        // libyuv's RGB24 is blue first in memory.
-        libyuv::I420ToRGB24Matrix(picture.y.data(), width, picture.u.data(), picture.chromaWidth(),
-                                  picture.v.data(), picture.chromaWidth(), bgr.data(), 3 * width,
-                                  isLimited(matrix) ? &libyuv::kYuvI601Constants : &libyuv::kYuvJPEGConstants,
-                                  width, height);
+    const bool saysSrgb = !picture.metadata.hasForeignProfile();
+    if (picture.deep) {
+        const DeepPlanes& deep = *picture.deep;
+        Size size = picture.size;
+        auto rgb =
+            toRgb<std::uint16_t>({size, deep.bits, deep.y.data(), deep.u.data(), deep.v.data()}, matrix);
+        turnUpright(rgb, size.width, size.height, picture.metadata.orientation());
+        return writePng(rgb.data(), {size, 16, saysSrgb});
     }
-    PngImage image;
-    image->width = static_cast<png_uint_32>(width);
-    image->height = static_cast<png_uint_32>(height);
-    image->format = PNG_FORMAT_BGR;
-    image->flags = PNG_IMAGE_FLAG_FAST;
-    Bytes contents(PNG_IMAGE_PNG_SIZE_MAX(*image.get()));
-    png_alloc_size_t size = contents.size();
-    if (png_image_write_to_memory(image.get(), contents.data(), &size, 0, bgr.data(), 0, nullptr) == 0) {
-        throw fileError(std::string("cannot encode a PNG: ") + image->message);
-    }
-    contents.resize(size);
-    return contents;
+    const RgbPicture rgb = uprightRgb(picture, matrix);
+    return writePng(rgb.levels.data(), {rgb.size, 8, saysSrgb});
+}
+
+Bytes encodePng(const RgbPicture& picture) {
+    return writePng(picture.levels.data(), {picture.size, 8, true});
 }
 
 }  // namespace tool

@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "tools/ToolError.h"
+#include "tools/picture/Jpeg.h"
 
 namespace tool {
 
@@ -74,85 +75,43 @@ RgbPicture decodeJpegRgb(const Bytes& contents, const std::string& name) {
     return picture;
 }
 
-// Twice as many samples as `width`, in sixteenths: a row of chroma between itself and its neighbour row.
-void interpolateRow(const std::uint8_t* near, const std::uint8_t* far, int width, std::vector<float>& out) {
-    const auto column = [&](int x) {
-        const int inside = std::clamp(x, 0, width - 1);
-        return static_cast<float>(3 * near[inside] + far[inside]);
-    };
-    for (int x = 0; x < width; ++x) {
-        const std::size_t at = 2 * static_cast<std::size_t>(x);
-        out[at] = (3.0F * column(x) + column(x - 1)) / 16.0F;
-        out[at + 1] = (3.0F * column(x) + column(x + 1)) / 16.0F;
-    }
-}
-
 std::uint8_t toLevel(float value) {
     return static_cast<std::uint8_t>(std::clamp(value, 0.0F, 255.0F) + 0.5F);
-}
-
-// RGB from full-range luma and chroma around 0.
-struct Coefficients {
-    float redOfV, greenOfU, greenOfV, blueOfU;
-    float black, lumaGain, chromaGain;
-};
-
-Coefficients coefficientsOf(ColorMatrix matrix) {
-    const bool bt709 = matrix == ColorMatrix::kBt709Full || matrix == ColorMatrix::kBt709Limited;
-    const bool limited = matrix == ColorMatrix::kBt601Limited || matrix == ColorMatrix::kBt709Limited;
-    const float red = bt709 ? 0.2126F : 0.299F;
-    const float blue = bt709 ? 0.0722F : 0.114F;
-    const float green = 1.0F - red - blue;
-    const float redOfV = 2.0F * (1.0F - red);
-    const float blueOfU = 2.0F * (1.0F - blue);
-    return {redOfV,
-            -blue * blueOfU / green,
-            -red * redOfV / green,
-            blueOfU,
-            limited ? 16.0F : 0.0F,
-            limited ? 255.0F / 219.0F : 1.0F,
-            limited ? 255.0F / 224.0F : 1.0F};
 }
 
 }  // namespace
 
 RgbPicture decodeRgb(const Bytes& contents, const std::string& name) {
-    switch (kindOfContents(contents)) {
-        case FileKind::kJpeg:
-            return decodeJpegRgb(contents, name);
-        case FileKind::kPng:
-            return decodePngRgb(contents, name);
-        case FileKind::kRaw:
-            break;
+    const FileKind kind = kindOfContents(contents);
+    if (kind != FileKind::kJpeg && kind != FileKind::kPng) {
+        throw fileError("cannot read " + name + ": neither JPEG nor PNG");
     }
-    throw fileError("cannot read " + name + ": neither JPEG nor PNG");
+    RgbPicture rgb = kind == FileKind::kJpeg ? decodeJpegRgb(contents, name) : decodePngRgb(contents, name);
+    turnUpright(rgb.levels, rgb.size.width, rgb.size.height, Metadata::read(contents, name).orientation());
+    return rgb;
 }
 
 RgbPicture rgbOf(const Picture& picture, ColorMatrix matrix) {
-    const Coefficients k = coefficientsOf(matrix);
-    RgbPicture result{picture.size, {}};
-    result.levels.resize(samples(picture.size));
-    const int width = picture.chromaWidth();
-    std::vector<float> u(2 * static_cast<std::size_t>(width)), v(u.size());
-    std::uint8_t* out = result.levels.data();
-    const std::uint8_t* luma = picture.y.data();
-    for (int y = 0; y < picture.size.height; ++y) {
-        const int near = y / 2;
-        const int far = std::clamp(y % 2 == 0 ? near - 1 : near + 1, 0, picture.chromaHeight() - 1);
-        interpolateRow(&picture.u[static_cast<std::size_t>(near * width)],
-                       &picture.u[static_cast<std::size_t>(far * width)], width, u);
-        interpolateRow(&picture.v[static_cast<std::size_t>(near * width)],
-                       &picture.v[static_cast<std::size_t>(far * width)], width, v);
-        for (int x = 0; x < picture.size.width; ++x, out += 3) {
-            const float level = k.lumaGain * (static_cast<float>(*luma++) - k.black);
-            const float a = k.chromaGain * (u[static_cast<std::size_t>(x)] - 128.0F);
-            const float b = k.chromaGain * (v[static_cast<std::size_t>(x)] - 128.0F);
-            out[0] = toLevel(level + k.redOfV * b);
-            out[1] = toLevel(level + k.greenOfU * a + k.greenOfV * b);
-            out[2] = toLevel(level + k.blueOfU * a);
-        }
-    }
-    return result;
+    return {
+        picture.size,
+        toRgb<std::uint8_t>({picture.size, 8, picture.y.data(), picture.u.data(), picture.v.data()}, matrix)};
+}
+
+RgbPicture uprightRgb(const Picture& picture, ColorMatrix matrix) {
+    RgbPicture rgb = rgbOf(picture, matrix);
+    turnUpright(rgb.levels, rgb.size.width, rgb.size.height, picture.metadata.orientation());
+    return rgb;
+}
+
+Picture pictureOf(const RgbPicture& rgb) {
+    Picture picture(rgb.size);
+    fromRgb(rgb.levels.data(), rgb.size, ColorMatrix::kBt601, picture.y.data(), picture.u.data(),
+            picture.v.data());
+    return picture;
+}
+
+Bytes encodeRgb(const RgbPicture& rgb, FileKind kind, int quality) {
+    return kind == FileKind::kPng ? encodePng(rgb) : encodeJpeg(pictureOf(rgb), quality);
 }
 
 RgbPicture difference(const RgbPicture& a, const RgbPicture& b, float gain) {
@@ -160,22 +119,6 @@ RgbPicture difference(const RgbPicture& a, const RgbPicture& b, float gain) {
     std::transform(a.levels.begin(), a.levels.end(), b.levels.begin(), result.levels.begin(),
                    [gain](int x, int y) { return toLevel(128.0F + gain * static_cast<float>(y - x)); });
     return result;
-}
-
-Bytes encodePng(const RgbPicture& picture) {
-    PngImage image;
-    image->width = static_cast<png_uint_32>(picture.size.width);
-    image->height = static_cast<png_uint_32>(picture.size.height);
-    image->format = PNG_FORMAT_RGB;
-    image->flags = PNG_IMAGE_FLAG_FAST;
-    Bytes contents(PNG_IMAGE_PNG_SIZE_MAX(*image.get()));
-    png_alloc_size_t size = contents.size();
-    if (png_image_write_to_memory(image.get(), contents.data(), &size, 0, picture.levels.data(), 0,
-                                  nullptr) == 0) {
-        throw fileError(std::string("cannot encode a PNG: ") + image->message);
-    }
-    contents.resize(size);
-    return contents;
 }
 
 }  // namespace tool

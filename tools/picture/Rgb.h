@@ -19,11 +19,18 @@ struct RgbPicture {
     }
 };
 
-// A JPEG or PNG at its own chroma resolution, without the detour over 4:2:0. Throws (exit code 3).
+// A JPEG or PNG at its own chroma resolution, without the detour over 4:2:0, turned upright. Throws (exit
+// code 3).
 RgbPicture decodeRgb(const Bytes& contents, const std::string& name);
 // Planes as RGB. Chroma is interpolated between samples that lie amid their 2 x 2 block, as JPEG has it.
 RgbPicture rgbOf(const Picture& picture, ColorMatrix matrix);
+// The same, turned upright: what a person sees.
+RgbPicture uprightRgb(const Picture& picture, ColorMatrix matrix);
+// BT.601 planes.
+Picture pictureOf(const RgbPicture& rgb);
 Bytes encodePng(const RgbPicture& picture);
+// As JPEG or PNG.
+Bytes encodeRgb(const RgbPicture& rgb, FileKind kind, int quality);
 
 // 128 + gain x (b - a) in each channel, limited to 0..255: gray where they are equal. Equal sizes.
 RgbPicture difference(const RgbPicture& a, const RgbPicture& b, float gain);
