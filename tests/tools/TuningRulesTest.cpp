@@ -19,6 +19,7 @@
 #include "tests/support/HostRecords.h"
 #include "tests/support/LogCapture.h"
 #include "tools/ToolError.h"
+#include "tools/tuning/Look.h"
 #include "tools/tuning/check/Check.h"
 
 namespace {
@@ -170,6 +171,13 @@ Mutation backEnds(const string& photo, const string& frame) {
     return put("platformSet.ini", "[platform]\r\nphoto=" + photo + "\r\nframe=" + frame +
                                       "\r\n[cache]\r\npath=/data/vendor/camera\r\n");
 }
+Mutation look(int table, const string& name) {
+    return [=](const TuningDir& dir) {
+        tool::Look written;
+        written.name = name;
+        dir.write(tool::lookFileName(table), toJson(written));
+    };
+}
 Mutation cache(const string& path) { return sub("platformSet.ini", "/data/vendor/camera", path); }
 
 const string kParam = "param1.ini", kPhoto = "photoSet.ini", kFrame = "frameSet.ini",
@@ -320,6 +328,10 @@ const struct Case {
     {"HV705", kError, kParam, 2, backEnds("NEON", "OGL"), backEnds("OGL", "OGL"), true},
     {"HV706", kError, kParam, 2, both(backEnds("OGL", "OGL"), sub(kParam, "colorStrength=0.75", "colorStrength=1.")), backEnds("OGL", "OGL"), true},
     {"HV706", kWarning, kParam, 2, sub(kParam, "colorStrength=0.75", "colorStrength=0."), gone("nothing"), true},
+    {"HV801", kWarning, "look1.json", 3, put("look1.json", "{\n  \"name\": \"vivid\",\n  \"curve\": }\n"), look(1, "vivid")},
+    {"HV801", kWarning, "look1.json", 1, put("look1.json", ""), put("look1.txt", "")},
+    {"HV802", kWarning, "look3.json", 0, look(3, "vivid"), look(2, "vivid")},
+    {"HV803", kWarning, "look2.json", 0, both(look(1, "vivid"), look(2, "vivid")), both(look(1, "vivid"), look(2, "night"))},
     // clang-format on
 };
 

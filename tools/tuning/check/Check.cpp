@@ -85,6 +85,9 @@ constexpr Rule kRules[] = {
     {"HV704", "a mask that the host must pass"},
     {"HV705", "a strength that OGL reads the other way round"},
     {"HV706", "a colour table without effect"},
+    {"HV801", "a look that cannot be read"},
+    {"HV802", "a look beyond sceneNum"},
+    {"HV803", "looks with the same name"},
 };
 
 // platformSet.ini's findings about a back end that is not used.
@@ -126,6 +129,7 @@ Findings checkTuning(const std::string& directory, const CheckOptions& options) 
     checkTables(tuning, findings);
     checkScenes(tuning, findings);
     checkSettings(tuning, findings);
+    checkLooks(tuning, findings);
     if (!options.backEnd.empty()) {
         findings.erase(std::remove_if(findings.begin(), findings.end(), isOverridden), findings.end());
     }

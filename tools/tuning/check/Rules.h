@@ -41,7 +41,9 @@ void checkPlatform(const CheckedTuning& tuning, Findings& findings);
 void checkTables(const CheckedTuning& tuning, Findings& findings);
 // Scenes: HV5xx.
 void checkScenes(const CheckedTuning& tuning, Findings& findings);
-// Settings that do not go together, protection, and what OGL reads otherwise: HV6xx.
+// Settings that do not go together: HV6xx; protection, and what OGL reads otherwise: HV7xx.
 void checkSettings(const CheckedTuning& tuning, Findings& findings);
+// Looks beside their tables: HV8xx.
+void checkLooks(const CheckedTuning& tuning, Findings& findings);
 
 }  // namespace tool
