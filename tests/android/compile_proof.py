@@ -227,8 +227,10 @@ def compile_as_blueprint(preset_sources, preset_tree):
     flags = defaults["cflags"] + defaults["cppflags"] + ["-Werror"]  # ours are errors
 
     def compile_one(source):
+        # The preset has shown what the optimiser says; here only the generated texts become objects, to be compared.
         output = os.path.join(BUILD, "blueprint", os.path.basename(source) + ".o")
-        return output, run(with_opencl + flags + ["-c", os.path.join(ROOT, source), "-o", output])
+        action = ["-c", "-o", output] if source in generated else ["-fsyntax-only"]
+        return output, run(with_opencl + flags + action + [os.path.join(ROOT, source)])
 
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         results = list(pool.map(compile_one, sources + generated))
@@ -236,7 +238,7 @@ def compile_as_blueprint(preset_sources, preset_tree):
         if result.returncode != 0:
             fail(f"Android.bp: {output}:\n{result.stdout}")
     theirs = symbols(glob.glob(os.path.join(preset_tree, "**/*.o"), recursive=True))
-    ours = symbols([output for output, _ in results])
+    ours = symbols([output for output, _ in results if os.path.exists(output)])
     if ours != theirs or "kKernelSource" not in ours:
         fail(f"different texts: {set(ours.items()) ^ set(theirs.items())}")
 
