@@ -201,7 +201,8 @@ bool HostEngine::isClaheReady() const {
     if (m_stTile.tileWidth < 1 || m_stTile.tileHeight < 1) {
         return true;  // the stage will refuse the grid and use no table
     }
-    return m_gridLut.size() == elementCount(m_iGridWidth, m_iGridHeight, kBins8) &&
+    return m_gridHist.size() == elementCount(m_iGridWidth, m_iGridHeight, kBins8) &&
+           m_gridLut.size() == m_gridHist.size() &&
            m_gridLut16.size() == elementCount(m_iGridWidth, m_iGridHeight, is16Bit() ? bins16() : 0) &&
            isWorkingCopyReady();
 }
@@ -211,7 +212,9 @@ bool HostEngine::isWorkingCopyReady() const {
 }
 
 bool HostEngine::isCurveReady() const {
-    return !m_yCurve.empty() && m_yCurve16.size() == (is16Bit() ? static_cast<std::size_t>(bins16()) : 0);
+    const std::size_t floats16 = is16Bit() ? static_cast<std::size_t>(bins16()) : 0;
+    return !m_yCurve.empty() && !m_uvCurve.empty() && m_yCurve16.size() == floats16 &&
+           m_uvCurve16.size() == floats16;
 }
 
 bool HostEngine::isColorReady() const { return !m_colorLut.empty() && m_colorLut16.empty() == !is16Bit(); }

@@ -10,11 +10,12 @@ namespace huevance {
 
 namespace {
 
-// Scene tables that a set-up accepts; at most kMaxScenes of them can be reached by a host scene number.
+// Scene tables that a set-up accepts, from 1 on; at most kMaxScenes of them can be reached by a host scene
+// number.
 constexpr int kMaxSceneTables = 4096;
 
 int allocateTables(Buffer<float>& tables, int sceneNum, int floats) {
-    if (sceneNum > kMaxSceneTables || !tables.allocate(elementCount(sceneNum, floats))) {
+    if (sceneNum < 1 || sceneNum > kMaxSceneTables || !tables.allocate(elementCount(sceneNum, floats))) {
         ALOG_ERROR("%d scene tables cannot be allocated!", sceneNum);
         return -1;
     }

@@ -35,7 +35,8 @@ private:
 
 class SceneTables {
 public:
-    // Each loads the tables 0 .. sceneNum - 1. 0, or -1 when sceneNum is absurd or memory is missing.
+    // Each loads the tables 0 .. sceneNum - 1. 0, or -1 with one error line when sceneNum is below 1 or
+    // absurd, or memory is missing.
     int loadStrengths(TuningSet& tuning);
     int loadCurves(const TuningSet& tuning);
     int loadColors(const TuningSet& tuning);

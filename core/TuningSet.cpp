@@ -1,7 +1,10 @@
 #include "core/TuningSet.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
+#include <iterator>
 
 #include "core/Buffer.h"
 #include "core/ColorLut.h"
@@ -85,12 +88,17 @@ int TuningSet::readSet(Mode mode) {
     };
 
     const TuningPath path(m_acSensorPath, photo ? "photoSet.ini" : "frameSet.ini");
+    const bool refused = isFileRefused(path.text(), kIniFileBytes);
     for (const Key& key : keys) {
-        if (key.read) {
+        if (key.read && !refused) {
             findIniInt(key.section, key.name, path.text(), key.value);
         }
     }
-    findIniInts("scene", "sceneIdx", path.text(), m_aiSceneIdx, &m_iIdxNum, kMaxScenes);
+    if (!refused &&
+        findIniInts("scene", "sceneIdx", path.text(), m_aiSceneIdx, &m_iIdxNum, kMaxScenes) == 0) {
+        // What a longer list of the set-up before said is not left over.
+        std::fill(m_aiSceneIdx + m_iIdxNum, std::end(m_aiSceneIdx), 0);
+    }
     for (const Key& key : keys) {
         if (key.log) {
             ALOG_INFO("%s-%s: %d", key.section, key.name, *key.value);
@@ -101,6 +109,9 @@ int TuningSet::readSet(Mode mode) {
 
 void TuningSet::readStrengths(int table) {
     const TuningPath path(m_acSensorPath, "param", table, ".ini");
+    if (isFileRefused(path.text(), kIniFileBytes)) {
+        return;
+    }
     readFloatIfThere("colorStrength", path.text(), &m_fColorStrength);
     readFloatIfThere("satStrength", path.text(), &m_fSatStrength);
     readFloatIfThere("claheStrength", path.text(), &m_fClaheStrength);
@@ -112,12 +123,20 @@ int TuningSet::readHvcParam(int table) {
     return 0;
 }
 
+// A file that is missing is no fault: the tables stay as they were.
+void TuningSet::readTable(const char* name, int table, float* values, int floats) const {
+    const TuningPath path(m_acSensorPath, name, table);
+    if (!readFloats(path.text(), values, static_cast<std::size_t>(floats))) {
+        isFileRefused(path.text(), UINT64_MAX);  // says so
+    }
+}
+
 void TuningSet::readCurveFile(int table, float* yCurve) const {
-    readFloats(TuningPath(m_acSensorPath, "curveLut", table).text(), yCurve, kBins8);
+    readTable("curveLut", table, yCurve, kBins8);
 }
 
 void TuningSet::readColorFile(int table, float* colorLut) const {
-    readFloats(TuningPath(m_acSensorPath, "colorLut", table).text(), colorLut, kColorLutFloats);
+    readTable("colorLut", table, colorLut, kColorLutFloats);
 }
 
 int TuningSet::readAllTables(const char* name, float* tables, int floats) const {
@@ -136,12 +155,40 @@ int TuningSet::readAllColors(float* colors) const {
 }
 
 int TuningSet::tableOfScene(int scene) const {
-    if (scene < 0 || scene >= m_iIdxNum || scene >= kMaxScenes || m_aiSceneIdx[scene] < 0 ||
-        m_aiSceneIdx[scene] >= m_iSceneNum) {
+    if (scene < 0 || scene >= kMaxScenes || m_aiSceneIdx[scene] < 0 || m_aiSceneIdx[scene] >= m_iSceneNum) {
         ALOG_ERROR("scene %d has no tuning table!", scene);
         return -1;
     }
     return m_aiSceneIdx[scene];
+}
+
+std::uint64_t TuningSet::beginSetUp(const RoiInfo& roi) {
+    const int values[] = {roi.width,      roi.height,       roi.stride,     roi.scanline,      m_iDataBit,
+                          m_iSaveFrame,   m_iSavePhoto,     m_iFrameSwitch, m_iPhotoSwitch,    m_iClaheSwitch,
+                          m_iCurveSwitch, m_iColorSwitch,   m_iCCorrSwitch, m_iGridWidth,      m_iGridHeight,
+                          m_iSampRate,    m_iTransFrameNum, m_iMaskSource,  m_iPProtectSwitch, m_iSceneNum};
+    // FNV-1a.
+    std::uint64_t hash = 0xcbf29ce484222325ULL;
+    const auto add = [&hash](const auto& field) {
+        const auto* bytes = reinterpret_cast<const unsigned char*>(&field);
+        for (std::size_t i = 0; i < sizeof(field); ++i) {
+            hash = (hash ^ bytes[i]) * 0x100000001b3ULL;
+        }
+    };
+    add(values);
+    add(m_aiSceneIdx);
+    for (const char* c = m_acSensorPath; *c != '\0'; ++c) {
+        add(*c);
+    }
+    return m_setUp = hash != 0 ? hash : 1;
+}
+
+int TuningSet::checkSetUp(std::uint64_t setUp) const {
+    if (setUp != m_setUp) {
+        ALOG_ERROR("another handle has set this mode up: frames of this one cannot be processed!");
+        return -1;
+    }
+    return 0;
 }
 
 StageSwitches TuningSet::switches() const {

@@ -5,7 +5,10 @@
 // finite count as 0. Every reader therefore returns 0.
 #pragma once
 
+#include <cstdint>
+
 #include "core/Stages.h"
+#include "jni/algocommon/ImageTypes.h"
 
 namespace huevance {
 
@@ -37,10 +40,21 @@ public:
     int readAllCurves(float* curves) const;
     int readAllColors(float* colors) const;
 
-    // The table index of a host scene number, or -1 with one error line when there is none.
+    // The table index of a host scene number, or -1 with one error line: for numbers outside 0 .. 511, and
+    // for entries that name no table. A number that the tuning does not list has table 0.
     int tableOfScene(int scene) const;
 
     StageSwitches switches() const;
+
+    // --- Whose set-up is in force: the engines are shared by all handles of their mode ---
+
+    // From here on, that of a handle with these frames; the number stands for its geometry, its depth, its
+    // directory and the values that were read from there. Never 0.
+    std::uint64_t beginSetUp(const RoiInfo& roi);
+    // From here on, nobody's.
+    std::uint64_t forgetSetUp() { return m_setUp = 0; }
+    // 0, or -1 with one error line when another set-up than the numbered one is in force.
+    int checkSetUp(std::uint64_t setUp) const;
 
     char m_acSensorPath[512] = {};
     int m_iSaveFrame = 0;
@@ -67,9 +81,12 @@ public:
     float m_fClaheStrength = 0.0F;
 
 private:
+    std::uint64_t m_setUp = 0;
+
     enum class Mode { kPhoto, kFrame };
     int readSet(Mode mode);
     int readAllTables(const char* name, float* tables, int floats) const;
+    void readTable(const char* name, int table, float* values, int floats) const;
 };
 
 }  // namespace huevance

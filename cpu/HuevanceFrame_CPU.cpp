@@ -44,6 +44,7 @@ int CHuevanceFrame_CPU::malloc(char* directory, RoiInfo roi) {
     // The engine may still hold what another handle set up, perhaps for another bit depth.
     releaseAll(engine);
     engine.useKernels(*m_pKernels);
+    m_setUp = engine.forgetSetUp();
     if (engine.setSensorPath(directory) != 0) {
         return -1;
     }
@@ -52,6 +53,7 @@ int CHuevanceFrame_CPU::malloc(char* directory, RoiInfo roi) {
         releaseAll(engine);
         return -1;
     }
+    m_setUp = engine.beginSetUp(roi);
     return 0;
 }
 
@@ -93,7 +95,7 @@ int CHuevanceFrame_CPU::enhance(void* yuv, IMAGE_FORMAT_TYPE type, int scene) {
 
 int CHuevanceFrame_CPU::process(void* yuv, IMAGE_FORMAT_TYPE type, int scene) {
     CHuevance_CPU& engine = g_frameEngine;
-    if (engine.checkFrame(yuv) != 0) {
+    if (engine.checkSetUp(m_setUp) != 0 || engine.checkFrame(yuv) != 0) {
         return -1;
     }
     huevance::logRequest("", type, scene);

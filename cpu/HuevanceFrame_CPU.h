@@ -2,6 +2,8 @@
 // scenes. It drives the process-wide preview engine: one stream at a time.
 #pragma once
 
+#include <cstdint>
+
 #include "core/HostKernels.h"
 #include "core/SceneTables.h"
 #include "jni/algocommon/ImageTypes.h"
@@ -26,4 +28,5 @@ private:
     huevance::SceneFade m_fade;  // outlives malloc and free, on purpose
     int m_iDumpCounter = 0;
     int m_iDumpPeriod = 30;
+    std::uint64_t m_setUp = 0;  // of the shared engine, as TuningSet counts them
 };

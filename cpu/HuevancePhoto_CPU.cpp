@@ -40,15 +40,21 @@ int CHuevancePhoto_CPU::setDataBit(int dataBit) {
 }
 
 int CHuevancePhoto_CPU::malloc(char* directory, RoiInfo roi) {
-    g_photoEngine.useKernels(*m_pKernels);
-    return g_photoEngine.captureMalloc(directory, roi);
+    CHuevance_CPU& engine = g_photoEngine;
+    m_setUp = engine.forgetSetUp();
+    engine.useKernels(*m_pKernels);
+    if (engine.captureMalloc(directory, roi) != 0) {
+        return -1;
+    }
+    m_setUp = engine.beginSetUp(roi);
+    return 0;
 }
 
 int CHuevancePhoto_CPU::setExtParam(char* key, void* value) { return g_photoEngine.setExtParam(key, value); }
 
 int CHuevancePhoto_CPU::process(void* yuv, IMAGE_FORMAT_TYPE type, int scene) {
     CHuevance_CPU& engine = g_photoEngine;
-    if (engine.checkFrame(yuv) != 0) {
+    if (engine.checkSetUp(m_setUp) != 0 || engine.checkFrame(yuv) != 0) {
         return -1;
     }
     huevance::logRequest("", type, scene);

@@ -2,6 +2,8 @@
 // drives the process-wide capture engine: one capture at a time.
 #pragma once
 
+#include <cstdint>
+
 #include "core/HostKernels.h"
 #include "jni/algocommon/ImageTypes.h"
 
@@ -19,4 +21,5 @@ public:
 
 private:
     const huevance::HostKernels* m_pKernels = &huevance::referenceHostKernels();
+    std::uint64_t m_setUp = 0;  // of the shared engine, as TuningSet counts them
 };

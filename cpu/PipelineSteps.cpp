@@ -1,6 +1,6 @@
 #include "cpu/PipelineSteps.h"
 
-#include "jni/algocommon/FileOperation.h"
+#include "core/FrameDump.h"
 #include "jni/algocommon/LogPrintf.h"
 
 namespace cpu {
@@ -13,7 +13,7 @@ void logStrengths(const CHuevance_CPU& engine) {
 
 void dumpFrame(const void* frame, const RoiInfo& roi, const char* failure) {
     const char name[512] = {};
-    if (!saveBuffer(name, frame, huevance::dumpBytes(roi))) {
+    if (!huevance::dumpFrame(name, frame, roi)) {
         ALOG_ERROR("%s", failure);
     }
 }

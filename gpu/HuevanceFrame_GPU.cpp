@@ -1,10 +1,8 @@
 #include "gpu/HuevanceFrame_GPU.h"
 
-#include <unistd.h>
-
-#include <algorithm>
 #include <new>
 
+#include "core/FrameDump.h"
 #include "core/RequestLog.h"
 #include "gpu/Huevance_GPU.h"
 #include "jni/algocommon/FileOperation.h"
@@ -51,10 +49,7 @@ void dumpFrame(const char* directory, const char* which, const void* frame, cons
     char name[512];
     formatPath(name, sizeof(name), "%s/%sframe_%dx%d_%d_%d.yuv", directory, which, roi.width, roi.height,
                scene, counter);
-    // The dump's last rows may lie behind the frame's: they stay empty.
-    const std::size_t bytes = huevance::dumpBytes(roi);
-    if (!saveBuffer(name, frame, std::min(bytes, huevance::frameBytes(roi))) ||
-        truncate(name, static_cast<off_t>(bytes)) != 0) {
+    if (!huevance::dumpFrame(name, frame, roi)) {
         ALOG_ERROR("%s", failure);
     }
 }
@@ -110,6 +105,7 @@ int CHuevanceFrame_GPU::allocate() {
 int CHuevanceFrame_GPU::malloc(char* sensorPath, RoiInfo roi) {
     CHuevance_GPU& engine = g_engine;
     engine.releaseAll();  // what an earlier stream may have left
+    m_setUp = engine.forgetSetUp();
     if (engine.setSensorPath(sensorPath) != 0 || engine.readFrameSet() != 0) {
         ALOG_ERROR("GPU malloc: readFrameSet failed!");
         return -1;
@@ -120,6 +116,7 @@ int CHuevanceFrame_GPU::malloc(char* sensorPath, RoiInfo roi) {
     }
     engine.setRoiInfo(roi);
     if (engine.m_iFrameSwitch != 1) {
+        m_setUp = engine.beginSetUp(roi);
         return 0;
     }
     if (engine.m_iDataBit != 8) {
@@ -129,6 +126,7 @@ int CHuevanceFrame_GPU::malloc(char* sensorPath, RoiInfo roi) {
     try {
         if (allocate() == 0) {
             engine.warmUp();
+            m_setUp = engine.beginSetUp(roi);
             return 0;
         }
     } catch (...) {  // memory is missing; dispatch says so
@@ -206,6 +204,9 @@ int CHuevanceFrame_GPU::enhance(void* frame, int fd, IMAGE_FORMAT_TYPE yuvType, 
 
 int CHuevanceFrame_GPU::process(void* frame, int fd, IMAGE_FORMAT_TYPE yuvType, int scene) {
     CHuevance_GPU& engine = g_engine;
+    if (engine.checkSetUp(m_setUp) != 0) {
+        return -1;
+    }
     huevance::logRequest(kWho, yuvType, scene);
     const bool save = engine.m_iSaveFrame == 1;
     const bool enhances = engine.m_iFrameSwitch == 1 && anyStageOn(engine);

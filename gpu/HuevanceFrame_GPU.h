@@ -2,6 +2,8 @@
 // between scenes. It drives the process-wide GPU engine: one stream at a time.
 #pragma once
 
+#include <cstdint>
+
 #include "core/SceneTables.h"
 #include "jni/algocommon/ImageTypes.h"
 
@@ -30,6 +32,7 @@ private:
     huevance::SceneFade m_fade;  // outlives malloc and free, on purpose
     int m_iDumpCounter = 0;
     int m_iDumpInterval = 30;
+    std::uint64_t m_setUp = 0;  // of the shared engine, as TuningSet counts them
 
 public:
     const char* m_pcDumpDirectory = "/data/hvcSave";  // not owned

@@ -1,5 +1,9 @@
 #include "gpu/ProgramCache.h"
 
+#include <dirent.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -7,10 +11,13 @@
 #include <cinttypes>
 #include <cstdint>
 #include <cstdio>
-#include <memory>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
 #include <optional>
 
 #include "gpu/OpenCLErrors.h"
+#include "jni/algocommon/FileOperation.h"
 #include "jni/algocommon/LogPrintf.h"
 
 namespace gpu {
@@ -20,9 +27,9 @@ namespace {
 constexpr std::uint64_t kMagic = 0x01010101;
 constexpr std::size_t kWord = sizeof(std::uint64_t);
 
-using Bytes = std::vector<unsigned char>;
+using Binary = std::vector<unsigned char>;
 
-std::uint64_t wordAt(const Bytes& bytes, std::size_t index) {
+std::uint64_t wordAt(const Binary& bytes, std::size_t index) {
     std::uint64_t value = 0;
     for (std::size_t i = 0; i < kWord; ++i) {
         value |= std::uint64_t{bytes[index * kWord + i]} << (8 * i);
@@ -30,38 +37,66 @@ std::uint64_t wordAt(const Bytes& bytes, std::size_t index) {
     return value;
 }
 
-void setWord(Bytes& bytes, std::size_t index, std::uint64_t value) {
+void setWord(Binary& bytes, std::size_t index, std::uint64_t value) {
     for (std::size_t i = 0; i < kWord; ++i) {
         bytes[index * kWord + i] = static_cast<unsigned char>(value >> (8 * i));
     }
 }
 
-struct FileCloser {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, FileCloser>;
-
 // No program comes near. It bounds what a file of any content makes this process hold.
 constexpr std::uint64_t kMaxBytes = 64U << 20;
 
-// The whole file; nothing when it cannot be opened or read, or is over kMaxBytes. `missing` tells whether
-// there is none.
-std::optional<Bytes> readFile(const char* path, bool* missing = nullptr) {
-    const File file(std::fopen(path, "rb"));
+// The whole file; nothing when it cannot be opened or is over kMaxBytes. `missing` tells whether there is
+// none.
+std::optional<Binary> readFile(const char* path, bool* missing = nullptr) {
+    InputFile file(path, kMaxBytes);
     if (missing != nullptr) {
-        *missing = !file && errno == ENOENT;
+        *missing = file.isMissing();
     }
-    if (!file || std::fseek(file.get(), 0, SEEK_END) != 0) {
+    if (!file.isOpen()) {
         return std::nullopt;
     }
-    const long end = std::ftell(file.get());  // of a directory, the largest number there is
-    std::rewind(file.get());
-    if (end < 0 || static_cast<std::uint64_t>(end) > kMaxBytes) {
-        return std::nullopt;
-    }
-    Bytes bytes(static_cast<std::size_t>(end));
-    bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file.get()));
+    Binary bytes(static_cast<std::size_t>(file.size()));
+    bytes.resize(file.read(bytes.data(), bytes.size()));
     return bytes;
+}
+
+constexpr const char* kTemporaryEnd = ".tmp";
+constexpr std::time_t kTemporaryLife = 3600;  // seconds; no save takes as long
+
+// Removes "<path>.<process>.tmp" of processes that died while they saved: of those that are no more, and of
+// those whose number another process has by now.
+void removeStale(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    const std::string folder = slash != std::string::npos ? path.substr(0, slash + 1) : "./";
+    const std::string begin = path.substr(slash != std::string::npos ? slash + 1 : 0) + ".";
+    DIR* const directory = opendir(folder.c_str());
+    if (directory == nullptr) {
+        return;
+    }
+    while (const dirent* entry = readdir(directory)) {
+        const std::string name = entry->d_name;
+        char* end = nullptr;
+        const long process = name.compare(0, begin.size(), begin) == 0
+                                 ? std::strtol(name.c_str() + begin.size(), &end, 10)
+                                 : 0;
+        struct stat status = {};
+        if (process < 1 || std::strcmp(end, kTemporaryEnd) != 0 ||
+            lstat((folder + name).c_str(), &status) != 0) {
+            continue;
+        }
+        const bool gone = kill(static_cast<pid_t>(process), 0) != 0 && errno == ESRCH;
+        if (gone || status.st_mtime + kTemporaryLife < std::time(nullptr)) {
+            std::remove((folder + name).c_str());
+        }
+    }
+    closedir(directory);
+}
+
+bool sync(const char* path) {
+    const int descriptor = open(path, O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+    const bool done = descriptor >= 0 && fsync(descriptor) == 0;
+    return (descriptor < 0 || close(descriptor) == 0) && done;
 }
 
 // New contents of a file, on the disk under a temporary name until they take its place: readers see the old
@@ -69,10 +104,11 @@ std::optional<Bytes> readFile(const char* path, bool* missing = nullptr) {
 class NewFile {
 public:
     NewFile(const std::string& path, const void* data, std::size_t size)
-        : m_path(path), m_temporary(path + "." + std::to_string(getpid()) + ".tmp") {
-        const File file(std::fopen(m_temporary.c_str(), "wb"));
-        m_whole = file && std::fwrite(data, 1, size, file.get()) == size && std::fflush(file.get()) == 0 &&
-                  fsync(fileno(file.get())) == 0;
+        : m_path(path), m_temporary(path + "." + std::to_string(getpid()) + kTemporaryEnd) {
+        removeStale(path);
+        // Whatever has the name by now, a symbolic link too, is not written to but removed.
+        std::remove(m_temporary.c_str());
+        m_whole = saveFile(m_temporary.c_str(), {{data, size}}) && sync(m_temporary.c_str());
     }
     ~NewFile() { std::remove(m_temporary.c_str()); }
     NewFile(const NewFile&) = delete;
@@ -110,7 +146,7 @@ std::string infoLine(const char* name, Query query, Object object, cl_uint what)
     return std::string(name) + ": " + (code == CL_SUCCESS ? text.c_str() : std::to_string(code)) + "\n";
 }
 
-std::string sealText(const Bytes& cache, const CacheOrigin& origin) {
+std::string sealText(const Binary& cache, const CacheOrigin& origin) {
     char text[160];
     std::snprintf(text, sizeof(text), "bytes: %zu\ndigest: %016" PRIx64 "\nsource: %zu %016" PRIx64 "\n",
                   cache.size(), digest(cache.data(), cache.size()), origin.source.size(),
@@ -125,9 +161,9 @@ std::string sealText(const Bytes& cache, const CacheOrigin& origin) {
 }
 
 // Whether there is no seal beside the cache file, or the one of these contents.
-bool sealAllows(const char* path, const Bytes& cache, const CacheOrigin& origin) {
+bool sealAllows(const char* path, const Binary& cache, const CacheOrigin& origin) {
     bool missing = false;
-    const std::optional<Bytes> seal = readFile(cacheSealPath(path).c_str(), &missing);
+    const std::optional<Binary> seal = readFile(cacheSealPath(path).c_str(), &missing);
     if (!seal) {
         return missing;
     }
@@ -138,7 +174,7 @@ bool sealAllows(const char* path, const Bytes& cache, const CacheOrigin& origin)
 
 // Puts a cache file, and where it has an origin its seal, in the place of the old ones. Nothing is replaced
 // before all of it is on the disk.
-bool replaceCache(const char* path, const Bytes& cache, const CacheOrigin* origin) {
+bool replaceCache(const char* path, const Binary& cache, const CacheOrigin* origin) {
     const NewFile file(path, cache.data(), cache.size());
     if (origin == nullptr) {
         return file.takePlace();
@@ -149,7 +185,7 @@ bool replaceCache(const char* path, const Bytes& cache, const CacheOrigin* origi
 }
 
 // The binaries in the contents of a cache file; empty, with a line in the log, when they are not whole.
-std::vector<Bytes> parse(const Bytes& file, const char* caller) {
+std::vector<Binary> parse(const Binary& file, const char* caller) {
     if (file.empty()) {
         ALOG_ERROR("filesize cannot be 0");
         return {};
@@ -164,7 +200,7 @@ std::vector<Bytes> parse(const Bytes& file, const char* caller) {
         ALOG_ERROR("%s error:wrong fromat", caller);
         return {};
     }
-    std::vector<Bytes> binaries;
+    std::vector<Binary> binaries;
     std::uint64_t left = kMaxBytes;  // binaries that overlap would add up to any size
     for (std::size_t i = 0; i < count; ++i) {
         const std::uint64_t offset = wordAt(file, 2 + 2 * i);
@@ -189,14 +225,14 @@ cl_int logQuery(cl_int code, const char* query) {
 
 }  // namespace
 
-std::vector<Bytes> getBinariesFromCache(const char* path, const CacheOrigin* origin) {
-    const std::optional<Bytes> file = readFile(path);
+std::vector<Binary> getBinariesFromCache(const char* path, const CacheOrigin* origin) {
+    const std::optional<Binary> file = readFile(path);
     if (!file) {
         ALOG_ERROR("%s open %s is failed", __func__, path);
         return {};
     }
     ALOG_INFO("filesize: %d", static_cast<int>(file->size()));
-    std::vector<Bytes> binaries = parse(*file, __func__);
+    std::vector<Binary> binaries = parse(*file, __func__);
     if (binaries.empty()) {
         return {};
     }
@@ -210,7 +246,7 @@ std::vector<Bytes> getBinariesFromCache(const char* path, const CacheOrigin* ori
 
 int saveProgramsToBinary(const std::vector<cl_program>& programs, const char* path,
                          const CacheOrigin* origin) {
-    Bytes file((2 + 2 * programs.size()) * kWord);
+    Binary file((2 + 2 * programs.size()) * kWord);
     setWord(file, 0, kMagic);
     setWord(file, 1, programs.size());
     for (std::size_t i = 0; i < programs.size(); ++i) {

@@ -1,5 +1,6 @@
 #include "neon/HuevancePhoto_NEON.h"
 
+#include "core/FrameDump.h"
 #include "core/RequestLog.h"
 #include "jni/algocommon/FileOperation.h"
 #include "jni/algocommon/LogPrintf.h"
@@ -18,7 +19,7 @@ bool dump(const char* kind, const void* frame, const RoiInfo& roi, int scene, in
     char path[512];
     formatPath(path, sizeof(path), "/data/hvcSave/%sphoto_%dx%d_%d_%d.yuv", kind, roi.width, roi.height,
                scene, counter);
-    return saveBuffer(path, frame, huevance::dumpBytes(roi));
+    return huevance::dumpFrame(path, frame, roi);
 }
 
 // The tables of a stage. 0, or -1 with one error line.
@@ -96,6 +97,7 @@ int CHuevancePhoto_NEON::malloc(char* directory, RoiInfo roi) {
     engine.curveLutMalloc();
     engine.colorLutMalloc();
     engine.onePassMalloc();
+    m_setUp = engine.beginSetUp(roi);
     return 0;
 }
 
@@ -112,7 +114,7 @@ int CHuevancePhoto_NEON::process(void* frame, IMAGE_FORMAT_TYPE yuvType, int sce
         ALOG_ERROR("CHuevancePhoto_NEON: only YUV NV12 and NV21 are supported!");
         return -1;
     }
-    if (engine.checkFrame(frame) != 0) {
+    if (engine.checkSetUp(m_setUp) != 0 || engine.checkFrame(frame) != 0) {
         return -1;
     }
     huevance::logRequest(kWho, yuvType, scene);

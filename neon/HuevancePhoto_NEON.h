@@ -2,6 +2,8 @@
 // drives the process-wide vector engine: one capture at a time. There is no preview pipeline.
 #pragma once
 
+#include <cstdint>
+
 #include "jni/algocommon/ImageTypes.h"
 
 class CHuevancePhoto_NEON {
@@ -17,5 +19,6 @@ public:
     int free();
 
 private:
-    int m_iDumpCounter = 0;  // captures whose frames were saved
+    int m_iDumpCounter = 0;     // captures whose frames were saved
+    std::uint64_t m_setUp = 0;  // of the shared engine, as TuningSet counts them
 };

@@ -216,7 +216,7 @@ int GLShaderProgram::saveToBinary(const char* path) {
         return -1;
     }
     std::memcpy(file.get(), &format, sizeof(format));
-    return saveBuffer(path, file.get(), sizeof(format) + static_cast<std::size_t>(written)) ? 0 : -1;
+    return saveFile(path, {{file.get(), sizeof(format) + static_cast<std::size_t>(written)}}) ? 0 : -1;
 }
 
 void GLShaderProgram::release() {

@@ -469,18 +469,11 @@ int OglPipeline::draw(HuevanceRender& render, GLTexture2DOES& output) {
 
 // --- Dumps ---
 
-void OglPipeline::dumpFile(const char* name, int first, int second, std::initializer_list<Span> spans) const {
+void OglPipeline::dumpFile(const char* name, int first, int second,
+                           std::initializer_list<Bytes> pieces) const {
     char path[512];
     formatPath(path, sizeof(path), "%s/%s_%d_%d.yuv", m_pcDumpDirectory, name, first, second);
-    std::FILE* file = std::fopen(path, "wb");
-    bool written = file != nullptr;
-    for (const Span& span : spans) {
-        written = written && std::fwrite(span.data, 1, span.bytes, file) == span.bytes;
-    }
-    if (file != nullptr && std::fclose(file) != 0) {
-        written = false;
-    }
-    if (!written) {
+    if (!saveFile(path, pieces)) {
         logError("[%s] dump error: %s cannot be written!!!", m_names.name, path);
     }
 }

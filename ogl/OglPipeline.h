@@ -11,6 +11,7 @@
 #include "core/Buffer.h"
 #include "core/SceneTables.h"
 #include "core/TuningSet.h"
+#include "jni/algocommon/FileOperation.h"
 #include "jni/algocommon/ImageTypes.h"
 #include "ogl/GLEngine.h"
 #include "ogl/GLFramebuffer.h"
@@ -122,11 +123,7 @@ private:
     void release(bool logFailure);
     int setMaskRoi(const RoiInfo& roi);
     int uploadMask();
-    struct Span {
-        const void* data;
-        std::size_t bytes;
-    };
-    void dumpFile(const char* name, int first, int second, std::initializer_list<Span> spans) const;
+    void dumpFile(const char* name, int first, int second, std::initializer_list<Bytes> pieces) const;
     void dumpPlanes(const char* prefix, int first, int second) const;
     int readBack(AHardwareBuffer* buffer);
 

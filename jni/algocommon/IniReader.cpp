@@ -8,27 +8,26 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "jni/algocommon/FileOperation.h"
 #include "jni/algocommon/LogPrintf.h"
 
 namespace {
 
 constexpr int kMaxPieces = 64;
 
-// Reads one line without its line feed, cut at kIniLineLength - 1 characters. False at the end of the file.
-bool readLine(std::FILE* file, char* line) {
-    std::memset(line, 0, kIniLineLength);
+// Reads one line without its line feed, cut at kIniLineLength - 1 characters. False at the end of the file,
+// and for a line that could not be read to its end.
+bool readLine(InputFile& file, char* line) {
     std::size_t length = 0;
-    bool any = false;
-    for (int c = std::getc(file); c != EOF; c = std::getc(file)) {
-        any = true;
-        if (c == '\n') {
-            break;
-        }
+    int c = file.get();
+    const bool any = c >= 0;
+    for (; c >= 0 && c != '\n'; c = file.get()) {
         if (length < kIniLineLength - 1) {
             line[length++] = static_cast<char>(c);
         }
     }
-    return any;
+    line[length] = '\0';
+    return any && !file.hasFailed();
 }
 
 void copyCut(char* destination, const char* source, std::size_t capacity) {
@@ -77,8 +76,8 @@ int readIniKeyStr(const char* section, const char* key, const char* path, char* 
         ALOG_ERROR("readIniKeyStr input params can not be NULL!");
         return -1;
     }
-    std::FILE* file = std::fopen(path, "r");
-    if (file == nullptr) {
+    InputFile file(path, kIniFileBytes);
+    if (!file.isOpen()) {
         ALOG_ERROR("can't open ini file!");
         return -1;
     }
@@ -95,17 +94,16 @@ int readIniKeyStr(const char* section, const char* key, const char* path, char* 
         const char* equals = std::strchr(line, '=');
         if (equals == nullptr) {
             // On purpose: a line without "=" ends the search, and the file stays open.
+            file.abandon();
             ALOG_ERROR("ini file not find key word!");
             return -1;
         }
         // On purpose: the key may occur anywhere in the line, also inside a longer key or in the value.
         if (std::strstr(line, key) != nullptr && line[0] != '#') {
             copyCut(value, equals + 1, capacity);
-            std::fclose(file);
             return 0;
         }
     }
-    std::fclose(file);
     return -1;
 }
 

@@ -9,6 +9,8 @@
 inline constexpr std::size_t kIniLineLength = 1024;
 // Length of the buffer of a scalar value or of a list element. Longer ones are cut.
 inline constexpr std::size_t kIniScalarLength = 128;
+// Bytes of a whole file. Larger ones, and what is no regular file, cannot be opened.
+inline constexpr std::size_t kIniFileBytes = std::size_t{1} << 20;
 
 // Copies the text after the first "=" of the first matching line (spaces and a carriage return included) into
 // `value`, which must hold kIniLineLength characters. -1 when an argument is null, the file cannot be opened,

@@ -114,14 +114,18 @@ TEST_F(Tuning, SceneListMapsScenesToTables) {
     } cases[] = {
         {"sceneNum=3\r\nsceneIdx=2/0/1/3/-1/",
          5,
-         {{0, 2}, {1, 0}, {2, 1}, {3, -1}, {4, -1}, {5, -1}, {-1, -1}, {600, -1}}},
-        {"sceneNum=2\r\nsceneIdx=", 0, {{0, -1}}},  // empty values are there, and count as zero
+         {{0, 2}, {1, 0}, {2, 1}, {3, -1}, {4, -1}, {5, 0}, {511, 0}, {512, -1}, {-1, -1}, {600, -1}}},
+        {"sceneNum=2\r\nsceneIdx=", 0, {{0, 0}, {7, 0}}},  // empty values are there, and count as zero
+        {"sceneNum=2\r\nsceneIdx=1", 0, {{0, 0}}},
+        {"sceneNum=2", 1, {{0, 0}, {511, 0}}},
+        {"sceneNum=0\r\nsceneIdx=0/", 1, {{0, -1}}},
         {"sceneNum=1\r\nsceneIdx=" + string(800, '/'), 512, {{511, 0}, {512, -1}}},
     };
     for (const auto& c : cases) {
         dir.write("frameSet.ini", "[hvc]\r\ngridWidth=\r\n[scene]\r\n" + c.scenes + "\r\n");
         log.clear();
         TuningSet tuning = set();
+        std::ranges::fill(tuning.m_aiSceneIdx, c.scenes.find("sceneIdx") != string::npos ? 1 : 0);  // an earlier list
         tuning.m_fColorStrength = 0.5F;  // the field behind the array
         tuning.readFrameSet();
         EXPECT_EQ(tuning.m_iGridWidth, 0);
@@ -174,11 +178,16 @@ TEST_F(Tuning, StrengthsOfATable) {
 
 TEST_F(Tuning, AbsurdNumberOfScenesIsRefused) {
     TuningSet tuning = set();
-    tuning.m_iSceneNum = 2000000000;
-    huevance::SceneTables tables;
-    EXPECT_EQ(tables.loadStrengths(tuning) + tables.loadCurves(tuning) + tables.loadColors(tuning), -3);
-    EXPECT_EQ(log.texts(test::kError).size(), 3U);
-    EXPECT_FALSE(tables.hasStrengths(2000000000));
+    for (const int number : {2000000000, 0, -1}) {
+        log.clear();
+        tuning.m_iSceneNum = number;
+        huevance::SceneTables tables;
+        EXPECT_EQ(tables.loadStrengths(tuning) + tables.loadCurves(tuning) + tables.loadColors(tuning) +
+                      tables.loadCurvesOfOneFile(tuning) + tables.loadColorsOfOneFile(tuning),
+                  -5);
+        EXPECT_EQ(log.texts(test::kError).size(), 5U);
+        EXPECT_FALSE(tables.hasStrengths(number));
+    }
 }
 
 TEST(TuningSetDeathTest, PathsThatDoNotFitAreFatal) {

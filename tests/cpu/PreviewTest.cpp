@@ -190,19 +190,16 @@ TEST_P(Preview, DumpsFailEveryThirtyFirstFrame) {
     }
 }
 
-// In mid-fade: the next good frame goes on as if the refused ones had not been; and a second handle ends the
-// stream.
+// In mid-fade: the next good frame goes on as if the refused ones had not been.
 TEST_P(Preview, ASceneWithoutATableChangesNothing) {
     const std::vector<Tuning> tables = makeTables(3, 11);
     rig::write(dir, tables, {{"transFrameNum", "6"}, {"sceneIdx", "0/1/2/3/-1/"}});
     Stream stream(dir, kSmall10);
     stream.fade(tables, 0, 6, "k = 0");
-    for (const int scene : {-1, 3, 5, 512, -2147483647}) {
+    for (const int scene : {-1, 3, 4, 512, -2147483647}) {
         stream.expectUntouched(log, -1, scene);
     }
     stream.fade(tables, 0, 6, "k = 1");
-    { Stream second(dir, kSmall); }
-    EXPECT_EQ(stream.expectUntouched(log, -1), Lines{"preview is not set up!"});
 }
 
 INSTANTIATE_TEST_SUITE_P(With, Preview,

@@ -452,7 +452,7 @@ TEST_F(FramePipeline, LeavesFramesAloneWithNothingToDoOrNoWayToDoIt) {
         {17, {{"maskSource", "0"}}, 2, 0, -1, kWho + "mask source is 0, but portrait protect switch is 1!"},
         {17, {{"maskSource", "1"}}, 2, 0, -1, kWho + "portrait mask pointer is NULL!"},
         {1, {{"maskSource", "1"}}, 3, 0, -1, kWho + "portrait mask pointer is NULL!"},
-        {1, {}, 2, 1, -1, "scene 1 has no tuning table!"},
+        {1, {}, 2, 512, -1, "scene 512 has no tuning table!"},
         {1, {}, 2, -1, -1, "scene -1 has no tuning table!"},
         {16, {}, 2, 0, 0, "all the switches are set 0, do nothing and return."},
         {31, {{"frameSwitch", "0"}}, 2, 7, 0, kWho + "m_iPProtectSwitch=1 m_iClaheSwitch=1\n"},

@@ -27,7 +27,7 @@ TEST(FreadFile, ReadsTheWholeFileAndEndsItWithNul) {
     int size = -1;
     for (const string& bytes : {string("line\r\n\0binary", 13), string()}) {
         dir.write("file", "longer than what comes");
-        ASSERT_TRUE(saveBuffer(path.c_str(), bytes.data(), bytes.size()));
+        ASSERT_TRUE(saveFile(path.c_str(), {{bytes.data(), bytes.size()}}));
         log.clear();
         auto* data = static_cast<char*>(fread_file(path.c_str(), size));
         ASSERT_NE(data, nullptr);
@@ -46,7 +46,7 @@ TEST(FreadFile, ReadsTheWholeFileAndEndsItWithNul) {
               (Lines{line("read_files " + missing), line(test::format("not find path %d", address), "ERROR"),
                      line("end_files " + missing)}));
     for (const char* bad : {"", "/nowhere/dump", "/dev/full"}) {
-        EXPECT_FALSE(saveBuffer(bad, "abc", 3)) << bad;
+        EXPECT_FALSE(saveFile(bad, {{"abc", 3}})) << bad;
     }
 }
 

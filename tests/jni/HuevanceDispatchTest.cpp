@@ -76,7 +76,7 @@ TEST(Dispatch, BothFamilies) {
         EXPECT_EQ(family.process(g_cpu, handle, &image, 0), 0);
         EXPECT_EQ(log.lines().front(), info("yuvType: IMAGE_FORMAT_TYPE_NV21"));
         EXPECT_EQ(last(), info("HuevanceProcess succeeded!\n"));
-        EXPECT_EQ(family.process(g_cpu, handle, &image, 3), -1);
+        EXPECT_EQ(family.process(g_cpu, handle, &image, 512), -1);
         EXPECT_EQ(last(), error("HuevanceProcess failed!\n"));
         image.planes[0].data = nullptr;
         EXPECT_EQ(family.process(g_cpu, handle, &image, 0), -1);

@@ -136,9 +136,9 @@ TEST_F(Api, EnhancesFramesInPlace) {
         EXPECT_EQ(m_api.singleProcessImage(handle, &image, 0), 0);
         EXPECT_EQ(frame.samples(), expected);
         EXPECT_TRUE(frame.paddingUntouched());
-        // A scene that the tuning does not know, and none: all ones, and the frame as it was.
+        // A scene number that no tuning can know, and none: -1, and the frame as it was.
         m_log.clear();
-        EXPECT_EQ(m_api.singleProcessImage(handle, &image, 1), -1);
+        EXPECT_EQ(m_api.singleProcessImage(handle, &image, 512), -1);
         EXPECT_EQ(m_log.hostLines()[0],
                   test::hostLine("Huevance.cpp", "HuevanceProcess", family + "Process failed"));
         EXPECT_EQ((m_api.call<void*, Image*, void*, void*>(9, handle, &image, nullptr, nullptr)), -1);

@@ -248,7 +248,7 @@ TYPED_TEST(PipelineTest, RefusesWhatItCannotDrawAndTouchesNothing) {
     refused(nullptr, dst, 0, "src (nil)");
     refused(src, nullptr, 0, "dst (nil)");
     refused(src, dst, -1, "scene -1 has no tuning table!");
-    refused(src, dst, 3, "scene 3 has no tuning table!");
+    refused(src, dst, 512, "scene 512 has no tuning table!");
     refused(src, dst, 2, "scene 2 has no tuning table!");
     refused(src, narrow.get(), 0, "output 62 x 48 is smaller than the frame!!!");
     refused(src, low.get(), 0, "output 64 x 46 is smaller than the frame!!!");
