@@ -1,0 +1,168 @@
+#include "tests/faults/Scenario.h"
+
+#include <gtest/gtest.h>
+#include <sim/gl.h>
+#include <sim/log.h>
+#include <sim/opencl.h>
+
+#include <cstring>
+#include <filesystem>
+#include <iterator>
+
+#include "tests/faults/Calls.h"
+#include "tests/support/HostRecords.h"
+#include "tests/support/Rig.h"
+
+namespace faults {
+
+namespace {
+
+// Lines at error priority. A sink that allocates would fail with the library.
+int g_errors = 0;
+void countErrors(void*, int priority, const char*, const char*) { g_errors += priority >= 6 ? 1 : 0; }
+
+RoiInfo withStride(RoiInfo roi, int bytes) {
+    roi.stride = roi.stride > 0 ? roi.stride : (roi.width + 4) * bytes;
+    return roi;
+}
+
+constexpr int kScenes[Life::kFrames] = {1, 0, 0};
+
+}  // namespace
+
+bool canRun(const BackEnd& backEnd) {
+    const bool can = backEnd.isGpu()   ? sim_opencl_available() != 0
+                     : backEnd.isOgl() ? sim_gl_available() != 0
+                                       : true;
+#ifdef HUEVANCE_REQUIRE_DRIVERS
+    EXPECT_TRUE(can) << "no driver: `scripts/setup.sh drivers` installs one";
+#endif
+    return can;
+}
+
+Scenario::Scenario(const BackEnd& backEnd, RoiInfo size)
+    : roi(withStride(size, backEnd.bytes())),
+      dataBit(backEnd.bits),
+      m_backEnd(backEnd),
+      m_frame(roi, backEnd.bytes()) {
+    get_algo_api(&m_api);
+    sim_log_set_sink(countErrors, nullptr);
+    dir.writePlatform(backEnd.platform, m_cache.path());
+    std::vector<model::Tuning> tables = {rig::makeTuning(1, 31), rig::makeTuning(2, 31)};
+    std::vector<float> curves, colors;
+    for (model::Tuning& table : tables) {
+        table.grid = {3, 2, 2};
+        table.maskSource = 2;
+        curves.insert(curves.end(), table.yCurve.begin(), table.yCurve.end());
+        colors.insert(colors.end(), table.lattice.begin(), table.lattice.end());
+    }
+    rig::write(dir, tables, {{"transFrameNum", "2"}, {"photo", "1"}, {"frame", "1"}});
+    dir.writeFloats("CurveLut", curves);
+    dir.writeFloats("ColorLut", colors);
+    setDumpFolder(m_dumps.path());
+    m_frame.fill(test::Content::kPhotoLike, 256);
+    m_before = m_frame.copyBytes();
+    if (backEnd.isOgl()) {
+        m_output = std::make_unique<test::DeviceBuffer>(roi.width, roi.height, backEnd.format);
+        m_output->fill(7);
+        m_outputBefore = m_output->copy();
+    }
+}
+
+Scenario::~Scenario() { sim_log_set_sink(nullptr, nullptr); }
+
+int Scenario::setUp(void** handle) {
+    InitParam init = test::initParam(dir, m_backEnd.mode, roi);
+    init.dataBit = dataBit;
+    init.portraitMaskRoi = maskRoi;
+    init.portraitMask = mask;
+    const Inside inside;
+    return m_api.algoInitHandle(handle, &init);
+}
+
+int Scenario::process(void* handle, int scene, Life& life, int frame) {
+    m_frame.restore(m_before);
+    if (m_output) {
+        m_output->fill(7);
+    }
+    Image image = test::hostImage(m_frame.data(), m_backEnd.format, roi);
+    image.planes[3].data = m_output ? m_output->get() : nullptr;
+    const int errors = g_errors;
+    {
+        const Inside inside;
+        life.codes[frame] = m_api.singleProcessImage(handle, &image, &scene, nullptr);
+    }
+    life.errors[frame + 1] = g_errors - errors;
+    const std::vector<unsigned char> input = m_frame.copyBytes();
+    life.pictures[frame] = m_output ? m_output->copy() : input;
+    life.touched[frame] =
+        m_output ? life.pictures[frame] != m_outputBefore || input != m_before : input != m_before;
+    life.padded[frame] = !m_frame.paddingUntouched();
+    return life.codes[frame];
+}
+
+int Scenario::release(void* handle) {
+    const Inside inside;
+    return m_api.releaseHandle(handle, nullptr);
+}
+
+Life Scenario::live() {
+    for (const auto& file : std::filesystem::directory_iterator(m_dumps.path())) {
+        std::filesystem::remove(file);  // a file that is there takes its time to be written anew
+    }
+    Life life;
+    void* handle = nullptr;
+    const int errors = g_errors;
+    try {
+        life.setUp = setUp(&handle);
+        life.errors[0] = g_errors - errors;
+        for (int i = 0; i < Life::kFrames && handle != nullptr; ++i) {
+            process(handle, kScenes[i], life, i);
+        }
+        life.release = handle != nullptr ? release(handle) : 0;
+    } catch (...) {
+        life.threw = true;
+    }
+    return life;
+}
+
+std::string Scenario::alive() const {
+    const auto files = std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
+                                     std::filesystem::directory_iterator());
+    const std::string gl = m_backEnd.isOgl() ? test::aliveOnDevice() : "";
+    const int cl = m_backEnd.isGpu() ? sim_opencl_live(nullptr) : 0;
+    return std::to_string(files) + " files " + std::to_string(cl) + " of OpenCL " + gl;
+}
+
+std::string Scenario::complaint(const Life& life, const Life& reference, bool silent) const {
+    if (life.threw) {
+        return "an exception left the library";
+    }
+    if (life.setUp != 0) {
+        return life.setUp == 65535 && life.errors[0] > 0 ? "" : "set-up failed without a line";
+    }
+    bool reported = silent || life.errors[0] > reference.errors[0];
+    for (int i = 0; i < Life::kFrames; ++i) {
+        const std::string which = "frame " + std::to_string(i) + ": ";
+        const int code = life.codes[i];
+        if (code != 0 && code != -1) {
+            return which + "answered " + std::to_string(code);
+        }
+        if (life.padded[i]) {
+            return which + "padding written";
+        }
+        const bool more = life.errors[i + 1] > reference.errors[i + 1];
+        // A draw that failed, and said so, may have reached its output.
+        const bool touched = life.touched[i] && !(m_backEnd.isOgl() && more);
+        if (code == -1 && (touched || !(more || silent))) {
+            return which + (touched ? "touched, with -1" : "refused without a line");
+        }
+        reported = reported || more;
+        if (code == 0 && !reported && life.pictures[i] != reference.pictures[i]) {
+            return which + "another picture, without a line";
+        }
+    }
+    return "";
+}
+
+}  // namespace faults

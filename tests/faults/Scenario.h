@@ -1,0 +1,92 @@
+// One life of a handle, as a host leads it through the table of entries: set-up, frames with a change of
+// scene, release. The same for every back end; what must hold whatever fails in it.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "jni/HuevanceAPI.h"
+#include "tests/sim/support/DeviceBuffer.h"
+#include "tests/support/Frames.h"
+#include "tests/support/TuningDir.h"
+
+namespace faults {
+
+struct BackEnd {
+    const char* name;
+    const char* platform;
+    int mode;
+    int bits;
+    IMAGE_FORMAT_TYPE format;
+
+    bool isGpu() const { return platform[0] == 'G'; }
+    bool isOgl() const { return platform[0] == 'O'; }
+    // All handles of the mode share one engine.
+    bool sharesEngine() const { return !isOgl(); }
+    int bytes() const { return bits == 8 ? 1 : 2; }
+};
+inline constexpr BackEnd kBackEnds[] = {
+    {"CpuPhoto8", "CPU", kPhotoMode, 8, IMAGE_FORMAT_TYPE_NV21},
+    {"CpuPhoto10", "CPU", kPhotoMode, 10, IMAGE_FORMAT_TYPE_YUV16_HIGH},
+    {"CpuPreview8", "CPU", kFrameMode, 8, IMAGE_FORMAT_TYPE_NV12},
+    {"CpuPreview12", "CPU", kFrameMode, 12, IMAGE_FORMAT_TYPE_YUV16_LOW},
+    {"NeonPhoto8", "NEON", kPhotoMode, 8, IMAGE_FORMAT_TYPE_NV12},
+    {"NeonPhoto10", "NEON", kPhotoMode, 10, IMAGE_FORMAT_TYPE_YUV16_LOW},
+    {"GpuPreview", "GPU", kFrameMode, 8, IMAGE_FORMAT_TYPE_NV21},
+    {"OglPhoto", "OGL", kPhotoMode, 8, IMAGE_FORMAT_TYPE_NV21},
+    {"OglPreview", "OGL", kFrameMode, 8, IMAGE_FORMAT_TYPE_NV12},
+};
+// Whether the drivers that it needs are here; where they are required it fails when they are not.
+bool canRun(const BackEnd& backEnd);
+
+// What one handle did. Nothing in it is allocated while the handle lives.
+struct Life {
+    static constexpr int kFrames = 3;
+    int setUp = 0;
+    int release = 0;
+    int codes[kFrames] = {};
+    int errors[kFrames + 1] = {};  // error lines of the set-up, then of each frame
+    bool touched[kFrames] = {};    // the frame or output is not what it was
+    bool padded[kFrames] = {};     // bytes beside it were written
+    bool threw = false;
+    std::vector<unsigned char> pictures[kFrames];
+};
+
+class Scenario {
+public:
+    explicit Scenario(const BackEnd& backEnd, RoiInfo size = {32, 24, 0, 26});
+    ~Scenario();
+    Scenario(const Scenario&) = delete;
+    Scenario& operator=(const Scenario&) = delete;
+
+    Life live();
+    // The parts of a life.
+    int setUp(void** handle);
+    int process(void* handle, int scene, Life& life, int frame);
+    int release(void* handle);
+
+    // What is alive outside of this process's memory: objects of drivers, descriptors.
+    std::string alive() const;
+    // What a life must not have done, whatever failed in it; empty: nothing. With `silent` a fault need not
+    // be reported, and its frame then be the reference's.
+    std::string complaint(const Life& life, const Life& reference, bool silent) const;
+
+    test::TuningDir dir;
+    RoiInfo roi;
+    int dataBit;
+    RoiInfo maskRoi = {};
+    float* mask = nullptr;
+
+private:
+    const BackEnd& m_backEnd;
+    AlgoApi m_api = {};
+    test::TuningDir m_cache;
+    test::TuningDir m_dumps;
+    test::Frame m_frame;
+    std::unique_ptr<test::DeviceBuffer> m_output;
+    std::vector<unsigned char> m_before;
+    std::vector<unsigned char> m_outputBefore;
+};
+
+}  // namespace faults

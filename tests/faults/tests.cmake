@@ -1,0 +1,20 @@
+# Whatever the library calls fails in turn: its allocations and file calls through the linker, drivers in the simulated
+# device.
+add_library(faults_support STATIC faults/Scenario.cpp)
+target_link_libraries(faults_support PUBLIC gpu_test_support ogl_test_support test_model huevance_objects)
+
+function(huevance_faults_test name)
+  huevance_test(${name} ${ARGN})
+  target_link_libraries(${name} PRIVATE faults_support)
+  set_property(TEST ${name} APPEND PROPERTY ENVIRONMENT
+    "LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_SOURCE_DIR}/sim/driver.supp:print_suppressions=0:use_tls=0")
+  set(calls malloc calloc free _Znwm _ZnwmRKSt9nothrow_t _ZdlPv _ZdlPvm open close fstat stat fsync ftruncate rename read
+    write)
+  list(TRANSFORM calls PREPEND "-Wl,--wrap=")
+  target_sources(${name} PRIVATE faults/Calls.cpp gpu/support/Device.cpp)
+  # The standard library's own code, too: texts grow there.
+  target_link_options(${name} PRIVATE ${calls} -static-libstdc++
+    -Wl,--exclude-libs,libstdc++.a)
+endfunction()
+
+huevance_faults_test(faults_sweep_test faults/SweepTest.cpp)
