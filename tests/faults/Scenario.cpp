@@ -5,9 +5,11 @@
 #include <sim/log.h>
 #include <sim/opencl.h>
 
-#include <cstring>
+#include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <iterator>
+#include <numeric>
 
 #include "tests/faults/Calls.h"
 #include "tests/support/HostRecords.h"
@@ -28,7 +30,28 @@ RoiInfo withStride(RoiInfo roi, int bytes) {
 
 constexpr int kScenes[Life::kFrames] = {1, 0, 0};
 
+int seconds() {
+    const char* text = std::getenv("HUEVANCE_SWEEP_SECONDS");
+    return text != nullptr ? std::atoi(text) : 1;
+}
+
 }  // namespace
+
+int spread(std::size_t count, const std::function<void(std::size_t)>& tryOne) {
+    std::size_t step = count * 618 / 1000 + 1;
+    while (std::gcd(step, count) > 1) {
+        ++step;
+    }
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds());
+    int tried = 0;
+    for (std::size_t i = 0; i < count && !testing::Test::HasFatalFailure(); ++i, ++tried) {
+        if (seconds() > 0 && std::chrono::steady_clock::now() > end) {
+            break;
+        }
+        tryOne(i * step % count);
+    }
+    return tried;
+}
 
 bool canRun(const BackEnd& backEnd) {
     const bool can = backEnd.isGpu()   ? sim_opencl_available() != 0
@@ -116,7 +139,7 @@ Life Scenario::live() {
     try {
         life.setUp = setUp(&handle);
         life.errors[0] = g_errors - errors;
-        for (int i = 0; i < Life::kFrames && handle != nullptr; ++i) {
+        for (int i = 0; i < frames && handle != nullptr; ++i) {
             process(handle, kScenes[i], life, i);
         }
         life.release = handle != nullptr ? release(handle) : 0;
@@ -142,7 +165,7 @@ std::string Scenario::complaint(const Life& life, const Life& reference, bool si
         return life.setUp == 65535 && life.errors[0] > 0 ? "" : "set-up failed without a line";
     }
     bool reported = silent || life.errors[0] > reference.errors[0];
-    for (int i = 0; i < Life::kFrames; ++i) {
+    for (int i = 0; i < frames; ++i) {
         const std::string which = "frame " + std::to_string(i) + ": ";
         const int code = life.codes[i];
         if (code != 0 && code != -1) {

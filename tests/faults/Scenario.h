@@ -2,6 +2,7 @@
 // scene, release. The same for every back end; what must hold whatever fails in it.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -40,6 +41,10 @@ inline constexpr BackEnd kBackEnds[] = {
 // Whether the drivers that it needs are here; where they are required it fails when they are not.
 bool canRun(const BackEnd& backEnd);
 
+// Calls tryOne(i) for i = 0 .. count - 1 in an order that spreads them, until HUEVANCE_SWEEP_SECONDS are over
+// (0: to the end; unset: one second). How many were tried.
+int spread(std::size_t count, const std::function<void(std::size_t)>& tryOne);
+
 // What one handle did. Nothing in it is allocated while the handle lives.
 struct Life {
     static constexpr int kFrames = 3;
@@ -75,6 +80,7 @@ public:
     test::TuningDir dir;
     RoiInfo roi;
     int dataBit;
+    int frames = Life::kFrames;  // that a life has
     RoiInfo maskRoi = {};
     float* mask = nullptr;
 

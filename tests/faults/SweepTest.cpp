@@ -6,12 +6,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <functional>
-#include <numeric>
 
 #include "tests/faults/Calls.h"
 #include "tests/faults/Scenario.h"
@@ -142,28 +139,6 @@ void reset() {
     sim_hardware_buffer_fail("lock", 0);
     arm(Kind::kAllocation, 0);
     arm(Kind::kFile, 0);
-}
-
-int seconds() {
-    const char* text = std::getenv("HUEVANCE_SWEEP_SECONDS");
-    return text != nullptr ? std::atoi(text) : 3;
-}
-
-// Calls tryOne(i) for i = 0 .. count - 1 in an order that spreads them, until the time is over.
-int spread(std::size_t count, const std::function<void(std::size_t)>& tryOne) {
-    std::size_t step = count * 618 / 1000 + 1;
-    while (std::gcd(step, count) > 1) {
-        ++step;
-    }
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds());
-    int tried = 0;
-    for (std::size_t i = 0; i < count && !testing::Test::HasFatalFailure(); ++i, ++tried) {
-        if (seconds() > 0 && std::chrono::steady_clock::now() > end) {
-            break;
-        }
-        tryOne(i * step % count);
-    }
-    return tried;
 }
 
 // One row of the table of results.
