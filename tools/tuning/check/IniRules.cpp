@@ -56,8 +56,7 @@ bool isOffWord(const std::string& value) {
 class IniCheck {
 public:
     IniCheck(const CheckedTuning& tuning, const std::string& name, Findings& findings)
-        : m_tuning(tuning),
-          m_name(name),
+        : m_name(name),
           m_document(tuning.files.ini(name)),
           m_keys(keysOfFile(name)),
           m_meant(meantLines(m_document)),
@@ -91,7 +90,6 @@ private:
     bool mattersWhenLost(const TuningKey& key) const;
     std::string lost(const std::vector<const TuningKey*>& keys) const;
 
-    const CheckedTuning& m_tuning;
     const std::string& m_name;
     const IniDocument& m_document;
     std::span<const TuningKey> m_keys;
