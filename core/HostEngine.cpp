@@ -376,28 +376,39 @@ void HostEngine::narrowToWorkingCopy() {
     m_kernels.rightBitShift_16u8u(m_pusImage16, m_stRoi16, m_pucImage8, m_stRoi8, m_iDataBit - 8);
 }
 
-int HostEngine::setClaheLut() {
+bool HostEngine::beginClaheLut() {
     m_bClaheUsable = m_stTile.tileWidth >= 1 && m_stTile.tileHeight >= 1 && m_iSampRate >= 1;
     if (!m_bClaheUsable) {
         ALOG_ERROR("CLAHE grid %d x %d with sampRate %d does not fit the frame!", m_iGridWidth, m_iGridHeight,
                    m_iSampRate);
+    }
+    return m_bClaheUsable;
+}
+
+int HostEngine::endClaheLut(int result) {
+    if (result != 0) {
+        ALOG_ERROR("CLAHE tables cannot be computed!");
+        m_bClaheUsable = false;
+        return -1;
+    }
+    return 0;
+}
+
+int HostEngine::setClaheLut() {
+    if (!beginClaheLut()) {
         return 0;
     }
     if (is16Bit()) {
         narrowToWorkingCopy();
     }
-    if (m_kernels.computeClaheLut(m_pucImage8, m_stRoi8, m_gridHist.get(), m_gridLut.get(), m_iSampRate,
-                                  m_iGridWidth, m_iGridHeight, m_stTile.tileWidth, m_stTile.tileHeight,
-                                  m_fClaheStrength) != 0) {
-        ALOG_ERROR("CLAHE tables cannot be computed!");
-        m_bClaheUsable = false;
-        return -1;
-    }
-    if (is16Bit()) {
+    const int result = endClaheLut(m_kernels.computeClaheLut(
+        m_pucImage8, m_stRoi8, m_gridHist.get(), m_gridLut.get(), m_iSampRate, m_iGridWidth, m_iGridHeight,
+        m_stTile.tileWidth, m_stTile.tileHeight, m_fClaheStrength));
+    if (result == 0 && is16Bit()) {
         m_kernels.resizeClaheLut(m_gridLut.get(), kBins8, m_gridLut16.get(), bins16(), m_iGridWidth,
                                  m_iGridHeight);
     }
-    return 0;
+    return result;
 }
 
 int HostEngine::claheMap() {
@@ -513,6 +524,13 @@ int HostEngine::runStage(Stage stage) {
             return portraitProtect();
     }
     return 0;
+}
+
+int HostEngine::prepareOnePass(Stage stage, int table) {
+    if (stage != Stage::kClahe || !is16Bit()) {
+        return prepareStage(stage, table);
+    }
+    return beginClaheLut() ? endClaheLut(m_onePass->claheLut(*this)) : 0;
 }
 
 int HostEngine::runOnePass() {

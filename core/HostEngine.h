@@ -103,6 +103,8 @@ public:
     int prepareStage(Stage stage, int table);
     // The stage itself.
     int runStage(Stage stage);
+    // The same as runOnePass() reads them: a 16-bit frame then needs no 8-bit copy and no wide CLAHE tables.
+    int prepareOnePass(Stage stage, int table);
     // Whether the frame can pass all stages that are on at once, which gives the same bytes; and that pass,
     // after the tables of those stages were made.
     bool canRunOnePass() const { return m_onePass != nullptr && m_onePass->usable(*this); }
@@ -150,6 +152,10 @@ protected:
     ~HostEngine() = default;
 
 private:
+    // The two ends of setClaheLut. beginClaheLut: false with one error line when the frame cannot be divided.
+    // endClaheLut: keeps whether there are tables; `result` is that of the computation, -1 with one error line.
+    bool beginClaheLut();
+    int endClaheLut(int result);
     unsigned char* backup8() { return m_backup.get(); }
     unsigned short* backup16() { return reinterpret_cast<unsigned short*>(m_backup.get()); }
     bool isDepthSupported() const { return m_iDataBit == 8 || (m_iDataBit >= 10 && m_iDataBit <= 16); }

@@ -21,6 +21,9 @@ public:
     virtual void release() = 0;
     // Whether the engine's frame, as it is now, may take this way.
     virtual bool usable(const HostEngine& engine) const = 0;
+    // Fills m_gridHist and m_gridLut from the engine's 16-bit frame, as HostEngine::setClaheLut does from an
+    // 8-bit copy. 0, or -1 when the tables cannot be computed.
+    virtual int claheLut(HostEngine& engine) = 0;
     // Sends the frame through the stages. Their tables must be those of this frame.
     virtual void run(const HostEngine& engine) = 0;
 };

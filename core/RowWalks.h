@@ -18,14 +18,20 @@ struct CorrectedRow {
     T* pair;
 };
 
+// Whether colour correction takes frames of this format.
+template <typename T>
+constexpr bool isCorrected(IMAGE_FORMAT_TYPE type) {
+    constexpr bool kWide = sizeof(T) > 1;
+    return type == (kWide ? IMAGE_FORMAT_TYPE_YUV16_LOW : IMAGE_FORMAT_TYPE_NV12) ||
+           type == (kWide ? IMAGE_FORMAT_TYPE_YUV16_HIGH : IMAGE_FORMAT_TYPE_NV21);
+}
+
 // Calls correct(row, samples) for every row of blocks; `samples` is even. Formats that are not corrected have
 // none.
 template <typename T, typename Correct>
 void forCorrectedRows(const T* source, const RoiInfo& sourceRoi, T* destination,
                       const RoiInfo& destinationRoi, IMAGE_FORMAT_TYPE type, Correct correct) {
-    constexpr bool kWide = sizeof(T) > 1;
-    if (type != (kWide ? IMAGE_FORMAT_TYPE_YUV16_LOW : IMAGE_FORMAT_TYPE_NV12) &&
-        type != (kWide ? IMAGE_FORMAT_TYPE_YUV16_HIGH : IMAGE_FORMAT_TYPE_NV21)) {
+    if (!isCorrected<T>(type)) {
         return;
     }
     const PlaneView<const T> sourceLuma = lumaPlane(source, sourceRoi);

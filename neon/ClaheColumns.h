@@ -22,8 +22,8 @@ inline void storeLevels(unsigned char* out, float32x4_t low, float32x4_t high, f
 }
 
 inline void storeLevels(unsigned short* out, float32x4_t low, float32x4_t high, float max) {
-    const float32x4_t top = vdupq_n_f32(max);
-    vst1q_u16(out, packShorts(toInts(clampLevels(low, top)), toInts(clampLevels(high, top))));
+    const uint16x8_t top = vdupq_n_u16(static_cast<std::uint16_t>(max));
+    vst1q_u16(out, vminq_u16(toShortsSaturated(low, high), top));
 }
 
 // kRows rows that share their columns. corners.locate(samples, places) says where the curve values of

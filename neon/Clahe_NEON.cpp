@@ -23,34 +23,38 @@ void forEachFour(int tiles, Step step) {
 
 // --- Histogram ---
 
-// Every sampRate-th sample of one tile. Two sets of counters: neighbouring samples are often equal.
-void countTile(const PlaneView<const unsigned char>& luma, int left, int top, int tileWidth, int tileHeight,
-               int sampRate, std::uint32_t (&counts)[2][kBins8]) {
+// Every sampRate-th sample of one tile, shifted right to 8 bits. Two sets of counters: neighbouring samples
+// are often equal.
+template <typename T>
+void countTile(const PlaneView<const T>& luma, int left, int top, int tileWidth, int tileHeight, int sampRate,
+               int shift, std::uint32_t (&counts)[2][kBins8]) {
     const std::ptrdiff_t rate = sampRate;
+    const auto bin = [shift](T sample) { return static_cast<unsigned char>(sample >> shift); };
     for (std::ptrdiff_t y = 0; y < tileHeight; y += rate) {
-        const unsigned char* row = luma.row(top + static_cast<int>(y)) + left;
+        const T* row = luma.row(top + static_cast<int>(y)) + left;
         std::ptrdiff_t x = 0;
         for (; x + rate < tileWidth; x += 2 * rate) {
-            ++counts[0][row[x]];
-            ++counts[1][row[x + rate]];
+            ++counts[0][bin(row[x])];
+            ++counts[1][bin(row[x + rate])];
         }
         if (x < tileWidth) {
-            ++counts[0][row[x]];
+            ++counts[0][bin(row[x])];
         }
     }
 }
 
-void countTiles(const unsigned char* image, const RoiInfo& roi, float* hist, int sampRate, int gridWidth,
+template <typename T>
+void countTiles(const T* image, const RoiInfo& roi, int shift, float* hist, int sampRate, int gridWidth,
                 int gridHeight, int tileWidth, int tileHeight) {
     // Where a float that is counted up by one stays.
     constexpr std::uint32_t kLargestCount = 1U << 24;
     const int tiles = tileCount(gridWidth, gridHeight);
-    const PlaneView<const unsigned char> luma = lumaPlane(image, roi);
+    const PlaneView<const T> luma = lumaPlane(image, roi);
     for (int tile = 0; tile < tiles; ++tile) {
         std::uint32_t counts[2][kBins8] = {};
         if (sampRate >= 1) {
             countTile(luma, tile % gridWidth * tileWidth, tile / gridWidth * tileHeight, tileWidth,
-                      tileHeight, sampRate, counts);
+                      tileHeight, sampRate, shift, counts);
         }
         float* out = hist + tile;
         for (int b = 0; b < kBins8; ++b, out += tiles) {
@@ -235,21 +239,35 @@ int claheMap(T* image, const RoiInfo& roi, const float* lut, int bins, int tileW
     return 0;
 }
 
-}  // namespace
-
-int computeClaheLut_neon(const unsigned char* image, RoiInfo roi, float* hist, float* lut, int sampRate,
-                         int gridWidth, int gridHeight, int tileWidth, int tileHeight, float claheStrength) {
+template <typename T>
+int computeLut(const T* image, const RoiInfo& roi, int shift, float* hist, float* lut, int sampRate,
+               int gridWidth, int gridHeight, int tileWidth, int tileHeight, float claheStrength) {
     const int tiles = tileCount(gridWidth, gridHeight);
     if (tiles == 0) {
         return 0;
     }
-    countTiles(image, roi, hist, sampRate, gridWidth, gridHeight, tileWidth, tileHeight);
+    countTiles(image, roi, shift, hist, sampRate, gridWidth, gridHeight, tileWidth, tileHeight);
     forEachFour(tiles, [=](int t, int n) { tileCurves(hist + t, lut + t, tiles, n, claheStrength); });
     if (!fitsPlane(gridWidth, gridHeight)) {
         return claheLutFilt(lut, gridWidth, gridHeight);
     }
     smooth(lut, gridWidth, gridHeight);
     return 0;
+}
+
+}  // namespace
+
+int computeClaheLut_neon(const unsigned char* image, RoiInfo roi, float* hist, float* lut, int sampRate,
+                         int gridWidth, int gridHeight, int tileWidth, int tileHeight, float claheStrength) {
+    return computeLut(image, roi, 0, hist, lut, sampRate, gridWidth, gridHeight, tileWidth, tileHeight,
+                      claheStrength);
+}
+
+int computeClaheLut_16u_neon(const unsigned short* image, RoiInfo roi, int shift, float* hist, float* lut,
+                             int sampRate, int gridWidth, int gridHeight, int tileWidth, int tileHeight,
+                             float claheStrength) {
+    return computeLut(image, roi, shift, hist, lut, sampRate, gridWidth, gridHeight, tileWidth, tileHeight,
+                      claheStrength);
 }
 
 int resizeClaheLut_neon(const float* source, int sourceBins, float* destination, int destinationBins,

@@ -4,19 +4,39 @@
 
 #include "core/Geometry.h"
 #include "core/Portrait.h"
-#include "neon/ClaheColumns.h"
+#include "core/RowWalks.h"
+#include "core/Sample.h"
+#include "core/ToneTable.h"
+#include "neon/ClaheCells.h"
 #include "neon/FusedStrips.h"
 #include "neon/Lattice.h"
+#include "neon/NeonKernels.h"
 
 namespace huevance::neon {
 
 namespace {
 
-constexpr int kMaxPackedTiles = 1024;
+// Packed levels of all cells together: 4 MiB.
+constexpr std::size_t kMaxPackedLevels = 1024 * 256;
+// A cell's offsets are 16 bits wide.
+constexpr int kMaxCellLevels = 4096;
 constexpr int kSkinPairs = 256 * 256;
+constexpr int kValues16 = 65536;  // of a 16-bit sample, in range or not
 
 bool claheFits(const HostEngine& engine) {
     return engine.stages().clahe && engine.m_stTile.tileWidth >= 1 && engine.m_stTile.tileHeight >= 1;
+}
+
+// Levels of a packed cell: those of the samples, or, when these would be too many, the 256 that they are
+// widened from and the last again.
+int cellLevels(const HostEngine& engine) {
+    if (!engine.is16Bit()) {
+        return kBins8;
+    }
+    const bool fit =
+        engine.bins16() <= kMaxCellLevels &&
+        elementCount(engine.m_iGridWidth, engine.m_iGridHeight, engine.bins16()) <= kMaxPackedLevels;
+    return fit ? engine.bins16() : kBins8 + 1;
 }
 
 }  // namespace
@@ -30,19 +50,18 @@ FusedCapture::Key::Key(const HostEngine& engine)
       gridHeight(engine.m_iGridHeight),
       tileWidth(engine.m_stTile.tileWidth),
       clahe(claheFits(engine)),
+      curve(engine.stages().curve),
       colorMap(engine.stages().colorMap),
       skin(engine.stages().portraitProtect && engine.m_iMaskSource == kMaskSkin) {}
 
 int FusedCapture::allocate(const HostEngine& engine) {
     release();
     m_key = Key(engine);
-    if (engine.is16Bit() ||
-        (m_key.clahe && elementCount(m_key.gridWidth, m_key.gridHeight) > kMaxPackedTiles)) {
+    if (m_key.clahe && elementCount(m_key.gridWidth, m_key.gridHeight, kBins8) > kMaxPackedLevels) {
         return 0;
     }
-    m_usable = (!m_key.clahe || allocateClahe(engine)) &&
-               (!m_key.colorMap || m_slabs.allocate(kSlabsBegin + std::size_t{kBins8} * kPointB)) &&
-               (!m_key.skin || allocateSkin());
+    m_usable = (!m_key.clahe || allocateClahe(engine)) && (!m_key.curve || allocateTones()) &&
+               (!m_key.colorMap || allocateColors()) && (!m_key.skin || allocateSkin());
     if (!m_usable) {
         release();
         return -1;
@@ -55,22 +74,32 @@ void FusedCapture::release() {
     m_cells.release();
     m_columnWeights.release();
     m_segmentEnds.release();
+    m_widening.release();
+    m_levels.release();
     m_slabs.release();
+    m_lattice.release();
     m_skin.release();
 }
 
 bool FusedCapture::usable(const HostEngine& engine) const {
-    const bool isKnown =
-        engine.m_eYuvType == IMAGE_FORMAT_TYPE_NV12 || engine.m_eYuvType == IMAGE_FORMAT_TYPE_NV21;
-    return m_usable && m_key == Key(engine) && isKnown;
+    const bool isKnown = engine.is16Bit() || isCorrected<unsigned char>(engine.m_eYuvType);
+    const bool hasMask = !m_key.skin || skinPlaceOfU(engine.m_eYuvType);
+    return m_usable && m_key == Key(engine) && isKnown && hasMask;
 }
 
 bool FusedCapture::allocateClahe(const HostEngine& engine) {
     const int width = engine.m_stRoi8.width;
-    if (!m_cells.allocate(elementCount(engine.m_iGridWidth, engine.m_iGridHeight, kCellFloats)) ||
+    m_cellLevels = cellLevels(engine);
+    const bool widened = m_cellLevels > kBins8 + 1;
+    if (!m_cells.allocate(elementCount(engine.m_iGridWidth, engine.m_iGridHeight, 4LL * m_cellLevels)) ||
         !m_columnWeights.allocate(elementCount(width + kColumnSlack, kWeightFloats)) ||
-        !m_segmentEnds.allocate(elementCount(engine.m_iGridWidth, 1))) {
+        !m_segmentEnds.allocate(elementCount(engine.m_iGridWidth, 1)) ||
+        !m_widening.allocate(elementCount(widened ? m_cellLevels : 0, 1))) {
         return false;
+    }
+    const LutWidening widening(kBins8, std::max(m_cellLevels, kBins8));
+    for (int i = 0; widened && i < m_cellLevels; ++i) {
+        m_widening.get()[i] = widening.at(i);
     }
     const TileAxis axis(engine.m_iGridWidth, engine.m_stTile.tileWidth);
     for (int x = 0; x < width; ++x) {
@@ -81,6 +110,15 @@ bool FusedCapture::allocateClahe(const HostEngine& engine) {
         }
     }
     return true;
+}
+
+bool FusedCapture::allocateTones() {
+    return m_levels.allocate(elementCount(m_key.dataBit == 8 ? 0 : 2, kValues16));
+}
+
+bool FusedCapture::allocateColors() {
+    return m_lattice.allocate(kLatticeFloats) &&
+           m_slabs.allocate(m_key.dataBit == 8 ? kSlabsBegin + std::size_t{kBins8} * kPointB : 0);
 }
 
 bool FusedCapture::allocateSkin() {
@@ -98,30 +136,65 @@ bool FusedCapture::allocateSkin() {
 
 // --- Tables of one capture ---
 
-void FusedCapture::packCells(const HostEngine& engine) {
+namespace {
+
+// The curve values around a cell, for 256 levels.
+void packCell(const HostEngine& engine, int cell, float* corners) {
     const int width = engine.m_iGridWidth;
-    const int height = engine.m_iGridHeight;
-    const std::ptrdiff_t tiles = std::ptrdiff_t{width} * height;
-    float* corners = m_cells.get();
-    for (int cell = 0; cell < tiles; ++cell) {
-        const int r = cell / width;
-        const int c = cell % width;
-        const float* upper = engine.m_gridLut.get() + cell;
-        const std::ptrdiff_t right = c + 1 < width ? 1 : 0;
-        const std::ptrdiff_t down = r + 1 < height ? width : 0;
-        for (int b = 0; b < kBins8; ++b, upper += tiles, corners += 4) {
-            corners[0] = upper[0];
-            corners[1] = upper[right];
-            corners[2] = upper[down];
-            corners[3] = upper[down + right];
+    const std::ptrdiff_t tiles = std::ptrdiff_t{width} * engine.m_iGridHeight;
+    const float* upper = engine.m_gridLut.get() + cell;
+    const std::ptrdiff_t right = cell % width + 1 < width ? 1 : 0;
+    const std::ptrdiff_t down = cell / width + 1 < engine.m_iGridHeight ? width : 0;
+    for (int b = 0; b < kBins8; ++b, upper += tiles, corners += 4) {
+        corners[0] = upper[0];
+        corners[1] = upper[right];
+        corners[2] = upper[down];
+        corners[3] = upper[down + right];
+    }
+}
+
+// The same for more levels: each lane as resizeClaheLut computes one tile's.
+void widenCell(const float* narrow, const LutWidening::Bin* bins, int levels, float* corners) {
+    const float32x4_t rescale = vdupq_n_f32(LutWidening(kBins8, levels).rescale());
+    for (int i = 0; i < levels; ++i, corners += 4) {
+        const float32x4_t weight = vdupq_n_f32(bins[i].weight);
+        const float32x4_t level = mix(vld1q_f32(narrow + 4 * bins[i].lower),
+                                      vld1q_f32(narrow + 4 * bins[i].upper), oneMinus(weight), weight);
+        vst1q_f32(corners, vmulq_f32(rescale, level));
+    }
+}
+
+// Where a tone curve of `bins` levels leads every 16-bit value.
+void roundCurve(const float* curve, int bins, unsigned short* levels) {
+    const float top = static_cast<float>(bins - 1);
+    for (int i = 0; i < bins; ++i) {
+        levels[i] = toSample<unsigned short>(curve[i] + 0.5F, top);
+    }
+    std::fill(levels + bins, levels + kValues16, levels[bins - 1]);
+}
+
+}  // namespace
+
+void FusedCapture::packCells(const HostEngine& engine) {
+    const int cells = engine.m_iGridWidth * engine.m_iGridHeight;
+    float* out = m_cells.get();
+    for (int cell = 0; cell < cells; ++cell, out += 4 * std::ptrdiff_t{m_cellLevels}) {
+        if (!m_widening.empty()) {
+            float narrow[kCellFloats];
+            packCell(engine, cell, narrow);
+            widenCell(narrow, m_widening.get(), m_cellLevels, out);
+            continue;
+        }
+        packCell(engine, cell, out);
+        if (m_cellLevels > kBins8) {
+            std::copy_n(out + kCellFloats - 4, 4, out + kCellFloats);
         }
     }
 }
 
 // The first step of the trilinear look-up, along axis B, depends on one byte of the pair alone.
-void FusedCapture::packColors(const float* lut) {
-    float lattice[kLatticeFloats];
-    packLattice(lut, lattice);
+void FusedCapture::packSlabs() {
+    const float* lattice = m_lattice.get();
     const float s = static_cast<float>(kLatticeSize - 1) / static_cast<float>(kBins8 - 1);
     float* out = m_slabs.get() + kSlabsBegin;
     for (int b = 0; b < kBins8; ++b) {
@@ -136,18 +209,57 @@ void FusedCapture::packColors(const float* lut) {
     }
 }
 
-void FusedCapture::run(const HostEngine& engine) {
+template <typename T>
+void FusedCapture::runStrips(const HostEngine& engine, const T* yLevels, const T* uvLevels) {
     const StageSwitches on = engine.stages();
     const bool clahe = on.clahe && engine.claheUsable();
     if (clahe) {
         packCells(engine);
     }
     if (on.colorMap) {
-        packColors(engine.m_colorLut.get());
+        packLattice(sizeof(T) > 1 ? engine.m_colorLut16.get() : engine.m_colorLut.get(), m_lattice.get());
     }
-    const FusedTables tables = {clahe ? m_cells.get() : nullptr, m_columnWeights.get(), m_segmentEnds.get(),
-                                m_slabs.get(), m_skin.get()};
-    FusedStrips(tables, engine).run();
+    if (on.colorMap && !m_slabs.empty()) {
+        packSlabs();
+    }
+    const FusedTables<T> tables = {.cells = clahe ? m_cells.get() : nullptr,
+                                   .cellFloats = 4 * std::ptrdiff_t{m_cellLevels},
+                                   .widenCells = sizeof(T) > 1 && m_cellLevels == kBins8 + 1,
+                                   .columnWeights = m_columnWeights.get(),
+                                   .segmentEnds = m_segmentEnds.get(),
+                                   .yLevels = yLevels,
+                                   .uvLevels = uvLevels,
+                                   .slabs = m_slabs.get(),
+                                   .lattice = m_lattice.get(),
+                                   .skin = m_skin.get()};
+    FusedStrips<T>(tables, engine).run();
+}
+
+int FusedCapture::claheLut(HostEngine& engine) {
+    return computeClaheLut_16u_neon(engine.m_pusImage16, engine.m_stRoi16, engine.m_iDataBit - 8,
+                                    engine.m_gridHist.get(), engine.m_gridLut.get(), engine.m_iSampRate,
+                                    engine.m_iGridWidth, engine.m_iGridHeight, engine.m_stTile.tileWidth,
+                                    engine.m_stTile.tileHeight, engine.m_fClaheStrength);
+}
+
+void FusedCapture::run(const HostEngine& engine) {
+    if (!engine.is16Bit()) {
+        // Without the stage a preview has no curves.
+        const bool curve = engine.stages().curve;
+        const ToneTable y = curve ? ToneTable(engine.m_yCurve.get(), kBins8) : ToneTable();
+        const ToneTable uv = curve ? ToneTable(engine.m_uvCurve.get(), kBins8) : ToneTable();
+        runStrips(engine, y.get(), uv.get());
+        return;
+    }
+    if (!engine.stages().curve) {
+        runStrips<unsigned short>(engine, nullptr, nullptr);
+        return;
+    }
+    unsigned short* y = m_levels.get();
+    unsigned short* uv = y + kValues16;
+    roundCurve(engine.m_yCurve16.get(), engine.bins16(), y);
+    roundCurve(engine.m_uvCurve16.get(), engine.bins16(), uv);
+    runStrips<unsigned short>(engine, y, uv);
 }
 
 }  // namespace huevance::neon

@@ -1,27 +1,18 @@
 #include "neon/FusedStrips.h"
 
-#include "neon/ClaheColumns.h"
+#include <algorithm>
+#include <limits>
+#include <optional>
+#include <type_traits>
+
+#include "core/RowWalks.h"
+#include "neon/ClaheCells.h"
 #include "neon/Lattice.h"
+#include "neon/Samples.h"
 
 namespace huevance::neon {
 
 namespace {
-
-struct PackedCorners {
-    const float* cell[2];  // of each row
-
-    using Place = TableOffset;  // bytes into the cell
-
-    void locate(const unsigned char* samples, Place (&places)[kClaheStep]) const {
-        vectorOffsets(samples, places);
-    }
-    float32x4_t at(int row, Place place) const { return vld1q_f32(addBytes(cell[row], place)); }
-};
-
-// Sums of the four luma samples of eight blocks.
-uint16x8_t blockSums(const unsigned char* top, const unsigned char* bottom) {
-    return vaddq_u16(sumPairs(vld1q_u8(top)), sumPairs(vld1q_u8(bottom)));
-}
 
 Floats16 spread(const float* blocks) {
     const Floats8 low = twice(vld1q_f32(blocks));
@@ -29,19 +20,42 @@ Floats16 spread(const float* blocks) {
     return {{low.low, low.high, high.low, high.high}};
 }
 
-// Without the stage a preview has no curves.
-ToneTable tonesOf(const HostEngine& engine, const Buffer<float>& curve) {
-    return engine.stages().curve ? ToneTable(curve.get(), kBins8) : ToneTable();
-}
-
 template <int kBlock>
 float32x4_t along(float32x4_t lower, float32x4_t upper, float32x4_t rest, float32x4_t weight) {
     return mix(lower, upper, repeatLane<kBlock>(rest), repeatLane<kBlock>(weight));
 }
 
+// Calls block(integral_constant) for four blocks: {Y, A, B, 0} of each.
+template <typename Block>
+Mapped4 fourBlocks(Block block) {
+    return transpose({block(std::integral_constant<int, 0>()), block(std::integral_constant<int, 1>()),
+                      block(std::integral_constant<int, 2>()), block(std::integral_constant<int, 3>())});
+}
+
+// The frame of the engine, of whose depth T is.
+template <typename T>
+T* imageOf(const HostEngine& engine) {
+    if constexpr (sizeof(T) > 1) {
+        return engine.m_pusImage16;
+    } else {
+        return engine.m_pucImage8;
+    }
+}
+
+// The stages that are on and take frames of the engine's format.
+template <typename T>
+StageSwitches stagesOf(const HostEngine& engine) {
+    StageSwitches on = engine.stages();
+    on.colorCorrect = on.colorCorrect && isCorrected<T>(engine.m_eYuvType);
+    // The look-up takes every format of 16 bits, and of 8 bits those that are corrected.
+    on.colorMap = on.colorMap && (sizeof(T) > 1 || isCorrected<T>(engine.m_eYuvType));
+    return on;
+}
+
 }  // namespace
 
-FusedStrips::Mask FusedStrips::maskOf(const HostEngine& engine) {
+template <typename T>
+typename FusedStrips<T>::Mask FusedStrips<T>::maskOf(const HostEngine& engine) {
     if (!engine.stages().portraitProtect) {
         return Mask::kNone;
     }
@@ -55,21 +69,24 @@ FusedStrips::Mask FusedStrips::maskOf(const HostEngine& engine) {
     }
 }
 
-FusedStrips::FusedStrips(const FusedTables& tables, const HostEngine& engine)
+template <typename T>
+FusedStrips<T>::FusedStrips(const FusedTables<T>& tables, const HostEngine& engine)
     : m_tables(tables),
-      m_on(engine.stages()),
+      m_on(stagesOf<T>(engine)),
       m_mask(maskOf(engine)),
-      m_uFirst(engine.m_eYuvType == IMAGE_FORMAT_TYPE_NV12),
+      m_uFirst(skinPlaceOfU(engine.m_eYuvType) == 0),
+      m_aFirst(kWide || m_uFirst),
+      m_range(kWide ? engine.bins16() : kBins8),
+      m_shift(kWide ? engine.m_iDataBit - 8 : 0),
       m_strength(engine.m_fColorStrength),
       m_tileColumns(engine.m_iGridWidth),
-      m_lumaPlane(lumaPlane(engine.m_pucImage8, engine.m_stRoi8)),
-      m_chromaPlane(chromaPlane(engine.m_pucImage8, engine.m_stRoi8)),
+      m_lumaPlane(lumaPlane(imageOf<T>(engine), engine.frameRoi())),
+      m_chromaPlane(chromaPlane(imageOf<T>(engine), engine.frameRoi())),
       m_hostMask(maskPlane(static_cast<const float*>(engine.m_pfMask), engine.m_stMaskRoi)),
-      m_vertical(engine.m_iGridHeight, engine.m_stTile.tileHeight),
-      m_yLevels(tonesOf(engine, engine.m_yCurve)),
-      m_uvLevels(tonesOf(engine, engine.m_uvCurve)) {}
+      m_vertical(engine.m_iGridHeight, engine.m_stTile.tileHeight) {}
 
-void FusedStrips::run() {
+template <typename T>
+void FusedStrips<T>::run() {
     for (int j = 0; j < m_chromaPlane.height; ++j) {
         blockRow(j);
     }
@@ -79,11 +96,11 @@ void FusedStrips::run() {
     }
 }
 
-void FusedStrips::blockRow(int j) {
+template <typename T>
+void FusedStrips<T>::blockRow(int j) {
     m_y = 2 * j;
     m_tileColumn = 0;
-    const Rows<unsigned char> frame = {{m_lumaPlane.row(m_y), m_lumaPlane.row(m_y + 1)},
-                                       m_chromaPlane.row(j)};
+    const Rows<T> frame = {{m_lumaPlane.row(m_y), m_lumaPlane.row(m_y + 1)}, m_chromaPlane.row(j)};
     const int last = m_lumaPlane.width / 2 * 2;
     for (int x = 0; x < last; x += kChunk) {
         chunk({{frame.luma[0] + x, frame.luma[1] + x}, frame.pairs + x}, x, std::min(kChunk, last - x));
@@ -92,36 +109,36 @@ void FusedStrips::blockRow(int j) {
         singleRow(m_y, last, 1);
         singleRow(m_y + 1, last, 1);
         if (m_on.curve) {
-            frame.pairs[last] = m_uvLevels.get()[frame.pairs[last]];
+            frame.pairs[last] = m_tables.uvLevels[frame.pairs[last]];
         }
     }
 }
 
 // Luma that belongs to no block: at most a chunk of one row.
-void FusedStrips::singleRow(int y, int x, int columns) {
-    unsigned char* row = m_lumaPlane.row(y) + x;
-    unsigned char* toned = m_toned[0];
+template <typename T>
+void FusedStrips<T>::singleRow(int y, int x, int columns) {
+    T* row = m_lumaPlane.row(y) + x;
+    T* toned = m_toned[0];
     std::copy_n(row, columns, toned);
     if (m_tables.cells != nullptr) {
         mapClahe<1>({row}, {toned}, x, columns, {m_vertical.at(y)});
     }
     if (m_on.curve) {
-        std::transform(toned, toned + columns, toned, [this](unsigned char v) { return m_yLevels.get()[v]; });
+        std::transform(toned, toned + columns, toned, [this](T v) { return m_tables.yLevels[v]; });
     }
     if (m_mask == Mask::kHost) {
-        protectRow(static_cast<const unsigned char*>(row), toned, m_hostMask.row(y) + x, columns);
+        protectRow(static_cast<const T*>(row), toned, m_hostMask.row(y) + x, columns);
     }  // skin detection leaves such cells at 0: no protection
     std::copy_n(toned, columns, row);
 }
 
-void FusedStrips::chunk(const Rows<unsigned char>& frame, int x, int columns) {
+template <typename T>
+void FusedStrips<T>::chunk(const Rows<T>& frame, int x, int columns) {
     m_filled = (columns + 15) / 16 * 16;
     const bool full = columns == m_filled;
-    const Rows<const unsigned char> in =
-        full ? Rows<const unsigned char>{{frame.luma[0], frame.luma[1]}, frame.pairs}
-             : filledInput(frame, columns);
-    const Rows<unsigned char> out =
-        full ? frame : Rows<unsigned char>{{m_output[0], m_output[1]}, m_output[2]};
+    const Rows<const T> in =
+        full ? Rows<const T>{{frame.luma[0], frame.luma[1]}, frame.pairs} : filledInput(frame, columns);
+    const Rows<T> out = full ? frame : Rows<T>{{m_output[0], m_output[1]}, m_output[2]};
     switch (m_mask) {
         case Mask::kHost:
             fillMask(x, columns);
@@ -132,14 +149,18 @@ void FusedStrips::chunk(const Rows<unsigned char>& frame, int x, int columns) {
         case Mask::kNone:
             break;
     }
-    const Rows<const unsigned char> toned = mapTones(in, x, columns);
+    const Rows<const T> toned = mapTones(in, x, columns);
     unpackChroma(toned.pairs);
     if (m_on.colorCorrect) {
         correct(in, toned);
     }
     if (m_on.colorMap) {
         prepareLookUps(toned);
-        lookUp();
+        if (m_tables.slabs != nullptr) {
+            lookUpSlabs();
+        } else {
+            lookUpLattice();
+        }
     }
     switch (m_mask) {
         case Mask::kNone:
@@ -159,15 +180,17 @@ void FusedStrips::chunk(const Rows<unsigned char>& frame, int x, int columns) {
     }
 }
 
-FusedStrips::Rows<const unsigned char> FusedStrips::filledInput(const Rows<unsigned char>& frame,
-                                                                int columns) {
+template <typename T>
+typename FusedStrips<T>::template Rows<const T> FusedStrips<T>::filledInput(const Rows<T>& frame,
+                                                                            int columns) {
     std::copy_n(frame.luma[0], columns, m_input[0]);
     std::copy_n(frame.luma[1], columns, m_input[1]);
     std::copy_n(frame.pairs, columns, m_input[2]);
     return {{m_input[0], m_input[1]}, m_input[2]};
 }
 
-void FusedStrips::fillMask(int x, int columns) {
+template <typename T>
+void FusedStrips<T>::fillMask(int x, int columns) {
     for (int r = 0; r < 2; ++r) {
         m_maskRow[r] = m_hostMask.row(m_y + r) + x;
         if (columns != m_filled) {
@@ -177,57 +200,83 @@ void FusedStrips::fillMask(int x, int columns) {
     }
 }
 
+template <typename T>
+template <typename Corners, int kRows>
+void FusedStrips<T>::mapCell(const Corners& corners, const T* const (&in)[kRows], T* const (&out)[kRows],
+                             int x, int columns, const TileAxis::Position (&rows)[kRows]) const {
+    const ClaheColumns<T, kRows, Corners> cells(corners, rows, static_cast<float>(m_range - 1));
+    cells.map(in, out, m_tables.columnWeights + std::ptrdiff_t{kWeightFloats} * x, columns);
+}
+
+template <typename T>
 template <int kRows>
-void FusedStrips::mapClahe(const unsigned char* const (&in)[kRows], unsigned char* const (&out)[kRows], int x,
-                           int columns, const TileAxis::Position (&rows)[kRows]) {
+void FusedStrips<T>::mapClahe(const T* const (&in)[kRows], T* const (&out)[kRows], int x, int columns,
+                              const TileAxis::Position (&rows)[kRows]) {
     for (int done = 0; done < columns;) {
         while (m_tables.segmentEnds[m_tileColumn] <= x + done) {
             ++m_tileColumn;
         }
         const int length = std::min(columns - done, m_tables.segmentEnds[m_tileColumn] - (x + done));
-        PackedCorners corners = {};
-        const unsigned char* from[kRows];
-        unsigned char* to[kRows];
+        const float* cell[2] = {};
+        const T* from[kRows];
+        T* to[kRows];
         for (int r = 0; r < kRows; ++r) {
-            corners.cell[r] = m_tables.cells + (rows[r].index * m_tileColumns + m_tileColumn) * kCellFloats;
+            cell[r] = m_tables.cells + (rows[r].index * m_tileColumns + m_tileColumn) * m_tables.cellFloats;
             from[r] = in[r] + done;
             to[r] = out[r] + done;
         }
-        const ClaheColumns<unsigned char, kRows, PackedCorners> cells(corners, rows, 255.0F);
-        cells.map(from, to, m_tables.columnWeights + std::ptrdiff_t{kWeightFloats} * (x + done), length);
+        if constexpr (kWide) {
+            if (m_tables.widenCells) {
+                mapCell(WidenedCorners(cell, m_range), from, to, x + done, length, rows);
+            } else {
+                mapCell(PackedCorners{{cell[0], cell[1]}, m_range - 1}, from, to, x + done, length, rows);
+            }
+        } else {
+            mapCell(PackedCorners{{cell[0], cell[1]}, m_range - 1}, from, to, x + done, length, rows);
+        }
         done += length;
     }
 }
 
+template <typename T>
+void FusedStrips<T>::mapCurves(const T* in, T* out, const T* levels) const {
+    if constexpr (kWide) {
+        for (int i = 0; i < m_filled; ++i) {
+            out[i] = levels[in[i]];
+        }
+    } else {
+        const ByteTable table(levels);
+        for (int i = 0; i < m_filled; i += 16) {
+            table.map(in + i, out + i);
+        }
+    }
+}
+
 // CLAHE and curves: the rows that the later stages read.
-FusedStrips::Rows<const unsigned char> FusedStrips::mapTones(const Rows<const unsigned char>& in, int x,
-                                                             int columns) {
-    Rows<const unsigned char> toned = in;
+template <typename T>
+typename FusedStrips<T>::template Rows<const T> FusedStrips<T>::mapTones(const Rows<const T>& in, int x,
+                                                                         int columns) {
+    Rows<const T> toned = in;
     if (m_tables.cells != nullptr) {
         mapClahe<2>(in.luma, {m_toned[0], m_toned[1]}, x, columns,
                     {m_vertical.at(m_y), m_vertical.at(m_y + 1)});
         toned = {{m_toned[0], m_toned[1]}, in.pairs};
     }
     if (m_on.curve) {
-        const ByteTable luma(m_yLevels.get());
-        for (int i = 0; i < m_filled; i += 16) {
-            luma.map(toned.luma[0] + i, m_toned[0] + i);
-            luma.map(toned.luma[1] + i, m_toned[1] + i);
-        }
-        const ByteTable chroma(m_uvLevels.get());
-        for (int i = 0; i < m_filled; i += 16) {
-            chroma.map(in.pairs + i, m_toned[2] + i);
-        }
+        mapCurves(toned.luma[0], m_toned[0], m_tables.yLevels);
+        mapCurves(toned.luma[1], m_toned[1], m_tables.yLevels);
+        mapCurves(in.pairs, m_toned[2], m_tables.uvLevels);
         toned = {{m_toned[0], m_toned[1]}, m_toned[2]};
     }
     return toned;
 }
 
 // From the input's chroma.
-void FusedStrips::readSkin(const unsigned char* pairs) {
+template <typename T>
+void FusedStrips<T>::readSkin(const T* pairs) {
     const float* skin = m_tables.skin;
     for (int x = 0; x < m_filled; x += 16) {
-        const uint8x16_t bytes = vld1q_u8(pairs + x);
+        const uint8x16_t bytes = narrow(pairs + x, m_shift);
         std::uint16_t index[8];
         vst1q_u16(index, vreinterpretq_u16_u8(m_uFirst ? bytes : vrev16q_u8(bytes)));
         for (int i = 0; i < 8; ++i) {
@@ -236,10 +285,11 @@ void FusedStrips::readSkin(const unsigned char* pairs) {
     }
 }
 
-void FusedStrips::unpackChroma(const unsigned char* pairs) {
+template <typename T>
+void FusedStrips<T>::unpackChroma(const T* pairs) {
     const int blocks = m_filled / 2;
     for (int i = 0; i < blocks; i += 8) {
-        const FloatPairs8 chroma = toFloatPairs(vld1q_u8(pairs + 2 * i));
+        const FloatPairs8 chroma = loadPairs(pairs + 2 * i);
         vst1q_f32(m_base.first + i, chroma.first.low);
         vst1q_f32(m_base.first + i + 4, chroma.first.high);
         vst1q_f32(m_base.second + i, chroma.second.low);
@@ -248,46 +298,54 @@ void FusedStrips::unpackChroma(const unsigned char* pairs) {
     m_chroma = &m_base;
 }
 
-void FusedStrips::correct(const Rows<const unsigned char>& in, const Rows<const unsigned char>& toned) {
-    constexpr float kHalf = 128.0F;
-    const auto four = [this](int i, float32x4_t before, float32x4_t after) {
-        const float32x4_t neutral = vdupq_n_f32(kHalf);
+template <typename T>
+void FusedStrips<T>::correct(const Rows<const T>& in, const Rows<const T>& toned) {
+    const float half = static_cast<float>(m_range / 2);
+    const auto four = [=, this](int i, float32x4_t before, float32x4_t after) {
+        const float32x4_t neutral = vdupq_n_f32(half);
         const float32x4_t u = vsubq_f32(vld1q_f32(m_base.first + i), neutral);
         const float32x4_t v = vsubq_f32(vld1q_f32(m_base.second + i), neutral);
-        const FloatPairs4 corrected = correctChroma(u, v, before, after, kHalf);
+        const FloatPairs4 corrected = correctChroma(u, v, before, after, half);
         vst1q_f32(m_corrected.first + i, truncate(corrected.first));
         vst1q_f32(m_corrected.second + i, truncate(corrected.second));
     };
     const int blocks = m_filled / 2;
     for (int i = 0; i < blocks; i += 8) {
-        const Floats8 before = toFloats(vshrq_n_u16(blockSums(in.luma[0] + 2 * i, in.luma[1] + 2 * i), 2));
-        const Floats8 after =
-            toFloats(vshrq_n_u16(blockSums(toned.luma[0] + 2 * i, toned.luma[1] + 2 * i), 2));
+        const Floats8 before = wholeMeans(blockSums(in.luma[0] + 2 * i, in.luma[1] + 2 * i));
+        const Floats8 after = wholeMeans(blockSums(toned.luma[0] + 2 * i, toned.luma[1] + 2 * i));
         four(i, before.low, after.low);
         four(i + 4, before.high, after.high);
     }
     m_chroma = &m_corrected;
 }
 
-// Coordinates of the colour look-ups. Axis A is U.
-void FusedStrips::prepareLookUps(const Rows<const unsigned char>& toned) {
-    const float* axisA = m_uFirst ? m_chroma->first : m_chroma->second;
-    const float* axisB = m_uFirst ? m_chroma->second : m_chroma->first;
-    constexpr float kPointBytes = sizeof(float);
-    const float32x4_t s = vdupq_n_f32(static_cast<float>(kLatticeSize - 1) / static_cast<float>(kBins8 - 1));
+// Coordinates of the colour look-ups. Axis A of 8-bit frames is U.
+template <typename T>
+void FusedStrips<T>::prepareLookUps(const Rows<const T>& toned) {
+    const float* levelsA = axisA();
+    const float* levelsB = axisB();
+    const bool slabs = m_tables.slabs != nullptr;
+    const float32x4_t s = vdupq_n_f32(static_cast<float>(kLatticeSize - 1) / static_cast<float>(m_range - 1));
+    const auto bytes = [](float32x4_t index, int floats) {
+        return vmulq_f32(index, vdupq_n_f32(static_cast<float>(floats) * sizeof(float)));
+    };
     const auto four = [=, this](int i, float32x4_t sums) {
         const float32x4_t mean = vmulq_f32(vdupq_n_f32(0.25F), sums);
-        const float32x4_t y = vmulq_f32(s, mean);
-        const float32x4_t a = vmulq_f32(s, vld1q_f32(axisA + i));
-        const float32x4_t indexY = truncate(y);
-        const float32x4_t indexA = truncate(a);
-        const float32x4_t slab = vmulq_f32(vld1q_f32(axisB + i), vdupq_n_f32(kPointBytes * kPointB));
-        const float32x4_t row = vmulq_f32(indexA, vdupq_n_f32(kPointBytes * kPointA));
-        const float32x4_t point = vmulq_f32(indexY, vdupq_n_f32(kPointBytes * kPointY));
-        vst1q_s32(m_corner + i, toInts(vaddq_f32(vaddq_f32(slab, row), point)));  // below 2^24: exact
+        const LatticeAxis4 y = latticeAxis<kWide>(vmulq_f32(s, mean));
+        const LatticeAxis4 a = latticeAxis<kWide>(vmulq_f32(s, vld1q_f32(levelsA + i)));
+        float32x4_t b = vld1q_f32(levelsB + i);
+        if (!slabs) {
+            const LatticeAxis4 axis = latticeAxis<kWide>(vmulq_f32(s, b));
+            vst1q_f32(m_weightB + i, axis.weight);
+            b = axis.index;
+        }
+        // Whole numbers below 2^24: exact.
+        const float32x4_t corner =
+            vaddq_f32(vaddq_f32(bytes(b, kPointB), bytes(a.index, kPointA)), bytes(y.index, kPointY));
+        vst1q_s32(m_corner + i, toInts(corner));
         vst1q_f32(m_mean + i, mean);
-        vst1q_f32(m_weightY + i, vsubq_f32(y, indexY));
-        vst1q_f32(m_weightA + i, vsubq_f32(a, indexA));
+        vst1q_f32(m_weightY + i, y.weight);
+        vst1q_f32(m_weightA + i, a.weight);
     };
     const int blocks = m_filled / 2;
     for (int i = 0; i < blocks; i += 8) {
@@ -297,94 +355,131 @@ void FusedStrips::prepareLookUps(const Rows<const unsigned char>& toned) {
     }
 }
 
-void FusedStrips::lookUp() {
-    const float* axisA = m_uFirst ? m_chroma->first : m_chroma->second;
-    const float* axisB = m_uFirst ? m_chroma->second : m_chroma->first;
-    float* newA = m_uFirst ? m_corrected.first : m_corrected.second;
-    float* newB = m_uFirst ? m_corrected.second : m_corrected.first;
-    const float* slabs = m_tables.slabs;
+// What the look-ups make of the chunk: mapped(i) gives that of four blocks.
+template <typename T>
+template <typename Mapped>
+void FusedStrips<T>::blendBlocks(Mapped mapped) {
+    const float max = static_cast<float>(m_range - 1);
     const float strength = m_strength;
+    const float* levelsA = axisA();
+    const float* levelsB = axisB();
+    float* newA = m_aFirst ? m_corrected.first : m_corrected.second;
+    float* newB = m_aFirst ? m_corrected.second : m_corrected.first;
     const int blocks = m_filled / 2;
     for (int i = 0; i < blocks; i += 4) {
-        const float32x4_t weightY = vld1q_f32(m_weightY + i);
-        const float32x4_t weightA = vld1q_f32(m_weightA + i);
-        const float32x4_t restY = oneMinus(weightY);
-        const float32x4_t restA = oneMinus(weightA);
-        // Along axis A, then Y; axis B is done.
-        const auto block = [&]<int kBlock>(std::integral_constant<int, kBlock>) {
-            const float* lower = addBytes(slabs, m_corner[i + kBlock]) + kSlabsBegin;
-            const float* upper = lower + kPointA;
-            const float32x4_t before = along<kBlock>(vld1q_f32(lower), vld1q_f32(upper), restA, weightA);
-            const float32x4_t after =
-                along<kBlock>(vld1q_f32(lower + kPointY), vld1q_f32(upper + kPointY), restA, weightA);
-            return along<kBlock>(before, after, restY, weightY);
-        };
-        const Mapped4 mapped =
-            transpose({block(std::integral_constant<int, 0>()), block(std::integral_constant<int, 1>()),
-                       block(std::integral_constant<int, 2>()), block(std::integral_constant<int, 3>())});
-        const float32x4_t moved = vsubq_f32(mapped.y, vld1q_f32(m_mean + i));
+        const Mapped4 levels = mapped(i);
+        const float32x4_t moved = vsubq_f32(levels.y, vld1q_f32(m_mean + i));
         vst1q_f32(m_delta + i, vmulq_f32(vdupq_n_f32(strength), moved));
-        vst1q_f32(newA + i, truncate(blendChroma(vld1q_f32(axisA + i), mapped.a, strength, 255.0F)));
-        vst1q_f32(newB + i, truncate(blendChroma(vld1q_f32(axisB + i), mapped.b, strength, 255.0F)));
+        vst1q_f32(newA + i, truncate(blendChroma(vld1q_f32(levelsA + i), levels.a, strength, max)));
+        vst1q_f32(newB + i, truncate(blendChroma(vld1q_f32(levelsB + i), levels.b, strength, max)));
     }
     m_chroma = &m_corrected;
 }
 
+// Along axis A, then Y; axis B is done.
+template <typename T>
+void FusedStrips<T>::lookUpSlabs() {
+    const float* slabs = m_tables.slabs;
+    blendBlocks([=, this](int i) {
+        const float32x4_t weightY = vld1q_f32(m_weightY + i);
+        const float32x4_t weightA = vld1q_f32(m_weightA + i);
+        const float32x4_t restY = oneMinus(weightY);
+        const float32x4_t restA = oneMinus(weightA);
+        return fourBlocks([&]<int kBlock>(std::integral_constant<int, kBlock>) {
+            const float* lower = addBytes(slabs, m_corner[i + kBlock]) + kSlabsBegin;
+            const auto alongA = [&](const float* point) {
+                return along<kBlock>(vld1q_f32(point), vld1q_f32(point + kPointA), restA, weightA);
+            };
+            return along<kBlock>(alongA(lower), alongA(lower + kPointY), restY, weightY);
+        });
+    });
+}
+
+// Along axis B, then A, then Y.
+template <typename T>
+void FusedStrips<T>::lookUpLattice() {
+    const float* lattice = m_tables.lattice;
+    blendBlocks([=, this](int i) {
+        const float32x4_t weightY = vld1q_f32(m_weightY + i);
+        const float32x4_t weightA = vld1q_f32(m_weightA + i);
+        const float32x4_t weightB = vld1q_f32(m_weightB + i);
+        const float32x4_t restY = oneMinus(weightY);
+        const float32x4_t restA = oneMinus(weightA);
+        const float32x4_t restB = oneMinus(weightB);
+        return fourBlocks([&]<int kBlock>(std::integral_constant<int, kBlock>) {
+            const float* corner = addBytes(lattice, m_corner[i + kBlock]);
+            const auto alongB = [&](const float* point) {
+                return along<kBlock>(vld1q_f32(point), vld1q_f32(point + kPointB), restB, weightB);
+            };
+            const auto alongA = [&](const float* point) {
+                return along<kBlock>(alongB(point), alongB(point + kPointA), restA, weightA);
+            };
+            return along<kBlock>(alongA(corner), alongA(corner + kPointY), restY, weightY);
+        });
+    });
+}
+
 // The offset of the colour look-up, and protection.
-template <bool kColor, FusedStrips::Mask kMask>
-void FusedStrips::writeLuma(const Rows<const unsigned char>& in, const Rows<const unsigned char>& toned,
-                            const Rows<unsigned char>& out) const {
+template <typename T>
+template <bool kColor, typename FusedStrips<T>::Mask kMask>
+void FusedStrips<T>::writeLuma(const Rows<const T>& in, const Rows<const T>& toned,
+                               const Rows<T>& out) const {
     const int filled = m_filled;
+    const float max = static_cast<float>(m_range - 1);
     for (int x = 0; x < filled; x += 16) {
         const Floats16 delta = kColor ? spread(m_delta + x / 2) : Floats16{};
         const Floats16 skin = kMask == Mask::kSkin ? spread(m_skinMask + x / 2) : Floats16{};
         for (int r = 0; r < 2; ++r) {
-            Floats16 luma = toFloats(vld1q_u8(toned.luma[r] + x));
+            Floats16 luma = loadLevels(toned.luma[r] + x);
             for (int q = 0; kColor && q < 4; ++q) {
-                luma.quarter[q] = truncate(offsetLuma(luma.quarter[q], delta.quarter[q], 255.0F));
+                luma.quarter[q] = truncate(offsetLuma(luma.quarter[q], delta.quarter[q], max));
             }
-            const Floats16 backup = kMask == Mask::kNone ? Floats16{} : toFloats(vld1q_u8(in.luma[r] + x));
+            const Floats16 backup = kMask == Mask::kNone ? Floats16{} : loadLevels(in.luma[r] + x);
             for (int q = 0; kMask != Mask::kNone && q < 4; ++q) {
                 const float32x4_t mask =
                     kMask == Mask::kSkin ? skin.quarter[q] : vld1q_f32(m_maskRow[r] + x + 4 * q);
                 luma.quarter[q] = protect(backup.quarter[q], luma.quarter[q], mask);
             }
-            // The host's mask may hold values outside 0 .. 1.
-            vst1q_u8(out.luma[r] + x, kMask == Mask::kHost ? toBytesSaturated(luma) : toBytes(luma));
+            if constexpr (kMask == Mask::kHost) {  // may hold values outside 0 .. 1
+                storeSaturated(out.luma[r] + x, luma);
+            } else {
+                storeInRange(out.luma[r] + x, luma);
+            }
         }
     }
 }
 
-template <FusedStrips::Mask kMask>
-void FusedStrips::writePairs(unsigned char* out) const {
+template <typename T>
+template <typename FusedStrips<T>::Mask kMask>
+void FusedStrips<T>::writePairs(T* out) const {
+    const float32x4_t max = vdupq_n_f32(static_cast<float>(std::numeric_limits<T>::max()));
     const auto level = [&](const float* base, const float* processed, int i) {
         const float32x4_t value = vld1q_f32(processed + i);
         if constexpr (kMask == Mask::kNone) {
-            return toInts(value);
+            return value;
         } else if constexpr (kMask == Mask::kSkin) {
-            return toInts(protect(vld1q_f32(base + i), value, vld1q_f32(m_skinMask + i)));
+            return protect(vld1q_f32(base + i), value, vld1q_f32(m_skinMask + i));
         } else {
             const float* mask = m_maskRow[0] + 2 * i;  // of each block, the first column's
             const float32x4_t m = vuzp1q_f32(vld1q_f32(mask), vld1q_f32(mask + 4));
-            return toInts(clampLevels(protect(vld1q_f32(base + i), value, m), vdupq_n_f32(255.0F)));
+            return clampLevels(protect(vld1q_f32(base + i), value, m), max);
         }
     };
     const auto eight = [&](const float* base, const float* processed, int i) {
-        return packShorts(level(base, processed, i), level(base, processed, i + 4));
+        return Floats8{level(base, processed, i), level(base, processed, i + 4)};
     };
     const Chroma& chroma = *m_chroma;
     const int blocks = m_filled / 2;
     for (int i = 0; i < blocks; i += 8) {
-        const uint16x8_t first = eight(m_base.first, chroma.first, i);
-        const uint16x8_t second = eight(m_base.second, chroma.second, i);
-        vst1q_u8(out + 2 * i, vreinterpretq_u8_u16(vorrq_u16(first, vshlq_n_u16(second, 8))));
+        storePairs(out + 2 * i,
+                   {eight(m_base.first, chroma.first, i), eight(m_base.second, chroma.second, i)});
     }
 }
 
-template <FusedStrips::Mask kMask>
-void FusedStrips::write(const Rows<const unsigned char>& in, const Rows<const unsigned char>& toned,
-                        const Rows<unsigned char>& out) const {
-    const auto copy = [this](const unsigned char* from, unsigned char* to) {
+template <typename T>
+template <typename FusedStrips<T>::Mask kMask>
+void FusedStrips<T>::write(const Rows<const T>& in, const Rows<const T>& toned, const Rows<T>& out) const {
+    const auto copy = [this](const T* from, T* to) {
         if (from != to) {
             std::copy_n(from, m_filled, to);
         }
@@ -403,5 +498,8 @@ void FusedStrips::write(const Rows<const unsigned char>& in, const Rows<const un
         writeLuma<false, kMask>(in, toned, out);
     }
 }
+
+template class FusedStrips<unsigned char>;
+template class FusedStrips<unsigned short>;
 
 }  // namespace huevance::neon

@@ -10,29 +10,37 @@
 
 namespace huevance::neon {
 
-// Floats of one cell of packed CLAHE curves.
-inline constexpr int kCellFloats = 4 * kBins8;
-
 // Floats before the first slab. The loads of a look-up's points then have offsets, which compilers pair.
 inline constexpr int kSlabsBegin = 4;
 
+// T is the type of the frame's samples.
+template <typename T>
 struct FusedTables {
-    // For each tile row and column: 256 times the four curve values around the cell that begins at the tile's
-    // centre, {upper left, upper right, lower left, lower right}; the last tile repeats. Null: no CLAHE.
+    // For each tile row and column one cell of `cellFloats` floats: for each level the four curve values
+    // around the cell that begins at the tile's centre, {upper left, upper right, lower left, lower right};
+    // the last tile repeats. Null: no CLAHE.
     const float* cells;
+    std::ptrdiff_t cellFloats;
+    // 16 bits: the cells have 256 levels of 0 .. 255 and one more, the last again, and are widened on the
+    // way.
+    bool widenCells;
     const float* columnWeights;  // of each column
     const int* segmentEnds;      // for each tile column: where the columns of its cells end
+    const T* yLevels;            // of every value that T holds, where the tone curves lead
+    const T* uvLevels;
     // From kSlabsBegin on, the colour lattice, interpolated along axis B for each of the 256 samples that it
-    // can meet: 17 x 17 points each.
+    // can meet: 17 x 17 points each. Null: `lattice`, of packLattice, is used.
     const float* slabs;
+    const float* lattice;
     const float* skin;  // the probability of the pair U + 256 x V
 };
 
 // One capture. A chunk is some columns of a block row; its planes pass from stage to stage through the arrays
 // below, filled up to whole vectors.
+template <typename T>
 class FusedStrips {
 public:
-    FusedStrips(const FusedTables& tables, const HostEngine& engine);
+    FusedStrips(const FusedTables<T>& tables, const HostEngine& engine);
 
     // Sends the engine's frame through the stages that are on.
     void run();
@@ -40,15 +48,16 @@ public:
 private:
     static constexpr int kChunk = 256;  // columns
     static constexpr int kBlocks = kChunk / 2;
+    static constexpr bool kWide = sizeof(T) > 1;
 
     enum class Mask { kNone, kHost, kSkin };
     static Mask maskOf(const HostEngine& engine);
 
     // The rows of a chunk.
-    template <typename T>
+    template <typename Sample>
     struct Rows {
-        T* luma[2];
-        T* pairs;
+        Sample* luma[2];
+        Sample* pairs;
     };
     struct Chroma {
         alignas(16) float first[kBlocks];
@@ -57,49 +66,58 @@ private:
 
     void blockRow(int j);
     void singleRow(int y, int x, int columns);
-    void chunk(const Rows<unsigned char>& frame, int x, int columns);
+    void chunk(const Rows<T>& frame, int x, int columns);
 
-    Rows<const unsigned char> filledInput(const Rows<unsigned char>& frame, int columns);
+    Rows<const T> filledInput(const Rows<T>& frame, int columns);
     void fillMask(int x, int columns);
     template <int kRows>
-    void mapClahe(const unsigned char* const (&in)[kRows], unsigned char* const (&out)[kRows], int x,
-                  int columns, const TileAxis::Position (&rows)[kRows]);
-    Rows<const unsigned char> mapTones(const Rows<const unsigned char>& in, int x, int columns);
-    void readSkin(const unsigned char* pairs);
-    void unpackChroma(const unsigned char* pairs);
-    void correct(const Rows<const unsigned char>& in, const Rows<const unsigned char>& toned);
-    void prepareLookUps(const Rows<const unsigned char>& toned);
-    void lookUp();
+    void mapClahe(const T* const (&in)[kRows], T* const (&out)[kRows], int x, int columns,
+                  const TileAxis::Position (&rows)[kRows]);
+    template <typename Corners, int kRows>
+    void mapCell(const Corners& corners, const T* const (&in)[kRows], T* const (&out)[kRows], int x,
+                 int columns, const TileAxis::Position (&rows)[kRows]) const;
+    Rows<const T> mapTones(const Rows<const T>& in, int x, int columns);
+    void mapCurves(const T* in, T* out, const T* levels) const;
+    void readSkin(const T* pairs);
+    void unpackChroma(const T* pairs);
+    void correct(const Rows<const T>& in, const Rows<const T>& toned);
+    void prepareLookUps(const Rows<const T>& toned);
+    template <typename Mapped>
+    void blendBlocks(Mapped mapped);
+    void lookUpSlabs();
+    void lookUpLattice();
     template <bool kColor, Mask kMask>
-    void writeLuma(const Rows<const unsigned char>& in, const Rows<const unsigned char>& toned,
-                   const Rows<unsigned char>& out) const;
+    void writeLuma(const Rows<const T>& in, const Rows<const T>& toned, const Rows<T>& out) const;
     template <Mask kMask>
-    void writePairs(unsigned char* out) const;
+    void writePairs(T* out) const;
     template <Mask kMask>
-    void write(const Rows<const unsigned char>& in, const Rows<const unsigned char>& toned,
-               const Rows<unsigned char>& out) const;
+    void write(const Rows<const T>& in, const Rows<const T>& toned, const Rows<T>& out) const;
 
-    const FusedTables m_tables;
+    // Of the colour look-up, before and after it.
+    const float* axisA() const { return m_aFirst ? m_chroma->first : m_chroma->second; }
+    const float* axisB() const { return m_aFirst ? m_chroma->second : m_chroma->first; }
+
+    const FusedTables<T> m_tables;
     const StageSwitches m_on;
     const Mask m_mask;
     const bool m_uFirst;
+    const bool m_aFirst;     // axis A of the colour look-up is the first sample of a pair
+    const int m_range;       // levels
+    const int m_shift;       // from samples to 8 bits
     const float m_strength;  // of the colour look-up
     const int m_tileColumns;
-    const PlaneView<unsigned char> m_lumaPlane;
-    const PlaneView<unsigned char> m_chromaPlane;
+    const PlaneView<T> m_lumaPlane;
+    const PlaneView<T> m_chromaPlane;
     const PlaneView<const float> m_hostMask;
     const TileAxis m_vertical;
-    const ToneTable m_yLevels;
-    const ToneTable m_uvLevels;
 
     int m_y = 0;           // luma row of the strip
     int m_tileColumn = 0;  // of the next column
     int m_filled = 0;      // columns of the chunk, rounded up to a multiple of 16
 
-    alignas(16) unsigned char m_input[3][kChunk] =
-        {};  // two luma rows and the pairs, of a chunk that is not full
-    alignas(16) unsigned char m_output[3][kChunk] = {};
-    alignas(16) unsigned char m_toned[3][kChunk] = {};  // after CLAHE and curves
+    alignas(16) T m_input[3][kChunk] = {};  // two luma rows and the pairs, of a chunk that is not full
+    alignas(16) T m_output[3][kChunk] = {};
+    alignas(16) T m_toned[3][kChunk] = {};  // after CLAHE and curves
     alignas(16) float m_maskCopy[2][kChunk] = {};
     const float* m_maskRow[2] = {};  // the host's, of this chunk
     Chroma m_base = {};              // after the curves
@@ -108,9 +126,13 @@ private:
     alignas(16) float m_mean[kBlocks] = {};
     alignas(16) float m_weightY[kBlocks] = {};
     alignas(16) float m_weightA[kBlocks] = {};
-    alignas(16) std::int32_t m_corner[kBlocks] = {};  // where the look-up begins, bytes into the slabs
+    alignas(16) float m_weightB[kBlocks] = {};        // of the lattice
+    alignas(16) std::int32_t m_corner[kBlocks] = {};  // where the look-up begins, bytes into its table
     alignas(16) float m_delta[kBlocks] = {};          // the look-up's offset of luma
     alignas(16) float m_skinMask[kBlocks] = {};
 };
+
+extern template class FusedStrips<unsigned char>;
+extern template class FusedStrips<unsigned short>;
 
 }  // namespace huevance::neon

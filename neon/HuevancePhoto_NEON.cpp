@@ -22,9 +22,9 @@ bool dump(const char* kind, const void* frame, const RoiInfo& roi, int scene, in
     return huevance::dumpFrame(path, frame, roi);
 }
 
-// The tables of a stage. 0, or -1 with one error line.
-int prepareStage(CHuevance_NEON& engine, Stage stage, int table) {
-    if (engine.prepareStage(stage, table) == 0) {
+// Whether the tables of a stage could be made: 0, or -1 with one more error line.
+int reportTables(Stage stage, int result) {
+    if (result == 0) {
         return 0;
     }
     switch (stage) {
@@ -48,7 +48,7 @@ int prepareStage(CHuevance_NEON& engine, Stage stage, int table) {
 int runStages(CHuevance_NEON& engine, int table) {
     engine.keepInput();
     for (const Stage stage : huevance::planCapture(engine.switches())) {
-        if (prepareStage(engine, stage, table) != 0) {
+        if (reportTables(stage, engine.prepareStage(stage, table)) != 0) {
             return -1;
         }
         engine.runStage(stage);
@@ -59,7 +59,7 @@ int runStages(CHuevance_NEON& engine, int table) {
 // All stages in one pass; their tables depend on the input alone.
 int runFused(CHuevance_NEON& engine, int table) {
     for (const Stage stage : huevance::planCapture(engine.switches())) {
-        if (prepareStage(engine, stage, table) != 0) {
+        if (reportTables(stage, engine.prepareOnePass(stage, table)) != 0) {
             return -1;
         }
     }

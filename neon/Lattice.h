@@ -32,13 +32,17 @@ inline void packLattice(const float* lut, float* padded) {
 }
 
 // One axis of four look-ups: the point at or below, as a float, and the weight of the point above. Samples
-// above the range use the last point.
+// above the range use the last point; kAboveRange says whether there can be any.
 struct LatticeAxis4 {
     float32x4_t index, weight;
 };
+template <bool kAboveRange = true>
 inline LatticeAxis4 latticeAxis(float32x4_t coordinate) {
-    const float32x4_t index =
-        smallest(truncate(coordinate), vdupq_n_f32(static_cast<float>(kLatticeSize - 1)));
+    const float32x4_t whole = truncate(coordinate);
+    if constexpr (!kAboveRange) {
+        return {whole, vsubq_f32(coordinate, whole)};
+    }
+    const float32x4_t index = smallest(whole, vdupq_n_f32(static_cast<float>(kLatticeSize - 1)));
     return {index, smallest(vsubq_f32(coordinate, index), vdupq_n_f32(1.0F))};
 }
 

@@ -7,6 +7,7 @@
 // is added to something is vmulq, then vaddq.
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <cstring>
@@ -235,6 +236,16 @@ inline uint8x16_t toBytesSaturated(const Floats16& a) {
 #endif
 }
 
+// Toward zero, to 0 .. 65535; not-a-number becomes 0.
+inline uint16x8_t toShortsSaturated(float32x4_t low, float32x4_t high) {
+#if defined(__aarch64__)
+    return vqmovn_high_u32(vqmovn_u32(vcvtq_u32_f32(low)), vcvtq_u32_f32(high));
+#else
+    const float32x4_t max = vdupq_n_f32(65535.0F);
+    return packShorts(toInts(clampLevels(low, max)), toInts(clampLevels(high, max)));
+#endif
+}
+
 // --- Eight samples of either depth, widened to 16 bits ---
 
 inline uint16x8_t load8(const unsigned char* samples) {
@@ -277,17 +288,26 @@ inline uint16x8_t shiftRight(uint16x8_t a, int shift) {
 
 // --- Tables ---
 
-// Where eight samples' entries of four floats stand in a table, in bytes.
+// Where eight entries of four floats stand in a table of at most 4096, in bytes. Entries above `last` are it.
 #if defined(__aarch64__)
 using TableOffset = std::uint16_t;
-inline void vectorOffsets(const unsigned char* samples, TableOffset (&offsets)[8]) {
-    vst1q_u16(offsets, vshll_n_u8(vld1_u8(samples), 4));
+inline void vectorOffsets(const unsigned char* entries, TableOffset (&offsets)[8]) {
+    vst1q_u16(offsets, vshll_n_u8(vld1_u8(entries), 4));
+}
+inline void vectorOffsets(const unsigned short* entries, int last, TableOffset (&offsets)[8]) {
+    const uint16x8_t top = vdupq_n_u16(static_cast<std::uint16_t>(last));
+    vst1q_u16(offsets, vshlq_n_u16(vminq_u16(vld1q_u16(entries), top), 4));
 }
 #else
 using TableOffset = std::uint64_t;  // a load widens for nothing
-inline void vectorOffsets(const unsigned char* samples, TableOffset (&offsets)[8]) {
+inline void vectorOffsets(const unsigned char* entries, TableOffset (&offsets)[8]) {
     for (int i = 0; i < 8; ++i) {
-        offsets[i] = TableOffset{samples[i]} << 4;
+        offsets[i] = TableOffset{entries[i]} << 4;
+    }
+}
+inline void vectorOffsets(const unsigned short* entries, int last, TableOffset (&offsets)[8]) {
+    for (int i = 0; i < 8; ++i) {
+        offsets[i] = TableOffset{static_cast<std::uint64_t>(std::min<int>(entries[i], last))} << 4;
     }
 }
 #endif

@@ -16,6 +16,7 @@
 
 #include "core/Geometry.h"
 #include "neon/NeonKernels.h"
+#include "tests/kernels/Seed.h"
 #include "tests/support/Frames.h"
 #include "tests/support/LogCapture.h"
 
@@ -419,6 +420,8 @@ TEST(CheckerDeathTest, CatchesWhatItIsFor) {
 }
 
 }  // namespace
+
+std::uint32_t test::kernelSeed() { return g_seed; }
 
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
