@@ -113,7 +113,9 @@ inline float32x4_t mix(float32x4_t lower, float32x4_t upper, float32x4_t rest, f
 inline float32x4_t oneMinus(float32x4_t weight) { return vsubq_f32(vdupq_n_f32(1.0F), weight); }
 
 // Colour correction: the chroma (u, v), relative to neutral, of four blocks whose mean luma went from
-// `before` to `after`. No clamp is needed: the gain's own limit keeps |u| and |v| below `half`.
+// `before` to `after`. No clamp is needed: the gain's own limit keeps |u| and |v| below `half`. kLimited: that
+// limit may act; without, |u| and |v| are at most (half - 1) / 2.
+template <bool kLimited = true>
 inline FloatPairs4 correctChroma(float32x4_t u, float32x4_t v, float32x4_t before, float32x4_t after,
                                  float half) {
     const float32x4_t tiny = vdupq_n_f32(1e-16F);
@@ -124,9 +126,12 @@ inline FloatPairs4 correctChroma(float32x4_t u, float32x4_t v, float32x4_t befor
         vaddq_f32(vaddq_f32(vmulq_f32(before, before), vmulq_f32(chroma, chroma)), tiny);
     const float32x4_t root = squareRoot(divide(numerator, denominator));
     const float32x4_t gain = smallest(largest(root, vdupq_n_f32(0.5F)), vdupq_n_f32(2.0F));
-    const float32x4_t limit =
-        divide(vdupq_n_f32(half - 1.0F), vaddq_f32(largest(vabsq_f32(u), vabsq_f32(v)), tiny));
-    const float32x4_t scale = smallest(gain, limit);
+    float32x4_t scale = gain;
+    if constexpr (kLimited) {
+        const float32x4_t limit =
+            divide(vdupq_n_f32(half - 1.0F), vaddq_f32(largest(vabsq_f32(u), vabsq_f32(v)), tiny));
+        scale = smallest(gain, limit);
+    }
     const float32x4_t neutral = vdupq_n_f32(half);
     return {vaddq_f32(vmulq_f32(u, scale), neutral), vaddq_f32(vmulq_f32(v, scale), neutral)};
 }

@@ -32,6 +32,16 @@ Mapped4 fourBlocks(Block block) {
                       block(std::integral_constant<int, 2>()), block(std::integral_constant<int, 3>())});
 }
 
+// Calls call(std::true_type()) or call(std::false_type()).
+template <typename Call>
+void withConstant(bool value, Call call) {
+    if (value) {
+        call(std::true_type());
+    } else {
+        call(std::false_type());
+    }
+}
+
 // The frame of the engine, of whose depth T is.
 template <typename T>
 T* imageOf(const HostEngine& engine) {
@@ -150,17 +160,14 @@ void FusedStrips<T>::chunk(const Rows<T>& frame, int x, int columns) {
             break;
     }
     const Rows<const T> toned = mapTones(in, x, columns);
-    unpackChroma(toned.pairs);
-    if (m_on.colorCorrect) {
-        correct(in, toned);
-    }
-    if (m_on.colorMap) {
-        prepareLookUps(toned);
-        if (m_tables.slabs != nullptr) {
-            lookUpSlabs();
-        } else {
-            lookUpLattice();
-        }
+    if (!m_on.colorMap) {
+        prepare<Table::kNone>(in, toned);
+    } else if (m_tables.slabs != nullptr) {
+        prepare<Table::kSlabs>(in, toned);
+        lookUpSlabs();
+    } else {
+        prepare<Table::kLattice>(in, toned);
+        lookUpLattice();
     }
     switch (m_mask) {
         case Mask::kNone:
@@ -285,56 +292,47 @@ void FusedStrips<T>::readSkin(const T* pairs) {
     }
 }
 
+// Whether the limit of colour correction's gain acts on no block: where |chroma - half| <= (half - 1) / 2
+// everywhere, it is 2 or more, and the gain ends at 2.
 template <typename T>
-void FusedStrips<T>::unpackChroma(const T* pairs) {
-    const int blocks = m_filled / 2;
-    for (int i = 0; i < blocks; i += 8) {
-        const FloatPairs8 chroma = loadPairs(pairs + 2 * i);
-        vst1q_f32(m_base.first + i, chroma.first.low);
-        vst1q_f32(m_base.first + i + 4, chroma.first.high);
-        vst1q_f32(m_base.second + i, chroma.second.low);
-        vst1q_f32(m_base.second + i + 4, chroma.second.high);
+bool FusedStrips<T>::chromaIsMild(const T* pairs) const {
+    using Vector = decltype(loadVector(pairs));
+    const Vector half = repeat(static_cast<T>(m_range / 2));
+    Vector farthest = distance(loadVector(pairs), half);
+    for (int i = kVector<T>; i < m_filled; i += kVector<T>) {
+        farthest = largest(farthest, distance(loadVector(pairs + i), half));
     }
-    m_chroma = &m_base;
+    return largestLane(farthest) <= (m_range / 2 - 1) / 2;
 }
 
+// What happens to whole blocks, in one loop that shares their sums: chroma after the curves, after colour
+// correction, and the coordinates of the colour look-up. Axis A of 8-bit frames is U.
 template <typename T>
-void FusedStrips<T>::correct(const Rows<const T>& in, const Rows<const T>& toned) {
+template <bool kCorrect, bool kLimited, typename FusedStrips<T>::Table kTable, bool kAFirst>
+void FusedStrips<T>::prepareBlocks(const Rows<const T> in, const Rows<const T> toned) {
+    Chroma& chroma = kCorrect ? m_corrected : m_base;
+    m_chroma = &chroma;
     const float half = static_cast<float>(m_range / 2);
-    const auto four = [=, this](int i, float32x4_t before, float32x4_t after) {
-        const float32x4_t neutral = vdupq_n_f32(half);
-        const float32x4_t u = vsubq_f32(vld1q_f32(m_base.first + i), neutral);
-        const float32x4_t v = vsubq_f32(vld1q_f32(m_base.second + i), neutral);
-        const FloatPairs4 corrected = correctChroma(u, v, before, after, half);
-        vst1q_f32(m_corrected.first + i, truncate(corrected.first));
-        vst1q_f32(m_corrected.second + i, truncate(corrected.second));
-    };
-    const int blocks = m_filled / 2;
-    for (int i = 0; i < blocks; i += 8) {
-        const Floats8 before = wholeMeans(blockSums(in.luma[0] + 2 * i, in.luma[1] + 2 * i));
-        const Floats8 after = wholeMeans(blockSums(toned.luma[0] + 2 * i, toned.luma[1] + 2 * i));
-        four(i, before.low, after.low);
-        four(i + 4, before.high, after.high);
-    }
-    m_chroma = &m_corrected;
-}
-
-// Coordinates of the colour look-ups. Axis A of 8-bit frames is U.
-template <typename T>
-void FusedStrips<T>::prepareLookUps(const Rows<const T>& toned) {
-    const float* levelsA = axisA();
-    const float* levelsB = axisB();
-    const bool slabs = m_tables.slabs != nullptr;
     const float32x4_t s = vdupq_n_f32(static_cast<float>(kLatticeSize - 1) / static_cast<float>(m_range - 1));
     const auto bytes = [](float32x4_t index, int floats) {
         return vmulq_f32(index, vdupq_n_f32(static_cast<float>(floats) * sizeof(float)));
     };
-    const auto four = [=, this](int i, float32x4_t sums) {
+    const auto correct = [&](int i, float32x4_t& first, float32x4_t& second, float32x4_t before,
+                             float32x4_t after) {
+        const float32x4_t neutral = vdupq_n_f32(half);
+        const FloatPairs4 corrected = correctChroma<kLimited>(
+            vsubq_f32(first, neutral), vsubq_f32(second, neutral), before, after, half);
+        first = truncate(corrected.first);
+        second = truncate(corrected.second);
+        vst1q_f32(m_corrected.first + i, first);
+        vst1q_f32(m_corrected.second + i, second);
+    };
+    const auto place = [&](int i, float32x4_t first, float32x4_t second, float32x4_t sums) {
         const float32x4_t mean = vmulq_f32(vdupq_n_f32(0.25F), sums);
         const LatticeAxis4 y = latticeAxis<kWide>(vmulq_f32(s, mean));
-        const LatticeAxis4 a = latticeAxis<kWide>(vmulq_f32(s, vld1q_f32(levelsA + i)));
-        float32x4_t b = vld1q_f32(levelsB + i);
-        if (!slabs) {
+        const LatticeAxis4 a = latticeAxis<kWide>(vmulq_f32(s, kAFirst ? first : second));
+        float32x4_t b = kAFirst ? second : first;
+        if constexpr (kTable == Table::kLattice) {
             const LatticeAxis4 axis = latticeAxis<kWide>(vmulq_f32(s, b));
             vst1q_f32(m_weightB + i, axis.weight);
             b = axis.index;
@@ -349,10 +347,38 @@ void FusedStrips<T>::prepareLookUps(const Rows<const T>& toned) {
     };
     const int blocks = m_filled / 2;
     for (int i = 0; i < blocks; i += 8) {
-        const Floats8 sums = toFloats(blockSums(toned.luma[0] + 2 * i, toned.luma[1] + 2 * i));
-        four(i, sums.low);
-        four(i + 4, sums.high);
+        FloatPairs8 pairs = loadPairs(toned.pairs + 2 * i);
+        vst1q_f32(m_base.first + i, pairs.first.low);
+        vst1q_f32(m_base.first + i + 4, pairs.first.high);
+        vst1q_f32(m_base.second + i, pairs.second.low);
+        vst1q_f32(m_base.second + i + 4, pairs.second.high);
+        const auto sums = blockSums(toned.luma[0] + 2 * i, toned.luma[1] + 2 * i);
+        if constexpr (kCorrect) {
+            const Floats8 before = wholeMeans(blockSums(in.luma[0] + 2 * i, in.luma[1] + 2 * i));
+            const Floats8 after = wholeMeans(sums);
+            correct(i, pairs.first.low, pairs.second.low, before.low, after.low);
+            correct(i + 4, pairs.first.high, pairs.second.high, before.high, after.high);
+        }
+        if constexpr (kTable != Table::kNone) {
+            const Floats8 floats = toFloats(sums);
+            place(i, pairs.first.low, pairs.second.low, floats.low);
+            place(i + 4, pairs.first.high, pairs.second.high, floats.high);
+        }
     }
+}
+
+template <typename T>
+template <typename FusedStrips<T>::Table kTable>
+void FusedStrips<T>::prepare(const Rows<const T>& in, const Rows<const T>& toned) {
+    withConstant(m_aFirst, [&]<bool kAFirst>(std::bool_constant<kAFirst>) {
+        if (!m_on.colorCorrect) {
+            prepareBlocks<false, false, kTable, kAFirst>(in, toned);
+        } else if (chromaIsMild(toned.pairs)) {
+            prepareBlocks<true, false, kTable, kAFirst>(in, toned);
+        } else {
+            prepareBlocks<true, true, kTable, kAFirst>(in, toned);
+        }
+    });
 }
 
 // What the look-ups make of the chunk: mapped(i) gives that of four blocks.

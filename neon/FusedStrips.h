@@ -51,6 +51,7 @@ private:
     static constexpr bool kWide = sizeof(T) > 1;
 
     enum class Mask { kNone, kHost, kSkin };
+    enum class Table { kNone, kSlabs, kLattice };  // of the colour look-up
     static Mask maskOf(const HostEngine& engine);
 
     // The rows of a chunk.
@@ -79,9 +80,11 @@ private:
     Rows<const T> mapTones(const Rows<const T>& in, int x, int columns);
     void mapCurves(const T* in, T* out, const T* levels) const;
     void readSkin(const T* pairs);
-    void unpackChroma(const T* pairs);
-    void correct(const Rows<const T>& in, const Rows<const T>& toned);
-    void prepareLookUps(const Rows<const T>& toned);
+    bool chromaIsMild(const T* pairs) const;
+    template <bool kCorrect, bool kLimited, Table kTable, bool kAFirst>
+    void prepareBlocks(Rows<const T> in, Rows<const T> toned);
+    template <Table kTable>
+    void prepare(const Rows<const T>& in, const Rows<const T>& toned);
     template <typename Mapped>
     void blendBlocks(Mapped mapped);
     void lookUpSlabs();

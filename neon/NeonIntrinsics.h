@@ -179,6 +179,7 @@ inline FloatPairs8 toFloatPairs(uint8x16_t a) {
 
 // Sums of neighbouring samples: 0 + 1, 2 + 3, ...
 inline uint16x8_t sumPairs(uint8x16_t a) { return vpaddlq_u8(a); }
+inline uint16x8_t addSumPairs(uint16x8_t sums, uint8x16_t a) { return vpadalq_u8(sums, a); }
 inline uint32x4_t sumPairs(uint16x8_t a) {
 #if defined(__aarch64__)
     return vpaddlq_u16(a);

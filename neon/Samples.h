@@ -46,9 +46,23 @@ inline void storePairs(unsigned short* pairs, const FloatPairs8& a) {
     vst1q_u16(pairs + 8, joinPairs(a.first.high, a.second.high));
 }
 
+// One vector of samples.
+template <typename T>
+inline constexpr int kVector = 16 / sizeof(T);
+inline uint8x16_t loadVector(const unsigned char* samples) { return vld1q_u8(samples); }
+inline uint16x8_t loadVector(const unsigned short* samples) { return vld1q_u16(samples); }
+inline uint8x16_t repeat(unsigned char sample) { return vdupq_n_u8(sample); }
+inline uint16x8_t repeat(unsigned short sample) { return vdupq_n_u16(sample); }
+inline uint8x16_t distance(uint8x16_t a, uint8x16_t b) { return vabdq_u8(a, b); }
+inline uint16x8_t distance(uint16x8_t a, uint16x8_t b) { return vabdq_u16(a, b); }
+inline uint8x16_t largest(uint8x16_t a, uint8x16_t b) { return vmaxq_u8(a, b); }
+inline uint16x8_t largest(uint16x8_t a, uint16x8_t b) { return vmaxq_u16(a, b); }
+inline int largestLane(uint8x16_t a) { return vmaxvq_u8(a); }
+inline int largestLane(uint16x8_t a) { return vmaxvq_u16(a); }
+
 // Sums of the four luma samples of eight blocks.
 inline uint16x8_t blockSums(const unsigned char* top, const unsigned char* bottom) {
-    return vaddq_u16(sumPairs(vld1q_u8(top)), sumPairs(vld1q_u8(bottom)));
+    return addSumPairs(sumPairs(vld1q_u8(top)), vld1q_u8(bottom));
 }
 struct LongSums {
     uint32x4_t low, high;
