@@ -113,8 +113,8 @@ inline float32x4_t mix(float32x4_t lower, float32x4_t upper, float32x4_t rest, f
 inline float32x4_t oneMinus(float32x4_t weight) { return vsubq_f32(vdupq_n_f32(1.0F), weight); }
 
 // Colour correction: the chroma (u, v), relative to neutral, of four blocks whose mean luma went from
-// `before` to `after`. No clamp is needed: the gain's own limit keeps |u| and |v| below `half`. kLimited: that
-// limit may act; without, |u| and |v| are at most (half - 1) / 2.
+// `before` to `after`. No clamp is needed: the gain's own limit keeps |u| and |v| below `half`. kLimited:
+// that limit may act; without, |u| and |v| are at most (half - 1) / 2.
 template <bool kLimited = true>
 inline FloatPairs4 correctChroma(float32x4_t u, float32x4_t v, float32x4_t before, float32x4_t after,
                                  float half) {

@@ -1,6 +1,7 @@
 #include "neon/FusedCapture.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "core/Geometry.h"
 #include "core/Portrait.h"
@@ -209,6 +210,26 @@ void FusedCapture::packSlabs() {
     }
 }
 
+namespace {
+
+// Whether FusedTables::mildColors holds for 8-bit frames: false for any not-a-number. The offset of a block
+// is a blend of those at the points around it.
+bool colorsAreMild(const float* lut, float strength) {
+    constexpr float kMax = static_cast<float>(kBins8 - 1);
+    constexpr float kStep = kMax / static_cast<float>(kLatticeSize - 1);  // levels between points
+    bool mild = strength >= 0.0F && strength <= 1.0F;
+    for (int i = 0; i < kColorLutFloats; ++i) {
+        mild = mild & (lut[i] >= 0.0F) & (lut[i] <= kMax);
+    }
+    for (int i = 0; i < kColorLutFloats / 3; ++i) {
+        const float offset = lut[i] - kStep * static_cast<float>(i % kLatticeSize);
+        mild = mild & (std::abs(offset) * strength <= kMaxMildOffset);
+    }
+    return mild;
+}
+
+}  // namespace
+
 template <typename T>
 void FusedCapture::runStrips(const HostEngine& engine, const T* yLevels, const T* uvLevels) {
     const StageSwitches on = engine.stages();
@@ -222,6 +243,8 @@ void FusedCapture::runStrips(const HostEngine& engine, const T* yLevels, const T
     if (on.colorMap && !m_slabs.empty()) {
         packSlabs();
     }
+    const bool mild =
+        sizeof(T) == 1 && on.colorMap && colorsAreMild(engine.m_colorLut.get(), engine.m_fColorStrength);
     const FusedTables<T> tables = {.cells = clahe ? m_cells.get() : nullptr,
                                    .cellFloats = 4 * std::ptrdiff_t{m_cellLevels},
                                    .widenCells = sizeof(T) > 1 && m_cellLevels == kBins8 + 1,
@@ -231,6 +254,7 @@ void FusedCapture::runStrips(const HostEngine& engine, const T* yLevels, const T
                                    .uvLevels = uvLevels,
                                    .slabs = m_slabs.get(),
                                    .lattice = m_lattice.get(),
+                                   .mildColors = mild,
                                    .skin = m_skin.get()};
     FusedStrips<T>(tables, engine).run();
 }

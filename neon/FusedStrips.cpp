@@ -400,6 +400,7 @@ void FusedStrips<T>::blendBlocks(Mapped mapped) {
         vst1q_f32(newB + i, truncate(blendChroma(vld1q_f32(levelsB + i), levels.b, strength, max)));
     }
     m_chroma = &m_corrected;
+    roundOffsets();
 }
 
 // Along axis A, then Y; axis B is done.
@@ -445,19 +446,59 @@ void FusedStrips<T>::lookUpLattice() {
     });
 }
 
+// The look-up moves a sample p by d: the truncation of (p + d) + 0.5, held in 0 .. 255. With f the whole
+// levels of d + 0.5 that is p + f, held there, unless rounding carries a sum over a whole level. Rounding
+// errors: for |p + d| below 256 each of the two sums is off by at most 2^-17 (beyond, both ways end at 255 or
+// 0), d + 0.5 itself by 2^-18. In units of 2^-16, truncated to whole ones, f is therefore safe when the units
+// above its whole level are 3 .. 65533. If those of any block of the chunk are not, the chunk takes the float
+// sums: about one in a hundred does.
+template <typename T>
+void FusedStrips<T>::roundOffsets() {
+    m_offset = Offset::kExact;
+    if (kWide || !m_tables.mildColors) {
+        return;
+    }
+    const auto fixed = [this](int i) {
+        return vreinterpretq_u16_s32(toFixed16(vaddq_f32(vld1q_f32(m_delta + i), vdupq_n_f32(0.5F))));
+    };
+    uint16x8_t nearest = vdupq_n_u16(0xFFFF);  // of the units, two more
+    const int blocks = m_filled / 2;
+    for (int i = 0; i < blocks; i += 8) {
+        const uint16x8_t low = fixed(i);
+        const uint16x8_t high = fixed(i + 4);
+        nearest = vminq_u16(nearest, vaddq_u16(vuzp1q_u16(low, high), vdupq_n_u16(2)));
+        const int8x16_t levels = vreinterpretq_s8_u16(vuzp2q_u16(low, high));
+        vst1q_s8(m_wholeDelta + 2 * i, vtrn1q_s8(levels, levels));
+    }
+    if (vminvq_u16(nearest) >= 5) {
+        m_offset = Offset::kWhole;
+    }
+}
+
 // The offset of the colour look-up, and protection.
 template <typename T>
-template <bool kColor, typename FusedStrips<T>::Mask kMask>
+template <typename FusedStrips<T>::Offset kOffset, typename FusedStrips<T>::Mask kMask>
 void FusedStrips<T>::writeLuma(const Rows<const T>& in, const Rows<const T>& toned,
                                const Rows<T>& out) const {
     const int filled = m_filled;
     const float max = static_cast<float>(m_range - 1);
     for (int x = 0; x < filled; x += 16) {
-        const Floats16 delta = kColor ? spread(m_delta + x / 2) : Floats16{};
+        const Floats16 delta = kOffset == Offset::kExact ? spread(m_delta + x / 2) : Floats16{};
         const Floats16 skin = kMask == Mask::kSkin ? spread(m_skinMask + x / 2) : Floats16{};
         for (int r = 0; r < 2; ++r) {
-            Floats16 luma = loadLevels(toned.luma[r] + x);
-            for (int q = 0; kColor && q < 4; ++q) {
+            Floats16 luma;
+            if constexpr (kOffset == Offset::kWhole) {
+                const uint8x16_t moved =
+                    addSaturated(vld1q_u8(toned.luma[r] + x), vld1q_s8(m_wholeDelta + x));
+                if constexpr (kMask == Mask::kNone) {
+                    vst1q_u8(out.luma[r] + x, moved);
+                    continue;
+                }
+                luma = toFloats(moved);
+            } else {
+                luma = loadLevels(toned.luma[r] + x);
+            }
+            for (int q = 0; kOffset == Offset::kExact && q < 4; ++q) {
                 luma.quarter[q] = truncate(offsetLuma(luma.quarter[q], delta.quarter[q], max));
             }
             const Floats16 backup = kMask == Mask::kNone ? Floats16{} : loadLevels(in.luma[r] + x);
@@ -515,13 +556,17 @@ void FusedStrips<T>::write(const Rows<const T>& in, const Rows<const T>& toned, 
     } else {
         writePairs<kMask>(out.pairs);
     }
-    if (m_on.colorMap) {
-        writeLuma<true, kMask>(in, toned, out);
+    if (m_on.colorMap && m_offset == Offset::kExact) {
+        writeLuma<Offset::kExact, kMask>(in, toned, out);
+    } else if (m_on.colorMap) {
+        if constexpr (!kWide) {
+            writeLuma<Offset::kWhole, kMask>(in, toned, out);
+        }
     } else if (kMask == Mask::kNone) {
         copy(toned.luma[0], out.luma[0]);
         copy(toned.luma[1], out.luma[1]);
     } else {
-        writeLuma<false, kMask>(in, toned, out);
+        writeLuma<Offset::kNone, kMask>(in, toned, out);
     }
 }
 

@@ -13,6 +13,9 @@ namespace huevance::neon {
 // Floats before the first slab. The loads of a look-up's points then have offsets, which compilers pair.
 inline constexpr int kSlabsBegin = 4;
 
+// Of a luma offset that fits a signed byte after rounding.
+inline constexpr float kMaxMildOffset = 126.0F;
+
 // T is the type of the frame's samples.
 template <typename T>
 struct FusedTables {
@@ -32,6 +35,9 @@ struct FusedTables {
     // can meet: 17 x 17 points each. Null: `lattice`, of packLattice, is used.
     const float* slabs;
     const float* lattice;
+    // Whether the lattice and the strength of its look-up allow the short cuts of 8-bit frames: the lattice's
+    // levels lie in 0 .. 255, the strength in 0 .. 1, and luma moves by at most kMaxMildOffset.
+    bool mildColors;
     const float* skin;  // the probability of the pair U + 256 x V
 };
 
@@ -51,6 +57,7 @@ private:
     static constexpr bool kWide = sizeof(T) > 1;
 
     enum class Mask { kNone, kHost, kSkin };
+    enum class Offset { kNone, kExact, kWhole };   // of luma
     enum class Table { kNone, kSlabs, kLattice };  // of the colour look-up
     static Mask maskOf(const HostEngine& engine);
 
@@ -89,7 +96,8 @@ private:
     void blendBlocks(Mapped mapped);
     void lookUpSlabs();
     void lookUpLattice();
-    template <bool kColor, Mask kMask>
+    void roundOffsets();
+    template <Offset kOffset, Mask kMask>
     void writeLuma(const Rows<const T>& in, const Rows<const T>& toned, const Rows<T>& out) const;
     template <Mask kMask>
     void writePairs(T* out) const;
@@ -132,6 +140,9 @@ private:
     alignas(16) float m_weightB[kBlocks] = {};        // of the lattice
     alignas(16) std::int32_t m_corner[kBlocks] = {};  // where the look-up begins, bytes into its table
     alignas(16) float m_delta[kBlocks] = {};          // the look-up's offset of luma
+    // 8 bits, of each column: the same in whole levels, where m_offset says that they are exact.
+    alignas(16) signed char m_wholeDelta[kChunk] = {};
+    Offset m_offset = Offset::kNone;
     alignas(16) float m_skinMask[kBlocks] = {};
 };
 

@@ -247,6 +247,29 @@ inline uint16x8_t toShortsSaturated(float32x4_t low, float32x4_t high) {
 #endif
 }
 
+// --- Bytes moved by whole levels ---
+
+// Toward zero, in units of 2^-16; |a| < 2^15.
+inline int32x4_t toFixed16(float32x4_t a) {
+#if defined(__aarch64__)
+    return vcvtq_n_s32_f32(a, 16);
+#else
+    return toInts(vmulq_f32(a, vdupq_n_f32(65536.0F)));
+#endif
+}
+
+// a + b, to 0 .. 255.
+inline uint8x16_t addSaturated(uint8x16_t a, int8x16_t b) {
+#if defined(__aarch64__)
+    return vsqaddq_u8(a, b);
+#else
+    const simde__m128i zero = simde_mm_setzero_si128();
+    const simde__m128i up = simde_mm_max_epi8(bits(b), zero);
+    const simde__m128i down = simde_mm_sub_epi8(up, bits(b));  // of -128 too, as a byte without sign
+    return as<uint8x16_t>(simde_mm_subs_epu8(simde_mm_adds_epu8(bits(a), up), down));
+#endif
+}
+
 // --- Eight samples of either depth, widened to 16 bits ---
 
 inline uint16x8_t load8(const unsigned char* samples) {
