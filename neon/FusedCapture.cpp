@@ -119,7 +119,7 @@ bool FusedCapture::allocateTones() {
 
 bool FusedCapture::allocateColors() {
     return m_lattice.allocate(kLatticeFloats) &&
-           m_slabs.allocate(m_key.dataBit == 8 ? kSlabsBegin + std::size_t{kBins8} * kPointB : 0);
+           m_slabs.allocate(m_key.dataBit == 8 ? std::size_t{kBins8} * kPointB : 0);
 }
 
 bool FusedCapture::allocateSkin() {
@@ -197,7 +197,7 @@ void FusedCapture::packCells(const HostEngine& engine) {
 void FusedCapture::packSlabs() {
     const float* lattice = m_lattice.get();
     const float s = static_cast<float>(kLatticeSize - 1) / static_cast<float>(kBins8 - 1);
-    float* out = m_slabs.get() + kSlabsBegin;
+    float* out = m_slabs.get();
     for (int b = 0; b < kBins8; ++b) {
         const LatticeAxis axis(s * static_cast<float>(b), kLatticeSize);
         const float32x4_t weight = vdupq_n_f32(axis.weight);

@@ -6,6 +6,7 @@
 #include <type_traits>
 
 #include "core/RowWalks.h"
+#include "core/Sample.h"
 #include "neon/ClaheCells.h"
 #include "neon/Lattice.h"
 #include "neon/Samples.h"
@@ -20,16 +21,36 @@ Floats16 spread(const float* blocks) {
     return {{low.low, low.high, high.low, high.high}};
 }
 
-template <int kBlock>
-float32x4_t along(float32x4_t lower, float32x4_t upper, float32x4_t rest, float32x4_t weight) {
-    return mix(lower, upper, repeatLane<kBlock>(rest), repeatLane<kBlock>(weight));
-}
+// Weights of four look-ups along an axis.
+struct AxisWeights {
+    explicit AxisWeights(float32x4_t upper) : weight(upper), rest(oneMinus(upper)) {}
+    float32x4_t weight, rest;
+};
 
-// Calls block(integral_constant) for four blocks: {Y, A, B, 0} of each.
-template <typename Block>
-Mapped4 fourBlocks(Block block) {
-    return transpose({block(std::integral_constant<int, 0>()), block(std::integral_constant<int, 1>()),
-                      block(std::integral_constant<int, 2>()), block(std::integral_constant<int, 3>())});
+// One look-up of the four. Compilers do not take these in by themselves where they stand eight times.
+template <int kBlock>
+[[gnu::always_inline]] inline float32x4_t along(const AxisWeights& axis, float32x4_t lower,
+                                                float32x4_t upper) {
+    return mix(lower, upper, repeatLane<kBlock>(axis.rest), repeatLane<kBlock>(axis.weight));
+}
+template <int kBlock>
+[[gnu::always_inline]] inline float32x4_t slabColor(const float* point, const AxisWeights& y,
+                                                    const AxisWeights& a) {
+    const float32x4_t lower = along<kBlock>(a, vld1q_f32(point), vld1q_f32(point + kPointA));
+    point += kPointY;
+    return along<kBlock>(y, lower, along<kBlock>(a, vld1q_f32(point), vld1q_f32(point + kPointA)));
+}
+template <int kBlock>
+[[gnu::always_inline]] inline float32x4_t alongB(const float* point, const AxisWeights& b) {
+    return along<kBlock>(b, vld1q_f32(point), vld1q_f32(point + kPointB));
+}
+template <int kBlock>
+[[gnu::always_inline]] inline float32x4_t latticeColor(const float* point, const AxisWeights& y,
+                                                       const AxisWeights& a, const AxisWeights& b) {
+    const float32x4_t lower = along<kBlock>(a, alongB<kBlock>(point, b), alongB<kBlock>(point + kPointA, b));
+    point += kPointY;
+    return along<kBlock>(y, lower,
+                         along<kBlock>(a, alongB<kBlock>(point, b), alongB<kBlock>(point + kPointA, b)));
 }
 
 // Calls call(std::true_type()) or call(std::false_type()).
@@ -164,10 +185,8 @@ void FusedStrips<T>::chunk(const Rows<T>& frame, int x, int columns) {
         prepare<Table::kNone>(in, toned);
     } else if (m_tables.slabs != nullptr) {
         prepare<Table::kSlabs>(in, toned);
-        lookUpSlabs();
     } else {
         prepare<Table::kLattice>(in, toned);
-        lookUpLattice();
     }
     switch (m_mask) {
         case Mask::kNone:
@@ -381,105 +400,140 @@ void FusedStrips<T>::prepare(const Rows<const T>& in, const Rows<const T>& toned
     });
 }
 
-// What the look-ups make of the chunk: mapped(i) gives that of four blocks.
+// What the colour table holds for four blocks: along axis B, which is done in slabs, then A, then Y.
 template <typename T>
-template <typename Mapped>
-void FusedStrips<T>::blendBlocks(Mapped mapped) {
+template <typename FusedStrips<T>::Table kTable>
+inline Mapped4 FusedStrips<T>::mappedColors(const float* table, int i) const {
+    const AxisWeights y(vld1q_f32(m_weightY + i));
+    const AxisWeights a(vld1q_f32(m_weightA + i));
+    if constexpr (kTable == Table::kSlabs) {
+        const auto block = [&](int n) { return opaque(addBytes(table, m_corner[i + n])); };
+        return transpose({slabColor<0>(block(0), y, a), slabColor<1>(block(1), y, a),
+                          slabColor<2>(block(2), y, a), slabColor<3>(block(3), y, a)});
+    } else {
+        const AxisWeights b(vld1q_f32(m_weightB + i));
+        const auto block = [&](int n) { return opaque(addBytes(table, m_corner[i + n])); };
+        return transpose({latticeColor<0>(block(0), y, a, b), latticeColor<1>(block(1), y, a, b),
+                          latticeColor<2>(block(2), y, a, b), latticeColor<3>(block(3), y, a, b)});
+    }
+}
+
+// Offsets of luma and new chroma, for every table and strength.
+template <typename T>
+template <typename FusedStrips<T>::Table kTable>
+void FusedStrips<T>::lookUp() {
     const float max = static_cast<float>(m_range - 1);
     const float strength = m_strength;
+    const float* table = kTable == Table::kSlabs ? m_tables.slabs : m_tables.lattice;
     const float* levelsA = axisA();
     const float* levelsB = axisB();
     float* newA = m_aFirst ? m_corrected.first : m_corrected.second;
     float* newB = m_aFirst ? m_corrected.second : m_corrected.first;
     const int blocks = m_filled / 2;
     for (int i = 0; i < blocks; i += 4) {
-        const Mapped4 levels = mapped(i);
-        const float32x4_t moved = vsubq_f32(levels.y, vld1q_f32(m_mean + i));
+        const Mapped4 mapped = mappedColors<kTable>(table, i);
+        const float32x4_t moved = vsubq_f32(mapped.y, vld1q_f32(m_mean + i));
         vst1q_f32(m_delta + i, vmulq_f32(vdupq_n_f32(strength), moved));
-        vst1q_f32(newA + i, truncate(blendChroma(vld1q_f32(levelsA + i), levels.a, strength, max)));
-        vst1q_f32(newB + i, truncate(blendChroma(vld1q_f32(levelsB + i), levels.b, strength, max)));
+        vst1q_f32(newA + i, truncate(blendChroma(vld1q_f32(levelsA + i), mapped.a, strength, max)));
+        vst1q_f32(newB + i, truncate(blendChroma(vld1q_f32(levelsB + i), mapped.b, strength, max)));
     }
     m_chroma = &m_corrected;
-    roundOffsets();
 }
 
-// Along axis A, then Y; axis B is done.
-template <typename T>
-void FusedStrips<T>::lookUpSlabs() {
-    const float* slabs = m_tables.slabs;
-    blendBlocks([=, this](int i) {
-        const float32x4_t weightY = vld1q_f32(m_weightY + i);
-        const float32x4_t weightA = vld1q_f32(m_weightA + i);
-        const float32x4_t restY = oneMinus(weightY);
-        const float32x4_t restA = oneMinus(weightA);
-        return fourBlocks([&]<int kBlock>(std::integral_constant<int, kBlock>) {
-            const float* lower = addBytes(slabs, m_corner[i + kBlock]) + kSlabsBegin;
-            const auto alongA = [&](const float* point) {
-                return along<kBlock>(vld1q_f32(point), vld1q_f32(point + kPointA), restA, weightA);
-            };
-            return along<kBlock>(alongA(lower), alongA(lower + kPointY), restY, weightY);
-        });
-    });
-}
-
-// Along axis B, then A, then Y.
-template <typename T>
-void FusedStrips<T>::lookUpLattice() {
-    const float* lattice = m_tables.lattice;
-    blendBlocks([=, this](int i) {
-        const float32x4_t weightY = vld1q_f32(m_weightY + i);
-        const float32x4_t weightA = vld1q_f32(m_weightA + i);
-        const float32x4_t weightB = vld1q_f32(m_weightB + i);
-        const float32x4_t restY = oneMinus(weightY);
-        const float32x4_t restA = oneMinus(weightA);
-        const float32x4_t restB = oneMinus(weightB);
-        return fourBlocks([&]<int kBlock>(std::integral_constant<int, kBlock>) {
-            const float* corner = addBytes(lattice, m_corner[i + kBlock]);
-            const auto alongB = [&](const float* point) {
-                return along<kBlock>(vld1q_f32(point), vld1q_f32(point + kPointB), restB, weightB);
-            };
-            const auto alongA = [&](const float* point) {
-                return along<kBlock>(alongB(point), alongB(point + kPointA), restA, weightA);
-            };
-            return along<kBlock>(alongA(corner), alongA(corner + kPointY), restY, weightY);
-        });
-    });
-}
-
+// The same with mild colours, and the pairs written at once. Chroma needs no clamp: of levels and strengths
+// in range, rounding apart, a blend is in range, and 0.5 more is below 256.
+//
 // The look-up moves a sample p by d: the truncation of (p + d) + 0.5, held in 0 .. 255. With f the whole
 // levels of d + 0.5 that is p + f, held there, unless rounding carries a sum over a whole level. Rounding
 // errors: for |p + d| below 256 each of the two sums is off by at most 2^-17 (beyond, both ways end at 255 or
 // 0), d + 0.5 itself by 2^-18. In units of 2^-16, truncated to whole ones, f is therefore safe when the units
-// above its whole level are 3 .. 65533. If those of any block of the chunk are not, the chunk takes the float
-// sums: about one in a hundred does.
+// above its whole level are 3 .. 65533. If those of a block are not, it is unsettled; the answer is
+// whether one is.
 template <typename T>
-void FusedStrips<T>::roundOffsets() {
-    m_offset = Offset::kExact;
-    if (kWide || !m_tables.mildColors) {
-        return;
-    }
-    const auto fixed = [this](int i) {
-        return vreinterpretq_u16_s32(toFixed16(vaddq_f32(vld1q_f32(m_delta + i), vdupq_n_f32(0.5F))));
+template <typename FusedStrips<T>::Table kTable, typename FusedStrips<T>::Mask kMask, bool kAFirst>
+bool FusedStrips<T>::lookUpMild(T* out) {
+    const float32x4_t half = vdupq_n_f32(0.5F);
+    const float32x4_t strength = vdupq_n_f32(m_strength);
+    const float32x4_t rest = vdupq_n_f32(1.0F - m_strength);
+    const float* table = kTable == Table::kSlabs ? m_tables.slabs : m_tables.lattice;
+    const float* first = m_chroma->first;
+    const float* second = m_chroma->second;
+    const auto offsets = [&](int i, const Mapped4& mapped) {
+        const float32x4_t delta = vmulq_f32(strength, vsubq_f32(mapped.y, vld1q_f32(m_mean + i)));
+        vst1q_f32(m_delta + i, delta);
+        return vreinterpretq_u16_s32(toFixed16(vaddq_f32(delta, half)));
     };
-    uint16x8_t nearest = vdupq_n_u16(0xFFFF);  // of the units, two more
+    const auto level = [&](const float* base, const float* sample, int i, float32x4_t mapped) {
+        const float32x4_t kept = vmulq_f32(rest, vld1q_f32(sample + i));
+        const float32x4_t value = vaddq_f32(vaddq_f32(kept, vmulq_f32(strength, mapped)), half);
+        return kMask == Mask::kNone ? value : protectLevel<kMask>(base, truncate(value), i);
+    };
+    uint16x8_t nearest = vdupq_n_u16(0xFFFF);
     const int blocks = m_filled / 2;
     for (int i = 0; i < blocks; i += 8) {
-        const uint16x8_t low = fixed(i);
-        const uint16x8_t high = fixed(i + 4);
-        nearest = vminq_u16(nearest, vaddq_u16(vuzp1q_u16(low, high), vdupq_n_u16(2)));
-        const int8x16_t levels = vreinterpretq_s8_u16(vuzp2q_u16(low, high));
+        const Mapped4 low = mappedColors<kTable>(table, i);
+        const Mapped4 high = mappedColors<kTable>(table, i + 4);
+        const uint16x8_t lowOffsets = offsets(i, low);
+        const uint16x8_t highOffsets = offsets(i + 4, high);
+        const uint16x8_t units = vaddq_u16(vuzp1q_u16(lowOffsets, highOffsets), vdupq_n_u16(2));
+        vst1q_u16(m_units + i, units);
+        nearest = vminq_u16(nearest, units);
+        const int8x16_t levels = vreinterpretq_s8_u16(vuzp2q_u16(lowOffsets, highOffsets));
         vst1q_s8(m_wholeDelta + 2 * i, vtrn1q_s8(levels, levels));
+        storePairs(out + 2 * i, {{level(m_base.first, first, i, kAFirst ? low.a : low.b),
+                                  level(m_base.first, first, i + 4, kAFirst ? high.a : high.b)},
+                                 {level(m_base.second, second, i, kAFirst ? low.b : low.a),
+                                  level(m_base.second, second, i + 4, kAFirst ? high.b : high.a)}});
     }
-    if (vminvq_u16(nearest) >= 5) {
-        m_offset = Offset::kWhole;
+    return vminvq_u16(nearest) < kSettledUnits;
+}
+
+// Moves the luma of unsettled blocks by the float sums, and takes their offset away.
+template <typename T>
+typename FusedStrips<T>::template Rows<const T> FusedStrips<T>::settle(const Rows<const T>& toned) {
+    const float max = static_cast<float>(m_range - 1);
+    for (int r = 0; r < 2; ++r) {
+        if (toned.luma[r] != m_toned[r]) {
+            std::copy_n(toned.luma[r], m_filled, m_toned[r]);
+        }
+    }
+    const auto settleBlock = [&](int block) {
+        for (T* row : {m_toned[0], m_toned[1]}) {
+            for (T* sample : {row + 2 * block, row + 2 * block + 1}) {
+                *sample = toSample<T>(static_cast<float>(*sample) + m_delta[block] + 0.5F, max);
+            }
+        }
+        m_wholeDelta[2 * block] = m_wholeDelta[2 * block + 1] = 0;
+    };
+    for (int i = 0; i < m_filled / 2; i += 8) {
+        const bool settled = vminvq_u16(vld1q_u16(m_units + i)) >= kSettledUnits;
+        for (int block = i; !settled && block < i + 8; ++block) {
+            if (m_units[block] < kSettledUnits) {
+                settleBlock(block);
+            }
+        }
+    }
+    return {{m_toned[0], m_toned[1]}, toned.pairs};
+}
+
+// A sample of four chroma pairs, blended with the input's.
+template <typename T>
+template <typename FusedStrips<T>::Mask kMask>
+float32x4_t FusedStrips<T>::protectLevel(const float* base, float32x4_t value, int i) const {
+    if constexpr (kMask == Mask::kSkin) {
+        return protect(vld1q_f32(base + i), value, vld1q_f32(m_skinMask + i));
+    } else {
+        const float* mask = m_maskRow[0] + 2 * i;  // of each block, the first column's
+        const float32x4_t m = vuzp1q_f32(vld1q_f32(mask), vld1q_f32(mask + 4));
+        const float32x4_t max = vdupq_n_f32(static_cast<float>(std::numeric_limits<T>::max()));
+        return clampLevels(protect(vld1q_f32(base + i), value, m), max);
     }
 }
 
 // The offset of the colour look-up, and protection.
 template <typename T>
 template <typename FusedStrips<T>::Offset kOffset, typename FusedStrips<T>::Mask kMask>
-void FusedStrips<T>::writeLuma(const Rows<const T>& in, const Rows<const T>& toned,
-                               const Rows<T>& out) const {
+void FusedStrips<T>::writeLuma(const Rows<const T> in, const Rows<const T> toned, const Rows<T> out) const {
     const int filled = m_filled;
     const float max = static_cast<float>(m_range - 1);
     for (int x = 0; x < filled; x += 16) {
@@ -519,18 +573,9 @@ void FusedStrips<T>::writeLuma(const Rows<const T>& in, const Rows<const T>& ton
 template <typename T>
 template <typename FusedStrips<T>::Mask kMask>
 void FusedStrips<T>::writePairs(T* out) const {
-    const float32x4_t max = vdupq_n_f32(static_cast<float>(std::numeric_limits<T>::max()));
     const auto level = [&](const float* base, const float* processed, int i) {
         const float32x4_t value = vld1q_f32(processed + i);
-        if constexpr (kMask == Mask::kNone) {
-            return value;
-        } else if constexpr (kMask == Mask::kSkin) {
-            return protect(vld1q_f32(base + i), value, vld1q_f32(m_skinMask + i));
-        } else {
-            const float* mask = m_maskRow[0] + 2 * i;  // of each block, the first column's
-            const float32x4_t m = vuzp1q_f32(vld1q_f32(mask), vld1q_f32(mask + 4));
-            return clampLevels(protect(vld1q_f32(base + i), value, m), max);
-        }
+        return kMask == Mask::kNone ? value : protectLevel<kMask>(base, value, i);
     };
     const auto eight = [&](const float* base, const float* processed, int i) {
         return Floats8{level(base, processed, i), level(base, processed, i + 4)};
@@ -544,8 +589,32 @@ void FusedStrips<T>::writePairs(T* out) const {
 }
 
 template <typename T>
+template <typename FusedStrips<T>::Table kTable, typename FusedStrips<T>::Mask kMask>
+void FusedStrips<T>::writeColors(const Rows<const T>& in, const Rows<const T>& toned, const Rows<T>& out) {
+    if constexpr (!kWide) {
+        if (m_tables.mildColors) {
+            const bool unsettled = m_aFirst ? lookUpMild<kTable, kMask, true>(out.pairs)
+                                            : lookUpMild<kTable, kMask, false>(out.pairs);
+            writeLuma<Offset::kWhole, kMask>(in, unsettled ? settle(toned) : toned, out);
+            return;
+        }
+    }
+    lookUp<kTable>();
+    writePairs<kMask>(out.pairs);
+    writeLuma<Offset::kExact, kMask>(in, toned, out);
+}
+
+template <typename T>
 template <typename FusedStrips<T>::Mask kMask>
-void FusedStrips<T>::write(const Rows<const T>& in, const Rows<const T>& toned, const Rows<T>& out) const {
+void FusedStrips<T>::write(const Rows<const T>& in, const Rows<const T>& toned, const Rows<T>& out) {
+    if (m_on.colorMap) {
+        if (m_tables.slabs != nullptr) {
+            writeColors<Table::kSlabs, kMask>(in, toned, out);
+        } else {
+            writeColors<Table::kLattice, kMask>(in, toned, out);
+        }
+        return;
+    }
     const auto copy = [this](const T* from, T* to) {
         if (from != to) {
             std::copy_n(from, m_filled, to);
@@ -556,13 +625,7 @@ void FusedStrips<T>::write(const Rows<const T>& in, const Rows<const T>& toned, 
     } else {
         writePairs<kMask>(out.pairs);
     }
-    if (m_on.colorMap && m_offset == Offset::kExact) {
-        writeLuma<Offset::kExact, kMask>(in, toned, out);
-    } else if (m_on.colorMap) {
-        if constexpr (!kWide) {
-            writeLuma<Offset::kWhole, kMask>(in, toned, out);
-        }
-    } else if (kMask == Mask::kNone) {
+    if (kMask == Mask::kNone) {
         copy(toned.luma[0], out.luma[0]);
         copy(toned.luma[1], out.luma[1]);
     } else {

@@ -6,12 +6,9 @@
 #include "core/Geometry.h"
 #include "core/HostEngine.h"
 #include "core/ToneTable.h"
-#include "neon/NeonIntrinsics.h"
+#include "neon/Lattice.h"
 
 namespace huevance::neon {
-
-// Floats before the first slab. The loads of a look-up's points then have offsets, which compilers pair.
-inline constexpr int kSlabsBegin = 4;
 
 // Of a luma offset that fits a signed byte after rounding.
 inline constexpr float kMaxMildOffset = 126.0F;
@@ -31,7 +28,7 @@ struct FusedTables {
     const int* segmentEnds;      // for each tile column: where the columns of its cells end
     const T* yLevels;            // of every value that T holds, where the tone curves lead
     const T* uvLevels;
-    // From kSlabsBegin on, the colour lattice, interpolated along axis B for each of the 256 samples that it
+    // The colour lattice, interpolated along axis B for each of the 256 samples that it
     // can meet: 17 x 17 points each. Null: `lattice`, of packLattice, is used.
     const float* slabs;
     const float* lattice;
@@ -55,6 +52,7 @@ private:
     static constexpr int kChunk = 256;  // columns
     static constexpr int kBlocks = kChunk / 2;
     static constexpr bool kWide = sizeof(T) > 1;
+    static constexpr int kSettledUnits = 5;
 
     enum class Mask { kNone, kHost, kSkin };
     enum class Offset { kNone, kExact, kWhole };   // of luma
@@ -92,17 +90,23 @@ private:
     void prepareBlocks(Rows<const T> in, Rows<const T> toned);
     template <Table kTable>
     void prepare(const Rows<const T>& in, const Rows<const T>& toned);
-    template <typename Mapped>
-    void blendBlocks(Mapped mapped);
-    void lookUpSlabs();
-    void lookUpLattice();
-    void roundOffsets();
+    template <Table kTable>
+    [[gnu::always_inline]] Mapped4 mappedColors(const float* table, int i) const;
+    template <Table kTable>
+    void lookUp();
+    template <Table kTable, Mask kMask, bool kAFirst>
+    bool lookUpMild(T* out);
+    Rows<const T> settle(const Rows<const T>& toned);
+    template <Mask kMask>
+    float32x4_t protectLevel(const float* base, float32x4_t value, int i) const;
     template <Offset kOffset, Mask kMask>
-    void writeLuma(const Rows<const T>& in, const Rows<const T>& toned, const Rows<T>& out) const;
+    void writeLuma(Rows<const T> in, Rows<const T> toned, Rows<T> out) const;
     template <Mask kMask>
     void writePairs(T* out) const;
+    template <Table kTable, Mask kMask>
+    void writeColors(const Rows<const T>& in, const Rows<const T>& toned, const Rows<T>& out);
     template <Mask kMask>
-    void write(const Rows<const T>& in, const Rows<const T>& toned, const Rows<T>& out) const;
+    void write(const Rows<const T>& in, const Rows<const T>& toned, const Rows<T>& out);
 
     // Of the colour look-up, before and after it.
     const float* axisA() const { return m_aFirst ? m_chroma->first : m_chroma->second; }
@@ -140,9 +144,9 @@ private:
     alignas(16) float m_weightB[kBlocks] = {};        // of the lattice
     alignas(16) std::int32_t m_corner[kBlocks] = {};  // where the look-up begins, bytes into its table
     alignas(16) float m_delta[kBlocks] = {};          // the look-up's offset of luma
-    // 8 bits, of each column: the same in whole levels, where m_offset says that they are exact.
-    alignas(16) signed char m_wholeDelta[kChunk] = {};
-    Offset m_offset = Offset::kNone;
+    // 8 bits: how far that is from being rounded the other way, below kSettledUnits for unsettled blocks.
+    alignas(16) std::uint16_t m_units[kBlocks] = {};
+    alignas(16) signed char m_wholeDelta[kChunk] = {};  // 8 bits, of each column: the same in whole levels
     alignas(16) float m_skinMask[kBlocks] = {};
 };
 

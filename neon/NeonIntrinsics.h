@@ -126,6 +126,14 @@ inline float32x4_t repeatLane(float32x4_t a) {
 #endif
 }
 
+// The same pointer, of which the compiler does not know where it comes from: it then pairs loads at small
+// offsets, instead of adding up an address for each.
+template <typename T>
+inline T* opaque(T* pointer) {
+    asm("" : "+r"(pointer));
+    return pointer;
+}
+
 // --- Integers to floats ---
 
 inline float32x4_t toFloats(uint32x4_t a) { return vcvtq_f32_s32(vreinterpretq_s32_u32(a)); }  // below 2^31
