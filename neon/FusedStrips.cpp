@@ -271,10 +271,7 @@ void FusedStrips<T>::mapCurves(const T* in, T* out, const T* levels) const {
             out[i] = levels[in[i]];
         }
     } else {
-        const ByteTable table(levels);
-        for (int i = 0; i < m_filled; i += 16) {
-            table.map(in + i, out + i);
-        }
+        ByteTable(levels).map(in, out, m_filled);
     }
 }
 

@@ -344,44 +344,57 @@ inline void vectorOffsets(const unsigned short* entries, int last, TableOffset (
 }
 #endif
 
-// A table of 256 bytes, held in registers where there are enough.
+// A table of 256 bytes, which must outlive this.
 class ByteTable {
 public:
-    explicit ByteTable(const unsigned char* table) {
-#if defined(__aarch64__)
-        for (int i = 0; i < 4; ++i) {
-            m_part[i] = vld1q_u8_x4(table + 64 * i);
-        }
-#else
-        m_table = table;
-#endif
-    }
+    explicit ByteTable(const unsigned char* table) : m_table(table) {}
 
-    // Maps 16 samples; both pointers may be the same.
-    void map(const unsigned char* in, unsigned char* out) const {
+    // Maps n samples; both pointers may be the same.
+    void map(const unsigned char* in, unsigned char* out, int n) const {
+        int x = 0;
 #if defined(__aarch64__)
-        const uint8x16_t next = vdupq_n_u8(64);
-        uint8x16_t index = vld1q_u8(in);
-        uint8x16_t result = vqtbl4q_u8(m_part[0], index);
-        for (int i = 1; i < 4; ++i) {
-            index = vsubq_u8(index, next);
-            result = vqtbx4q_u8(result, m_part[i], index);
+        for (; x + 64 <= n; x += 64) {
+            mapVectors<4>(in + x, out + x);
         }
-        vst1q_u8(out, result);
-#else
-        // Emulated table instructions are slower than sixteen loads.
-        for (int i = 0; i < 16; ++i) {
-            out[i] = m_table[in[i]];
+        for (; x + 16 <= n; x += 16) {
+            mapVectors<1>(in + x, out + x);
         }
 #endif
+        // Emulated table instructions are slower than single loads.
+        for (; x < n; ++x) {
+            out[x] = m_table[in[x]];
+        }
     }
 
 private:
 #if defined(__aarch64__)
-    uint8x16x4_t m_part[4];
-#else
-    const unsigned char* m_table;
+    // One part of the table after the other: all four beside the samples are too much for the registers.
+    template <int kVectors>
+    void mapVectors(const unsigned char* in, unsigned char* out) const {
+        const uint8x16_t next = vdupq_n_u8(64);
+        uint8x16_t index[kVectors];
+        uint8x16_t result[kVectors];
+        const uint8x16x4_t first = vld1q_u8_x4(m_table);
+        for (int v = 0; v < kVectors; ++v) {
+            index[v] = vld1q_u8(in + 16 * v);
+            result[v] = vqtbl4q_u8(first, index[v]);
+        }
+        const auto add = [&](const uint8x16x4_t& part) {
+            for (int v = 0; v < kVectors; ++v) {
+                index[v] = vsubq_u8(index[v], next);
+                result[v] = vqtbx4q_u8(result[v], part, index[v]);
+            }
+        };
+        add(vld1q_u8_x4(m_table + 64));
+        add(vld1q_u8_x4(m_table + 128));
+        add(vld1q_u8_x4(m_table + 192));
+        for (int v = 0; v < kVectors; ++v) {
+            vst1q_u8(out + 16 * v, result[v]);
+        }
+    }
 #endif
+
+    const unsigned char* m_table;
 };
 
 }  // namespace huevance::neon

@@ -14,14 +14,7 @@ void mapPlane(const PlaneView<unsigned char>& plane, const float* curve, int bin
     const ToneTable levels(curve, bins);
     const neon::ByteTable table(levels.get());
     for (int y = 0; y < plane.height; ++y) {
-        unsigned char* row = plane.row(y);
-        int x = 0;
-        for (; x + 16 <= plane.width; x += 16) {
-            table.map(row + x, row + x);
-        }
-        for (; x < plane.width; ++x) {
-            row[x] = levels.get()[row[x]];
-        }
+        table.map(plane.row(y), plane.row(y), plane.width);
     }
 }
 
