@@ -31,7 +31,11 @@ inline void storeLevels(unsigned short* out, float32x4_t low, float32x4_t high, 
 // lower right}.
 inline constexpr int kClaheStep = 8;
 
-template <typename T, int kRows, typename Corners>
+// kScaled, of 8 bits alone: the rows' weights are multiplied by kScale, which is exact unless a product is
+// too large for a float. No curve value may exceed kMaxScaledLevel.
+inline constexpr float kMaxScaledLevel = 1e30F;
+
+template <typename T, int kRows, typename Corners, bool kScaled = false>
 class ClaheColumns {
 public:
     ClaheColumns(const Corners& corners, const TileAxis::Position (&rows)[kRows], float max)
@@ -40,6 +44,9 @@ public:
             float weights[kWeightFloats];
             packWeights(rows[r], weights);
             m_rowWeights[r] = vld1q_f32(weights);
+            if constexpr (kScaled) {
+                m_rowWeights[r] = vmulq_f32(m_rowWeights[r], vdupq_n_f32(kScale));
+            }
         }
     }
 
@@ -88,7 +95,12 @@ private:
         mapFour<0>(places, weights + kWeightFloats * x, low);
         mapFour<4>(places, weights + kWeightFloats * x, high);
         for (int r = 0; r < kRows; ++r) {
-            storeLevels(out[r] + x, low[r], high[r], m_max);
+            if constexpr (kScaled) {
+                storeRoundedScaled(out[r] + x, low[r], high[r]);
+            } else {
+                const float32x4_t half = vdupq_n_f32(0.5F);
+                storeLevels(out[r] + x, vaddq_f32(low[r], half), vaddq_f32(high[r], half), m_max);
+            }
         }
     }
 
@@ -107,9 +119,7 @@ private:
             // {top, bottom} of two columns each, then the blend of top and bottom.
             const float32x4_t left = addPairs(weighted(0), weighted(1));
             const float32x4_t right = addPairs(weighted(2), weighted(3));
-            const float32x4_t level =
-                addPairs(vmulq_f32(left, m_rowWeights[r]), vmulq_f32(right, m_rowWeights[r]));
-            result[r] = vaddq_f32(level, vdupq_n_f32(0.5F));
+            result[r] = addPairs(vmulq_f32(left, m_rowWeights[r]), vmulq_f32(right, m_rowWeights[r]));
         }
     }
 

@@ -212,6 +212,15 @@ void FusedCapture::packSlabs() {
 
 namespace {
 
+// Whether FusedTables::mildCells holds.
+bool levelsAreMild(const Buffer<float>& levels) {
+    bool mild = true;
+    for (std::size_t i = 0; i < levels.size(); ++i) {
+        mild = mild & (std::abs(levels.get()[i]) <= kMaxScaledLevel);
+    }
+    return mild;
+}
+
 // Whether FusedTables::mildColors holds for 8-bit frames: false for any not-a-number. The offset of a block
 // is a blend of those at the points around it.
 bool colorsAreMild(const float* lut, float strength) {
@@ -247,6 +256,7 @@ void FusedCapture::runStrips(const HostEngine& engine, const T* yLevels, const T
         sizeof(T) == 1 && on.colorMap && colorsAreMild(engine.m_colorLut.get(), engine.m_fColorStrength);
     const FusedTables<T> tables = {.cells = clahe ? m_cells.get() : nullptr,
                                    .cellFloats = 4 * std::ptrdiff_t{m_cellLevels},
+                                   .mildCells = sizeof(T) == 1 && clahe && levelsAreMild(engine.m_gridLut),
                                    .widenCells = sizeof(T) > 1 && m_cellLevels == kBins8 + 1,
                                    .columnWeights = m_columnWeights.get(),
                                    .segmentEnds = m_segmentEnds.get(),

@@ -227,10 +227,10 @@ void FusedStrips<T>::fillMask(int x, int columns) {
 }
 
 template <typename T>
-template <typename Corners, int kRows>
+template <bool kScaled, typename Corners, int kRows>
 void FusedStrips<T>::mapCell(const Corners& corners, const T* const (&in)[kRows], T* const (&out)[kRows],
                              int x, int columns, const TileAxis::Position (&rows)[kRows]) const {
-    const ClaheColumns<T, kRows, Corners> cells(corners, rows, static_cast<float>(m_range - 1));
+    const ClaheColumns<T, kRows, Corners, kScaled> cells(corners, rows, static_cast<float>(m_range - 1));
     cells.map(in, out, m_tables.columnWeights + std::ptrdiff_t{kWeightFloats} * x, columns);
 }
 
@@ -253,12 +253,18 @@ void FusedStrips<T>::mapClahe(const T* const (&in)[kRows], T* const (&out)[kRows
         }
         if constexpr (kWide) {
             if (m_tables.widenCells) {
-                mapCell(WidenedCorners(cell, m_range), from, to, x + done, length, rows);
+                mapCell<false>(WidenedCorners(cell, m_range), from, to, x + done, length, rows);
             } else {
-                mapCell(PackedCorners{{cell[0], cell[1]}, m_range - 1}, from, to, x + done, length, rows);
+                mapCell<false>(PackedCorners{{cell[0], cell[1]}, m_range - 1}, from, to, x + done, length,
+                               rows);
             }
         } else {
-            mapCell(PackedCorners{{cell[0], cell[1]}, m_range - 1}, from, to, x + done, length, rows);
+            const PackedCorners corners = {{cell[0], cell[1]}, m_range - 1};
+            if (kRoundsScaled && m_tables.mildCells) {
+                mapCell<kRoundsScaled>(corners, from, to, x + done, length, rows);
+            } else {
+                mapCell<false>(corners, from, to, x + done, length, rows);
+            }
         }
         done += length;
     }

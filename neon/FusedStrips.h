@@ -21,6 +21,7 @@ struct FusedTables {
     // the last tile repeats. Null: no CLAHE.
     const float* cells;
     std::ptrdiff_t cellFloats;
+    bool mildCells;  // no curve value is above kMaxScaledLevel, and all are numbers
     // 16 bits: the cells have 256 levels of 0 .. 255 and one more, the last again, and are widened on the
     // way.
     bool widenCells;
@@ -79,7 +80,7 @@ private:
     template <int kRows>
     void mapClahe(const T* const (&in)[kRows], T* const (&out)[kRows], int x, int columns,
                   const TileAxis::Position (&rows)[kRows]);
-    template <typename Corners, int kRows>
+    template <bool kScaled, typename Corners, int kRows>
     void mapCell(const Corners& corners, const T* const (&in)[kRows], T* const (&out)[kRows], int x,
                  int columns, const TileAxis::Position (&rows)[kRows]) const;
     Rows<const T> mapTones(const Rows<const T>& in, int x, int columns);

@@ -245,6 +245,28 @@ inline uint8x16_t toBytesSaturated(const Floats16& a) {
 #endif
 }
 
+// Whether there is storeRoundedScaled(): the emulation has no such conversion.
+#if defined(__aarch64__)
+inline constexpr bool kRoundsScaled = true;
+#else
+inline constexpr bool kRoundsScaled = false;
+#endif
+
+// Eight levels, multiplied by kScale, rounded as the truncation of level + 0.5 in float does it, and held in
+// 0 .. 255; not-a-number becomes 0. The conversion rounds the level to a whole number of 2^-24, ties to even.
+// Below 0.5 a float's last place is 2^-25 or less, and the sum with 0.5 rounds to 2^-24 in the same way: of
+// the floats below 0.5 only the last becomes 1 in both. From 0.5 on, levels are whole numbers of 2^-24, the
+// conversion is exact, and level + 0.5 crosses no whole level by rounding. Dropping 16 bits then keeps what
+// decides.
+inline constexpr float kScale = 16777216.0F;
+#if defined(__aarch64__)
+inline void storeRoundedScaled(unsigned char* out, float32x4_t low, float32x4_t high) {
+    const uint16x8_t shorts =
+        vuzp2q_u16(vreinterpretq_u16_u32(vcvtnq_u32_f32(low)), vreinterpretq_u16_u32(vcvtnq_u32_f32(high)));
+    vst1_u8(out, vqrshrn_n_u16(shorts, 8));
+}
+#endif
+
 // Toward zero, to 0 .. 65535; not-a-number becomes 0.
 inline uint16x8_t toShortsSaturated(float32x4_t low, float32x4_t high) {
 #if defined(__aarch64__)

@@ -4,10 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <limits>
 
 #include "core/HostEngine.h"
+#include "core/Sample.h"
+#include "neon/ClaheColumns.h"
 #include "neon/Huevance_NEON.h"
 #include "tests/kernels/Seed.h"
 #include "tests/support/Frames.h"
@@ -262,6 +265,31 @@ TEST_P(Walk, EqualsTheStagesForEveryTable) {
         expectEqual(c);
     }
 }
+
+#if defined(__aarch64__)
+// Every float that ends near a half, and each 1021st of all.
+TEST(Rounding, OfScaledLevelsIsThatOfFloats) {
+    const auto check = [](float level) {
+        unsigned char rounded[8];
+        const float32x4_t scaled = vdupq_n_f32(level * huevance::neon::kScale);
+        huevance::neon::storeRoundedScaled(rounded, scaled, scaled);
+        const auto expected = huevance::toSample<unsigned char>(level + 0.5F, 255.0F);
+        ASSERT_EQ(rounded[7], expected) << std::hexfloat << level;
+    };
+    for (std::uint64_t bits = test::kernelSeed(); bits < 1ULL << 32; bits += 1021) {
+        const float level = std::bit_cast<float>(static_cast<std::uint32_t>(bits));
+        if (std::isnan(level) || std::abs(level) <= huevance::neon::kMaxScaledLevel) {
+            ASSERT_NO_FATAL_FAILURE(check(level));
+        }
+    }
+    for (int half = -4; half <= 1030; ++half) {
+        const auto middle = std::bit_cast<std::int32_t>(0.25F * static_cast<float>(half));
+        for (int ulps = -20; ulps <= 20; ++ulps) {
+            ASSERT_NO_FATAL_FAILURE(check(std::bit_cast<float>(middle + ulps)));
+        }
+    }
+}
+#endif
 
 INSTANTIATE_TEST_SUITE_P(Bits, Walk, testing::Values(8, 10, 11, 12, 13, 14, 15, 16));
 
