@@ -1,6 +1,7 @@
 #include "neon/FusedCapture.h"
 
 #include <algorithm>
+#include <bitset>
 #include <cmath>
 
 #include "core/Geometry.h"
@@ -212,6 +213,26 @@ void FusedCapture::packSlabs() {
 
 namespace {
 
+// Whether the chroma of an 8-bit frame meets so few rows of the slabs that these stay in a second-level
+// cache: a row of 272 bytes for each level of axis B and step of axis A. Pictures meet some hundreds of the
+// 4096, noise all. Looked at are at most 64 x 128 pairs of the input, spread over the frame.
+bool chromaIsGathered(const HostEngine& engine) {
+    constexpr int kMostRows = 1024;
+    const PlaneView<const unsigned char> chroma =
+        chromaPlane(static_cast<const unsigned char*>(engine.m_pucImage8), engine.m_stRoi8);
+    const int rowStep = chroma.height / 64 + 1;
+    const int pairStep = chroma.width / 2 / 128 + 1;
+    const int axisB = engine.m_eYuvType == IMAGE_FORMAT_TYPE_NV12 ? 1 : 0;
+    std::bitset<kBins8 * kLatticeSize> met;
+    for (int y = 0; y < chroma.height; y += rowStep) {
+        const unsigned char* row = chroma.row(y);
+        for (int x = 0; x + 1 < chroma.width; x += 2 * pairStep) {
+            met.set(row[x + axisB] * std::size_t{kLatticeSize} + row[x + 1 - axisB] / kLatticeSize);
+        }
+    }
+    return met.count() <= kMostRows;
+}
+
 // Whether FusedTables::mildCells holds.
 bool levelsAreMild(const Buffer<float>& levels) {
     bool mild = true;
@@ -249,7 +270,8 @@ void FusedCapture::runStrips(const HostEngine& engine, const T* yLevels, const T
     if (on.colorMap) {
         packLattice(sizeof(T) > 1 ? engine.m_colorLut16.get() : engine.m_colorLut.get(), m_lattice.get());
     }
-    if (on.colorMap && !m_slabs.empty()) {
+    const bool slabs = on.colorMap && !m_slabs.empty() && chromaIsGathered(engine);
+    if (slabs) {
         packSlabs();
     }
     const bool mild =
@@ -262,7 +284,7 @@ void FusedCapture::runStrips(const HostEngine& engine, const T* yLevels, const T
                                    .segmentEnds = m_segmentEnds.get(),
                                    .yLevels = yLevels,
                                    .uvLevels = uvLevels,
-                                   .slabs = m_slabs.get(),
+                                   .slabs = slabs ? m_slabs.get() : nullptr,
                                    .lattice = m_lattice.get(),
                                    .mildColors = mild,
                                    .skin = m_skin.get()};

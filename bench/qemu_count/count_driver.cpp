@@ -3,7 +3,8 @@
 // frame, a capture's reading of its scene's files included.
 //
 // count_driver --list                                    the modes and names of the pipelines
-// count_driver MODE PIPELINE BITS WIDTHxHEIGHT FRAMES    prints a hash of the first frame
+// count_driver MODE PIPELINE BITS WIDTHxHEIGHT FRAMES [noise]
+//     prints a hash of the first frame; the frames hold a picture-like pattern, or noise
 #include <cstdlib>
 #include <cstring>
 #include <exception>
@@ -35,12 +36,13 @@ void forPipelines(Use use) {
     }
 }
 
-void process(const bench::PipelineEntry& entry, int dataBit, const bench::Size& size, int count) {
+void process(const bench::PipelineEntry& entry, int dataBit, const bench::Size& size, int count,
+             test::Content content) {
     const bench::FullTuning tuning;
     const RoiInfo roi = bench::cameraRoi(size, dataBit);
     std::vector<test::Frame> frames;
     for (int i = 0; i < 2; ++i) {
-        frames.emplace_back(roi, dataBit == 8 ? 1 : 2).fill(test::Content::kPhotoLike, 1 << dataBit);
+        frames.emplace_back(roi, dataBit == 8 ? 1 : 2).fill(content, 1 << dataBit);
     }
     const auto pipeline = entry.make();
     pipeline->open(tuning.path(), roi, dataBit);
@@ -61,8 +63,9 @@ int main(int argc, char** argv) {
         });
         return 0;
     }
-    if (argc != 6) {
-        std::cerr << "usage: count_driver --list | MODE PIPELINE BITS WIDTHxHEIGHT FRAMES\n";
+    const bool noise = argc == 7 && std::strcmp(argv[6], "noise") == 0;
+    if (argc != 6 && !noise) {
+        std::cerr << "usage: count_driver --list | MODE PIPELINE BITS WIDTHxHEIGHT FRAMES [noise]\n";
         return 2;
     }
     try {
@@ -71,7 +74,8 @@ int main(int argc, char** argv) {
         forPipelines([&](const Mode& mode, const bench::PipelineEntry& entry) {
             if (std::string(mode.name) == argv[1] && std::string(entry.name) == argv[2]) {
                 found = true;
-                process(entry, std::atoi(argv[3]), bench::parseSize(argv[4]), std::atoi(argv[5]));
+                process(entry, std::atoi(argv[3]), bench::parseSize(argv[4]), std::atoi(argv[5]),
+                        noise ? test::Content::kNoise : test::Content::kPhotoLike);
             }
         });
         return found ? 0 : 2;
