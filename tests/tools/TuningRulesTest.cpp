@@ -206,6 +206,8 @@ const struct Case {
     {"HV101", kError, "param3.ini", 0, sub(kPhoto, "sceneNum=3", "sceneNum=4000"), gone("nothing"), true},
     {"HV102", kError, kParam, 0, [](const TuningDir& dir) { dir.remove(kParam); fs::create_directory(dir.path() + "/" + kParam); },
         [](const TuningDir& dir) { fs::create_directory(dir.path() + "/notes"); }},
+    {"HV102", kError, kPhoto, 0, [](const TuningDir& d) { d.write(kPhoto, read(d, kPhoto) + string(1 << 20, '#')); },
+        [](const TuningDir& d) { d.write(kPhoto, read(d, kPhoto) + "#=" + string(1000, '#')); }},
     {"HV103", kError, "curveLut1", 0, put("curveLut1", ""), put("notes", "")},
     {"HV103", kError, kPhoto, 0, put(kPhoto, ""), put("extra.ini", "")},
     {"HV105", kWarning, ".param0.ini.huevance-12.new", 0, put(".param0.ini.huevance-12.new", "x"), put(".hidden", "x")},

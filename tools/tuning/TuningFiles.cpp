@@ -32,6 +32,10 @@ TuningFile readOne(const fs::path& path, const std::string& name) {
         return file;
     }
     file.size = fs::file_size(path, error);
+    if (path.extension() == ".ini" && file.size > kTextBytes) {
+        file.error = "it has more than 1 MiB";  // the library refuses it
+        return file;
+    }
     const std::size_t wanted =
         std::min<std::size_t>(file.size, name == "CurveLut" || name == "ColorLut" ? kFusedBytes : kTextBytes);
     std::ifstream in(path, std::ios::binary);
