@@ -21,7 +21,7 @@ OPENCL = os.path.join(BUILD, "opencl")  # holds CL, as an integrator would provi
 # Debian has no headers of Android's C library. The GNU one's for AArch64 stand in, for names that both have, and for what these
 # include. A header that is new here must be one that Android has.
 C_LIBRARY = "/usr/aarch64-linux-gnu/include"
-C_HEADERS = """assert ctype dlfcn errno inttypes limits locale math pthread sched stdint stdio stdlib string time unistd wchar
+C_HEADERS = """assert ctype dirent dlfcn errno fcntl inttypes limits locale math pthread sched stdint stdio stdlib string time unistd wchar
     wctype sys/mman sys/stat sys/types""".split()
 C_PRIVATE = """alloca.h asm asm-generic bits endian.h features.h features-time64.h gnu/stubs.h gnu/stubs-lp64.h linux
     stdc-predef.h strings.h sys/cdefs.h sys/select.h""".split()
