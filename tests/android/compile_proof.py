@@ -21,10 +21,10 @@ OPENCL = os.path.join(BUILD, "opencl")  # holds CL, as an integrator would provi
 # Debian has no headers of Android's C library. The GNU one's for AArch64 stand in, for names that both have, and for what these
 # include. A header that is new here must be one that Android has.
 C_LIBRARY = "/usr/aarch64-linux-gnu/include"
-C_HEADERS = """assert ctype dirent dlfcn errno fcntl inttypes limits locale math pthread sched stdint stdio stdlib string time unistd wchar
-    wctype sys/mman sys/stat sys/types""".split()
+C_HEADERS = """assert ctype dirent dlfcn errno fcntl inttypes limits locale math pthread sched signal stdint stdio stdlib
+    string time unistd wchar wctype sys/mman sys/stat sys/types""".split()
 C_PRIVATE = """alloca.h asm asm-generic bits endian.h features.h features-time64.h gnu/stubs.h gnu/stubs-lp64.h linux
-    stdc-predef.h strings.h sys/cdefs.h sys/select.h""".split()
+    stdc-predef.h strings.h sys/cdefs.h sys/procfs.h sys/select.h sys/time.h sys/ucontext.h sys/user.h""".split()
 
 # What the Android build system adds to every C++ source, as far as it changes what compiles.
 SOONG_FLAGS = """-target aarch64-linux-android29 -DANDROID -D__ANDROID_VENDOR__ -fPIC -fno-exceptions -fno-rtti -Winit-self
