@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-unsigned int LogPrintf::mLogLevel = LogPrintf::kError;
+std::atomic<unsigned int> LogPrintf::mLogLevel = LogPrintf::kError;
 
 namespace {
 constexpr const char* kLoggerTag = "Algorithm";
@@ -14,7 +14,8 @@ constexpr int kMaxLine = 1024;
 void LogPrintf::setLogStatus(int status) { mLogLevel = static_cast<unsigned int>(status); }
 
 void LogPrintf::logPrint(unsigned int level, const char* format, ...) {
-    if (mLogLevel == 0) {
+    const unsigned int mask = mLogLevel;
+    if (mask == 0) {
         return;
     }
     char text[kMaxLine];
@@ -30,14 +31,14 @@ void LogPrintf::logPrint(unsigned int level, const char* format, ...) {
     }
 
     // On purpose: every call that gets here leaves this trace on standard output, whatever the mask.
-    std::printf("mLogLevel %d level %d \n", static_cast<int>(mLogLevel), static_cast<int>(level));
-    if (mLogLevel == kTraceAll) {
+    std::printf("mLogLevel %d level %d \n", static_cast<int>(mask), static_cast<int>(level));
+    if (mask == kTraceAll) {
         std::printf("set log status %d logText %s \n", static_cast<int>(level), text);
         return;
     }
 
     // Only the lowest common bit counts: one call gives at most one line.
-    const unsigned int common = mLogLevel & level;
+    const unsigned int common = mask & level;
     if (common & kError) {
         __android_log_write(ANDROID_LOG_ERROR, kLoggerTag, text);
     } else if (common & kWarning) {

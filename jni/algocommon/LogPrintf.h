@@ -9,6 +9,7 @@
 
 #include <android/log.h>
 
+#include <atomic>
 #include <cstring>
 
 class LogPrintf {
@@ -30,7 +31,8 @@ public:
     static void logPrint(unsigned int level, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
 private:
-    static unsigned int mLogLevel;
+    static std::atomic<unsigned int>
+        mLogLevel;  // captures and previews read it, the host may set it meanwhile
 };
 
 // The text after the last "/" of a source path, extension included.

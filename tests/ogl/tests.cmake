@@ -24,8 +24,6 @@ huevance_ogl_test(ogl_tables_test ogl/TablesTest.cpp)
 huevance_ogl_test(ogl_pipeline_test ogl/PipelineTest.cpp)
 huevance_watch_allocations(ogl_pipeline_test)
 huevance_ogl_test(ogl_frame_test ogl/FrameTest.cpp)
-huevance_ogl_test(ogl_fault_test ogl/FaultTest.cpp)
-huevance_watch_allocations(ogl_fault_test)
 huevance_ogl_test(ogl_no_driver_test ogl/NoDriverTest.cpp)
 huevance_ogl_test(ogl_handles_test ogl/HandlesTest.cpp)
 
