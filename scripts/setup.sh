@@ -6,7 +6,8 @@ set -eu
 # What a configured and built release preset needs; tests are built from the distribution's GoogleTest source.
 build="cmake ninja-build g++ pkg-config googletest libsimde-dev
   opencl-headers libegl-dev libgles-dev
-  libcli11-dev libturbojpeg0-dev libpng-dev libyuv-dev nlohmann-json3-dev libexiv2-dev liblcms2-dev scdoc"
+  libcli11-dev libturbojpeg0-dev libpng-dev libyuv-dev nlohmann-json3-dev libexiv2-dev liblcms2-dev scdoc
+  libopencolorio-dev libeigen3-dev"
 # Further compilers, the fuzzers' runtime, AArch64 under an emulator, an interpreter of OpenCL kernels, a second compiler of
 # shaders, and what compiles for Android and looks at the result.
 test="clang libclang-rt-14-dev g++-aarch64-linux-gnu qemu-user oclgrind glslang-tools libc++-14-dev android-liblog-dev

@@ -106,6 +106,7 @@ bool readDeepRows(png_structp png, png_infop info, std::uint16_t* rgb, png_bytep
     return true;
 }
 
+// `size` is the header's.
 std::vector<std::uint16_t> readDeepPixels(const Bytes& contents, Size size, const std::string& name) {
     PngError error;
     std::vector<std::uint16_t> rgb(3 * static_cast<std::size_t>(size.width) *
@@ -181,8 +182,22 @@ Bytes writePng(const void* rgb, const PngForm& form) {
 
 }  // namespace
 
-Bytes encodePng16(std::vector<std::uint16_t>& rgb, Size size) {
+Bytes encodePng16(const std::vector<std::uint16_t>& rgb, Size size) {
     return writePng(rgb.data(), {size, 16, true});
+}
+
+std::vector<std::uint16_t> decodePng16(const Bytes& contents, const std::string& name,
+                                       const std::function<void(Size)>& check) {
+    PngImage image;
+    if (png_image_begin_read_from_memory(image.get(), contents.data(), contents.size()) == 0) {
+        throw fileError("cannot read " + name + ": " + image->message);
+    }
+    if (!sizeInRange(image->width, image->height)) {
+        throw fileError("cannot read " + name + ": the picture is too large");
+    }
+    const Size size = {static_cast<int>(image->width), static_cast<int>(image->height)};
+    check(size);
+    return readDeepPixels(contents, size, name);
 }
 
 Picture decodePng(const Bytes& contents, ColorMatrix matrix, const std::string& name) {

@@ -1,6 +1,11 @@
 // PNG, through RGB with a named matrix.
 #pragma once
 
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
 #include "tools/picture/Picture.h"
 
 namespace tool {
@@ -12,5 +17,10 @@ GrayPicture decodePngGray(const Bytes& contents, const std::string& name);
 Bytes encodePng(const Picture& picture, ColorMatrix matrix);
 // sRGB of 16 bits a sample, 3 samples a pixel, rows without padding.
 Bytes encodePng16(const std::vector<std::uint16_t>& rgb, Size size);
+
+// The same back, from a PNG of any depth, without conversion between transfer curves: 8-bit level k becomes
+// 257 x k. `check` is asked before the pixels are read, and may throw.
+std::vector<std::uint16_t> decodePng16(const Bytes& contents, const std::string& name,
+                                       const std::function<void(Size)>& check);
 
 }  // namespace tool

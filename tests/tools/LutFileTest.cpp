@@ -1,0 +1,228 @@
+// LUT files of other programs: what is read, what is refused and why, and that an identity stays one.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <png.h>
+
+#include <cmath>
+#include <functional>
+
+#include "tests/support/TuningDir.h"
+#include "tools/ToolError.h"
+#include "tools/tuning/LatticeFit.h"
+#include "tools/tuning/LutFile.h"
+
+namespace test {
+namespace {
+
+using testing::HasSubstr;
+using tool::Bytes;
+using tool::Rgb;
+
+struct LutFileTest : testing::Test {
+    TuningDir files;
+
+    std::string write(const std::string& name, const std::string& contents) {
+        files.write(name, contents);
+        return files.path() + "/" + name;
+    }
+    std::string write(const std::string& name, const Bytes& contents) {
+        return write(name, std::string(contents.begin(), contents.end()));
+    }
+    // The reason for which a file is refused; empty when it is not.
+    std::string refusal(const std::string& file) {
+        try {
+            tool::readLutFile(file);
+        } catch (const tool::ToolError& error) {
+            EXPECT_EQ(error.code(), tool::ExitCode::kFile);
+            return error.what();
+        }
+        return "";
+    }
+};
+
+std::string corners(const std::function<Rgb(Rgb)>& map) {
+    std::string text;
+    for (int i = 0; i < 8; ++i) {
+        const Rgb out = map({i % 2 * 1.0, i / 2 % 2 * 1.0, i / 4 * 1.0});
+        text += std::to_string(out.r) + " " + std::to_string(out.g) + " " + std::to_string(out.b) + "\n";
+    }
+    return text;
+}
+
+Rgb swapped(Rgb c) { return {c.b, c.r, c.g}; }
+
+// An RGB PNG by libpng's all-in-one call.
+Bytes png8(int width, int height, const std::vector<std::uint8_t>& rgb) {
+    png_image image{};
+    image.version = PNG_IMAGE_VERSION;
+    image.width = static_cast<png_uint_32>(width);
+    image.height = static_cast<png_uint_32>(height);
+    image.format = PNG_FORMAT_RGB;
+    Bytes contents(PNG_IMAGE_PNG_SIZE_MAX(image));
+    png_alloc_size_t size = contents.size();
+    EXPECT_NE(png_image_write_to_memory(&image, contents.data(), &size, 0, rgb.data(), 0, nullptr), 0);
+    contents.resize(size);
+    return contents;
+}
+
+// A HALD of level 2 with 8 bits: 4 colours an axis in 8 x 8 pixels.
+Bytes smallHald(const std::function<Rgb(Rgb)>& map) {
+    std::vector<std::uint8_t> rgb;
+    for (int i = 0; i < 64; ++i) {
+        const Rgb out = map({i % 4 / 3.0, i / 4 % 4 / 3.0, i / 16 / 3.0});
+        for (const double channel : {out.r, out.g, out.b}) {
+            rgb.push_back(static_cast<std::uint8_t>(std::lround(255 * channel)));
+        }
+    }
+    return png8(8, 8, rgb);
+}
+
+TEST_F(LutFileTest, KindsOfFiles) {
+    const auto negative = [](Rgb c) { return Rgb{1 - c.r, 1 - c.g, 1 - c.b}; };
+    // Both with blue fastest; three points an axis, of which the middle one is between the others.
+    std::string lattice3dl = "0 341 682 1023\n", spi3d = "SPILUT 1.0\n3 3\n3 3 3\n";
+    for (int i = 0; i < 27; ++i) {
+        const int r = i / 9, g = i / 3 % 3, b = i % 3;
+        const auto level = [](int k) { return " " + std::to_string(k * 4095 / 2); };
+        const auto part = [](int k) { return " " + std::to_string(k / 2.0); };
+        const auto index = [](int k) { return " " + std::to_string(k); };
+        lattice3dl += level(b) + level(r) + level(g) + "\n";
+        spi3d += index(r) + index(g) + index(b) + part(b) + part(r) + part(g) + "\n";
+    }
+    const std::string clf =
+        "<?xml version=\"1.0\"?>\n<ProcessList id=\"a\" compCLFversion=\"3\"><Matrix inBitDepth=\"32f\" "
+        "outBitDepth=\"32f\"><Array dim=\"3 3\">0 0 1  1 0 0  0 1 0</Array></Matrix></ProcessList>\n";
+    const struct {
+        std::string name, contents;
+        int size;
+        std::function<Rgb(Rgb)> map;
+    } cases[] = {
+        {"swap.cube", "# a comment\nTITLE \"swap\"\nLUT_3D_SIZE 2\n" + corners(swapped), 2, swapped},
+        {"dos.CUBE", "LUT_3D_SIZE 2\r\nDOMAIN_MIN 0 0 0\r\nDOMAIN_MAX 1 1 1\r\n" + corners(negative), 2,
+         negative},
+        {"curve.cube", "LUT_1D_SIZE 2\n1 1 1\n0 0 0\n", 33, negative},
+        {"swap.3dl", lattice3dl, 3, swapped},
+        {"swap.spi3d", spi3d, 3, swapped},
+        {"curve.spi1d", "Version 1\nFrom 0.0 1.0\nLength 2\nComponents 1\n{\n1.0\n0.0\n}\n", 33, negative},
+        {"swap.clf", clf, 33, swapped},
+        {"beyond.cube", "LUT_3D_SIZE 2\n" + corners([](Rgb c) {
+                            return Rgb{2 * c.r, c.g - 1, c.b};
+                        }),
+         2,
+         [](Rgb c) {
+             return Rgb{c.r > 0 ? 1.0 : 0.0, 0, c.b};
+         }},
+    };
+    for (const auto& lut : cases) {
+        const tool::RgbLut read = tool::readLutFile(write(lut.name, lut.contents));
+        EXPECT_EQ(read.size, lut.size) << lut.name;
+        EXPECT_EQ(read.source, lut.name);
+        for (int i = 0; i < 8; ++i) {
+            const Rgb in = {i % 2 * 1.0, i / 2 % 2 * 1.0, i / 4 * 1.0};
+            const Rgb out = read.at(in), expected = lut.map(in);
+            EXPECT_NEAR(out.r, expected.r, 1e-4) << lut.name << i;
+            EXPECT_NEAR(out.g, expected.g, 1e-4) << lut.name << i;
+            EXPECT_NEAR(out.b, expected.b, 1e-4) << lut.name << i;
+        }
+    }
+    const Rgb between = tool::readLutFile(write("hald.png", smallHald(swapped))).at({0.2, 0.5, 0.9});
+    EXPECT_NEAR(between.r, 0.9, 1e-9);
+    EXPECT_NEAR(between.g, 0.2, 1e-9);
+    EXPECT_NEAR(between.b, 0.5, 1e-9);
+}
+
+TEST_F(LutFileTest, WhatIsNoLutIsRefusedWithTheReason) {
+    const Bytes hald = smallHald(swapped);
+    const std::string header = "LUT_3D_SIZE 2\n", all = corners(swapped);
+    const std::string whole(hald.begin(), hald.end());
+    std::string damaged = whole;
+    damaged[whole.size() / 2] = static_cast<char>(damaged[whole.size() / 2] ^ 0x55);
+    const struct {
+        std::string name, contents, reason;
+    } cases[] = {
+        {"empty.cube", "", "empty.cube"},
+        {"short.cube", header + all.substr(0, all.size() / 2), "short.cube"},
+        {"long.cube", header + all + "1 1 1\n", "long.cube"},
+        {"words.cube", header + "0 0 zero\n" + all.substr(27), "words.cube"},
+        {"nan.cube", header + "nan nan nan\n" + all.substr(all.find('\n') + 1), "nan.cube"},
+        {"huge.cube", "LUT_3D_SIZE 100000\n" + all, "huge.cube"},
+        {"negative.cube", "LUT_3D_SIZE -2\n" + all, "negative.cube"},
+        {"text.txt", "dear diary\n", "text.txt"},
+        {"xml.clf", "<ProcessList><LUT3D></ProcessList>", "xml.clf"},
+        {"photo.jpg", "\xFF\xD8\xFF\xE0", "save the HALD picture as PNG"},
+        {"cut.png", whole.substr(0, whole.size() - 40), "cut.png"},
+        {"damaged.png", damaged, "damaged.png"},
+    };
+    for (const auto& lut : cases) {
+        EXPECT_THAT(refusal(write(lut.name, lut.contents)), HasSubstr(lut.reason)) << lut.name;
+    }
+    EXPECT_THAT(refusal(write("odd.png", png8(8, 9, std::vector<std::uint8_t>(8 * 9 * 3)))),
+                HasSubstr("8x9 is no HALD"));
+    EXPECT_THAT(refusal(files.path() + "/none.cube"), HasSubstr("No such file"));
+}
+
+// Written, read, and as a table. Grids whose points no 16-bit number meets, and one that is sampled anew.
+TEST_F(LutFileTest, IdentitiesAndRoundTrips) {
+    const auto identity = [](const Rgb& c) { return c; };
+    const auto warm = [](const Rgb& c) { return Rgb{std::sqrt(c.r), c.g, c.b * c.b}; };
+    const struct {
+        std::string name;
+        std::function<Bytes(const tool::RgbMap&)> write;
+    } files_[] = {
+        {"2.cube", [](const tool::RgbMap& map) { return tool::cubeOf(2, map, "t"); }},
+        {"70.cube", [](const tool::RgbMap& map) { return tool::cubeOf(70, map, "t"); }},
+        {"2.png", [](const tool::RgbMap& map) { return tool::haldOf(2, map); }},
+        {"8.png", [](const tool::RgbMap& map) { return tool::haldOf(8, map); }},
+        {"9.png", [](const tool::RgbMap& map) { return tool::haldOf(9, map); }},
+    };
+    const tool::Lattice expected;
+    for (const auto& file : files_) {
+        const tool::RgbLut lut = tool::readLutFile(write(file.name, file.write(identity)));
+        const tool::Lattice lattice = tool::latticeBetween(
+            [&](const tool::Yuv& color) {
+                return tool::mapYuv(color, tool::OutsideGamut::kKeep, tool::LumaWeights::kBt601,
+                                    [&](const Rgb& c) { return lut.at(c); });
+            },
+            tool::LumaWeights::kBt601);
+        double worst = 0.0;
+        for (std::size_t i = 0; i < tool::Lattice::kFloats; ++i) {
+            worst =
+                std::max(worst, std::abs(static_cast<double>(lattice.values()[i] - expected.values()[i])));
+        }
+        EXPECT_LT(worst, 0.01) << file.name;
+        const tool::RgbLut curved = tool::readLutFile(write(file.name, file.write(warm)));
+        const double last = curved.size - 1;
+        for (const double at : {0.0, std::floor(last / 2) / last, 1.0}) {
+            const Rgb out = curved.at({at, at, at});
+            EXPECT_NEAR(out.r, std::sqrt(at), 0.002) << file.name;
+            EXPECT_NEAR(out.b, at * at, 0.002) << file.name;
+        }
+    }
+}
+
+// A table that bends: between the points it must be nearer than one that is right at the points alone.
+TEST(LatticeBetweenTest, IsNearerThanTheValuesAtThePoints) {
+    const auto map = [](const tool::Yuv& color) {
+        return tool::mapYuv(color, tool::OutsideGamut::kKeep, tool::LumaWeights::kBt601, [](const Rgb& c) {
+            const double grey = 0.3 * c.r + 0.6 * c.g + 0.1 * c.b;
+            return Rgb{grey * grey, grey * grey, grey * grey};
+        });
+    };
+    const tool::Lattice points = tool::Lattice::of(map);
+    const tool::Lattice fitted = tool::latticeBetween(map, tool::LumaWeights::kBt601);
+    double errors[2] = {};
+    for (int i = 0; i < 4096; ++i) {
+        const tool::Yuv color = tool::toYuv(Rgb{i % 16 / 15.0, i / 16 % 16 / 15.0, i / 256 / 15.0});
+        const tool::Yuv expected = map(color);
+        int which = 0;
+        for (const tool::Lattice* lattice : {&points, &fitted}) {
+            const tool::Yuv out = lattice->at(color);
+            errors[which++] += std::hypot(out.y - expected.y, out.u - expected.u, out.v - expected.v) / 4096;
+        }
+    }
+    EXPECT_LT(errors[1], 0.5 * errors[0]);
+    EXPECT_LT(errors[1], 1.0);
+}
+
+}  // namespace
+}  // namespace test

@@ -1,0 +1,357 @@
+#include "tools/tuning/LatticeFit.h"
+
+#include <Eigen/Dense>
+#include <Eigen/IterativeLinearSolvers>
+#include <Eigen/SparseCholesky>
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+namespace tool {
+
+namespace {
+
+using Matrix = Eigen::SparseMatrix<double>;
+using Entries = std::vector<Eigen::Triplet<double>>;
+using Columns = Eigen::MatrixXd;  // a row for each point, a column for each of Y, U, V
+
+constexpr int kPointCount = static_cast<int>(Lattice::kPoints);
+constexpr int kSide = static_cast<int>(Lattice::kSide);
+
+// The eight points around a sample, by their numbers and weights; in the order of the bits y, u, v.
+struct Corners {
+    std::array<int, 8> point;
+    std::array<double, 8> weight;
+
+    explicit Corners(const float (&in)[3]) {
+        int low[3];
+        double part[3];
+        for (int axis = 0; axis < 3; ++axis) {
+            const double position = std::clamp(static_cast<double>(in[axis]), 0.0, 255.0) / Lattice::kStep;
+            low[axis] = std::min(static_cast<int>(position), kSide - 2);
+            part[axis] = position - low[axis];
+        }
+        for (std::size_t corner = 0; corner < 8; ++corner) {
+            const int d[3] = {static_cast<int>(corner & 1U), static_cast<int>(corner >> 1U & 1U),
+                              static_cast<int>(corner >> 2U)};
+            point[corner] = (low[2] + d[2]) * kSide * kSide + (low[1] + d[1]) * kSide + low[0] + d[0];
+            weight[corner] = 1.0;
+            for (int axis = 0; axis < 3; ++axis) {
+                weight[corner] *= d[axis] != 0 ? part[axis] : 1.0 - part[axis];
+            }
+        }
+    }
+};
+
+// The sums over samples: for every point 27 products with itself and its neighbours, and the right-hand side.
+class Sums {
+public:
+    Sums() : m_products(std::size_t{27} * Lattice::kPoints), m_right(Columns::Zero(kPointCount, 3)) {}
+
+    void add(const Corners& at, const std::array<double, 3>& target, double weight) {
+        for (std::size_t i = 0; i < 8; ++i) {
+            const double w = weight * at.weight[i];
+            for (int k = 0; k < 3; ++k) {
+                m_right(at.point[i], k) += w * target[static_cast<std::size_t>(k)];
+            }
+            double* row = &m_products[static_cast<std::size_t>(at.point[i]) * 27];
+            for (std::size_t j = 0; j < 8; ++j) {
+                row[neighbour(i, j)] += w * at.weight[j];
+            }
+        }
+    }
+
+    const Columns& right() const { return m_right; }
+    void addTo(Entries& entries) const {
+        for (int point = 0; point < kPointCount; ++point) {
+            for (int n = 0; n < 27; ++n) {
+                const double value = m_products[static_cast<std::size_t>(point * 27 + n)];
+                if (value != 0.0) {
+                    entries.emplace_back(point, point + offset(n), value);
+                }
+            }
+        }
+    }
+
+private:
+    // From corner i to corner j, each axis -1, 0 or 1.
+    static std::size_t neighbour(std::size_t i, std::size_t j) {
+        const auto step = [&](unsigned bit) { return 1 + (j >> bit & 1U) - (i >> bit & 1U); };
+        return step(0) + 3 * step(1) + 9 * step(2);
+    }
+    static int offset(int n) { return n % 3 - 1 + (n / 3 % 3 - 1) * kSide + (n / 9 - 1) * kSide * kSide; }
+
+    std::vector<double> m_products;
+    Columns m_right;
+};
+
+// The square of (x[point - step] - 2 x[point] + x[point + step]), times `weight`.
+void addSecondDifference(Entries& entries, int point, int step, double weight) {
+    const int points[3] = {point - step, point, point + step};
+    const double weights[3] = {1.0, -2.0, 1.0};
+    for (int i = 0; i < 3; ++i) {
+        for (int j = 0; j < 3; ++j) {
+            entries.emplace_back(points[i], points[j], weight * weights[i] * weights[j]);
+        }
+    }
+}
+
+Entries regularisation(double pull, double smooth) {
+    Entries entries;
+    for (int point = 0; point < kPointCount; ++point) {
+        entries.emplace_back(point, point, pull);
+        for (const int step : {1, kSide, kSide * kSide}) {
+            const int place = point / step % kSide;
+            if (place > 0 && place < kSide - 1) {
+                addSecondDifference(entries, point, step, smooth);
+            }
+        }
+    }
+    return entries;
+}
+
+// Huber: a sample farther off than 1.345 standard deviations, judged by the median, counts in inverse
+// proportion to its distance. A deviation below `least` is rounding, and no reason to call a sample far off.
+std::vector<double> huberTrust(const std::vector<double>& distances, double least) {
+    std::vector<double> trust = distances;
+    const auto middle = trust.begin() + static_cast<std::ptrdiff_t>(trust.size() / 2);
+    std::nth_element(trust.begin(), middle, trust.end());
+    const double limit = 1.345 * std::max(1.4826 * *middle, least);
+    std::transform(distances.begin(), distances.end(), trust.begin(),
+                   [limit](double distance) { return limit / std::max(distance, limit); });
+    return trust;
+}
+
+// --- Sums of curves
+// ----------------------------------------------------------------------------------------------
+
+// Each curve is a chain of straight pieces, and what it adds to its channel.
+constexpr int kKnots = 18;
+constexpr int kCurveValues = 3 * kKnots;
+
+// The two knots of each channel around a colour.
+struct Knots {
+    int at[6];
+    double weight[6];
+
+    explicit Knots(const Rgb& color) {
+        const double channels[3] = {color.r, color.g, color.b};
+        for (int i = 0; i < 3; ++i) {
+            const double position = std::clamp(channels[i], 0.0, 1.0) * (kKnots - 1);
+            const int low = std::min(static_cast<int>(position), kKnots - 2);
+            at[2 * i] = i * kKnots + low;
+            at[2 * i + 1] = at[2 * i] + 1;
+            weight[2 * i + 1] = position - low;
+            weight[2 * i] = 1.0 - weight[2 * i + 1];
+        }
+    }
+};
+
+struct RgbSample {
+    Knots at;
+    Eigen::Vector3d target;
+    double weight;
+};
+
+Eigen::Vector3d valueOf(const Knots& at, const Columns& curves) {
+    Eigen::Vector3d sum = Eigen::Vector3d::Zero();
+    for (int i = 0; i < 6; ++i) {
+        sum += at.weight[i] * curves.row(at.at[i]).transpose();
+    }
+    return sum;
+}
+
+Columns solveCurves(const std::vector<RgbSample>& samples, const std::vector<double>& trust) {
+    Columns matrix = Columns::Zero(kCurveValues, kCurveValues);
+    Columns right = Columns::Zero(kCurveValues, 3);
+    for (std::size_t k = 0; k < samples.size(); ++k) {
+        const Knots& at = samples[k].at;
+        for (int i = 0; i < 6; ++i) {
+            const double w = trust[k] * samples[k].weight * at.weight[i];
+            right.row(at.at[i]) += w * samples[k].target.transpose();
+            for (int j = 0; j < 6; ++j) {
+                matrix(at.at[i], at.at[j]) += w * at.weight[j];
+            }
+        }
+    }
+    // A curve goes on straight where there are no samples; a constant may stand in any of the three.
+    constexpr double kSmooth = 30.0, kPull = 0.01;
+    Entries entries;
+    for (int i = 0; i < kCurveValues; ++i) {
+        matrix(i, i) += kPull;
+        if (i % kKnots > 0 && i % kKnots < kKnots - 1) {
+            addSecondDifference(entries, i, 1, kSmooth);
+        }
+    }
+    for (const auto& entry : entries) {
+        matrix(entry.row(), entry.col()) += entry.value();
+    }
+    return matrix.ldlt().solve(right);
+}
+
+// --- Lattices
+// ----------------------------------------------------------------------------------------------------
+
+// The deviations from a prior that meet samples, reweighted in rounds.
+class Solver {
+public:
+    Solver(const std::vector<LatticeSample>& samples, const Lattice& prior) : m_samples(samples) {
+        m_corners.reserve(samples.size());
+        m_targets.reserve(samples.size());
+        for (const LatticeSample& s : samples) {
+            m_corners.emplace_back(s.in);
+            const Yuv before = prior.at({s.in[0], s.in[1], s.in[2]});
+            m_targets.push_back({s.out[0] - before.y, s.out[1] - before.u, s.out[2] - before.v});
+        }
+        m_trust.assign(samples.size(), 1.0);
+    }
+
+    // By conjugate gradients from `guess`: a factorisation of second differences in three dimensions fills
+    // up.
+    Columns solve(const Entries& fixed, const Columns& guess) const {
+        Sums sums;
+        for (std::size_t i = 0; i < m_samples.size(); ++i) {
+            sums.add(m_corners[i], m_targets[i], m_trust[i] * static_cast<double>(m_samples[i].weight));
+        }
+        Entries entries = fixed;
+        sums.addTo(entries);
+        Matrix matrix(kPointCount, kPointCount);
+        matrix.setFromTriplets(entries.begin(), entries.end());
+        Eigen::ConjugateGradient<Matrix, Eigen::Lower | Eigen::Upper> gradients(matrix);
+        gradients.setTolerance(1e-6);
+        gradients.setMaxIterations(2000);
+        return gradients.solveWithGuess(sums.right(), guess);
+    }
+
+    void reweight(const Columns& deviation) {
+        std::vector<double> distances(m_samples.size());
+        for (std::size_t i = 0; i < distances.size(); ++i) {
+            distances[i] = distance(i, deviation);
+        }
+        m_trust = huberTrust(distances, 0.5);
+    }
+
+private:
+    double distance(std::size_t sample, const Columns& deviation) const {
+        const Corners& at = m_corners[sample];
+        double squares = 0.0;
+        for (int k = 0; k < 3; ++k) {
+            double off = -m_targets[sample][static_cast<std::size_t>(k)];
+            for (std::size_t corner = 0; corner < 8; ++corner) {
+                off += at.weight[corner] * deviation(at.point[corner], k);
+            }
+            squares += off * off;
+        }
+        return std::sqrt(squares);
+    }
+
+    const std::vector<LatticeSample>& m_samples;
+    std::vector<Corners> m_corners;
+    std::vector<std::array<double, 3>> m_targets;
+    std::vector<double> m_trust;
+};
+
+}  // namespace
+
+Lattice LatticeFit::solve(const std::vector<LatticeSample>& samples) const {
+    const Entries fixed = regularisation(pull, smooth);
+    Solver solver(samples, prior);
+    Columns deviation = solver.solve(fixed, Columns::Zero(kPointCount, 3));
+    for (int round = 0; round < rounds && !samples.empty(); ++round) {
+        solver.reweight(deviation);
+        deviation = solver.solve(fixed, deviation);
+    }
+    Lattice lattice = prior;
+    for (int point = 0; point < kPointCount; ++point) {
+        const auto index = static_cast<std::size_t>(point);
+        const Yuv before = prior.point(index);
+        lattice.setPoint(index, {before.y + deviation(point, 0), before.u + deviation(point, 1),
+                                 before.v + deviation(point, 2)});
+    }
+    return lattice;
+}
+
+std::function<Rgb(const Rgb&)> sumOfCurves(const std::vector<LatticeSample>& samples) {
+    std::vector<RgbSample> colors;
+    colors.reserve(samples.size());
+    for (const LatticeSample& s : samples) {
+        const Rgb in = clamped(toRgb(Yuv{s.in[0], s.in[1], s.in[2]}));
+        const Rgb out = toRgb(Yuv{s.out[0], s.out[1], s.out[2]});
+        colors.push_back(
+            {Knots(in), {out.r - in.r, out.g - in.g, out.b - in.b}, static_cast<double>(s.weight)});
+    }
+    std::vector<double> trust(colors.size(), 1.0);
+    Columns curves = solveCurves(colors, trust);
+    for (int round = 0; round < 4 && !colors.empty(); ++round) {
+        std::vector<double> distances;
+        distances.reserve(colors.size());
+        for (const RgbSample& color : colors) {
+            distances.push_back((valueOf(color.at, curves) - color.target).norm());
+        }
+        trust = huberTrust(distances, 0.5 / 255.0);
+        curves = solveCurves(colors, trust);
+    }
+    return [curves](const Rgb& in) {
+        const Eigen::Vector3d change = valueOf(Knots(in), curves);
+        return clamped({in.r + change(0), in.g + change(1), in.b + change(2)});
+    };
+}
+
+Lattice latticeBetween(const std::function<Yuv(const Yuv&)>& map, LumaWeights weights) {
+    constexpr int kSteps = 3 * (kSide - 1);
+    constexpr double kOutside = 0.02;  // of the range of RGB
+    const auto level = [](int step) { return 255.0 * step / kSteps; };
+    std::vector<LatticeSample> samples;
+    for (int v = 0; v <= kSteps; ++v) {
+        for (int u = 0; u <= kSteps; ++u) {
+            for (int y = 0; y <= kSteps; ++y) {
+                const Yuv in = {level(y), level(u), level(v)};
+                if (!inGamut(toRgb(in, weights), kOutside)) {
+                    continue;
+                }
+                const Yuv out = map(in);
+                // Differences of vivid colours are seen less: CIEDE2000 divides by the square root of this.
+                const double chroma = 1.0 + 0.045 * std::hypot(in.u - 128.0, in.v - 128.0);
+                const auto f = [](double value) { return static_cast<float>(value); };
+                samples.push_back({{f(in.y), f(in.u), f(in.v)},
+                                   {f(out.y), f(out.u), f(out.v)},
+                                   f(1.0 / (chroma * chroma))});
+            }
+        }
+    }
+    LatticeFit fit;
+    fit.prior = Lattice::of(map);
+    fit.pull = 4e-4;
+    fit.smooth = 0.0;
+    fit.rounds = 0;
+    return fit.solve(samples);
+}
+
+Lattice limited(const Lattice& lattice) {
+    std::vector<float> values = lattice.values();
+    std::transform(values.begin(), values.end(), values.begin(),
+                   [](float value) { return std::clamp(value, 0.0F, 255.0F); });
+    return Lattice(std::move(values));
+}
+
+std::vector<double> smoothed(const std::vector<double>& values, const std::vector<double>& weights,
+                             double smooth) {
+    const auto count = static_cast<int>(values.size());
+    Entries entries;
+    Eigen::VectorXd right(count);
+    for (int i = 0; i < count; ++i) {
+        const auto at = static_cast<std::size_t>(i);
+        // A value without weight is not quite free, so that the equations have one solution.
+        entries.emplace_back(i, i, weights[at] + 1e-6);
+        right(i) = weights[at] * values[at];
+        if (i > 0 && i < count - 1) {
+            addSecondDifference(entries, i, 1, smooth);
+        }
+    }
+    Matrix matrix(count, count);
+    matrix.setFromTriplets(entries.begin(), entries.end());
+    const Eigen::VectorXd result = Eigen::SimplicialLDLT<Matrix>(matrix).solve(right);
+    return {result.begin(), result.end()};
+}
+
+}  // namespace tool
