@@ -71,6 +71,7 @@ const Level kLevels[] = {
     [](Random& random, float neutral) { return inRange(near(random, neutral)); },
     // Sums with samples end in exactly one half, or next to it.
     [](Random&, float neutral) { return inRange(std::floor(neutral) + 0.5F); },
+    [](Random&, float neutral) { return inRange(std::floor(neutral) + 0.5F - 1.0F / 32768.0F); },
     [](Random& random, float neutral) {
         const float half = std::floor(neutral) + static_cast<float>(random.below(7)) - 2.5F;
         return inRange(std::nextafter(half, random.below(2) == 0 ? 0.0F : 300.0F));
@@ -81,6 +82,10 @@ const Level kLevels[] = {
     },
     [](Random& random, float) { return 255 * random.unit(); },
     [](Random& random, float) { return std::floor(256 * random.unit()); },
+    // Far enough up that chroma leaves the range where the strength or the levels do.
+    [](Random&, float neutral) { return inRange(neutral + 60); },
+    [](Random&, float neutral) { return neutral + 60; },
+    [](Random&, float neutral) { return neutral - 60; },
     // At the ends of the range, just outside, and far outside.
     [](Random& random, float) { return random.below(2) == 0 ? 0.0F : 255.0F; },
     [](Random& random, float neutral) { return rarely(random, 255.00002F, inRange(near(random, neutral))); },
@@ -256,9 +261,10 @@ TEST_P(Walk, EqualsTheStagesForEveryCombination) {
 // Every table with every strength. Noise of this size is looked up in the lattice, not in slabs.
 TEST_P(Walk, EqualsTheStagesForEveryTable) {
     const int strengths = frequent(GetParam()) ? 12 : 1;
-    for (int i = 0; i < kTables * strengths && !HasFailure(); ++i) {
-        const bool noise = (i + i / kTables) % 3 != 0;
-        Case c = draw(2000 + i, GetParam() == 8 && noise ? 160 : 96, GetParam(),
+    for (int k = 0; k < 2 * kTables * strengths && !HasFailure(); ++k) {
+        const int i = k / 2;
+        const bool noise = k % 2 == 0;
+        Case c = draw(2000 + k, GetParam() == 8 && noise ? 160 : 96, GetParam(),
                       noise ? Content::kNoise : Content::kPhotoLike);
         c.height = c.width == 160 ? 65 : 33;
         c.rows = std::min(c.rows, c.height);
