@@ -64,7 +64,8 @@ std::size_t countOf(const std::string& text, const std::string& what) {
 bool rewriteYuvOutput(std::string& text) {
     const std::string extension = "#extension GL_EXT_YUV_target : require";
     const std::string output = "layout(yuv) out ";
-    if (countOf(text, output) != 1 || countOf(text, "out vec4 ") != 1 || !replaceFirst(text, extension, "")) {
+    if (!State::hasYuvTarget() || countOf(text, output) != 1 || countOf(text, "out vec4 ") != 1 ||
+        !replaceFirst(text, extension, "")) {
         return false;
     }
     if (!State::get().literalPrecision) {
@@ -138,7 +139,7 @@ GLenum hook_glGetError() {
 
 const GLubyte* hook_glGetString(GLenum name) {
     const GLubyte* text = systemGl().glGetString(name);
-    if (text == nullptr || name != GL_EXTENSIONS) {
+    if (text == nullptr || name != GL_EXTENSIONS || !State::hasYuvTarget()) {
         return text;
     }
     static const std::string all = std::string(reinterpret_cast<const char*>(text)) + " GL_EXT_YUV_target";

@@ -40,6 +40,11 @@ bool State::strictByDefault() {
     return value != nullptr && std::strcmp(value, "1") == 0;
 }
 
+bool State::hasYuvTarget() {
+    const char* value = std::getenv("HUEVANCE_SIM_NO_YUV_TARGET");
+    return value == nullptr || std::strcmp(value, "1") != 0;
+}
+
 void State::reset() {
     faults.clear();
     std::fill(std::begin(calls), std::end(calls), 0);

@@ -97,6 +97,9 @@ public:
     std::map<Entry, std::pair<int, int>> faults;  // calls until then, code
     int calls[static_cast<int>(Entry::kCount)] = {};
     int fenceTimeouts = 0;
+    // False where the environment's HUEVANCE_SIM_NO_YUV_TARGET is 1: the driver lacks the extension.
+    static bool hasYuvTarget();
+
     bool strict = strictByDefault();
     bool refusePbuffers = false;
     bool literalPrecision = false;

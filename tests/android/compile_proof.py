@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Compiles every source of the library for a phone, without an NDK: with clang for aarch64-linux-android29, libc++'s headers
+"""Compiles every source of the library and of its probe for a phone, without an NDK: with clang for aarch64-linux-android29, libc++'s headers
 and the flags and include paths of the preset android-arm64, then of Android.bp. The compiler sees no folder of this machine
 but a sysroot of links that is made here, and it is tested that it sees none. Usage: compile_proof.py [BUILD_FOLDER]"""
 
@@ -21,10 +21,11 @@ OPENCL = os.path.join(BUILD, "opencl")  # holds CL, as an integrator would provi
 # Debian has no headers of Android's C library. The GNU one's for AArch64 stand in, for names that both have, and for what these
 # include. A header that is new here must be one that Android has.
 C_LIBRARY = "/usr/aarch64-linux-gnu/include"
-C_HEADERS = """assert ctype dirent dlfcn errno fcntl inttypes limits locale math pthread sched signal stdint stdio stdlib
-    string time unistd wchar wctype sys/mman sys/stat sys/types""".split()
+C_HEADERS = """assert ctype dirent dlfcn errno fcntl inttypes limits locale math nl_types pthread sched signal stdint stdio
+    stdlib string time unistd wchar wctype sys/ioctl sys/mman sys/stat sys/types""".split()
 C_PRIVATE = """alloca.h asm asm-generic bits endian.h features.h features-time64.h gnu/stubs.h gnu/stubs-lp64.h linux
-    stdc-predef.h strings.h sys/cdefs.h sys/procfs.h sys/select.h sys/time.h sys/ucontext.h sys/user.h""".split()
+    stdc-predef.h strings.h sys/cdefs.h sys/procfs.h sys/select.h sys/time.h sys/ttydefaults.h sys/ucontext.h
+    sys/user.h""".split()
 
 # What the Android build system adds to every C++ source, as far as it changes what compiles.
 SOONG_FLAGS = """-target aarch64-linux-android29 -DANDROID -D__ANDROID_VENDOR__ -fPIC -fno-exceptions -fno-rtti -Winit-self
@@ -105,7 +106,7 @@ def compile_as_preset():
         result = configure(opencl)
         if result.returncode != 0:
             fail("the preset fails:\n" + result.stdout)
-    result = run(["cmake", "--build", tree, "--target", "huevance_objects"])
+    result = run(["cmake", "--build", tree, "--target", "huevance_objects", "huevance_probe_objects"])
     if result.returncode != 0:
         fail("the preset's build fails:\n" + result.stdout)
 
@@ -198,11 +199,13 @@ def compile_as_blueprint(preset_sources, preset_tree):
     library = dict(next(properties for kind, properties in modules if kind == "cc_library_shared"))
     defaults = named[library["defaults"][0]]
     arm64 = library["arch"]["arm64"]
-    sources = expand(library["srcs"] + arm64["srcs"])
+    probe = next(properties for kind, properties in modules if kind == "cc_binary")
+    sources = expand(library["srcs"] + arm64["srcs"] + probe["srcs"])
     if set(sources) != preset_sources or not arm64["enabled"]:
         fail(f"sources that only Android.bp or only CMakeLists.txt has: {set(sources) ^ preset_sources}")
-    if not set(library["shared_libs"]) <= VENDOR_LIBRARIES:
-        fail(f"not for vendors: {set(library['shared_libs']) - VENDOR_LIBRARIES}")
+    linked = set(library["shared_libs"] + probe["shared_libs"])
+    if not linked <= VENDOR_LIBRARIES:
+        fail(f"not for vendors: {linked - VENDOR_LIBRARIES}")
 
     generated = [generate(named[name]) for name in library["generated_sources"]]
     with open(generate(named[library["version_script"].lstrip(":")]), encoding="ascii") as ours, \

@@ -61,6 +61,7 @@ const Room kRooms[] = {
       "jni/HuevanceAPI.h", "jni/HuevanceTypes.h", "jni/algocommon/ImageTypes.h", "jni/algocommon/Export.h"},
      {},
      false},
+    {"tools/probe/", {"tools/host/Drivers.h", "tools/host/PlatformSet.h", "jni/HuevanceAPI.h"}, {}, false},
     {"tools/", {"tools/commands/"}, {}, false},
 };
 const Names kGuarded = {"android/", "EGL/", "GLES", "CL/", "arm_neon.h", "simde/", "sim/"};

@@ -5,7 +5,6 @@
 #include <EGL/egl.h>
 #include <GLES3/gl3.h>
 #include <dlfcn.h>
-#include <link.h>
 
 namespace tool {
 
@@ -28,11 +27,9 @@ std::string loadedOpenCl() {
     for (const char* name : {"/system/vendor/lib64/libOpenCL.so", "/vendor/lib64/libOpenCL.so",
                              "libOpenCL.so", "libOpenCL.so.1"}) {
         if (void* driver = dlopen(name, RTLD_LAZY | RTLD_LOCAL | RTLD_NOLOAD)) {
-            link_map* map = nullptr;
-            const bool found = dlinfo(driver, RTLD_DI_LINKMAP, &map) == 0 && map != nullptr;
-            const std::string path = found ? map->l_name : name;
+            const std::string path = fileOf(dlsym(driver, "clGetPlatformIDs"));
             dlclose(driver);
-            return path;
+            return path.empty() ? name : path;
         }
     }
     return {};
@@ -70,6 +67,11 @@ Details openClDetails(void* library) {
 }
 
 std::string textOf(const void* text) { return text != nullptr ? static_cast<const char*>(text) : ""; }
+
+// Whether the back end OGL can draw into a camera's buffers.
+std::string hasYuvTarget(const std::string& extensions) {
+    return (" " + extensions + " ").find(" GL_EXT_YUV_target ") != std::string::npos ? "yes" : "no";
+}
 
 // A context as the library makes one, for as long as it takes to ask.
 void askOpenGl(void* library, Details* egl, Details* gl) {
@@ -109,7 +111,8 @@ void askOpenGl(void* library, Details* egl, Details* gl) {
         if (context != EGL_NO_CONTEXT && makeCurrent(display, surface, surface, context) == EGL_TRUE) {
             *gl = {{"vendor", textOf(getString(GL_VENDOR))},
                    {"device", textOf(getString(GL_RENDERER))},
-                   {"version", textOf(getString(GL_VERSION))}};
+                   {"version", textOf(getString(GL_VERSION))},
+                   {"GL_EXT_YUV_target", hasYuvTarget(textOf(getString(GL_EXTENSIONS)))}};
             makeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
         }
         if (context != EGL_NO_CONTEXT) {
@@ -128,9 +131,10 @@ std::vector<DriverReport> driversOf(void* library) {
     Details egl;
     Details gl;
     askOpenGl(library, &egl, &gl);
+    const std::string openCl = loadedOpenCl();
     return {{"Android log", fileOf(dlsym(library, "__android_log_print")), {}},
             {"hardware buffers", fileOf(dlsym(library, "AHardwareBuffer_allocate")), {}},
-            {"OpenCL", loadedOpenCl(), openClDetails(library)},
+            {"OpenCL", openCl, openCl.empty() ? Details() : openClDetails(library)},
             {"EGL", fileOf(dlsym(library, "eglGetDisplay")), egl},
             {"OpenGL ES", fileOf(dlsym(library, "glGetString")), gl}};
 }
