@@ -30,6 +30,11 @@ ExitCode dispatch(int argc, char** argv) {
     tuning->require_subcommand(1);
     addTuningCheck(*tuning, action);
     addTuningNew(*tuning, action);
+    addTuningRetarget(*tuning, action);
+    addTuningBake(*tuning, action);
+    addTuningScene(*tuning, action);
+    addLook(app, action);
+    addCurve(app, action);
     addInfo(app, action);
     try {
         app.parse(argc, argv);

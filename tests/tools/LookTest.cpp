@@ -45,7 +45,7 @@ Look everything() {
                         Selective{1, 20, 3, -0.4, 0.05},
                         Tint{Tint::Range::kHighlights, 300, 0.02},
                         lut,
-                        Table{"adopted", 0.75, Lattice(odd)}};
+                        Table{"adopted", 0.75, true, Lattice(odd)}};
     return look;
 }
 

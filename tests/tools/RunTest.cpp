@@ -59,7 +59,11 @@ TEST_F(RunTest, UsageMistakesEndWithTwo) {
                                join(files(in, out, "--size 32x24"), {"--backend", "CPU\r\npath=x"}),
                                {"convert", in, bench.path("o.png"), "--resize", "1x1", "--megapixels", "1"},
                                {"convert", in, bench.path("o.png"), "--size", "32x24", "--resize", "4x4"},
-                               {"tuning", "new", bench.path("x"), "--backend", "a b"}});
+                               {"tuning", "new", bench.path("x"), "--photo", "GPU"},
+                               {"tuning", "new", bench.path("x"), "--frame", "NEON"},
+                               {"tuning", "new", bench.path("x"), "--looks", "neutral,sepia"},
+                               {"tuning", "new", bench.path("x"), "--photo", "OGL", "--protect", "skin"},
+                               {"tuning", "new", bench.path("x"), "--cache", std::string(127, 'c')}});
     // clang-format on
     for (const Words& arguments : cases) {
         const ToolResult result = bench.run(arguments);

@@ -29,11 +29,14 @@ struct TuningCheckTest : testing::Test {
     ToolResult check(const Words& more = {}) { return bench.run(join({"tuning", "check", tuning}, more)); }
 };
 
-TEST_F(TuningCheckTest, AFreshTuningHasNoErrors) {
-    for (const std::string backEnd : {"CPU"}) {
-        bench.run({"tuning", "new", bench.path(backEnd), "--backend", backEnd});
-        const ToolResult result = bench.run({"tuning", "check", bench.path(backEnd)});
-        EXPECT_EQ(result.exitCode, 0) << result.out;
+TEST_F(TuningCheckTest, AFreshTuningHasNoFindings) {
+    for (const std::string photo : {"CPU", "NEON", "OGL"}) {
+        for (const std::string frame : {"CPU", "GPU", "OGL"}) {
+            const std::string fresh = bench.path(photo + frame);
+            bench.run({"tuning", "new", fresh, "--photo", photo, "--frame", frame});
+            const ToolResult result = bench.run({"tuning", "check", fresh, "--strict"});
+            EXPECT_EQ(result.exitCode, 0) << photo << frame << result.out;
+        }
     }
 }
 

@@ -19,7 +19,7 @@ if(TARGET huevance_tool)
   # These compare with the library's own objects.
   huevance_test(tool_tuning_files_test tools/TuningFilesTest.cpp)
   target_link_libraries(tool_tuning_files_test PRIVATE huevance_workbench)
-  huevance_test(tool_look_test tools/ColorTest.cpp tools/LookTest.cpp)
+  huevance_test(tool_look_test tools/BakeTest.cpp tools/ColorTest.cpp tools/LookTest.cpp)
   target_link_libraries(tool_look_test PRIVATE huevance_workbench)
   huevance_test(tool_tuning_rules_test tools/TuningRulesTest.cpp)
   target_link_libraries(tool_tuning_rules_test PRIVATE huevance_workbench)
@@ -29,6 +29,7 @@ if(TARGET huevance_tool)
   huevance_tool_test(tool_compare_test tools/CompareTest.cpp)
   huevance_tool_test(tool_tuning_new_test tools/TuningNewTest.cpp)
   huevance_tool_test(tool_tuning_check_test tools/TuningCheckTest.cpp)
+  huevance_tool_test(tool_tuning_edit_test tools/TuningEditTest.cpp)
 
   # The rooms of the program without the program around them.
   huevance_test(workbench_test LIBRARY tools/FitTest.cpp tools/LutFileTest.cpp tools/MetricsTest.cpp)

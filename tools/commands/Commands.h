@@ -4,6 +4,8 @@
 
 #include <CLI/App.hpp>
 #include <functional>
+#include <string>
+#include <vector>
 
 #include "tools/ToolError.h"
 
@@ -18,5 +20,18 @@ void addInfo(CLI::App& app, Action& action);
 // `tuning` is the subcommand that these share.
 void addTuningCheck(CLI::App& tuning, Action& action);
 void addTuningNew(CLI::App& tuning, Action& action);
+void addTuningRetarget(CLI::App& tuning, Action& action);
+void addTuningBake(CLI::App& tuning, Action& action);  // and adopt
+void addTuningScene(CLI::App& tuning, Action& action);
+void addLook(CLI::App& app, Action& action);
+void addCurve(CLI::App& app, Action& action);
+
+// What a command changed in a directory, as a note.
+void noteChanges(const std::string& directory, const std::vector<std::string>& files);
+
+class TuningDirectory;
+struct Look;
+// A table's look; a table without one is adopted, in memory.
+Look lookOf(TuningDirectory& tuning, int table);
 
 }  // namespace tool

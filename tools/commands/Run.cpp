@@ -16,6 +16,7 @@
 #include "tools/host/TemporaryTuning.h"
 #include "tools/tuning/IniDocument.h"
 #include "tools/tuning/StarterTuning.h"
+#include "tools/tuning/TuningDirectory.h"
 #include "tools/tuning/check/Check.h"
 
 namespace tool {
@@ -30,7 +31,7 @@ struct RunOptions {
     ColorOptions color;
     std::string in, out, tuning;
     std::string mode = "photo";
-    int scene = 0;
+    std::string scene = "0";
     std::string scenes;
     std::string backEnd;
     std::string mask;
@@ -207,14 +208,16 @@ std::optional<Refusal> processAll(const HostLibrary& library, const RunOptions& 
 
 ExitCode run(const RunOptions& options) {
     const bool photo = options.mode == "photo";
-    const SceneScript scenes =
-        options.scenes.empty() ? SceneScript(options.scene) : SceneScript(options.scenes, options.scene);
     if (!fs::is_directory(options.tuning)) {
         throw fileError("there is no tuning directory " + options.tuning);
     }
     if (fs::absolute(options.tuning).string().size() > kMaxDirectory) {
         throw fileError("the path of the tuning directory is too long");
     }
+    const int scene = sceneNumber(options.tuning, options.scene, photo);
+    const SceneScript scenes =
+        options.scenes.empty() ? SceneScript(scene)
+                               : SceneScript(numberedScenes(options.tuning, options.scenes, photo), scene);
     checkNotOverwritten(options);
     FrameSource source(options.in, options.frame, options.color);
     const FileKind kind = outputKind(options.out, options.to, source);
@@ -270,7 +273,8 @@ void addRun(CLI::App& app, Action& action) {
     command->add_option("-m,--mode", options.mode, "photo (capture) or frame (preview)")
         ->check(CLI::IsMember({"photo", "frame"}))
         ->capture_default_str();
-    command->add_option("-s,--scene", options.scene, "Scene number")->capture_default_str();
+    command->add_option("-s,--scene", options.scene, "Scene, by its look's name or its number")
+        ->capture_default_str();
     command->add_option("--scenes", options.scenes,
                         "Scene script FRAME:SCENE,...: from each frame on its scene");
     command

@@ -10,6 +10,7 @@ namespace {
 
 constexpr double kDegrees = 180.0 / std::numbers::pi;
 constexpr double kKnee = 0.8;
+constexpr double kTop = 252.0 / 255;
 
 struct Weights {
     double red, blue;
@@ -112,15 +113,18 @@ double gamutShare(const Yuv& color, LumaWeights weights) {
     return share;
 }
 
-double maxChroma(double lightness, double hue) {
+double maxChroma(double lightness, double hue, double top) {
     if (lightness <= 0 || lightness >= 1) {
         return 0;
     }
+    const double most = srgbToLinear(top);
+    const double a = std::cos(hue / kDegrees), b = std::sin(hue / kDegrees);
     double inside = 0, outside = 0.4;
-    for (int step = 0; step < 30; ++step) {
+    for (int step = 0; step < 22; ++step) {
         const double middle = (inside + outside) / 2;
-        const LinearRgb linear = toLinear(toOklab(OkLch{lightness, middle, hue}));
-        (inGamut({linear.r, linear.g, linear.b}, 0) ? inside : outside) = middle;
+        const auto [red, green, blue] = toLinear(Oklab{lightness, middle * a, middle * b});
+        const bool in = std::min({red, green, blue}) >= 0 && std::max({red, green, blue}) <= most;
+        (in ? inside : outside) = middle;
     }
     return inside;
 }
@@ -134,11 +138,11 @@ double relativeChroma(const Oklab& color) {
 Oklab rolledOff(const Oklab& color, double kept) {
     OkLch lch = toOkLch(color);
     lch.l = std::clamp(lch.l, 0.0, 1.0);
-    const double most = maxChroma(lch.l, lch.h);
+    const double most = maxChroma(lch.l, lch.h), limit = maxChroma(lch.l, lch.h, kTop);
     // Among blues the gamut is not convex: a colour inside of it may have more than "the most".
-    const double knee = std::max(kept, kKnee) * most;
+    const double knee = std::max(kept * most, kKnee * limit);
     if (lch.c > knee) {
-        const double room = most - knee;
+        const double room = limit - knee;
         lch.c = room > 0 ? knee + room * std::tanh((lch.c - knee) / room) : knee;
     }
     return toOklab(lch);

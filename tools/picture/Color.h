@@ -56,16 +56,18 @@ Rgb clamped(const Rgb& color);
 // black and white. Luma and hue of YUV stay as they are.
 double gamutShare(const Yuv& color, LumaWeights weights = LumaWeights::kBt601);
 
-// The chroma at which colours of this lightness and hue leave the RGB gamut.
-double maxChroma(double lightness, double hue);
+// The chroma at which colours of this lightness and hue leave the RGB gamut, or a smaller one whose channels
+// reach `top` (0..1, not linear).
+double maxChroma(double lightness, double hue, double top = 1);
 
 // A colour's chroma as a part of the most that its lightness and hue allow: 0 for greys, 1 on the gamut's
 // edge, more outside.
 double relativeChroma(const Oklab& color);
 
 // Brings `color` into the gamut along its own lightness and hue. Chroma below the knee stays; above it rises
-// ever more slowly and reaches the edge only at infinity. The knee is 0.8 of the most, or `kept`, the
-// relative chroma that is not to be lost: a colour that was on the edge before it was changed may stay there.
+// ever more slowly and comes near the edge of a gamut whose channels end at 252 of 255, so that no channel is
+// clipped. The knee is 0.8 of that, or `kept`, the relative chroma that is not to be lost: a colour that was
+// on the edge of the whole gamut before it was changed may stay there.
 Oklab rolledOff(const Oklab& color, double kept);
 
 // 0 below `low`, 1 above `high`, the cubic 3 t^2 - 2 t^3 in between.

@@ -75,7 +75,7 @@ Yuv apply(const RgbLut& lut, const Yuv& color) {
 }
 
 Yuv apply(const Table& table, const Yuv& color) {
-    const Yuv out = table.lattice.at(color);
+    const Yuv out = table.texels ? table.lattice.atTexel(color) : table.lattice.at(color);
     if (table.amount == 1) {
         return out;
     }

@@ -66,8 +66,9 @@ struct RgbLut {
 
 // A table that is kept as it is: adopted, or fitted to pictures.
 struct Table {
-    std::string source;  // "adopted", "fitted", or other words
-    double amount = 1;   // 0 to 1: blend with the input, in YUV
+    std::string source;   // "adopted", "fitted", or other words
+    double amount = 1;    // 0 to 1: blend with the input, in YUV
+    bool texels = false;  // it was made for the OGL back end: see Lattice::atTexel
     Lattice lattice;
     bool operator==(const Table&) const = default;
 };

@@ -8,16 +8,15 @@ namespace tool {
 
 namespace {
 
-// Between which points of an axis a level lies, and how far from the lower one.
+// Between which points of an axis a position lies, and how far from the lower one.
 struct Place {
     std::size_t low;
     double part;
-    explicit Place(double level) {
-        // In steps of 17 levels without rounding: a point's own level is exactly at the point.
-        const double limited = std::isnan(level) ? 0 : std::clamp(level, 0.0, 255.0);
-        const double position = limited / Lattice::kStep;
-        low = std::min(static_cast<std::size_t>(position), Lattice::kSide - 1);
-        part = position - static_cast<double>(low);
+    explicit Place(double position) {
+        const double last = Lattice::kSide - 1;
+        const double limited = std::isnan(position) ? 0 : std::clamp(position, 0.0, last);
+        low = static_cast<std::size_t>(limited);
+        part = limited - static_cast<double>(low);
     }
 };
 
@@ -56,8 +55,28 @@ void Lattice::setPoint(std::size_t index, const Yuv& value) {
     m_values[index + 2 * kPoints] = static_cast<float>(value.v);
 }
 
-Yuv Lattice::at(const Yuv& color) const {
-    const Place y(color.y), u(color.u), v(color.v);
+// A point's own level is exactly at the point: quotients of multiples of 17 have no rounding.
+Yuv Lattice::at(const Yuv& color) const { return between(color.y / kStep, color.u / kStep, color.v / kStep); }
+
+Yuv Lattice::atTexel(const Yuv& color) const {
+    const auto position = [](double level) {
+        const double exact = level * kSide / 255 - 0.5;
+        // The same for the centres, whose levels are rounded.
+        return std::abs(exact - std::round(exact)) < 1e-9 ? std::round(exact) : exact;
+    };
+    return between(position(color.y), position(color.u), position(color.v));
+}
+
+Yuv Lattice::texelLevels(std::size_t point) {
+    // Luma is flat before the first centre: half way there, black and the first centre are equally wrong.
+    const auto luma = [](std::size_t i) {
+        return i == 0 ? texelLevel(0) / 2 : i == kSide - 1 ? (255 + texelLevel(i)) / 2 : texelLevel(i);
+    };
+    return {luma(point % kSide), texelLevel(point / kSide % kSide), texelLevel(point / kSide / kSide)};
+}
+
+Yuv Lattice::between(double yAt, double uAt, double vAt) const {
+    const Place y(yAt), u(uAt), v(vAt);
     Yuv sum{0, 0, 0};
     for (unsigned corner = 0; corner < 8; ++corner) {
         const std::size_t dy = corner & 1U, du = corner >> 1U & 1U, dv = corner >> 2U;

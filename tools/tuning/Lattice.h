@@ -41,7 +41,16 @@ public:
     // limited first. What stands at a point is returned exactly there, finite or not.
     Yuv at(const Yuv& color) const;
 
+    // The same for a table that the OGL back end reads: it samples at texel centres, so that point i of an
+    // axis is the level of texelLevel(i), and levels before the first centre and behind the last are flat.
+    // (Its third axis repeats beyond them; colours of that much chroma do not occur.)
+    Yuv atTexel(const Yuv& color) const;
+    static double texelLevel(std::size_t i) { return (static_cast<double>(i) + 0.5) * 255.0 / kSide; }
+    static Yuv texelLevels(std::size_t point);
+
 private:
+    Yuv between(double y, double u, double v) const;
+
     std::vector<float> m_values;
 };
 

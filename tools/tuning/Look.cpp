@@ -250,6 +250,7 @@ Bytes bytesOf(const std::vector<float>& values) {
 const std::vector<std::string> kRanges = {"shadows", "highlights"};
 const std::vector<std::string> kGamuts = {"keep", "clamp"};
 const std::vector<std::string> kMatrices = {"bt601", "bt709"};
+const std::vector<std::string> kReads = {"levels", "texels"};
 constexpr double kUnit16 = 65535;
 
 template <typename T>
@@ -279,6 +280,7 @@ void readRest(Object& object, RgbLut& lut) {
 
 void readRest(Object& object, Table& table) {
     table.source = object.text("source", false);
+    table.texels = object.word("read", kReads, false) != 0;
     table.lattice = Lattice(floatsOf(object.data("data", Lattice::kFloats * sizeof(float))));
 }
 
@@ -364,7 +366,9 @@ Look readLookObject(const Source& source, const Json& json) {
     return look;
 }
 
-std::string quoted(const std::string& text) { return Json(text).dump(-1, ' ', false, Json::error_handler_t::replace); }
+std::string quoted(const std::string& text) {
+    return Json(text).dump(-1, ' ', false, Json::error_handler_t::replace);
+}
 
 template <typename T>
 void writeRest(std::string& /*out*/, const T& /*adjustment*/) {}
@@ -395,6 +399,7 @@ void writeRest(std::string& out, const RgbLut& lut) {
 
 void writeRest(std::string& out, const Table& table) {
     writeText(out, "source", table.source);
+    writeText(out, "read", kReads[table.texels ? 1 : 0]);
     writeText(out, "data", toBase64(bytesOf(table.lattice.values())));
 }
 

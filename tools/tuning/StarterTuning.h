@@ -1,38 +1,35 @@
-// A complete tuning directory to start from.
+// A complete tuning directory to start from. Its looks are the files of tools/tuning/starter/.
 #pragma once
 
 #include <string>
 #include <vector>
 
+#include "tools/tuning/FileChanges.h"
+#include "tools/tuning/Look.h"
+
 namespace tool {
 
-// One look: a scene's numbers, and the formulas behind its two tables. Levels are 0..255 unless said
-// otherwise.
-struct StarterLook {
-    const char* name;
-    float colorStrength;  // blend of the colour table, 0..1
-    float satStrength;    // gain of chroma in the curve stage, 1 neutral
-    float claheStrength;  // local contrast, 0 least
-    // The luma curve, on 0..1: lifted shadows, an S around the middle, and a shoulder that keeps highlights.
-    float lift;      // how much the darkest third is raised
-    float contrast;  // slope gained in the middle
-    // The colour table.
-    float vibrance;  // chroma gained by pale colours; saturated ones gain less
-    float skinCalm;  // 0..1: how much of that gain skin tones are spared
-    float warmth;    // degrees towards orange in warm mid-tones' chroma, in levels
-    float deepBlue;  // luma taken from saturated blues, as a part of their luma
+// In the order of their host scene numbers; neutral is the first.
+std::vector<std::string> starterLookNames();
+// Throws a usage error, with the list, for a name that is none.
+Look starterLook(const std::string& name);
+
+enum class Protection { kNone, kMask, kSkin };
+
+struct StarterOptions {
+    std::string photo = "CPU";
+    std::string frame = "CPU";
+    std::string cache;               // empty: the directory itself
+    std::vector<std::string> looks;  // empty: all; neutral and night are always there
+    Protection protection = Protection::kNone;
 };
 
-// Scene tables in the order of their index.
-const std::vector<StarterLook>& starterLooks();
-// Table index of each host scene number: neutral, vivid, night, portrait.
-const std::vector<int>& starterSceneIdx();
+// Throws a usage error for a back end without the mode, and for what platformSet.ini cannot hold.
+void checkStarter(const StarterOptions& options);
 
-std::vector<float> starterCurve(const StarterLook& look);  // 256 levels
-std::vector<float> starterColorLut(
-    const StarterLook& look);  // 3 x 16^3 levels, planar, luma fastest, then U, then V
-
-// Writes every file into an existing directory; `backEnd` for both modes.
+// Writes every file into an existing directory, all or nothing.
+void writeStarter(const std::string& directory, const StarterOptions& options);
+// A small one, with one back end for both modes, whatever its modes are: to see whether it runs.
 void writeStarterTuning(const std::string& directory, const std::string& backEnd);
 
 }  // namespace tool

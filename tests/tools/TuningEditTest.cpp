@@ -1,0 +1,261 @@
+// The commands that change a tuning directory, on whole directories and through the library.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+#include <nlohmann/json.hpp>
+
+#include "tests/tools/ToolProcess.h"
+
+namespace test {
+namespace {
+
+namespace fs = std::filesystem;
+using Contents = std::map<std::string, Bytes>;
+
+struct TuningEditTest : testing::Test {
+    ToolBench bench;
+
+    // A starter with three looks: food, neutral, night are tables 0 to 2; scenes 0 neutral, 1 food, 2 night.
+    std::string tuning(const std::string& name = "t", const Words& more = {}) const {
+        EXPECT_EQ(bench.run(join({"tuning", "new", bench.path(name), "--looks", "food"}, more)).exitCode, 0);
+        return bench.path(name);
+    }
+    static Contents contents(const std::string& directory) {
+        Contents all;
+        for (const auto& entry : fs::directory_iterator(directory)) {
+            const std::string name = entry.path().filename().string();
+            std::FILE* file = std::fopen(entry.path().c_str(), "rb");
+            Bytes bytes(fs::file_size(entry.path()));
+            EXPECT_EQ(std::fread(bytes.data(), 1, bytes.size(), file), bytes.size());
+            std::fclose(file);
+            all[name] = bytes;
+        }
+        return all;
+    }
+    static Words changed(const Contents& before, const Contents& after) {
+        Words names;
+        for (const auto& [name, bytes] : after) {
+            if (before.count(name) == 0 || before.at(name) != bytes) {
+                names.push_back(name);
+            }
+        }
+        for (const auto& [name, bytes] : before) {
+            if (after.count(name) == 0) {
+                names.push_back("-" + name);
+            }
+        }
+        return names;
+    }
+    int ok(const Words& words) const { return bench.run(words).exitCode; }
+    // Scene number -> look.
+    std::map<int, std::string> scenes(const std::string& directory) const {
+        std::map<int, std::string> all;
+        const nlohmann::json json =
+            nlohmann::json::parse(bench.run({"tuning", "scene", "list", directory, "--json"}).out);
+        for (const auto& table : json["tables"]) {
+            EXPECT_EQ(table["photo"], table["frame"]);
+            for (const auto& number : table["photo"]) {
+                all[number.get<int>()] = table["look"].get<std::string>();
+            }
+        }
+        return all;
+    }
+};
+
+Bytes bytesOf(const std::string& text) { return {text.begin(), text.end()}; }
+
+// Which files each change touches, and nothing else; the fused tables stay what the single ones are.
+TEST_F(TuningEditTest, OnlyWhatChangedIsWritten) {
+    const std::string dir = tuning();
+    const struct {
+        Words words;
+        Words files;
+    } cases[] = {
+        {{"tuning", "bake", dir}, {}},
+        {{"look", "set", dir, "-s", "night", "claheStrength=0.33"}, {"look2.json", "param2.ini"}},
+        {{"look", "set", dir, "-s", "1", "about=Eat."}, {"look0.json"}},
+        {{"look", "set", dir, "-s", "food", "saturation=0.2"}, {"ColorLut", "colorLut0", "look0.json"}},
+        {{"look", "set", dir, "-s", "food", "curveColor=0"}, {"ColorLut", "colorLut0", "look0.json"}},
+        {{"curve", "set", dir, "-s", "food", "0,0", "99,120", "255,255"},
+         {"CurveLut", "curveLut0", "look0.json"}},
+        {{"tuning", "scene", "map", dir, "3", "night"}, {"frameSet.ini", "photoSet.ini"}},
+        {{"tuning", "scene", "add", dir, "beach", "--from", "food"},
+         {"ColorLut", "CurveLut", "colorLut3", "curveLut3", "frameSet.ini", "look3.json", "param3.ini",
+          "photoSet.ini"}},
+        {{"tuning", "scene", "remove", dir, "beach"},
+         {"ColorLut", "CurveLut", "frameSet.ini", "photoSet.ini", "-colorLut3", "-curveLut3", "-look3.json",
+          "-param3.ini"}},
+        {{"tuning", "adopt", dir}, {}},
+    };
+    for (const auto& c : cases) {
+        const Contents before = contents(dir);
+        ASSERT_EQ(ok(c.words), 0) << c.words[1];
+        const Contents after = contents(dir);
+        EXPECT_EQ(changed(before, after), c.files) << c.words[1] << c.words.back();
+        for (const std::string kind : {"urveLut", "olorLut"}) {
+            Bytes fused;
+            for (int table = 0; table < 3 + (after.count("look3.json") != 0 ? 1 : 0); ++table) {
+                const Bytes& one = after.at("c" + kind + std::to_string(table));
+                fused.insert(fused.end(), one.begin(), one.end());
+            }
+            EXPECT_EQ(after.at("C" + kind), fused);
+        }
+    }
+    EXPECT_EQ(scenes(dir),
+              (std::map<int, std::string>{{0, "neutral"}, {1, "food"}, {2, "night"}, {3, "night"}}));
+}
+
+// What is refused changes nothing.
+TEST_F(TuningEditTest, FailedCommandsLeaveTheDirectory) {
+    const std::string dir = tuning();
+    const std::string bad = bench.write("bad.csv", bytesOf("0,0\n10,20\n9,30\n"));
+    const struct {
+        Words words;
+        int code;
+        const char* message;
+    } cases[] = {
+        {{"look", "set", dir, "-s", "food", "saturation=0.2", "saturation=7"},
+         2,
+         "saturation must be a number"},
+        {{"look", "set", dir, "-s", "foot", "saturation=0"}, 2, "there is no scene 'foot'"},
+        {{"look", "set", dir, "-s", "9", "saturation=0"}, 2, "scene 9 has no table"},
+        {{"look", "set", dir, "-s", "food", "name=night"}, 3, "two looks have the name 'night'"},
+        {{"look", "set", dir}, 2, "--list"},
+        {{"curve", "set", dir, "-s", "food", "0,0", "0,9"}, 2, "x must rise"},
+        {{"curve", "import", dir, "-s", "food", bad}, 3, "bad.csv, line 3: x must rise"},
+        {{"curve", "import", dir, "-s", "food", dir + "/nothing"}, 3, "cannot read"},
+        {{"tuning", "scene", "map", dir, "5", "food"}, 2, "the next scene number is 3"},
+        {{"tuning", "scene", "add", dir, "food"}, 3, "two looks have the name 'food'"},
+        {{"tuning", "scene", "add", dir, "1st"}, 2, "cannot be a look's name"},
+        {{"tuning", "scene", "remove", dir, "food", "--to", "food"}, 2, "cannot be removed"},
+        {{"tuning", "bake", dir + "/nothing"}, 3, "there is no tuning directory"},
+        {{"tuning", "retarget", dir, dir, "--photo", "CPU", "--frame", "CPU"}, 3, "is not empty"},
+        {{"tuning", "retarget", dir, bench.path("out"), "--photo", "GPU", "--frame", "CPU"},
+         2,
+         "has no such mode"},
+    };
+    const Contents before = contents(dir);
+    for (const auto& c : cases) {
+        const ToolResult result = bench.run(c.words);
+        EXPECT_EQ(result.exitCode, c.code) << result.err;
+        EXPECT_THAT(result.err, testing::HasSubstr(c.message));
+        EXPECT_TRUE(contents(dir) == before) << result.err;
+    }
+    EXPECT_FALSE(fs::exists(bench.path("out")));
+}
+
+TEST_F(TuningEditTest, DamagedFilesAreNamed) {
+    const struct {
+        const char* file;
+        const char* text;
+        const char* message;
+    } cases[] = {
+        {"look0.json", "{\n\"name\": \"food\",\n\"sat\": 1}", "look0.json, line 3: sat is not a key"},
+        {"photoSet.ini", "[scene]\r\nsceneNum=2\r\nsceneIdx=0/\r\n",
+         "sceneNum is 2 in photoSet.ini and 3 in frameSet.ini"},
+        {"photoSet.ini", "[scene]\r\nsceneNum=0\r\n", "photoSet.ini: sceneNum is 0, not 1 to 4096"},
+    };
+    for (const auto& c : cases) {
+        const std::string dir = tuning(std::string("d") + std::to_string(&c - cases));
+        bench.write(fs::path(dir).filename().string() + "/" + c.file, bytesOf(c.text));
+        const Contents before = contents(dir);
+        const ToolResult result = bench.run({"tuning", "bake", dir});
+        EXPECT_EQ(result.exitCode, 3);
+        EXPECT_THAT(result.err, testing::HasSubstr(c.message));
+        EXPECT_TRUE(contents(dir) == before);
+    }
+}
+
+// Tables without looks: adopted for every pair of readers, they bake to the bytes that they were.
+TEST_F(TuningEditTest, AdoptChangesNoByte) {
+    const Words modes[] = {{"--photo", "NEON", "--frame", "GPU"},
+                           {"--photo", "OGL", "--frame", "OGL"},
+                           {"--photo", "NEON", "--frame", "OGL"}};
+    for (const Words& mode : modes) {
+        const std::string dir = tuning(mode[1] + mode[3], mode);
+        bench.write(fs::path(dir).filename().string() + "/param1.ini",
+                    bytesOf("[hvc]\n#=note\ncolorStrength= 0.30 \nsatStrength=1.1x\nclaheStrength=2.5\n"));
+        for (const char* look : {"/look0.json", "/look1.json", "/look2.json"}) {
+            fs::remove(dir + look);
+        }
+        const Contents before = contents(dir);
+        ASSERT_EQ(ok({"tuning", "adopt", dir}), 0);
+        EXPECT_EQ(changed(before, contents(dir)), (Words{"look0.json", "look1.json", "look2.json"}));
+        const Contents adopted = contents(dir);
+        ASSERT_EQ(ok({"tuning", "bake", dir}), 0);
+        EXPECT_TRUE(contents(dir) == adopted);
+        EXPECT_EQ(ok({"look", "set", dir, "-s", "table1", "satStrength=1"}), 0);
+        EXPECT_THAT(changed(adopted, contents(dir)), testing::ElementsAre("look1.json", "param1.ini"));
+    }
+    const std::string dir = tuning("short");
+    fs::remove(dir + "/look2.json");
+    bench.write("short/curveLut2", bytesOf("1234"));
+    EXPECT_EQ(ok({"tuning", "adopt", dir}), 3);
+    EXPECT_EQ(ok({"tuning", "bake", dir}), 3);
+}
+
+TEST_F(TuningEditTest, ScenesKeepTheirNumbers) {
+    const std::string dir = tuning();
+    using Scenes = std::map<int, std::string>;
+    EXPECT_EQ(ok({"tuning", "scene", "add", dir, "document"}), 0);
+    EXPECT_EQ(scenes(dir), (Scenes{{0, "neutral"}, {1, "food"}, {2, "night"}, {3, "document"}}));
+    EXPECT_EQ(ok({"tuning", "scene", "remove", dir, "food"}), 0);
+    EXPECT_EQ(scenes(dir), (Scenes{{0, "neutral"}, {1, "neutral"}, {2, "night"}, {3, "document"}}));
+    EXPECT_EQ(ok({"tuning", "scene", "remove", dir, "document"}), 0);
+    EXPECT_EQ(scenes(dir), (Scenes{{0, "neutral"}, {1, "neutral"}, {2, "night"}}));
+    EXPECT_EQ(ok({"tuning", "scene", "map", dir, "1", "night"}), 0);
+    EXPECT_EQ(scenes(dir), (Scenes{{0, "neutral"}, {1, "night"}, {2, "night"}}));
+    EXPECT_EQ(ok({"tuning", "scene", "remove", dir, "neutral", "--to", "night"}), 0);
+    EXPECT_EQ(scenes(dir), (Scenes{{0, "night"}, {1, "night"}, {2, "night"}}));
+    EXPECT_EQ(ok({"tuning", "scene", "remove", dir, "night"}), 2);
+}
+
+TEST_F(TuningEditTest, CurvesGoOutAndComeBack) {
+    const std::string dir = tuning();
+    const Contents before = contents(dir);
+    ASSERT_EQ(ok({"curve", "export", dir, "-s", "night", bench.path("c.csv")}), 0);
+    ASSERT_EQ(ok({"curve", "import", dir, "-s", "food", bench.path("c.csv")}), 0);
+    Contents after = contents(dir);
+    ASSERT_EQ(ok({"curve", "export", dir, "-s", "food", bench.path("d.csv")}), 0);
+    EXPECT_EQ(bench.read("c.csv"), bench.read("d.csv"));
+    bench.write("p.csv", bytesOf("in;out\n# points\n0;0\r\n64; 32\n\n255\t255\n"));
+    ASSERT_EQ(ok({"curve", "import", dir, "-s", "food", bench.path("p.csv")}), 0);
+    ASSERT_EQ(ok({"curve", "set", dir, "-s", "night", "0,0", "64,32", "255,255"}), 0);
+    after = contents(dir);
+    EXPECT_EQ(after["curveLut0"], after["curveLut2"]);
+}
+
+// `run` takes names; two names of one number are one picture.
+TEST_F(TuningEditTest, ScenesByName) {
+    const std::string dir = tuning(), photo = std::string(HUEVANCE_SOURCE_DIR) + "/samples/still_life.jpg";
+    const auto picture = [&](const Words& more) {
+        const ToolResult result = bench.run(join({"run", photo, bench.path("o.nv12"), "-t", dir}, more));
+        return result.exitCode == 0 ? bench.read("o.nv12") : bytesOf(result.err);
+    };
+    EXPECT_EQ(picture({"-s", "night"}), picture({"-s", "2"}));
+    EXPECT_NE(picture({"-s", "night"}), picture({"-s", "food"}));
+    EXPECT_EQ(picture({"-m", "frame", "--scenes", "0:night,1:food", "-n", "2"}),
+              picture({"-m", "frame", "--scenes", "0:2,1:1", "-n", "2"}));
+    EXPECT_THAT(picture({"-s", "supper"}), testing::Ne(Bytes()));
+    EXPECT_EQ(ok({"run", photo, bench.path("o.nv12"), "-t", dir, "-s", "supper"}), 2);
+}
+
+// The same look on other back ends: OGL with its reversed strength, and beside another one.
+TEST_F(TuningEditTest, RetargetKeepsTheLook) {
+    const std::string dir = tuning("from", {"--photo", "NEON", "--frame", "GPU"});
+    const Contents before = contents(dir);
+    ASSERT_EQ(ok({"tuning", "retarget", dir, bench.path("same"), "--photo", "CPU", "--frame", "CPU"}), 0);
+    EXPECT_EQ(changed(before, contents(bench.path("same"))), (Words{"platformSet.ini"}));
+    ASSERT_EQ(ok({"tuning", "retarget", dir, bench.path("ogl"), "--photo", "OGL", "--frame", "OGL"}), 0);
+    EXPECT_THAT(contents(bench.path("ogl")).at("param0.ini"), testing::Ne(before.at("param0.ini")));
+    ASSERT_EQ(ok({"tuning", "retarget", bench.path("ogl"), bench.path("back"), "--photo", "NEON", "--frame",
+                  "GPU"}),
+              0);
+    EXPECT_EQ(changed(before, contents(bench.path("back"))), Words());
+    EXPECT_TRUE(contents(dir) == before);
+}
+
+}  // namespace
+}  // namespace test

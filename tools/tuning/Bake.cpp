@@ -1,0 +1,163 @@
+#include "tools/tuning/Bake.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace tool {
+
+namespace {
+
+constexpr double kGrain = 1024;
+
+// The curve between its levels.
+double levelAt(const CurveLevels& curve, double x) {
+    const auto low = std::min(static_cast<std::size_t>(x), curve.size() - 2);
+    const double part = x - static_cast<double>(low);
+    return (1 - part) * curve[low] + part * curve[low + 1];
+}
+
+// The colour, brighter or darker as if by exposure, at which luma is `luma` (0..1). Exposure changes neither
+// hue nor the ratio of chroma to lightness in Oklab.
+LinearRgb exposed(const LinearRgb& color, double luma) {
+    const auto scaled = [&](double gain) {
+        return LinearRgb{color.r * gain, color.g * gain, color.b * gain};
+    };
+    double low = -12, high = 12;  // steps of exposure
+    for (int step = 0; step < 24; ++step) {
+        const double middle = (low + high) / 2;
+        (toYuv(toRgb(scaled(std::exp2(middle)))).y < 255 * luma ? low : high) = middle;
+    }
+    return scaled(std::exp2((low + high) / 2));
+}
+
+// A colour of the same hue and relative chroma whose luma is `luma` (0..255).
+Oklab withLuma(const Oklab& color, double luma) {
+    const double relative = relativeChroma(color), hue = toOkLch(color).h;
+    const auto at = [&](double l) { return toOklab(OkLch{l, relative * maxChroma(l, hue), hue}); };
+    double low = 0, high = 1;
+    for (int step = 0; step < 14; ++step) {
+        const double middle = (low + high) / 2;
+        (toYuv(clamped(toRgb(at(middle)))).y < luma ? low : high) = middle;
+    }
+    return at((low + high) / 2);
+}
+
+Yuv limited(const Yuv& color, double grain) {
+    const auto level = [grain](double value) {
+        return std::round(std::clamp(value, 0.0, 255.0) * grain) / grain;
+    };
+    return {level(color.y), level(color.u), level(color.v)};
+}
+
+// Whether the table is kept bit for bit.
+const Table* keptTable(const Look& look) {
+    if (look.curveColor != 0 || look.adjustments.size() != 1) {
+        return nullptr;
+    }
+    const auto* table = std::get_if<Table>(&look.adjustments.front());
+    return table != nullptr && table->amount == 1 ? table : nullptr;
+}
+
+std::vector<float> bakeCurve(const Look& look, const CurveLevels& curve, TableReader reader) {
+    std::vector<float> levels(curve.begin(), curve.end());
+    if (!look.curve.levels.empty()) {
+        return levels;
+    }
+    for (std::size_t i = 0; i < levels.size(); ++i) {
+        const bool texels = reader == TableReader::kTexels;
+        const double x = texels ? (static_cast<double>(i) + 0.5) * 255 / 256 : static_cast<double>(i);
+        const double grain = texels ? 1 : kGrain;
+        levels[i] = static_cast<float>(std::round(levelAt(curve, x) * grain) / grain);
+    }
+    return levels;
+}
+
+std::vector<float> bakeColor(const Look& look, const CurveLevels& curve, TableReader reader) {
+    const bool texels = reader == TableReader::kTexels;
+    Lattice lattice;
+    for (std::size_t point = 0; point < Lattice::kPoints; ++point) {
+        const Yuv in = texels ? Lattice::texelLevels(point) : Lattice::levels(point);
+        Yuv out = look.curveColor > 0 ? followCurve(curve, look.curveColor, in) : in;
+        out = applyAdjustments(look.adjustments, out);
+        if (reader == TableReader::kBoth) {
+            const auto twice = [&](double from, double to) {
+                return from + 2 * look.colorStrength * (to - from);
+            };
+            out = {twice(in.y, out.y), twice(in.u, out.u), twice(in.v, out.v)};
+        }
+        lattice.setPoint(point, limited(out, texels ? 1 : kGrain));
+    }
+    return lattice.values();
+}
+
+}  // namespace
+
+TableReader tableReader(const std::string& photo, const std::string& frame) {
+    if ((photo == "OGL") != (frame == "OGL")) {
+        return TableReader::kBoth;
+    }
+    return photo == "OGL" ? TableReader::kTexels : TableReader::kLevels;
+}
+
+double lookStrength(float fileStrength, bool reversed) {
+    const double strength = std::isfinite(fileStrength) ? fileStrength : 0.0;
+    const double exact = reversed ? 1 - strength : strength;
+    // As short a number as gives the same float again.
+    for (double digits = 10; digits < 1e10; digits *= 10) {
+        const double rounded = std::round(exact * digits) / digits;
+        if (static_cast<float>(reversed ? 1 - rounded : rounded) == static_cast<float>(strength)) {
+            return rounded;
+        }
+    }
+    return exact;
+}
+
+Yuv followCurve(const CurveLevels& curve, double amount, const Yuv& color) {
+    // The colour before the curve; chroma that no RGB colour has is put aside.
+    Yuv before = {inverseOf(curve, color.y), color.u, color.v};
+    const double share = gamutShare(before);
+    before.u = 128 + share * (color.u - 128);
+    before.v = 128 + share * (color.v - 128);
+    const LinearRgb linear = toLinear(clamped(toRgb(before)));
+    const Oklab plain = toOklab(toRgb(Yuv{color.y, before.u, before.v}));
+    Oklab after = plain;
+    // Black has no colour to keep.
+    if (before.y > 0.5 && color.y > 0.5) {
+        const Oklab kept = toOklab(exposed(linear, color.y / 255));
+        after = {plain.l + amount * (kept.l - plain.l), plain.a + amount * (kept.a - plain.a),
+                 plain.b + amount * (kept.b - plain.b)};
+    }
+    Oklab inside = rolledOff(after, relativeChroma(toOklab(linear)));
+    // Less chroma at the same lightness is more luma: the curve has said how much luma there is to be.
+    if (std::abs(toYuv(clamped(toRgb(inside))).y - color.y) > 1) {
+        inside = withLuma(inside, color.y);
+    }
+    Yuv result = toYuv(clamped(toRgb(inside)));
+    result.u += color.u - before.u;
+    result.v += color.v - before.v;
+    return result;
+}
+
+BakedTable bake(const Look& look, TableReader reader) {
+    const CurveLevels curve = levelsOf(look.curve);
+    BakedTable baked;
+    baked.satStrength = static_cast<float>(look.satStrength);
+    baked.claheStrength = static_cast<float>(look.claheStrength);
+    baked.curve = bakeCurve(look, curve, reader);
+    const Table* kept = keptTable(look);
+    const bool same =
+        kept != nullptr && (reader == TableReader::kBoth || kept->texels == (reader == TableReader::kTexels));
+    if (same) {
+        baked.color = kept->lattice.values();
+        const bool reversed = kept->texels;
+        baked.colorStrength = static_cast<float>(reversed ? 1 - look.colorStrength : look.colorStrength);
+    } else {
+        baked.color = bakeColor(look, curve, reader);
+        baked.colorStrength = static_cast<float>(reader == TableReader::kLevels   ? look.colorStrength
+                                                 : reader == TableReader::kTexels ? 1 - look.colorStrength
+                                                                                  : 0.5);
+    }
+    return baked;
+}
+
+}  // namespace tool

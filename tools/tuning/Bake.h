@@ -1,0 +1,41 @@
+// From a look to what the library reads: three strengths and two tables.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/tuning/Look.h"
+
+namespace tool {
+
+// Who reads a tuning's tables. OGL takes colorStrength reversed (0 is the table in full), reads tables
+// between texel centres instead of levels, and cuts them to whole levels.
+enum class TableReader {
+    kLevels,  // CPU, NEON and GPU
+    kTexels,  // OGL, for photos and previews
+    kBoth,    // OGL for one of the two
+};
+TableReader tableReader(const std::string& photo, const std::string& frame);
+
+struct BakedTable {
+    float colorStrength = 1, satStrength = 1, claheStrength = 0;
+    std::vector<float> curve;  // 256
+    std::vector<float> color;  // Lattice::kFloats
+};
+
+// Computed values are multiples of 1/1024 level, so that the last bits of a machine's mathematics do not
+// show; for OGL whole levels. What a look keeps (levels of a curve, a single table) comes out bit for bit.
+//
+// For both kinds of readers the colour strength is 1/2, which is the same for both, and the table moves
+// colours by twice as much; only a look that is nothing but a kept table keeps its strength, as the photos'
+// back end takes it.
+BakedTable bake(const Look& look, TableReader reader = TableReader::kLevels);
+
+// What `colorStrength` in a file means as a look's: the inverse of bake for kept tables.
+double lookStrength(float fileStrength, bool reversed);
+
+// What the tone curve and `curveColor` do to a colour that the camera gave: `color` is behind the curve
+// stage.
+Yuv followCurve(const CurveLevels& curve, double amount, const Yuv& color);
+
+}  // namespace tool
