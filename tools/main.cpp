@@ -35,6 +35,8 @@ ExitCode dispatch(int argc, char** argv) {
     addTuningScene(*tuning, action);
     addLook(app, action);
     addCurve(app, action);
+    addLut(app, action);
+    addFit(app, action);
     addInfo(app, action);
     try {
         app.parse(argc, argv);

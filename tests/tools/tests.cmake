@@ -31,6 +31,8 @@ if(TARGET huevance_tool)
   huevance_tool_test(tool_tuning_check_test tools/TuningCheckTest.cpp)
   huevance_tool_test(tool_tuning_edit_test tools/TuningEditTest.cpp)
 
+  huevance_tool_test(tool_lut_test tools/LutCommandTest.cpp)
+
   # The rooms of the program without the program around them.
   huevance_test(workbench_test LIBRARY tools/FitTest.cpp tools/LutFileTest.cpp tools/MetricsTest.cpp)
   target_link_libraries(workbench_test PRIVATE huevance_workbench)

@@ -25,6 +25,8 @@ void addTuningBake(CLI::App& tuning, Action& action);  // and adopt
 void addTuningScene(CLI::App& tuning, Action& action);
 void addLook(CLI::App& app, Action& action);
 void addCurve(CLI::App& app, Action& action);
+void addLut(CLI::App& app, Action& action);
+void addFit(CLI::App& app, Action& action);
 
 // What a command changed in a directory, as a note.
 void noteChanges(const std::string& directory, const std::vector<std::string>& files);

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "tools/tuning/LatticeFit.h"
+
 namespace tool {
 
 namespace {
@@ -72,19 +74,30 @@ std::vector<float> bakeCurve(const Look& look, const CurveLevels& curve, TableRe
     return levels;
 }
 
+bool hasLut(const Look& look) {
+    return std::any_of(look.adjustments.begin(), look.adjustments.end(),
+                       [](const Adjustment& a) { return std::holds_alternative<RgbLut>(a); });
+}
+
 std::vector<float> bakeColor(const Look& look, const CurveLevels& curve, TableReader reader) {
     const bool texels = reader == TableReader::kTexels;
-    Lattice lattice;
-    for (std::size_t point = 0; point < Lattice::kPoints; ++point) {
-        const Yuv in = texels ? Lattice::texelLevels(point) : Lattice::levels(point);
+    const auto map = [&](const Yuv& in) {
         Yuv out = look.curveColor > 0 ? followCurve(curve, look.curveColor, in) : in;
         out = applyAdjustments(look.adjustments, out);
-        if (reader == TableReader::kBoth) {
-            const auto twice = [&](double from, double to) {
-                return from + 2 * look.colorStrength * (to - from);
-            };
-            out = {twice(in.y, out.y), twice(in.u, out.u), twice(in.v, out.v)};
+        if (reader != TableReader::kBoth) {
+            return out;
         }
+        const auto twice = [&](double from, double to) {
+            return from + 2 * look.colorStrength * (to - from);
+        };
+        return Yuv{twice(in.y, out.y), twice(in.u, out.u), twice(in.v, out.v)};
+    };
+    // LUTs bend more than a look's other adjustments do, and know nothing of the lattice's points.
+    const bool between = hasLut(look) && !texels;
+    Lattice lattice = between ? latticeBetween(map, LumaWeights::kBt601) : Lattice();
+    for (std::size_t point = 0; point < Lattice::kPoints; ++point) {
+        const Yuv out = between ? lattice.point(point)
+                                : map(texels ? Lattice::texelLevels(point) : Lattice::levels(point));
         lattice.setPoint(point, limited(out, texels ? 1 : kGrain));
     }
     return lattice.values();
