@@ -100,7 +100,8 @@ TEST(BakeTest, ColoursFollowTheCurve) {
         const OkLch from = toOkLch(toOklab(rgb)), to = toOkLch(toOklab(clamped(toRgb(full))));
         if (from.c > 0.03 && to.c > 0.03 && before.y > 20) {
             EXPECT_LT(hueDistance(from.h, to.h), 2.5) << i;
-            EXPECT_NEAR(full.y, lifted.y, 1.5) << i;
+            // The brightest colours give way, so that no channel is clipped.
+            EXPECT_NEAR(full.y, lifted.y, lifted.y > 215 ? 12 : 1.5) << i;
             ++checked;
         }
         const Yuv none = followCurve(curve, 0, lifted);

@@ -91,7 +91,7 @@ TEST(Color, RollOffKeepsLightnessAndHueAndOrder) {
                 EXPECT_GE(out.c, last);
                 EXPECT_NEAR(out.l, lightness, 1e-9);
                 EXPECT_TRUE(out.c < 1e-6 || hueDistance(out.h, hue) < 1e-6);
-                if (chroma <= 0.8 * maxChroma(lightness, hue, 252.0 / 255)) {
+                if (chroma <= 0.8 * maxChroma(lightness, hue, kRollOffTop)) {
                     EXPECT_NEAR(out.c, chroma, 1e-9);
                 }
                 last = out.c;

@@ -10,7 +10,6 @@ namespace {
 
 constexpr double kDegrees = 180.0 / std::numbers::pi;
 constexpr double kKnee = 0.8;
-constexpr double kTop = 252.0 / 255;
 
 struct Weights {
     double red, blue;
@@ -138,7 +137,7 @@ double relativeChroma(const Oklab& color) {
 Oklab rolledOff(const Oklab& color, double kept) {
     OkLch lch = toOkLch(color);
     lch.l = std::clamp(lch.l, 0.0, 1.0);
-    const double most = maxChroma(lch.l, lch.h), limit = maxChroma(lch.l, lch.h, kTop);
+    const double most = maxChroma(lch.l, lch.h), limit = maxChroma(lch.l, lch.h, kRollOffTop);
     // Among blues the gamut is not convex: a colour inside of it may have more than "the most".
     const double knee = std::max(kept * most, kKnee * limit);
     if (lch.c > knee) {

@@ -64,10 +64,13 @@ double maxChroma(double lightness, double hue, double top = 1);
 // edge, more outside.
 double relativeChroma(const Oklab& color);
 
+// Where the roll-off ends: 244 of 255. What is left is for the table's interpolation and for rounding.
+inline constexpr double kRollOffTop = 244.0 / 255;
+
 // Brings `color` into the gamut along its own lightness and hue. Chroma below the knee stays; above it rises
-// ever more slowly and comes near the edge of a gamut whose channels end at 252 of 255, so that no channel is
-// clipped. The knee is 0.8 of that, or `kept`, the relative chroma that is not to be lost: a colour that was
-// on the edge of the whole gamut before it was changed may stay there.
+// ever more slowly and comes near the edge of a gamut whose channels end at kRollOffTop, so that no channel
+// is clipped. The knee is 0.8 of that, or `kept`, the relative chroma that is not to be lost: a colour that
+// was on the edge of the whole gamut before it was changed may stay there.
 Oklab rolledOff(const Oklab& color, double kept);
 
 // 0 below `low`, 1 above `high`, the cubic 3 t^2 - 2 t^3 in between.

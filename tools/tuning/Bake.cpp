@@ -34,8 +34,13 @@ LinearRgb exposed(const LinearRgb& color, double luma) {
 
 // A colour of the same hue and relative chroma whose luma is `luma` (0..255).
 Oklab withLuma(const Oklab& color, double luma) {
-    const double relative = relativeChroma(color), hue = toOkLch(color).h;
-    const auto at = [&](double l) { return toOklab(OkLch{l, relative * maxChroma(l, hue), hue}); };
+    // Of the gamut that the roll-off ends at.
+    const auto [lightness, chroma, hue] = toOkLch(color);
+    const double relative = chroma / std::max(maxChroma(lightness, hue, kRollOffTop), 1e-9);
+    const auto at = [&, hue = hue](double l) {
+        const double most = maxChroma(l, hue, kRollOffTop);
+        return toOklab(OkLch{l, std::min(relative * most, maxChroma(l, hue)), hue});
+    };
     double low = 0, high = 1;
     for (int step = 0; step < 14; ++step) {
         const double middle = (low + high) / 2;
@@ -140,14 +145,18 @@ Yuv followCurve(const CurveLevels& curve, double amount, const Yuv& color) {
         after = {plain.l + amount * (kept.l - plain.l), plain.a + amount * (kept.a - plain.a),
                  plain.b + amount * (kept.b - plain.b)};
     }
-    Oklab inside = rolledOff(after, relativeChroma(toOklab(linear)));
+    // A colour on the gamut's edge may stay there, but not when it is brightened: it would be clipped. Nor
+    // may points outside then pull their neighbours beyond it.
+    const double raised = smoothStep(0, 12, color.y - before.y);
+    const double kept = relativeChroma(toOklab(linear)) * (1 - raised);
+    Oklab inside = rolledOff(after, kept);
     // Less chroma at the same lightness is more luma: the curve has said how much luma there is to be.
     if (std::abs(toYuv(clamped(toRgb(inside))).y - color.y) > 1) {
         inside = withLuma(inside, color.y);
     }
     Yuv result = toYuv(clamped(toRgb(inside)));
-    result.u += color.u - before.u;
-    result.v += color.v - before.v;
+    result.u += (1 - raised) * (color.u - before.u);
+    result.v += (1 - raised) * (color.v - before.v);
     return result;
 }
 
