@@ -112,7 +112,7 @@ TEST(Exports, AreExactlyTheDocumentedOnes) {
 }
 
 // The C++ runtime, which is linked into the library for a phone, and the compiler's own.
-bool ofTheToolchain(const string& symbol) {
+[[maybe_unused]] bool ofTheToolchain(const string& symbol) {
     static const std::set<string> kOthers = {
         "__cxa_begin_catch",      "__cxa_end_catch",     "__cxa_rethrow",      "__cxa_guard_abort",
         "__cxa_guard_acquire",    "__cxa_guard_release", "__cxa_pure_virtual", "__gmon_start__",
