@@ -10,7 +10,7 @@ build="cmake ninja-build g++ pkg-config googletest libsimde-dev
   libopencolorio-dev libeigen3-dev"
 # Further compilers, the fuzzers' runtime, AArch64 under an emulator, an interpreter of OpenCL kernels, a second compiler of
 # shaders, and what compiles for Android and looks at the result.
-test="clang libclang-rt-14-dev g++-aarch64-linux-gnu qemu-user oclgrind glslang-tools libc++-14-dev android-liblog-dev
+test="ccache clang libclang-rt-14-dev g++-aarch64-linux-gnu qemu-user oclgrind glslang-tools libc++-14-dev android-liblog-dev
   abigail-tools dpkg-dev python3 python3-skimage"
 # What the benchmarks measure against, and with.
 bench="libbenchmark-dev libopencv-core-dev libopencv-imgproc-dev libavfilter-dev"

@@ -21,6 +21,9 @@ done
 
 scripts/setup.sh
 
+# Objects are compiled once, wherever a checkout lies: its own path does not count.
+export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache CCACHE_BASEDIR="$PWD" CCACHE_NOHASHDIR=1
+
 run_part() {
     case $1 in
         android) tests/android/compile_proof.py ;;

@@ -122,7 +122,7 @@ TEST_F(RunTest, RefusalsSayWhatTheLibraryAnswered) {
         int exitCode;
         const char* message;
     } cases[] = {
-        {{}, "--scene 7", 4, "singleProcessImage answered -1"},
+        {{}, "--scene 512", 4, "singleProcessImage answered -1"},
         {{{"maskSource", "1"}}, "", 4, "portrait mask pointer is NULL!"},
         {{{"pProtectSwitch", "1"}}, "", 4, "answered -1"},  // protection without a mask
         {{}, "--backend XYZ", 5, "'XYZ' is not available"},
