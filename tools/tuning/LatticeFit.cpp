@@ -311,7 +311,7 @@ Lattice latticeBetween(const std::function<Yuv(const Yuv&)>& map, LumaWeights we
                 }
                 const Yuv out = map(in);
                 // Differences of vivid colours are seen less: CIEDE2000 divides by the square root of this.
-                const double chroma = 1.0 + 0.045 * std::hypot(in.u - 128.0, in.v - 128.0);
+                const double chroma = 1.0 + 0.045 * std::hypot(out.u - 128.0, out.v - 128.0);
                 const auto f = [](double value) { return static_cast<float>(value); };
                 samples.push_back({{f(in.y), f(in.u), f(in.v)},
                                    {f(out.y), f(out.u), f(out.v)},
