@@ -86,7 +86,7 @@ TEST_F(HandlesTest, DispatchSaysHowEachStepWent) {
         {[&] { return HuevancePhotoProcess(name, handle, &withoutBuffer, 1); }, 0, ""},
         {[&] { return HuevancePhotoProcess(name, handle, &frame, 1); }, 0,
          captureTime + "I HuevancePhotoProcess_OGL succeeded!\n"},
-        {[&] { return HuevancePhotoProcess(name, handle, &frame, 99); }, -1,
+        {[&] { return HuevancePhotoProcess(name, handle, &frame, 512); }, -1,
          captureTime + "E HuevancePhotoProcess_OGL failed!\n"},
         {[&] { return HuevancePhotoSetExtParam(name, handle, &param); }, -1,
          "E HuevancePhotoSetExtParam_OGL failed!\n", true},
