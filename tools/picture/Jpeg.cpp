@@ -38,12 +38,13 @@ Header readHeader(tjhandle handle, const Bytes& contents, const std::string& nam
     return header;
 }
 
-void decodePlanes(tjhandle handle, const Bytes& contents, unsigned char** planes, const std::string& name) {
-    if (tjDecompressToYUVPlanes(handle, contents.data(), contents.size(), planes, 0, nullptr, 0, 0) == 0) {
+// After a decoder's call. Harmless oddities are common in cameras' files; a picture that ends early is not
+// one.
+void checkDecoded(tjhandle handle, int result, const std::string& name) {
+    if (result == 0) {
         return;
     }
     const std::string text = tjGetErrorStr2(handle);
-    // Harmless oddities are common in cameras' files; a picture that ends early is not one.
     if (tjGetErrorCode(handle) != TJERR_WARNING || text.find("remature") != std::string::npos) {
         throw fileError("cannot read " + name + ": " + text);
     }
@@ -73,7 +74,10 @@ Picture decodeJpeg(const Bytes& contents, const std::string& name) {
             planes[1 + i] = chroma[i].data();
         }
     }
-    decodePlanes(handle.get(), contents, planes, name);
+    checkDecoded(
+        handle.get(),
+        tjDecompressToYUVPlanes(handle.get(), contents.data(), contents.size(), planes, 0, nullptr, 0, 0),
+        name);
 
     libyuv::CopyPlane(luma.data(), lumaWidth, picture.y.data(), header.width, header.width, header.height);
     if (scale) {
@@ -85,6 +89,18 @@ Picture decodeJpeg(const Bytes& contents, const std::string& name) {
         }
     }
     return picture;
+}
+
+RgbPicture decodeJpegRgb(const Bytes& contents, const std::string& name) {
+    const Handle handle(tjInitDecompress(), tjDestroy);
+    const Header header = readHeader(handle.get(), contents, name);
+    RgbPicture rgb{{header.width, header.height}, {}};
+    rgb.levels.resize(3 * static_cast<std::size_t>(header.width) * static_cast<std::size_t>(header.height));
+    checkDecoded(handle.get(),
+                 tjDecompress2(handle.get(), contents.data(), contents.size(), rgb.levels.data(),
+                               header.width, 0, header.height, TJPF_RGB, TJFLAG_ACCURATEDCT),
+                 name);
+    return rgb;
 }
 
 Bytes encodeJpeg(const Picture& picture, int quality) {

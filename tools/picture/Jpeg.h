@@ -1,13 +1,15 @@
 // JPEG through its own planes: no RGB in between, so nothing is lost but the coding itself.
 #pragma once
 
-#include "tools/picture/Picture.h"
+#include "tools/picture/Rgb.h"
 
 namespace tool {
 
 // Any chroma subsampling; 4:2:0 passes untouched, others are filtered to it. Gray pictures get neutral
 // chroma.
 Picture decodeJpeg(const Bytes& contents, const std::string& name);
+// At the file's own chroma resolution, as it lies there.
+RgbPicture decodeJpegRgb(const Bytes& contents, const std::string& name);
 // 4:2:0, quality 1 to 100.
 Bytes encodeJpeg(const Picture& picture, int quality);
 

@@ -200,11 +200,17 @@ std::vector<std::uint16_t> decodePng16(const Bytes& contents, const std::string&
     return readDeepPixels(contents, size, name);
 }
 
+RgbPicture decodePngRgb(const Bytes& contents, const std::string& name) {
+    RgbPicture rgb;
+    rgb.levels = readPixels(contents, PNG_FORMAT_RGB, rgb.size, name);
+    return rgb;
+}
+
 Picture decodePng(const Bytes& contents, ColorMatrix matrix, const std::string& name) {
-    Size size;
-    const Bytes rgb = readPixels(contents, PNG_FORMAT_RGB, size, name);
+    const RgbPicture rgb = decodePngRgb(contents, name);
+    const Size size = rgb.size;
     Picture picture(size);
-    fromRgb(rgb.data(), size, matrix, picture.y.data(), picture.u.data(), picture.v.data());
+    fromRgb(rgb.levels.data(), size, matrix, picture.y.data(), picture.u.data(), picture.v.data());
     constexpr std::size_t kBitDepth = 24;  // its place in the header chunk, which comes first
     if (contents.size() > kBitDepth && contents[kBitDepth] == 16) {
         const std::vector<std::uint16_t> deepRgb = readDeepPixels(contents, size, name);

@@ -6,10 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "tools/picture/Picture.h"
+#include "tools/picture/Rgb.h"
 
 namespace tool {
 
+// As it lies in the file, 8 bits; what is transparent is shown on white.
+RgbPicture decodePngRgb(const Bytes& contents, const std::string& name);
 // Colour or gray, any depth; what is transparent is shown on white. 16 bits a sample give deep planes, too.
 Picture decodePng(const Bytes& contents, ColorMatrix matrix, const std::string& name);
 GrayPicture decodePngGray(const Bytes& contents, const std::string& name);
