@@ -37,6 +37,7 @@ ExitCode dispatch(int argc, char** argv) {
     addCurve(app, action);
     addLut(app, action);
     addFit(app, action);
+    addStudio(app, action);
     addInfo(app, action);
     try {
         app.parse(argc, argv);

@@ -27,6 +27,7 @@ void addLook(CLI::App& app, Action& action);
 void addCurve(CLI::App& app, Action& action);
 void addLut(CLI::App& app, Action& action);
 void addFit(CLI::App& app, Action& action);
+void addStudio(CLI::App& app, Action& action);
 
 // What a command changed in a directory, as a note.
 void noteChanges(const std::string& directory, const std::vector<std::string>& files);

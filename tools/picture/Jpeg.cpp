@@ -53,6 +53,12 @@ void checkDecoded(tjhandle handle, int result, const std::string& name) {
 
 }  // namespace
 
+Size sizeOfJpeg(const Bytes& contents, const std::string& name) {
+    const Handle handle(tjInitDecompress(), tjDestroy);
+    const Header header = readHeader(handle.get(), contents, name);
+    return {header.width, header.height};
+}
+
 Picture decodeJpeg(const Bytes& contents, const std::string& name) {
     const Handle handle(tjInitDecompress(), tjDestroy);
     const Header header = readHeader(handle.get(), contents, name);

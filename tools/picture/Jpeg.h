@@ -5,6 +5,8 @@
 
 namespace tool {
 
+// What the header says. Throws (exit code 3) for what cannot be decoded.
+Size sizeOfJpeg(const Bytes& contents, const std::string& name);
 // Any chroma subsampling; 4:2:0 passes untouched, others are filtered to it. Gray pictures get neutral
 // chroma.
 Picture decodeJpeg(const Bytes& contents, const std::string& name);

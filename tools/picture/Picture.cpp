@@ -116,13 +116,25 @@ FileKind parseKind(const std::string& text) {
                            : FileKind::kRaw;
 }
 
-Picture decodePicture(const Bytes& contents, ColorMatrix matrix, const std::string& name) {
+namespace {
+
+bool isJpegNotPng(const Bytes& contents, const std::string& name) {
     const FileKind kind = kindOfContents(contents);
     if (kind != FileKind::kJpeg && kind != FileKind::kPng) {
         throw fileError("cannot read " + name + ": neither JPEG nor PNG (raw frames need --size)");
     }
+    return kind == FileKind::kJpeg;
+}
+
+}  // namespace
+
+Size sizeOfPicture(const Bytes& contents, const std::string& name) {
+    return isJpegNotPng(contents, name) ? sizeOfJpeg(contents, name) : sizeOfPng(contents, name);
+}
+
+Picture decodePicture(const Bytes& contents, ColorMatrix matrix, const std::string& name) {
     Picture picture =
-        kind == FileKind::kJpeg ? decodeJpeg(contents, name) : decodePng(contents, matrix, name);
+        isJpegNotPng(contents, name) ? decodeJpeg(contents, name) : decodePng(contents, matrix, name);
     picture.metadata = Metadata::read(contents, name);
     return picture;
 }

@@ -45,6 +45,8 @@ FileKind kindOfContents(const Bytes& contents);
 std::optional<FileKind> kindOfName(const std::string& name);
 FileKind parseKind(const std::string& text);
 
+// The size as stored, from the header alone. Throws (exit code 3) for what is no JPEG or PNG.
+Size sizeOfPicture(const Bytes& contents, const std::string& name);
 // Throws (exit code 3) for what is no JPEG or PNG.
 Picture decodePicture(const Bytes& contents, ColorMatrix matrix, const std::string& name);
 // The metadata go along. A JPEG keeps its orientation, a PNG's pixels are turned upright. A picture with deep

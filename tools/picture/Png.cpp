@@ -186,8 +186,7 @@ Bytes encodePng16(const std::vector<std::uint16_t>& rgb, Size size) {
     return writePng(rgb.data(), {size, 16, true});
 }
 
-std::vector<std::uint16_t> decodePng16(const Bytes& contents, const std::string& name,
-                                       const std::function<void(Size)>& check) {
+Size sizeOfPng(const Bytes& contents, const std::string& name) {
     PngImage image;
     if (png_image_begin_read_from_memory(image.get(), contents.data(), contents.size()) == 0) {
         throw fileError("cannot read " + name + ": " + image->message);
@@ -195,7 +194,12 @@ std::vector<std::uint16_t> decodePng16(const Bytes& contents, const std::string&
     if (!sizeInRange(image->width, image->height)) {
         throw fileError("cannot read " + name + ": the picture is too large");
     }
-    const Size size = {static_cast<int>(image->width), static_cast<int>(image->height)};
+    return {static_cast<int>(image->width), static_cast<int>(image->height)};
+}
+
+std::vector<std::uint16_t> decodePng16(const Bytes& contents, const std::string& name,
+                                       const std::function<void(Size)>& check) {
+    const Size size = sizeOfPng(contents, name);
     check(size);
     return readDeepPixels(contents, size, name);
 }

@@ -10,6 +10,8 @@
 
 namespace tool {
 
+// What the header says. Throws (exit code 3) for what is no PNG.
+Size sizeOfPng(const Bytes& contents, const std::string& name);
 // As it lies in the file, 8 bits; what is transparent is shown on white.
 RgbPicture decodePngRgb(const Bytes& contents, const std::string& name);
 // Colour or gray, any depth; what is transparent is shown on white. 16 bits a sample give deep planes, too.

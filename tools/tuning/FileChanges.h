@@ -20,6 +20,8 @@ public:
         m_files[name] = Bytes(text.begin(), text.end());
     }
     void remove(const std::string& name) { m_files[name] = std::nullopt; }
+    // By name; nothing for a file that is to be removed.
+    const std::map<std::string, std::optional<Bytes>>& files() const { return m_files; }
 
     // Makes the directory so, and gives the names of the files that changed: what would not change is not
     // touched. Every new file is written beside and on the disk before the first takes its place; a link is

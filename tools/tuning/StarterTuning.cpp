@@ -98,6 +98,8 @@ const BakedTable& bakedOnce(const Look& look, TableReader reader) {
 
 }  // namespace
 
+std::span<const char* const> backEndsOf(bool photo) { return photo ? kPhotoBackEnds : kFrameBackEnds; }
+
 std::vector<std::string> starterLookNames() {
     std::vector<std::string> names;
     for (const EmbeddedLook& look : embeddedLooks()) {

@@ -1,6 +1,7 @@
 // A complete tuning directory to start from. Its looks are the files of tools/tuning/starter/.
 #pragma once
 
+#include <span>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,9 @@ struct StarterOptions {
     std::vector<std::string> looks;  // empty: all; neutral and night are always there
     Protection protection = Protection::kNone;
 };
+
+// The back ends that take photos, or previews.
+std::span<const char* const> backEndsOf(bool photo);
 
 // Throws a usage error for a back end without the mode, and for what platformSet.ini cannot hold.
 void checkStarter(const StarterOptions& options);

@@ -210,6 +210,21 @@ void TuningDirectory::mapScene(int number, int table) {
     }
 }
 
+void TuningDirectory::setTables(std::vector<EditedTable> tables) {
+    m_looks.clear();
+    m_origin.clear();
+    for (EditedTable& table : tables) {
+        m_looks.push_back(std::move(table.look));
+        m_origin.push_back(table.origin);
+    }
+}
+
+void TuningDirectory::setPlatform(bool photo, const std::string& name) {
+    if (platform(photo) != name) {
+        m_platformSet.set("platform", photo ? "photo" : "frame", name);
+    }
+}
+
 std::vector<std::string> TuningDirectory::setPlatforms(const std::string& photo, const std::string& frame) {
     std::vector<std::string> lost;
     for (const bool isPhoto : {true, false}) {
@@ -273,7 +288,9 @@ void TuningDirectory::putScenes() {
     }
 }
 
-std::vector<std::string> TuningDirectory::save() {
+std::vector<std::string> TuningDirectory::save() { return changes(bake).commit(); }
+
+FileChanges TuningDirectory::changes(const BakeFunction& bakeLook) {
     checkNames();
     putScenes();
     FileChanges changes(m_path);
@@ -281,7 +298,7 @@ std::vector<std::string> TuningDirectory::save() {
     for (int table = 0; table < tableCount(); ++table) {
         Raw raw = rawOf(table);
         if (look(table)) {
-            const BakedTable baked = bake(*look(table), reader());
+            const BakedTable baked = bakeLook(*look(table), reader());
             const float strengths[] = {baked.colorStrength, baked.satStrength, baked.claheStrength};
             for (int i = 0; i < 3; ++i) {
                 if (!sameStrength(raw.param.number("hvc", kStrengths[i]), strengths[i])) {
@@ -325,7 +342,7 @@ std::vector<std::string> TuningDirectory::save() {
             changes.remove(lookFileName(table));  // of the table that had this number
         }
     }
-    return changes.commit();
+    return changes;
 }
 
 Look TuningDirectory::adopted(int table, const Raw& raw) const {

@@ -1,6 +1,7 @@
 // A tuning directory with its scenes and looks: what the commands that change one work on.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -44,10 +45,25 @@ public:
     // Gives what the new back ends cannot show as the old ones did, in sentences.
     std::vector<std::string> setPlatforms(const std::string& photo, const std::string& frame);
 
+    // What an editor holds, instead of all there is: tables with the ones on the disk that they were (-1:
+    // new), scene numbers, the back end's name, and photoSet.ini or frameSet.ini.
+    struct EditedTable {
+        std::optional<Look> look;
+        int origin = -1;
+    };
+    void setTables(std::vector<EditedTable> tables);
+    void setScenes(bool photo, std::vector<int> idx) { (photo ? m_photoIdx : m_frameIdx) = std::move(idx); }
+    void setPlatform(bool photo, const std::string& name);
+    const IniDocument& settings(bool photo) const { return photo ? m_photoSet : m_frameSet; }
+    void setSettings(bool photo, IniDocument set) { (photo ? m_photoSet : m_frameSet) = std::move(set); }
+
     // Bakes every look whose files are not what they should be, makes the fused tables again, and replaces
     // what changed, all or nothing. Gives the names of the files that changed. Throws (exit code 3) for a
     // table that has neither a look nor whole files, or a name that two looks have.
     std::vector<std::string> save();
+    // What save() writes, by the files' names. `bake` as the function of that name.
+    using BakeFunction = std::function<BakedTable(const Look&, TableReader)>;
+    FileChanges changes(const BakeFunction& bake);
 
     // Makes looks for tables that have none; they bake to the bytes that are there, which is checked. Throws
     // (exit code 3) for a table whose files do not say all. Gives the tables.
