@@ -143,10 +143,25 @@ export function mapScene(document, mode, table, numbers) {
   return { ...document, scenes: { ...document.scenes, [mode]: list } };
 }
 
+// "origin" of a table is the one on the disk that it was; null: a new one. It says nothing about pictures.
+const contentKeys = (value) => Object.keys(value).filter((key) => key !== "origin");
+
 // Same content? Shared parts are compared by identity first.
 export function same(a, b) {
   if (a === b) return true;
   if (typeof a !== "object" || typeof b !== "object" || a === null || b === null) return false;
-  const keys = Object.keys(a);
-  return keys.length === Object.keys(b).length && keys.every((key) => key in b && same(a[key], b[key]));
+  const keys = contentKeys(a);
+  return keys.length === contentKeys(b).length && keys.every((key) => key in b && same(a[key], b[key]));
+}
+
+// Where tables are on the disk, once `sent` is what it holds.
+export const originsAfterSaving = (sent) =>
+  new Map(sent.tables.flatMap(({ origin }, table) => (Number.isInteger(origin) ? [[origin, table]] : [])));
+// Once somebody else has made `now` of `before`: tables are known by their names.
+export const originsByName = (before, now) => new Map(before.tables.map(({ look, origin }) =>
+  [origin, now.tables.findIndex((entry) => look && entry.look?.name === look.name)]).filter(([, table]) => table >= 0));
+export function withOrigins(document, origins) {
+  const tables = document.tables.map((entry) => (Number.isInteger(entry.origin) && origins.get(entry.origin) !== entry.origin
+    ? { ...entry, origin: origins.get(entry.origin) ?? null } : entry));
+  return tables.every((entry, i) => entry === document.tables[i]) ? document : { ...document, tables };
 }

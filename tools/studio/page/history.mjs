@@ -1,6 +1,6 @@
 // The document and how it came to be: an undo history without end. What is stored of it: storage.mjs.
 
-import { same } from "./edits.mjs";
+import { originsAfterSaving, originsByName, same, withOrigins } from "./edits.mjs";
 
 const kGestureRest = 1500;  // ms after which a gesture that never ended counts as ended
 
@@ -48,9 +48,24 @@ export class History {
   // What is on the disk now. The program may have put it in other words than the page.
   markSaved(sent, returned) {
     this.saved = returned;
-    if (this.document === sent && !same(sent, returned)) this.entries[this.at] = { ...this.entries[this.at], document: returned };
+    const now = this.entries[this.at], isSent = now.document === sent;
+    this.rebase(originsAfterSaving(sent));
+    if (isSent) this.entries[this.at] = { ...now, document: returned };
+    this.listener({ from: 0, count: this.entries.length });
+  }
+
+  // Somebody else has changed the disk.
+  markDisk(document) {
+    const origins = originsByName(this.saved, document);
+    this.saved = document;
+    this.rebase(origins);
+    this.listener({ from: 0, count: this.entries.length });
+  }
+
+  // Steps before and after this one name the disk's tables, too.
+  rebase(origins) {
     this.gesture = null;
-    this.listener({ from: this.at, count: this.entries.length });
+    this.entries = this.entries.map((entry) => ({ ...entry, document: withOrigins(entry.document, origins) }));
   }
 
   restore({ entries, at, saved }) {

@@ -24,6 +24,7 @@ const kLeastPixels = 1_500_000, kMostPixels = 3_000_000;  // of the whole pictur
 const kMaskPixels = 300_000;
 const kPoll = 4000;           // ms between looks at the disk
 const kDetailRest = 120;      // ms after a movement before a sharper detail is asked for
+const kStrengths = ["claheStrength", "satStrength", "colorStrength", "curveColor"];  // in the order of the stages
 const kSoft = { claheStrength: 3, satStrength: 2 };  // where the sliders end; the fields go on
 const kStages = {
   input: "Input", clahe: "After local contrast", curve: "After the curve", correction: "After correction",
@@ -126,8 +127,8 @@ class App {
       this.base = kept.base;
       this.offerDisk("You have unsaved work, and the directory has changed on the disk since.");
     } else {
+      this.history.markDisk(this.info.document);
       this.history.push("Changed on the disk", this.info.document);
-      this.history.markSaved(this.info.document, this.info.document);
     }
   }
 
@@ -146,8 +147,8 @@ class App {
     try {
       const info = await api.open();
       this.base = info.base;
-      this.history.saved = info.document;
-      if (!load || !this.history.push("Load from the disk", info.document, { table: this.view.table })) this.changed({ from: this.history.entries.length });
+      this.history.markDisk(info.document);
+      if (load) this.history.push("Load from the disk", info.document, { table: this.view.table });
     } catch (error) {
       this.fail(error);
     }
@@ -209,7 +210,7 @@ class App {
   }
 
   backEndFits(name) {
-    return this.info.backEnds.some((one) => one.name === name && one.available && one[this.view.mode]);
+    return this.info.backEnds.some((one) => one.name === name && one.available !== false && one[this.view.mode]);
   }
 
   request() {
@@ -303,7 +304,8 @@ class App {
   }
 
   buildStrengths() {
-    this.strengths = this.info.strengths.map(({ key, label, low, high, meaning, default: fallback }) => {
+    const place = ({ key }) => (kStrengths.indexOf(key) + 1 || kStrengths.length + 1);
+    this.strengths = [...this.info.strengths].sort((a, b) => place(a) - place(b)).map(({ key, label, low, high, meaning, default: fallback }) => {
       const control = slider({
         label, low, high, soft: Math.min(high, kSoft[key] ?? high), fallback, hint: meaning,
         change: (value, gesture) => this.edit(label, (doc) => edits.changeLook(doc, this.view.table, { [key]: value }), gesture),
@@ -392,7 +394,7 @@ class App {
     byId("mask").checked = mask;
     setOptions(byId("back-end"), [{ value: "", text: `As tuned (${this.document.platform[mode]})` },
       ...this.info.backEnds.filter((one) => one[mode]).map(({ name, available, reason }) =>
-        ({ value: name, text: name, disabled: !available, title: reason }))]);
+        ({ value: name, text: name, disabled: available === false, title: reason }))]);
     byId("back-end").value = backEnd;
     byId("stage-view").value = stage;
   }

@@ -77,13 +77,19 @@ export class Storage {
     };
     const unpacked = entries.slice(0, head.count).map((entry) => ({ ...entry, document: unpack(entry.document) }));
     if (!unpacked[head.at]) return null;
+    this.complete = true;
     return { ...head, entries: unpacked, saved: unpack(head.saved) };
   }
 
-  // Stores the head, and entries from `from` on. One after the other, in the order of the calls.
-  store(history, base, view, from) {
+  // Stores the head, and entries from `from` on; the first time all of them.
+  store(history, base, view, first) {
+    const from = this.complete ? first : 0;
+    this.complete = true;
     const entries = history.entries.slice(from), { at, saved } = history, count = history.entries.length;
     this.queue = this.queue.then(() => this.write({ entries, from, count, at, saved, base, view })).catch((error) => {
+      // The next one stores everything again.
+      this.complete = false;
+      this.texts.clear();
       this.onerror?.(error);
     });
     return this.queue;
@@ -110,15 +116,5 @@ export class Storage {
     store.delete(IDBKeyRange.bound([this.slot, count], [this.slot, []]));
     transaction.objectStore("heads").put({ at, count, saved: pack(saved), base, view }, this.slot);
     await done;
-  }
-
-  async forget() {
-    await this.queue;
-    const transaction = this.database.transaction(["heads", "entries", "texts"], "readwrite");
-    transaction.objectStore("heads").delete(this.slot);
-    transaction.objectStore("entries").delete(this.range());
-    transaction.objectStore("texts").delete(this.range());
-    this.texts.clear();
-    await finished(transaction);
   }
 }
