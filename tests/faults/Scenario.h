@@ -38,6 +38,9 @@ inline constexpr BackEnd kBackEnds[] = {
     {"OglPhoto", "OGL", kPhotoMode, 8, IMAGE_FORMAT_TYPE_NV21},
     {"OglPreview", "OGL", kFrameMode, 8, IMAGE_FORMAT_TYPE_NV12},
 };
+// What hangs for so long ends the program, for alarm().
+inline constexpr unsigned kHangSeconds = 120;
+
 // Whether the drivers that it needs are here; where they are required it fails when they are not.
 bool canRun(const BackEnd& backEnd);
 

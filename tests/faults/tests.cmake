@@ -6,8 +6,6 @@ target_link_libraries(faults_support PUBLIC gpu_test_support ogl_test_support te
 function(huevance_faults_test name)
   huevance_test(${name} ${ARGN})
   target_link_libraries(${name} PRIVATE faults_support)
-  set_property(TEST ${name} APPEND PROPERTY ENVIRONMENT
-    "LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_SOURCE_DIR}/sim/driver.supp:print_suppressions=0:use_tls=0")
   set(calls malloc calloc free _Znwm _ZnwmRKSt9nothrow_t _ZdlPv _ZdlPvm open close fstat stat fsync ftruncate rename read
     write)
   list(TRANSFORM calls PREPEND "-Wl,--wrap=")

@@ -9,7 +9,6 @@ target_link_libraries(ogl_test_support PUBLIC device_test_support photo_test_sup
 function(huevance_ogl_test name)
   huevance_test(${name} ${ARGN})
   target_link_libraries(${name} PRIVATE ogl_test_support)
-  huevance_device_test(${name})
 endfunction()
 
 huevance_ogl_test(ogl_wrappers_test ogl/WrappersTest.cpp)

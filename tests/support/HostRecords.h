@@ -6,7 +6,7 @@
 
 namespace test {
 
-// A set-up record for 8-bit frames. The mask's geometry fits the frames; there is no mask.
+// A set-up record for 8-bit frames of any size. The mask's geometry fits the frames; there is no mask.
 inline InitParam initParam(const TuningDir& dir, int mode, RoiInfo roi) {
     return {.reserved = -1,
             .dataBit = 8,
@@ -14,7 +14,8 @@ inline InitParam initParam(const TuningDir& dir, int mode, RoiInfo roi) {
             .directory1 = dir.parent().c_str(),
             .directory2 = dir.name().c_str(),
             .imageRoi = roi,
-            .portraitMaskRoi = {roi.width, roi.height, roi.width * 4, roi.height},
+            .portraitMaskRoi = {roi.width, roi.height, static_cast<int>(4U * static_cast<unsigned>(roi.width)),
+                                roi.height},
             .portraitMask = nullptr};
 }
 

@@ -12,9 +12,6 @@ if(TARGET huevance_tool)
     huevance_test(${name} LIBRARY ${source})
     add_dependencies(${name} huevance_tool)
     target_link_libraries(${name} PRIVATE tool_process)
-    # The leak checker crashes on the thread-local storage of a driver's compiled kernels.
-    set_property(TEST ${name} APPEND PROPERTY ENVIRONMENT
-      "LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_SOURCE_DIR}/support/lsan.supp:use_tls=0")
   endfunction()
   # These compare with the library's own objects.
   huevance_test(tool_tuning_files_test tools/TuningFilesTest.cpp)
