@@ -9,6 +9,7 @@
 #include "cpu/HuevanceFrame_CPU.h"
 #include "cpu/HuevancePhoto_CPU.h"
 #include "fuzz/Input.h"
+#include "neon/HuevancePhoto_NEON.h"
 #include "tests/support/TuningDir.h"
 
 namespace {
@@ -29,6 +30,12 @@ void process(test::TuningDir& dir, int dataBit) {
         photo.process(frame.data(), IMAGE_FORMAT_TYPE_NV21, 0);
     }
     photo.free();
+    static CHuevancePhoto_NEON vectors;
+    vectors.setDataBit(dataBit);
+    if (vectors.malloc(dir.mutablePath(), roi) == 0) {
+        vectors.process(frame.data(), IMAGE_FORMAT_TYPE_NV21, 0);
+    }
+    vectors.free();
     static CHuevanceFrame_CPU preview;
     preview.setDataBit(dataBit);
     if (preview.malloc(dir.mutablePath(), roi) == 0) {

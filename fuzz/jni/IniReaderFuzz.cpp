@@ -28,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             readIniKeyIntArr(section, key, path.c_str(), integers.data(), &count);
             readIniKeyFloatArr(section, key, path.c_str(), reals.data(), &count);
             std::vector<int> few(3);
-            readIniKeyIntArr(section, key, path.c_str(), few.data(), &count, few.size());
+            findIniInts(section, key, path.c_str(), few.data(), &count, few.size());
         }
     }
     std::vector<char> text(data, data + size);
