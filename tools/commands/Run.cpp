@@ -1,6 +1,4 @@
 #include <algorithm>
-#include <chrono>
-#include <csignal>
 #include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -10,12 +8,10 @@
 #include "tools/Stdio.h"
 #include "tools/commands/Commands.h"
 #include "tools/commands/Options.h"
+#include "tools/host/Enhancer.h"
 #include "tools/host/FrameFile.h"
-#include "tools/host/HostLibrary.h"
 #include "tools/host/PlatformSet.h"
 #include "tools/host/TemporaryTuning.h"
-#include "tools/tuning/IniDocument.h"
-#include "tools/tuning/StarterTuning.h"
 #include "tools/tuning/TuningDirectory.h"
 #include "tools/tuning/check/Check.h"
 
@@ -42,30 +38,6 @@ struct RunOptions {
 };
 
 constexpr std::size_t kMostFrames = 1'000'000'000;
-
-// Longest tuning directory: the library ends the process when directory and file name exceed 511 characters.
-constexpr std::size_t kMaxDirectory = 480;
-
-std::vector<float> readMask(const std::string& name, const FrameSource& source) {
-    const GrayPicture gray = readGray(name);
-    const Size wanted = source.size();
-    if (!(gray.size == wanted)) {
-        throw usageError("the mask " + name + " is " + std::to_string(gray.size.width) + "x" +
-                         std::to_string(gray.size.height) + ", the frame " + std::to_string(wanted.width) +
-                         "x" + std::to_string(wanted.height));
-    }
-    std::vector<float> mask;
-    for (int y = 0; y < source.roi().height; ++y) {
-        for (int x = 0; x < source.roi().width; ++x) {
-            const int row = std::min(y, gray.size.height - 1);
-            const int column = std::min(x, gray.size.width - 1);
-            const std::size_t at = static_cast<std::size_t>(row) * static_cast<std::size_t>(gray.size.width) +
-                                   static_cast<std::size_t>(column);
-            mask.push_back(static_cast<float>(gray.levels[at]) / 255.0F);
-        }
-    }
-    return mask;
-}
 
 void warnIfMaskUnused(const RunOptions& options, bool photo) {
     const std::string source =
@@ -126,41 +98,8 @@ void report(const RunOptions& options, const std::string& backEnd, const FrameSo
     }
 }
 
-// The switch of a mode, as the library reads it.
-bool switchedOn(const std::string& directory, bool photo) {
-    const auto set = IniDocument::load(directory + (photo ? "/photoSet.ini" : "/frameSet.ini"));
-    return set && set->integer("switch", photo ? "photoSwitch" : "frameSwitch") == 1;
-}
-
-const char* const kFormatEntry = "isSupportFormat";
-
-// Everything about one run that ends with it; what the library refuses comes out as a Refusal.
-struct Refusal {
-    const char* entry;  // of the table
-    int code;
-    bool noBackEnd;
-    std::string errors;
-};
-
-std::optional<Refusal> refusedBy(HostHandle& handle, const char* entry, int code) {
-    // A back end that the library does not know passes the set-up; only the release tells that nothing was
-    // there.
-    const std::string errors = HostLibrary::takeErrors();
-    const bool noBackEnd = !handle.release();
-    HostLibrary::takeErrors();
-    return Refusal{entry, code, noBackEnd, errors};
-}
-
-std::optional<Refusal> processAll(const HostLibrary& library, const RunOptions& options, const SetUp& setUp,
-                                  const SceneScript& scenes, FrameSource& source, FileKind kind,
-                                  Timings& timings) {
-    HostHandle handle(library, setUp);
-    if (handle.setUpResult() != 0) {
-        return Refusal{"algoInitHandle", handle.setUpResult(), false, HostLibrary::takeErrors()};
-    }
-    if (!handle.supports(source.format().type)) {
-        return refusedBy(handle, kFormatEntry, 0);
-    }
+void processAll(Enhancer& enhancer, const RunOptions& options, const SceneScript& scenes, FrameSource& source,
+                FileKind kind, Timings& timings) {
     FrameSink sink(options.out, kind, source, options.color);
     Frame frame(source.roi(), source.format());
     // A picture is one frame unless more are asked for; a stream ends with its file.
@@ -169,51 +108,17 @@ std::optional<Refusal> processAll(const HostLibrary& library, const RunOptions& 
         source.count() != 0 && !source.picture() ? std::min(wanted, source.count()) : wanted;
     Progress progress(shown == SIZE_MAX ? 0 : shown);
     for (std::size_t i = 0; i < wanted && source.read(frame); ++i) {
-        const auto begin = std::chrono::steady_clock::now();
-        const int code = handle.process(frame, scenes.at(i));
-        const auto end = std::chrono::steady_clock::now();
-        if (code != 0) {
-            return refusedBy(handle, "singleProcessImage", code);
-        }
-        timings.add(std::chrono::duration<double, std::milli>(end - begin).count());
+        timings.add(enhancer.process(frame, scenes.at(i)));
         sink.write(frame);
         progress.show(i + 1);
     }
     sink.finish(frame);
-    if (!handle.release()) {
-        return Refusal{"releaseHandle", -1, false, HostLibrary::takeErrors()};
-    }
-    return std::nullopt;
-}
-
-[[noreturn]] void fail(const HostLibrary& library, const Refusal& refusal, const std::string& backEnd,
-                       bool photo, const FrameFormat& format) {
-    if (refusal.entry == kFormatEntry && !refusal.noBackEnd) {
-        throw ToolError(ExitCode::kRefused, "the library refused: the back end '" + backEnd +
-                                                "' takes no frames of " + toString(format) +
-                                                "; --backend CPU does" + refusal.errors);
-    }
-    // A set-up that fails may mean a driver that is not there, or a tuning that is wrong: a tuning that is
-    // known to be right tells which.
-    const bool unavailable = refusal.noBackEnd || (refusal.code == kInitFailed && !backEnd.empty() &&
-                                                   !backEndRuns(library, backEnd, photo, writeStarterTuning));
-    if (unavailable) {
-        throw ToolError(ExitCode::kUnavailable, "the back end '" + backEnd + "' is not available for " +
-                                                    (photo ? "photos" : "previews") +
-                                                    " here ('huevance info' lists what is)" + refusal.errors);
-    }
-    throw ToolError(ExitCode::kRefused, std::string("the library refused: ") + refusal.entry + " answered " +
-                                            std::to_string(refusal.code) + refusal.errors);
+    enhancer.finish();
 }
 
 ExitCode run(const RunOptions& options) {
     const bool photo = options.mode == "photo";
-    if (!fs::is_directory(options.tuning)) {
-        throw fileError("there is no tuning directory " + options.tuning);
-    }
-    if (fs::absolute(options.tuning).string().size() > kMaxDirectory) {
-        throw fileError("the path of the tuning directory is too long");
-    }
+    checkTuningPath(options.tuning);
     const int scene = sceneNumber(options.tuning, options.scene, photo);
     const SceneScript scenes =
         options.scenes.empty() ? SceneScript(scene)
@@ -236,23 +141,17 @@ ExitCode run(const RunOptions& options) {
         overlay.emplace(options.tuning, options.backEnd);
     }
     const std::string directory = overlay ? overlay->path() : options.tuning;
-    const std::string backEnd =
-        iniValue(directory + "/platformSet.ini", "platform", photo ? "photo" : "frame");
-    Timings timings;
-    SetUp setUp = {photo, directory, source.roi(), source.format(), mask.empty() ? nullptr : &mask};
-    if (backEnd == "OGL" && !switchedOn(directory, photo)) {
+    Enhancer enhancer(library,
+                      {photo, directory, source.roi(), source.format(), mask.empty() ? nullptr : &mask});
+    if (enhancer.drawsNothing()) {
         note(std::string("the tuning is switched off (") + (photo ? "photoSwitch" : "frameSwitch") +
              "): OGL draws nothing, and the picture is copied");
-        setUp.readOutput = false;
     }
-    const std::optional<Refusal> refusal = processAll(library, options, setUp, scenes, source, kind, timings);
-    overlay.reset();
-    if (refusal) {
-        fail(library, *refusal, backEnd, photo, source.format());
-    }
-    report(options, backEnd, source, timings);
+    Timings timings;
+    processAll(enhancer, options, scenes, source, kind, timings);
+    report(options, enhancer.backEnd(), source, timings);
     // Where nothing was to be drawn the lines about missing drawing are no news.
-    const std::string errors = setUp.readOutput ? HostLibrary::takeErrors() : std::string();
+    const std::string errors = enhancer.drawsNothing() ? std::string() : HostLibrary::takeErrors();
     if (!errors.empty()) {
         note("written, but the library logged errors:" + errors);
     }

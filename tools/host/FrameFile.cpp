@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -192,6 +193,27 @@ bool FrameSource::readRaw(Frame& frame) {
     }
     ++m_read;
     return true;
+}
+
+std::vector<float> readMask(const std::string& name, const FrameSource& source) {
+    const GrayPicture gray = readGray(name);
+    const Size wanted = source.size();
+    if (!(gray.size == wanted)) {
+        throw usageError("the mask " + name + " is " + std::to_string(gray.size.width) + "x" +
+                         std::to_string(gray.size.height) + ", the frame " + std::to_string(wanted.width) +
+                         "x" + std::to_string(wanted.height));
+    }
+    std::vector<float> mask;
+    for (int y = 0; y < source.roi().height; ++y) {
+        for (int x = 0; x < source.roi().width; ++x) {
+            const int row = std::min(y, gray.size.height - 1);
+            const int column = std::min(x, gray.size.width - 1);
+            const std::size_t at = static_cast<std::size_t>(row) * static_cast<std::size_t>(gray.size.width) +
+                                   static_cast<std::size_t>(column);
+            mask.push_back(static_cast<float>(gray.levels[at]) / 255.0F);
+        }
+    }
+    return mask;
 }
 
 FileKind outputKind(const std::string& name, const std::string& to, const FrameSource& source) {

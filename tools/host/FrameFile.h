@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "tools/host/Frame.h"
 #include "tools/host/Planar.h"
@@ -80,6 +81,11 @@ private:
     std::size_t m_read = 0;
     std::size_t m_count = 0;
 };
+
+// The host's mask for the frames of a source, of `roi` (width x height weights 0..1): a gray picture of the
+// source's own size, its last column and row repeated where the frame is larger. Throws a usage error for
+// another size.
+std::vector<float> readMask(const std::string& name, const FrameSource& source);
 
 // What OUT is, from `to` or its ending; "-" and devices take the kind of the source. Throws a usage error for
 // an ending that says nothing.

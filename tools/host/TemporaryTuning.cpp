@@ -1,15 +1,16 @@
 #include "tools/host/TemporaryTuning.h"
 
-#include <dirent.h>
 #include <fcntl.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <mutex>
 
 #include "tools/Files.h"
 #include "tools/ToolError.h"
@@ -21,67 +22,104 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// What the signal handler may touch: names fixed before it can run. One directory at a time lives here, which
-// is as many as the program has.
-constexpr int kNames = 4096;
-char g_directory[512];
-char g_names[kNames][64];
-volatile std::sig_atomic_t g_nameCount = 0;
+// What the signal handler may touch: the paths of the directories that live, and system calls alone.
+constexpr int kMost = 16;
+char g_directories[kMost][512];
+
+// Removes what lies in a directory of ours, files and links only, and the directory.
+void removeWhole(const char* path) {
+    const int directory = open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (directory < 0) {
+        return;
+    }
+    // As the kernel has it: readdir allocates, which a signal handler may not.
+    struct Entry {
+        std::uint64_t inode;
+        std::int64_t offset;
+        unsigned short length;
+        unsigned char type;
+        char name[1];
+    };
+    alignas(8) char buffer[4096];
+    // File systems may skip names while others go, so once more from the start.
+    for (int pass = 0; pass < 3; ++pass) {
+        lseek(directory, 0, SEEK_SET);
+        for (long size; (size = syscall(SYS_getdents64, directory, buffer, sizeof(buffer))) > 0;) {
+            for (long at = 0; at < size;) {
+                const Entry* entry = reinterpret_cast<const Entry*>(buffer + at);
+                unlinkat(directory, entry->name, 0);  // "." and ".." stay
+                at += entry->length;
+            }
+        }
+    }
+    close(directory);
+    rmdir(path);
+}
 
 void removeOnSignal(int number) {
-    const int directory = open(g_directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (directory >= 0) {
-        for (int i = 0; i < g_nameCount; ++i) {
-            unlinkat(directory, g_names[i], 0);
+    for (const char* directory : g_directories) {
+        if (directory[0] != '\0') {
+            removeWhole(directory);
         }
-        close(directory);
-        rmdir(g_directory);
     }
     std::signal(number, SIG_DFL);
     std::raise(number);
 }
 
-void rememberNames(const std::string& path) {
-    int count = 0;
-    for (const fs::directory_entry& entry : fs::directory_iterator(path)) {
-        const std::string name = entry.path().filename().string();
-        if (count < kNames && name.size() < sizeof(g_names[0])) {
-            name.copy(g_names[count], name.size());
-            g_names[count++][name.size()] = '\0';
-        }
-    }
-    g_nameCount = count;
+constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGABRT};
+
+std::mutex& registry() {
+    static std::mutex mutex;
+    return mutex;
 }
 
+// Without a place for it a directory is removed by its destructor alone.
 void catchSignals(const std::string& path) {
-    path.copy(g_directory, std::min(path.size(), sizeof(g_directory) - 1));
-    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGABRT}) {
+    const std::lock_guard lock(registry());
+    for (char(&directory)[512] : g_directories) {
+        if (directory[0] == '\0' && path.size() < sizeof(directory)) {
+            path.copy(directory, sizeof(directory) - 1);
+            break;
+        }
+    }
+    for (const int number : kSignals) {
         std::signal(number, removeOnSignal);
     }
 }
 
-void releaseSignals() {
-    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGABRT}) {
-        std::signal(number, SIG_DFL);
+void releaseSignals(const std::string& path) {
+    const std::lock_guard lock(registry());
+    bool any = false;
+    for (char(&directory)[512] : g_directories) {
+        if (path == directory) {
+            std::memset(directory, 0, sizeof(directory));
+        }
+        any = any || directory[0] != '\0';
     }
-    std::memset(g_directory, 0, sizeof(g_directory));
-    g_nameCount = 0;
+    for (const int number : kSignals) {
+        std::signal(number, any ? removeOnSignal : SIG_DFL);
+    }
 }
 
 }  // namespace
 
-TemporaryTuning::TemporaryTuning(const std::string& directory, const std::string& backEnd) {
+TemporaryTuning::TemporaryTuning(const std::string& directory, const std::string& backEnd,
+                                 const NamedTexts& files) {
     create();
     try {
+        NamedTexts own = files;
+        if (!backEnd.empty()) {
+            const std::string cache = iniValue(directory + "/platformSet.ini", "cache", "path");
+            own["platformSet.ini"] = platformText(backEnd, cache.empty() ? m_path : cache);
+        }
         for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
-            if (entry.path().filename() != "platformSet.ini") {
+            if (!own.contains(entry.path().filename().string())) {
                 fs::create_symlink(fs::absolute(entry.path()), fs::path(m_path) / entry.path().filename());
             }
         }
-        const std::string cache = iniValue(directory + "/platformSet.ini", "cache", "path");
-        const std::string text = platformText(backEnd, cache.empty() ? m_path : cache);
-        writeFile(m_path + "/platformSet.ini", Bytes(text.begin(), text.end()));
-        rememberNames(m_path);
+        for (const auto& [name, text] : own) {
+            writeFile(m_path + "/" + name, Bytes(text.begin(), text.end()));
+        }
     } catch (const fs::filesystem_error& error) {
         remove();
         throw fileError("cannot read the tuning directory " + directory + ": " + error.code().message());
@@ -96,7 +134,6 @@ TemporaryTuning::TemporaryTuning(const std::function<void(const std::string&, co
     create();
     try {
         write(m_path, backEnd);
-        rememberNames(m_path);
     } catch (...) {
         remove();
         throw;
@@ -119,7 +156,7 @@ void TemporaryTuning::create() {
 void TemporaryTuning::remove() noexcept {
     std::error_code ignored;
     fs::remove_all(m_path, ignored);  // does not follow links
-    releaseSignals();
+    releaseSignals(m_path);
 }
 
 }  // namespace tool
