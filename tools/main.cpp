@@ -25,6 +25,7 @@ ExitCode dispatch(int argc, char** argv) {
     Action action;
     addRun(app, action);
     addConvert(app, action);
+    addStages(app, action);
     addCompare(app, action);
     CLI::App* tuning = app.add_subcommand("tuning", "Tuning directories");
     tuning->require_subcommand(1);

@@ -23,6 +23,7 @@ if(TARGET huevance_tool)
 
   huevance_tool_test(tool_run_test tools/RunTest.cpp)
   huevance_tool_test(tool_files_test tools/FilesTest.cpp)
+  huevance_tool_test(tool_stages_test tools/StagesTest.cpp)
   huevance_tool_test(tool_compare_test tools/CompareTest.cpp)
   huevance_tool_test(tool_tuning_new_test tools/TuningNewTest.cpp)
   huevance_tool_test(tool_tuning_check_test tools/TuningCheckTest.cpp)

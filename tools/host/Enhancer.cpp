@@ -41,8 +41,8 @@ void checkTuningPath(const std::string& directory) {
 Enhancer::Enhancer(const HostLibrary& library, const SetUp& setUp)
     : m_library(library),
       m_setUp(setUp),
-      m_backEnd(iniValue(setUp.tuningDirectory + "/platformSet.ini", "platform",
-                         setUp.photo ? "photo" : "frame")),
+      m_backEnd(
+          iniValue(setUp.tuningDirectory + "/platformSet.ini", "platform", setUp.photo ? "photo" : "frame")),
       m_drawsNothing(m_backEnd == "OGL" && !switchedOn(setUp.tuningDirectory, setUp.photo)),
       m_handle(library, withReading(setUp, m_drawsNothing)) {
     if (m_handle.setUpResult() != 0) {

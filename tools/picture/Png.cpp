@@ -129,8 +129,9 @@ std::vector<std::uint16_t> readDeepPixels(const Bytes& contents, Size size, cons
 
 struct PngForm {
     Size size;
-    int bits;       // 8 or 16 a sample
-    bool saysSrgb;  // false where a profile says something else
+    int bits;          // 8 or 16 a sample
+    bool saysSrgb;     // false where a profile says something else
+    int channels = 3;  // 3, or 1 for gray
 };
 
 bool writeRows(png_structp png, png_infop info, png_bytepp rows, const PngForm& form) {
@@ -138,8 +139,9 @@ bool writeRows(png_structp png, png_infop info, png_bytepp rows, const PngForm& 
         return false;
     }
     png_set_IHDR(png, info, static_cast<png_uint_32>(form.size.width),
-                 static_cast<png_uint_32>(form.size.height), form.bits, PNG_COLOR_TYPE_RGB,
-                 PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+                 static_cast<png_uint_32>(form.size.height), form.bits,
+                 form.channels == 1 ? PNG_COLOR_TYPE_GRAY : PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
+                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     if (form.saysSrgb) {
         png_set_sRGB(png, info, PNG_sRGB_INTENT_PERCEPTUAL);
     }
@@ -160,7 +162,7 @@ Bytes writePng(const void* rgb, const PngForm& form) {
     Bytes contents;
     std::vector<png_bytep> rows;
     const std::size_t rowBytes =
-        static_cast<std::size_t>(form.size.width) * 3 * static_cast<std::size_t>(form.bits / 8);
+        static_cast<std::size_t>(form.size.width) * static_cast<std::size_t>(form.channels * form.bits / 8);
     for (int row = 0; row < form.size.height; ++row) {
         // libpng wants its rows writable, and leaves them as they are.
         rows.push_back(const_cast<png_bytep>(static_cast<png_const_bytep>(rgb)) +
@@ -245,6 +247,10 @@ Bytes encodePng(const Picture& picture, ColorMatrix matrix) {
     }
     const RgbPicture rgb = uprightRgb(picture, matrix);
     return writePng(rgb.levels.data(), {rgb.size, 8, saysSrgb});
+}
+
+Bytes encodePng(const GrayPicture& picture) {
+    return writePng(picture.levels.data(), {picture.size, 8, true, 1});
 }
 
 Bytes encodePng(const RgbPicture& picture) {

@@ -19,6 +19,7 @@ Picture decodePng(const Bytes& contents, ColorMatrix matrix, const std::string& 
 GrayPicture decodePngGray(const Bytes& contents, const std::string& name);
 // Turned upright; 16 bits a sample when the picture has deep planes.
 Bytes encodePng(const Picture& picture, ColorMatrix matrix);
+Bytes encodePng(const GrayPicture& picture);
 // sRGB of 16 bits a sample, 3 samples a pixel, rows without padding.
 Bytes encodePng16(const std::vector<std::uint16_t>& rgb, Size size);
 
