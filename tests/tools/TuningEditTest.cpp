@@ -107,6 +107,43 @@ TEST_F(TuningEditTest, OnlyWhatChangedIsWritten) {
               (std::map<int, std::string>{{0, "neutral"}, {1, "food"}, {2, "night"}, {3, "night"}}));
 }
 
+// Whatever the commands do, a check has nothing to say after it.
+TEST_F(TuningEditTest, EveryCommandLeavesACleanTuning) {
+    const std::string dir = tuning("t", {"--photo", "NEON", "--frame", "GPU"});
+    const std::string lut = bench.write("darker.cube", bytesOf("LUT_3D_SIZE 2\n0 0 0\n.9 0 0\n0 .8 0\n.9 .8 0\n"
+                                                              "0 0 .7\n.9 0 .7\n0 .8 .7\n.9 .8 .7\n"));
+    const Words commands[] = {
+        {"look", "set", dir, "-s", "night", "claheStrength=0.33", "saturation=0.2"},
+        {"curve", "set", dir, "-s", "food", "0,0", "99,120", "255,255"},
+        {"tuning", "scene", "add", dir, "beach", "--from", "food"},
+        {"look", "set", dir, "-s", "beach", "warmth=0.3"},
+        {"tuning", "scene", "map", dir, "1", "beach"},
+        {"tuning", "scene", "map", dir, "1", "food"},
+        {"tuning", "scene", "remove", dir, "beach"},
+        {"lut", "import", dir, "-s", "food", lut},
+        {"fit", dir, "-s", "night", "--before", HUEVANCE_SOURCE_DIR "/samples/portrait.jpg", "--after",
+         HUEVANCE_SOURCE_DIR "/samples/portrait.jpg"},
+        {"tuning", "bake", dir},
+    };
+    const auto check = [&](const std::string& tuning, const std::string& after) {
+        const ToolResult result = bench.run({"tuning", "check", tuning});
+        EXPECT_EQ(result.exitCode, 0) << after << "\n" << result.out;
+        EXPECT_EQ(result.out.find("HV80"), std::string::npos) << after;  // looks and tables say the same
+    };
+    for (const Words& words : commands) {
+        ASSERT_EQ(ok(words), 0) << words[1];
+        check(dir, words[0] + " " + words[1] + " " + words.back());
+    }
+    for (const std::string to : {"CPU", "OGL"}) {
+        const std::string out = bench.path("to" + to);
+        ASSERT_EQ(ok({"tuning", "retarget", dir, out, "--photo", to, "--frame", "OGL"}), 0);
+        check(out, "retarget " + to);
+        fs::remove(out + "/look0.json");
+        ASSERT_EQ(ok({"tuning", "adopt", out}), 0);
+        check(out, "adopt " + to);
+    }
+}
+
 // What is refused changes nothing.
 TEST_F(TuningEditTest, FailedCommandsLeaveTheDirectory) {
     const std::string dir = tuning();

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <ctime>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
@@ -19,7 +20,8 @@
 #include "tests/support/HostRecords.h"
 #include "tests/support/LogCapture.h"
 #include "tools/ToolError.h"
-#include "tools/tuning/Look.h"
+#include "tools/tuning/Bake.h"
+#include "tools/tuning/StarterTuning.h"
 #include "tools/tuning/check/Check.h"
 
 namespace {
@@ -171,10 +173,41 @@ Mutation backEnds(const string& photo, const string& frame) {
     return put("platformSet.ini", "[platform]\r\nphoto=" + photo + "\r\nframe=" + frame +
                                       "\r\n[cache]\r\npath=/data/vendor/camera\r\n");
 }
+// A look that bakes to the files that are there.
 Mutation look(int table, const string& name) {
     return [=](const TuningDir& dir) {
         tool::Look written;
         written.name = name;
+        const string index = std::to_string(table);
+        if (fs::exists(dir.path() + "/colorLut" + index)) {
+            written.colorStrength = 0.75;
+            written.satStrength = 1.0 + 0.1 * table;
+            written.claheStrength = 0.5;
+            const std::vector<float> curve = curveOf(table);
+            written.curve.levels.assign(curve.begin(), curve.end());
+            written.adjustments = {tool::Table{"adopted", 1, false, tool::Lattice(colorsOf(table))}};
+        }
+        dir.write(tool::lookFileName(table), toJson(written));
+    };
+}
+// Moves a file's time of change, in seconds from the other files'.
+Mutation aged(const string& file, int seconds) {
+    return [=](const TuningDir& dir) {
+        const string path = dir.path() + "/" + file;
+        fs::last_write_time(path, fs::last_write_time(path) + std::chrono::seconds(seconds));
+    };
+}
+// A look whose colours have to be computed, baked; as old as its table.
+Mutation computed(int table) {
+    return [=](const TuningDir& dir) {
+        tool::Look written;
+        written.name = "vivid";
+        written.adjustments = {tool::Saturation{0.25}};
+        const tool::BakedTable baked = bake(written);
+        const string index = std::to_string(table);
+        dir.writeParam(table, baked.colorStrength, baked.satStrength, baked.claheStrength);
+        dir.writeFloats("curveLut" + index, baked.curve);
+        dir.writeFloats("colorLut" + index, baked.color);
         dir.write(tool::lookFileName(table), toJson(written));
     };
 }
@@ -334,6 +367,13 @@ const struct Case {
     {"HV801", kWarning, "look1.json", 1, put("look1.json", ""), put("look1.txt", "")},
     {"HV802", kWarning, "look3.json", 0, look(3, "vivid"), look(2, "vivid")},
     {"HV803", kWarning, "look2.json", 0, both(look(1, "vivid"), look(2, "vivid")), both(look(1, "vivid"), look(2, "night"))},
+    {"HV804", kError, kParam, 3, both(look(1, "vivid"), both(sub("look1.json", "1.1", "1.25"), aged("look1.json", 9))), both(look(1, "vivid"), aged("look1.json", 9)), true},
+    {"HV804", kError, "curveLut1", 0, both(look(1, "vivid"), both(put("look1.json", R"({"name": "vivid"})"), aged("look1.json", 9))), look(1, "vivid"), true},
+    {"HV804", kError, "colorLut1", 0, both(computed(1), both(sub("look1.json", "0.25", "0.26"), aged("look1.json", 1))), both(computed(1), aged("look1.json", 9)), true},
+    {"HV804", kError, "colorLut1", 0, both(computed(1), both(sub("look1.json", "0.25", "0.26"), aged("look1.json", 9))), sub(kParam, "[hvc]", "[hvc]"), true},
+    {"HV804", kError, "colorLut1", 0, both(computed(1), both(backEnds("OGL", "OGL"), aged("look1.json", -9))), both(computed(1), backEnds("OGL", "Vulkan")), true},
+    {"HV805", kWarning, kParam, 3, both(look(1, "vivid"), both(sub(kParam, "satStrength=1.1", "satStrength=1.2"), aged("look1.json", -9))), both(look(1, "vivid"), sub(kParam, "1.1", "1.100")), true},
+    {"HV805", kWarning, "colorLut1", 0, both(computed(1), both(numbers("colorLut1", [](float v, std::size_t i) { return i == 12000 ? v + 1.0F : v; }), aged("colorLut1", 1))), computed(1), true},
     // clang-format on
 };
 
@@ -473,15 +513,18 @@ TEST(TuningRules, PathsTooLongAndCachesThatCannotBeWritten) {
     EXPECT_EQ(status, 0);
 }
 
+// A whole starter, as it was written.
 TEST(TuningRules, TakeLessThanFiftyMilliseconds) {
     const TuningDir dir;
-    writeClean(dir);
+    tool::StarterOptions options;
+    options.frame = "GPU";
+    tool::writeStarter(dir.path(), options);
+    ASSERT_EQ(allOf(tool::checkTuning(dir.path())), "no finding");
     double least = 1e9;
     for (int i = 0; i < 5; ++i) {
-        const auto begin = std::chrono::steady_clock::now();
+        const std::clock_t begin = std::clock();  // of the processor: others may use it, too
         tool::checkTuning(dir.path());
-        const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - begin;
-        least = std::min(least, took.count());
+        least = std::min(least, 1e3 * static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC);
     }
     EXPECT_LT(least, 50.0);
 }
@@ -511,6 +554,26 @@ TEST(TuningRules, MendWhatHasOneRightAnswer) {
         }
         EXPECT_THAT(tool::fixTuning(dir.path()), testing::IsEmpty());
     }
+    // Looks are the answer for tables that are older or missing, unless somebody has changed the others.
+    const Mutation older = both(computed(1), both(sub("look1.json", "0.25", "0.26"), aged("look1.json", 9)));
+    for (const Mutation& mutation :
+         {older, both(computed(1), gone("colorLut1")), both(computed(1), put("curveLut1", "")),
+          both(computed(1), gone(kParam)), both(older, look(2, "night"))}) {
+        const TuningDir dir;
+        writeClean(dir);
+        mutation(dir);
+        EXPECT_THAT(tool::fixTuning(dir.path()), testing::Not(testing::IsEmpty()));
+        EXPECT_EQ(allOf(tool::checkTuning(dir.path())), "no finding");
+        EXPECT_THAT(tool::fixTuning(dir.path()), testing::IsEmpty());
+    }
+    const TuningDir edited;
+    writeClean(edited);
+    older(edited);
+    both(look(2, "night"), both(sub("param2.ini", "1.2", "1.3"), aged("param2.ini", 9)))(edited);
+    const string byHand = read(edited, "param2.ini");
+    tool::fixTuning(edited.path());
+    EXPECT_EQ(read(edited, "param2.ini"), byHand);
+    EXPECT_EQ(allOf(tool::checkTuning(edited.path())).rfind("param2.ini:3: warning HV805", 0), 0U);
     const Mutation kept[] = {sub(kPhoto, "claheSwitch", "\r\nclaheSwitch"), gone("curveLut1"),
                              put("colorLut1", "short"), sub(kPhoto, "1/0/2/", "1,0,2")};
     for (const Mutation& mutation : kept) {

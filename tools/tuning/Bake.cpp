@@ -84,28 +84,23 @@ bool hasLut(const Look& look) {
                        [](const Adjustment& a) { return std::holds_alternative<RgbLut>(a); });
 }
 
-std::vector<float> bakeColor(const Look& look, const CurveLevels& curve, TableReader reader) {
-    const bool texels = reader == TableReader::kTexels;
-    const auto map = [&](const Yuv& in) {
-        Yuv out = look.curveColor > 0 ? followCurve(curve, look.curveColor, in) : in;
-        out = applyAdjustments(look.adjustments, out);
-        if (reader != TableReader::kBoth) {
-            return out;
-        }
-        const auto twice = [&](double from, double to) {
-            return from + 2 * look.colorStrength * (to - from);
-        };
-        return Yuv{twice(in.y, out.y), twice(in.u, out.u), twice(in.v, out.v)};
-    };
-    // LUTs bend more than a look's other adjustments do, and know nothing of the lattice's points.
-    const bool between = hasLut(look) && !texels;
-    Lattice lattice = between ? latticeBetween(map, LumaWeights::kBt601) : Lattice();
-    for (std::size_t point = 0; point < Lattice::kPoints; ++point) {
-        const Yuv out = between ? lattice.point(point)
-                                : map(texels ? Lattice::texelLevels(point) : Lattice::levels(point));
-        lattice.setPoint(point, limited(out, texels ? 1 : kGrain));
+// The look's single table, when its readers read it as it is.
+const Table* tableFor(const Look& look, TableReader reader) {
+    const Table* kept = keptTable(look);
+    const bool same =
+        kept != nullptr && (reader == TableReader::kBoth || kept->texels == (reader == TableReader::kTexels));
+    return same ? kept : nullptr;
+}
+
+// What the look, when it keeps no table, makes of a colour behind the curve stage.
+Yuv mapped(const Look& look, const CurveLevels& curve, TableReader reader, const Yuv& in) {
+    Yuv out = look.curveColor > 0 ? followCurve(curve, look.curveColor, in) : in;
+    out = applyAdjustments(look.adjustments, out);
+    if (reader != TableReader::kBoth) {
+        return out;
     }
-    return lattice.values();
+    const auto twice = [&](double from, double to) { return from + 2 * look.colorStrength * (to - from); };
+    return {twice(in.y, out.y), twice(in.u, out.u), twice(in.v, out.v)};
 }
 
 }  // namespace
@@ -160,25 +155,50 @@ Yuv followCurve(const CurveLevels& curve, double amount, const Yuv& color) {
     return result;
 }
 
-BakedTable bake(const Look& look, TableReader reader) {
-    const CurveLevels curve = levelsOf(look.curve);
+BakedTable bakeWithoutColor(const Look& look, TableReader reader) {
     BakedTable baked;
     baked.satStrength = static_cast<float>(look.satStrength);
     baked.claheStrength = static_cast<float>(look.claheStrength);
-    baked.curve = bakeCurve(look, curve, reader);
-    const Table* kept = keptTable(look);
-    const bool same =
-        kept != nullptr && (reader == TableReader::kBoth || kept->texels == (reader == TableReader::kTexels));
-    if (same) {
-        baked.color = kept->lattice.values();
-        const bool reversed = kept->texels;
-        baked.colorStrength = static_cast<float>(reversed ? 1 - look.colorStrength : look.colorStrength);
-    } else {
-        baked.color = bakeColor(look, curve, reader);
-        baked.colorStrength = static_cast<float>(reader == TableReader::kLevels   ? look.colorStrength
-                                                 : reader == TableReader::kTexels ? 1 - look.colorStrength
-                                                                                  : 0.5);
+    baked.curve = bakeCurve(look, levelsOf(look.curve), reader);
+    const Table* kept = tableFor(look, reader);
+    const bool half = kept == nullptr && reader == TableReader::kBoth;
+    const bool reversed = kept != nullptr ? kept->texels : reader == TableReader::kTexels;
+    baked.colorStrength = static_cast<float>(half       ? 0.5
+                                             : reversed ? 1 - look.colorStrength
+                                                        : look.colorStrength);
+    return baked;
+}
+
+bool isPointwise(const Look& look, TableReader reader) {
+    return tableFor(look, reader) != nullptr || reader == TableReader::kTexels || !hasLut(look);
+}
+
+Yuv bakePoint(const Look& look, const CurveLevels& curve, TableReader reader, std::size_t point) {
+    if (const Table* kept = tableFor(look, reader)) {
+        return kept->lattice.point(point);
     }
+    const bool texels = reader == TableReader::kTexels;
+    const Yuv in = texels ? Lattice::texelLevels(point) : Lattice::levels(point);
+    return limited(mapped(look, curve, reader, in), texels ? 1 : kGrain);
+}
+
+BakedTable bake(const Look& look, TableReader reader) {
+    BakedTable baked = bakeWithoutColor(look, reader);
+    if (const Table* kept = tableFor(look, reader)) {
+        baked.color = kept->lattice.values();
+        return baked;
+    }
+    const CurveLevels curve = levelsOf(look.curve);
+    const bool pointwise = isPointwise(look, reader);
+    // LUTs bend more than a look's other adjustments do, and know nothing of the lattice's points.
+    Lattice lattice = pointwise ? Lattice()
+                                : latticeBetween([&](const Yuv& in) { return mapped(look, curve, reader, in); },
+                                                 LumaWeights::kBt601);
+    for (std::size_t point = 0; point < Lattice::kPoints; ++point) {
+        lattice.setPoint(point, pointwise ? bakePoint(look, curve, reader, point)
+                                          : limited(lattice.point(point), kGrain));
+    }
+    baked.color = lattice.values();
     return baked;
 }
 

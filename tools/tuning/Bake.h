@@ -31,6 +31,13 @@ struct BakedTable {
 // back end takes it.
 BakedTable bake(const Look& look, TableReader reader = TableReader::kLevels);
 
+// The parts of bake(), for those who look at a table without making all of it, which takes a thousand times
+// as long as its other parts: the strengths and the curve, without the colours, and a single point's colour,
+// where the look computes each for itself (imported LUTs are fitted to what lies between the points, too).
+BakedTable bakeWithoutColor(const Look& look, TableReader reader);
+bool isPointwise(const Look& look, TableReader reader);
+Yuv bakePoint(const Look& look, const CurveLevels& curve, TableReader reader, std::size_t point);
+
 // What `colorStrength` in a file means as a look's: the inverse of bake for kept tables.
 double lookStrength(float fileStrength, bool reversed);
 

@@ -297,7 +297,7 @@ FileChanges TuningDirectory::changes(const BakeFunction& bakeLook) {
     Bytes curves, colors;
     for (int table = 0; table < tableCount(); ++table) {
         Raw raw = rawOf(table);
-        if (look(table)) {
+        if (look(table) && m_kept.count(table) == 0) {
             const BakedTable baked = bakeLook(*look(table), reader());
             const float strengths[] = {baked.colorStrength, baked.satStrength, baked.claheStrength};
             for (int i = 0; i < 3; ++i) {

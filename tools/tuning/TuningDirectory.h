@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -61,9 +62,13 @@ public:
     // what changed, all or nothing. Gives the names of the files that changed. Throws (exit code 3) for a
     // table that has neither a look nor whole files, or a name that two looks have.
     std::vector<std::string> save();
-    // What save() writes, by the files' names. `bake` as the function of that name.
+    // What save() would replace, without doing it; `bake` as the function of that name. Throws as save() does,
+    // but for what cannot be written.
     using BakeFunction = std::function<BakedTable(const Look&, TableReader)>;
     FileChanges changes(const BakeFunction& bake);
+
+    // save() leaves this table's files as they are, whatever its look says.
+    void keepFiles(int table) { m_kept.insert(table); }
 
     // Makes looks for tables that have none; they bake to the bytes that are there, which is checked. Throws
     // (exit code 3) for a table whose files do not say all. Gives the tables.
@@ -88,6 +93,7 @@ private:
     std::vector<int> m_origin;  // table on the disk that each one was, -1: none
     std::vector<std::optional<Look>> m_onDisk;
     int m_tablesOnDisk = 0;
+    std::set<int> m_kept;
 };
 
 // A fresh param<n>.ini.

@@ -32,6 +32,7 @@ TuningFile readOne(const fs::path& path, const std::string& name) {
         return file;
     }
     file.size = fs::file_size(path, error);
+    file.changed = fs::last_write_time(path, error);
     if (path.extension() == ".ini" && file.size > kTextBytes) {
         file.error = "it has more than 1 MiB";  // the library refuses it
         return file;

@@ -1,6 +1,7 @@
 // A tuning directory, read once, and its settings as the library reads them.
 #pragma once
 
+#include <filesystem>
 #include <map>
 #include <optional>
 #include <string>
@@ -19,6 +20,7 @@ inline constexpr int kColorFloats = 3 * 16 * 16 * 16;
 struct TuningFile {
     std::string bytes;     // as far as any reader looks
     std::size_t size = 0;  // of the whole file
+    std::filesystem::file_time_type changed = {};
     std::string error;
     bool readable() const { return error.empty(); }
 };

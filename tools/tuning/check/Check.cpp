@@ -88,6 +88,8 @@ constexpr Rule kRules[] = {
     {"HV801", "a look that cannot be read"},
     {"HV802", "a look beyond sceneNum"},
     {"HV803", "looks with the same name"},
+    {"HV804", "a table older than its look"},
+    {"HV805", "a table that was edited by hand"},
 };
 
 // platformSet.ini's findings about a back end that is not used.

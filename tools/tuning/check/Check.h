@@ -28,8 +28,9 @@ std::size_t countOf(const Findings& findings, Severity severity);
 void noteWhatChangesPictures(const std::string& directory, const CheckOptions& options);
 
 // Mends what has one right answer: line ends, byte-order marks and UTF-16, missing slashes of lists, fused
-// tables. All at once or, when a file cannot be written (exit code 3), nothing. A line for each thing that it
-// did.
+// tables; after that tables that are older than their looks, and missing ones that have a look. Each of the
+// two steps replaces all its files or, when one cannot be written (exit code 3), none. A line for each thing
+// that it did.
 std::vector<std::string> fixTuning(const std::string& directory);
 
 }  // namespace tool

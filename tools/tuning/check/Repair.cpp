@@ -1,10 +1,11 @@
 // `tuning check --fix`: what has one right answer.
 #include <algorithm>
 
-#include "tools/tuning/FileChanges.h"
-#include "tools/tuning/TuningFiles.h"
+#include "tools/ToolError.h"
+#include "tools/tuning/TuningDirectory.h"
 #include "tools/tuning/TuningKeys.h"
 #include "tools/tuning/check/Check.h"
+#include "tools/tuning/check/LookTables.h"
 #include "tools/tuning/check/Words.h"
 
 namespace tool {
@@ -129,8 +130,49 @@ void Repair::fixFused(const char* name, const TableFileKind& kind) {
     }
 }
 
+// Whether the look is the right answer for all of a table's files that are not what it bakes to: an edit by
+// hand may be meant.
+bool isToBeBaked(const TuningFiles& files, int table, const Look& look, TableReader reader) {
+    const std::vector<DifferingFile> differing = differingFiles(files, table, look, reader);
+    return !differing.empty() && std::none_of(differing.begin(), differing.end(), [](const auto& file) {
+        return file.reason == DifferingFile::Reason::kEdited;
+    });
+}
+
+// What baking the tables that are older than their looks changes; nothing when there is none, or something
+// else has to be mended first.
+std::optional<FileChanges> bakedAgain(const std::string& path) {
+    try {
+        const TuningFiles files(path);
+        const std::optional<TableReader> reader = tableReader(files);
+        TuningDirectory directory(path);
+        bool any = false;
+        for (int table = 0; reader && table < directory.tableCount(); ++table) {
+            const std::optional<Look>& look = directory.look(table);
+            const bool baked = look && isToBeBaked(files, table, *look, *reader);
+            any = any || baked;
+            if (!baked) {
+                directory.keepFiles(table);
+            }
+        }
+        return any ? std::optional(directory.changes(bake)) : std::nullopt;
+    } catch (const ToolError&) {
+        return std::nullopt;  // the check says why
+    }
+}
+
 }  // namespace
 
-std::vector<std::string> fixTuning(const std::string& directory) { return Repair(directory).run(); }
+std::vector<std::string> fixTuning(const std::string& directory) {
+    std::vector<std::string> done = Repair(directory).run();
+    // The settings must be readable before they say who reads the tables.
+    if (const std::optional<FileChanges> changes = bakedAgain(directory)) {
+        const std::vector<std::string> names = changes->commit();
+        if (!names.empty()) {
+            done.push_back(listed(names) + ": baked from the looks");
+        }
+    }
+    return done;
+}
 
 }  // namespace tool
