@@ -92,15 +92,15 @@ const Table* tableFor(const Look& look, TableReader reader) {
     return same ? kept : nullptr;
 }
 
+Yuv between(const Yuv& from, const Yuv& to, double share) {
+    return {from.y + share * (to.y - from.y), from.u + share * (to.u - from.u), from.v + share * (to.v - from.v)};
+}
+
 // What the look, when it keeps no table, makes of a colour behind the curve stage.
 Yuv mapped(const Look& look, const CurveLevels& curve, TableReader reader, const Yuv& in) {
     Yuv out = look.curveColor > 0 ? followCurve(curve, look.curveColor, in) : in;
     out = applyAdjustments(look.adjustments, out);
-    if (reader != TableReader::kBoth) {
-        return out;
-    }
-    const auto twice = [&](double from, double to) { return from + 2 * look.colorStrength * (to - from); };
-    return {twice(in.y, out.y), twice(in.u, out.u), twice(in.v, out.v)};
+    return reader == TableReader::kBoth ? between(in, out, 2 * look.colorStrength) : out;
 }
 
 }  // namespace
@@ -153,6 +153,23 @@ Yuv followCurve(const CurveLevels& curve, double amount, const Yuv& color) {
     result.u += (1 - raised) * (color.u - before.u);
     result.v += (1 - raised) * (color.v - before.v);
     return result;
+}
+
+Look forBothReaders(const Look& look) {
+    const Table* kept = keptTable(look);
+    if (kept == nullptr || look.colorStrength == 0.5) {
+        return look;
+    }
+    Table table = *kept;
+    for (std::size_t point = 0; point < Lattice::kPoints; ++point) {
+        const Yuv in = kept->texels ? Lattice::texelLevels(point) : Lattice::levels(point);
+        table.lattice.setPoint(point,
+                               limited(between(in, kept->lattice.point(point), 2 * look.colorStrength), kGrain));
+    }
+    Look even = look;
+    even.colorStrength = 0.5;
+    even.adjustments = {table};
+    return even;
 }
 
 BakedTable bakeWithoutColor(const Look& look, TableReader reader) {

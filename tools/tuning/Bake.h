@@ -38,6 +38,10 @@ BakedTable bakeWithoutColor(const Look& look, TableReader reader);
 bool isPointwise(const Look& look, TableReader reader);
 Yuv bakePoint(const Look& look, const CurveLevels& curve, TableReader reader, std::size_t point);
 
+// A look that is nothing but a kept table, so that both kinds of readers show it alike: with a strength of
+// 1/2, and its table's colours moved for that. Other looks come back as they are.
+Look forBothReaders(const Look& look);
+
 // What `colorStrength` in a file means as a look's: the inverse of bake for kept tables.
 double lookStrength(float fileStrength, bool reversed);
 

@@ -249,6 +249,11 @@ std::vector<std::string> TuningDirectory::setPlatforms(const std::string& photo,
         }
         m_platformSet.set("platform", isPhoto ? "photo" : "frame", to);
     }
+    if (reader() == TableReader::kBoth) {
+        for (std::optional<Look>& look : m_looks) {
+            look = look ? std::optional(forBothReaders(*look)) : look;
+        }
+    }
     return lost;
 }
 
