@@ -131,6 +131,15 @@ TEST_F(CompareTest, PicturesOfDifferentSizesAreShownSideBySideAndNotMeasured) {
         EXPECT_TRUE(std::abs(at[0] - red) < 5 && std::abs(at[1] - green) < 5 && std::abs(at[2] - blue) < 5)
             << x;
     }
+    // Streams say their sizes themselves.
+    const auto stream = [&](const std::string& name, const std::string& size, std::size_t bytes) {
+        const std::string text = "YUV4MPEG2 " + size + " F25:1\nFRAME\n" + std::string(bytes, 'a');
+        return bench.write(name, {text.begin(), text.end()});
+    };
+    const ToolResult unequal = bench.run(
+        {"compare", stream("a.y4m", "W16 H12", 288), stream("b.y4m", "W16 H8", 192), "--range", "full"});
+    EXPECT_EQ(unequal.exitCode, 2);
+    EXPECT_EQ(unequal.out, "");
     ASSERT_EQ(bench.run({"compare", a, b, "--side-by-side", bench.path("s.jpg")}).exitCode, 2);
     EXPECT_EQ(decodeJpeg(bench.read("s.jpg")).width, 39);
 }

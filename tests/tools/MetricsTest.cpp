@@ -6,6 +6,7 @@
 #include <random>
 
 #include "tools/picture/ColorDifference.h"
+#include "tools/picture/FlatNoise.h"
 #include "tools/picture/Metrics.h"
 
 namespace test {
@@ -190,6 +191,26 @@ TEST(MetricsTest, PicturesAgainstPlainCalculations) {
         EXPECT_NEAR(metrics.psnrY().value(), 10 * std::log10(65025.0 * n / squares), 1e-4) << size.width;
         EXPECT_NEAR(metrics.clippedPercent(), 100 * clipped / n, 1e-9) << size.width;
     }
+}
+
+// White noise of known deviation on a ramp, beside stripes and black, which are not flat.
+TEST(MetricsTest, NoiseInFlatAreas) {
+    std::mt19937 random(5);
+    const auto noisy = [&](double deviation) {
+        std::normal_distribution<double> grain(0, deviation);
+        tool::RgbPicture picture{{320, 320}, tool::Bytes(3 * 320 * 320)};
+        for (int i = 0; i < 320 * 320; ++i) {
+            const int x = i % 320, y = i / 320;
+            const double level = x < 64 ? (y % 2) * 200 : x < 128 ? 0 : 100 + 0.1 * y + grain(random);
+            std::fill_n(picture.levels.begin() + 3 * i, 3, static_cast<std::uint8_t>(level + 0.5));
+        }
+        return picture;
+    };
+    const auto noise = tool::flatNoise(noisy(2), noisy(5));
+    ASSERT_TRUE(noise);
+    EXPECT_NEAR(noise->reference, 2, 0.2);
+    EXPECT_NEAR(noise->picture, 5, 0.3);
+    EXPECT_FALSE(tool::flatNoise({{8, 8}, tool::Bytes(192)}, {{8, 8}, tool::Bytes(192)}));
 }
 
 TEST(MetricsTest, EqualPicturesAndStreams) {

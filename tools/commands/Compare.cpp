@@ -9,6 +9,7 @@
 #include "tools/commands/Commands.h"
 #include "tools/commands/Options.h"
 #include "tools/host/FrameFile.h"
+#include "tools/picture/FlatNoise.h"
 #include "tools/picture/Metrics.h"
 
 namespace tool {
@@ -69,6 +70,7 @@ private:
 struct Comparison {
     PlaneDifference planes[3];
     Metrics metrics;
+    std::optional<FlatNoise> noise;  // of the first frames
     int bits = 8;
     std::size_t frames = 0;
     std::string mismatch;  // why not all of the frames could be compared
@@ -101,6 +103,9 @@ void writeDifference(const CompareOptions& options, const RgbPicture& a, const R
 }
 
 void addFrame(Comparison& result, const Shot& a, const Shot& b, const CompareOptions& options) {
+    if (result.frames == 0) {
+        result.noise = flatNoise(a.rgb, b.rgb);
+    }
     if (result.frames == 0 && !options.difference.empty()) {
         writeDifference(options, a.rgb, b.rgb);
     }
@@ -114,19 +119,24 @@ void addFrame(Comparison& result, const Shot& a, const Shot& b, const CompareOpt
 
 std::string sizeText(Size size) { return std::to_string(size.width) + "x" + std::to_string(size.height); }
 
+void checkSizes(Size a, Size b) {
+    if (a != b) {
+        throw usageError("sizes differ, so there is nothing to measure: " + sizeText(a) + " and " +
+                         sizeText(b));
+    }
+}
+
 Comparison compareAll(FrameSource& a, FrameSource& b, const CompareOptions& options) {
     Comparison result;
     if (a.picture() && b.picture()) {
         const bool upright = a.picture()->metadata.orientation() != b.picture()->metadata.orientation();
         const Shot shotA = shotOf(a, upright);
         const Shot shotB = shotOf(b, upright);
-        if (shotA.rgb.size != shotB.rgb.size) {
-            throw usageError("sizes differ, so there is nothing to measure: " + sizeText(shotA.rgb.size) +
-                             " and " + sizeText(shotB.rgb.size));
-        }
+        checkSizes(shotA.rgb.size, shotB.rgb.size);
         addFrame(result, shotA, shotB, options);
         return result;
     }
+    checkSizes({a.roi().width, a.roi().height}, {b.roi().width, b.roi().height});
     const ColorMatrix matrix = parseMatrix(options.color.matrix);
     Frame frameA(a.roi(), a.format());
     Frame frameB(b.roi(), b.format());
@@ -181,6 +191,11 @@ std::string textReport(const Comparison& result, bool different) {
         "CIEDE2000: mean %.3f, 99 %% of the pixels at most %.2f\nSSIM: %.5f\nclipped in B: %.3f %%\n",
         metrics.deltaEMean(), metrics.deltaEP99(), metrics.ssim(), metrics.clippedPercent());
     text += line;
+    if (result.noise) {
+        std::snprintf(line, sizeof(line), "noise in flat areas: A %.2f, B %.2f levels\n",
+                      result.noise->reference, result.noise->picture);
+        text += line;
+    }
     if (!result.mismatch.empty()) {
         text += result.mismatch + "\n";
     }
@@ -195,6 +210,8 @@ std::string jsonReport(const Comparison& result, bool different) {
                            {"delta_e_mean", result.metrics.deltaEMean()},
                            {"delta_e_p99", result.metrics.deltaEP99()},
                            {"clipped_percent", result.metrics.clippedPercent()}};
+    json["flat_noise_a"] = result.noise ? nlohmann::json(result.noise->reference) : nlohmann::json(nullptr);
+    json["flat_noise_b"] = result.noise ? nlohmann::json(result.noise->picture) : nlohmann::json(nullptr);
     if (!result.mismatch.empty()) {
         json["mismatch"] = result.mismatch;
     }
@@ -291,6 +308,7 @@ void addCompare(CLI::App& app, Action& action) {
         "  huevance compare in.jpg out.jpg --difference changed.png --gain 8\n"
         "  huevance compare a.nv21 b.nv21 --size 1920x1080 --json\n\n"
         "CIEDE2000, SSIM and clipping (a channel of 254 or more) are measured on RGB, PSNR on the planes.\n"
+        "Noise is the standard deviation of luma where A is flattest.\n"
         "Pictures of unequal size are not measured: exit code 2.\n\n" +
         std::string(kExitCodes));
     command->callback([shared, &action] { action = [shared] { return compare(*shared); }; });

@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <numbers>
+
+#include "tools/picture/WideLoops.h"
 
 namespace tool {
 
@@ -45,50 +48,49 @@ constexpr double kPower25 = 6103515625.0;  // 25^7
 // ----------
 
 constexpr int kBlock = 256;
-constexpr int kRootSteps = 8192;
 
-struct Tables {
-    std::array<float, 256> linear;
-    std::array<float, kRootSteps + 2> root;
-
-    Tables() : linear(), root() {
-        for (std::size_t i = 0; i < linear.size(); ++i) {
-            linear[i] = static_cast<float>(linearOfSrgb(static_cast<double>(i)));
+const std::array<float, 256>& linearLevels() {
+    static const std::array<float, 256> levels = [] {
+        std::array<float, 256> made{};
+        for (std::size_t i = 0; i < made.size(); ++i) {
+            made[i] = static_cast<float>(linearOfSrgb(static_cast<double>(i)));
         }
-        for (std::size_t i = 0; i < root.size(); ++i) {
-            root[i] = static_cast<float>(labRoot(static_cast<double>(i) / kRootSteps));
-        }
-    }
-    float rootOf(float t) const {
-        const float at = t * static_cast<float>(kRootSteps);
-        const int below = std::min(static_cast<int>(at), kRootSteps);
-        const float low = root[static_cast<std::size_t>(below)];
-        return low + (at - static_cast<float>(below)) * (root[static_cast<std::size_t>(below) + 1] - low);
-    }
-};
+        return made;
+    }();
+    return levels;
+}
 
-const Tables& tables() {
-    static const Tables made;
-    return made;
+// labRoot for 0 to 1, without divisions: t times the square of its inverse cube root, which begins with a
+// third of the exponent, 4 % off at most; each step leaves less than the cube of the error.
+inline float labRootOf(float t) {
+    const float exponent = static_cast<float>(std::bit_cast<std::int32_t>(t));
+    float r = std::bit_cast<float>(0x548c2b4b - static_cast<std::int32_t>(exponent * (1.0F / 3)));
+    for (int i = 0; i < 2; ++i) {
+        const float h = 1.0F - t * (r * r * r);
+        r += r * (h * (1.0F / 3) + h * h * (2.0F / 9));
+    }
+    return t > 0.008856F ? t * r * r : 7.787F * t + 16.0F / 116.0F;
 }
 
 struct LabBlock {
     float l[kBlock], a[kBlock], b[kBlock];
 };
 
-void toLab(const std::uint8_t* levels, int pixels, LabBlock& lab) {
-    const Tables& table = tables();
+inline void toLab(const std::uint8_t* levels, const float* linear, int pixels, LabBlock& lab) {
     float m[3][3];
     for (int i = 0; i < 9; ++i) {
         m[i / 3][i % 3] = static_cast<float>(kXyzOfRgb[i / 3][i % 3] / kWhite[i / 3]);
     }
+    float red[kBlock], green[kBlock], blue[kBlock];
     for (int i = 0; i < pixels; ++i) {
-        const float red = table.linear[levels[3 * i]];
-        const float green = table.linear[levels[3 * i + 1]];
-        const float blue = table.linear[levels[3 * i + 2]];
-        const float x = table.rootOf(m[0][0] * red + m[0][1] * green + m[0][2] * blue);
-        const float y = table.rootOf(m[1][0] * red + m[1][1] * green + m[1][2] * blue);
-        const float z = table.rootOf(m[2][0] * red + m[2][1] * green + m[2][2] * blue);
+        red[i] = linear[levels[3 * i]];
+        green[i] = linear[levels[3 * i + 1]];
+        blue[i] = linear[levels[3 * i + 2]];
+    }
+    for (int i = 0; i < pixels; ++i) {
+        const float x = labRootOf(m[0][0] * red[i] + m[0][1] * green[i] + m[0][2] * blue[i]);
+        const float y = labRootOf(m[1][0] * red[i] + m[1][1] * green[i] + m[1][2] * blue[i]);
+        const float z = labRootOf(m[2][0] * red[i] + m[2][1] * green[i] + m[2][2] * blue[i]);
         lab.l[i] = 116.0F * y - 16.0F;
         lab.a[i] = 500.0F * (x - y);
         lab.b[i] = 200.0F * (y - z);
@@ -105,7 +107,8 @@ inline float seventh(float value) {
 inline float expMinus(float z) {
     const float w = -z * (1.0F / 16.0F);
     const float e =
-        1.0F + w * (1.0F + w * (0.5F + w * (1.0F / 6 + w * (1.0F / 24 + w * (1.0F / 120 + w / 720)))));
+        1.0F +
+        w * (1.0F + w * (0.5F + w * (1.0F / 6 + w * (1.0F / 24 + w * (1.0F / 120 + w * (1.0F / 720))))));
     return square(square(square(square(e))));
 }
 
@@ -118,7 +121,7 @@ inline float atanUnit(float t) {
 // sin(x) for 0 to pi/3.
 inline float sinSmall(float x) {
     const float s = x * x;
-    return x * (1.0F + s * (-1.0F / 6 + s * (1.0F / 120 - s / 5040)));
+    return x * (1.0F + s * (-1.0F / 6 + s * (1.0F / 120 - s * (1.0F / 5040))));
 }
 
 // How strongly blues turn: sin(2 x 30 degrees x exp(-((hue - 275 degrees) / 25 degrees)^2)), for the hue's
@@ -142,8 +145,9 @@ inline float hueWeight(float c, float s) {
            0.32F * (0.99452190F * c3 - 0.10452846F * s3) - 0.20F * (0.45399050F * c4 + 0.89100652F * s4);
 }
 
+// With as few divisions and roots as the formula has: they take most of the time.
 inline float deltaE(float l1, float a1, float b1, float l2, float a2, float b2) {
-    constexpr float k25 = static_cast<float>(kPower25), kTiny = 1e-20F;
+    constexpr float k25 = static_cast<float>(kPower25), kTiny = 1e-20F, kFaint = 1e-9F;
     const float power = seventh(0.5F * (std::sqrt(a1 * a1 + b1 * b1) + std::sqrt(a2 * a2 + b2 * b2)));
     const float g = 1.5F - 0.5F * std::sqrt(power / (power + k25));
     a1 *= g;
@@ -155,26 +159,27 @@ inline float deltaE(float l1, float a1, float b1, float l2, float a2, float b2) 
     // 2 sqrt(c1 c2) sin(dh / 2) without the angle: each form where it is exact.
     const float dot = a1 * a2 + b1 * b2;
     const float cross = a1 * b2 - a2 * b1;
-    const float near = cross / std::sqrt(0.5F * (c1 * c2 + std::max(dot, 0.0F)) + kTiny);
-    const float far = std::copysign(std::sqrt(2.0F * (c1 * c2 - std::min(dot, 0.0F))), cross);
-    const float dh = dot >= 0.0F ? near : far;
+    const bool isNear = dot >= 0.0F;
+    const float root = std::sqrt(isNear ? 0.5F * (c1 * c2 + dot) + kTiny : 2.0F * (c1 * c2 - dot));
+    const float dh = isNear ? cross / root : std::copysign(root, cross);
 
-    // The mean hue halves the angle between the two, so it points along the sum of their unit vectors.
-    const float n1 = 1.0F / (c1 + kTiny);
-    const float n2 = 1.0F / (c2 + kTiny);
-    const float x = a1 * n1 + a2 * n2;
-    const float y = b1 * n1 + b2 * n2;
+    // The mean hue halves the angle between the two, so it points along the sum of their unit vectors; both
+    // times c1 c2 here.
+    const float x = a1 * (c2 + kFaint) + a2 * (c1 + kFaint);
+    const float y = b1 * (c2 + kFaint) + b2 * (c1 + kFaint);
     const float n = 1.0F / (std::sqrt(x * x + y * y) + kTiny);
 
     const float meanL = square(0.5F * (l1 + l2) - 50.0F);
-    const float sl = 1.0F + 0.015F * meanL / std::sqrt(20.0F + meanL);
+    const float rootL = std::sqrt(20.0F + meanL);
+    const float sl = rootL + 0.015F * meanL;  // times rootL
     const float sc = 1.0F + 0.045F * mean;
     const float sh = 1.0F + 0.015F * mean * hueWeight(x * n, y * n);
     const float meanPower = seventh(mean);
     const float rt = -2.0F * std::sqrt(meanPower / (meanPower + k25)) * blueRotation(x * n, y * n);
-    const float tl = (l2 - l1) / sl;
-    const float tc = (c2 - c1) / sc;
-    const float th = dh / sh;
+    const float inverse = 1.0F / (sl * sc * sh);
+    const float tl = (l2 - l1) * rootL * (sc * sh * inverse);
+    const float tc = (c2 - c1) * (sl * sh * inverse);
+    const float th = dh * (sl * sc * inverse);
     return std::sqrt(std::max(tl * tl + tc * tc + th * th + rt * tc * th, 0.0F));
 }
 
@@ -217,16 +222,19 @@ double deltaE2000(const Lab& x, const Lab& y) {
 }
 
 void deltaE2000OfRow(const std::uint8_t* x, const std::uint8_t* y, int pixels, float* result) {
-    LabBlock p, q;
-    for (int at = 0; at < pixels; at += kBlock) {
-        const int count = std::min(kBlock, pixels - at);
-        toLab(x + 3 * at, count, p);
-        toLab(y + 3 * at, count, q);
-        float* out = result + at;
-        for (int i = 0; i < count; ++i) {
-            out[i] = deltaE(p.l[i], p.a[i], p.b[i], q.l[i], q.a[i], q.b[i]);
+    const float* linear = linearLevels().data();
+    runWide([=] {
+        LabBlock p, q;
+        for (int at = 0; at < pixels; at += kBlock) {
+            const int count = std::min(kBlock, pixels - at);
+            toLab(x + 3 * at, linear, count, p);
+            toLab(y + 3 * at, linear, count, q);
+            float* out = result + at;
+            for (int i = 0; i < count; ++i) {
+                out[i] = deltaE(p.l[i], p.a[i], p.b[i], q.l[i], q.a[i], q.b[i]);
+            }
         }
-    }
+    });
 }
 
 }  // namespace tool

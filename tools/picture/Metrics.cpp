@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "tools/picture/ColorDifference.h"
+#include "tools/picture/WideLoops.h"
 
 namespace tool {
 
@@ -64,15 +65,19 @@ public:
     }
 
     double add(const Row& a, const Row& b) {
-        Moments& moments = m_rows[static_cast<std::size_t>(m_added % kWindow)];
-        filter(a, moments[0]);
-        filter(b, moments[1]);
-        fill(a, b, [](float x, float y) { return x * x + y * y; });
-        filter(m_product, moments[2]);
-        fill(a, b, [](float x, float y) { return x * y; });
-        filter(m_product, moments[3]);
-        ++m_added;
-        return m_added < kWindow ? 0.0 : sumOfRow();
+        double sum = 0.0;
+        runWide([&] {
+            Moments& moments = m_rows[static_cast<std::size_t>(m_added % kWindow)];
+            filter(a, moments[0]);
+            filter(b, moments[1]);
+            fill(a, b, [](float x, float y) { return x * x + y * y; });
+            filter(m_product, moments[2]);
+            fill(a, b, [](float x, float y) { return x * y; });
+            filter(m_product, moments[3]);
+            ++m_added;
+            sum = m_added < kWindow ? 0.0 : sumOfRow();
+        });
+        return sum;
     }
 
 private:
