@@ -36,7 +36,7 @@ const Room kRooms[] = {
     {"gpu/", {"core/", "jni/algocommon/", "jni/opticommon/"}, {"CL/", "android/"}},
     {"ogl/", {"core/", "jni/algocommon/"}, {"EGL/", "GLES", "android/"}},
     // Not the library: the simulated device knows the list of a driver's entries, the tool what a host knows.
-    // Within the tool: commands -> {studio, tuning, picture, host}, studio -> {tuning, picture, host}, tuning
+    // Within the tool: commands -> {studio, tuning, picture, host}, studio -> {stages, tuning, picture, host}, tuning
     // -> picture.
     {"sim/", {"jni/opticommon/symb/"}, {}, false},
     {"tools/commands/",
@@ -46,8 +46,8 @@ const Room kRooms[] = {
      {},
      false},
     {"tools/studio/",
-     {"tools/tuning/", "tools/picture/", "tools/host/", "tools/Files.h", "tools/Numbers.h", "tools/Stdio.h",
-      "tools/ToolError.h", "jni/HuevanceTypes.h", "jni/algocommon/ImageTypes.h"},
+     {"tools/stages/", "tools/tuning/", "tools/picture/", "tools/host/", "tools/Files.h", "tools/Numbers.h",
+      "tools/Stdio.h", "tools/ToolError.h", "jni/HuevanceTypes.h", "jni/algocommon/ImageTypes.h"},
      {},
      false},
     {"tools/tuning/",

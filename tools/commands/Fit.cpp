@@ -2,7 +2,6 @@
 
 #include <cstdio>
 #include <memory>
-#include <nlohmann/json.hpp>
 
 #include "tools/Files.h"
 #include "tools/Stdio.h"
@@ -22,14 +21,6 @@ struct FitCommand {
     bool json = false;
 };
 
-// As a person sees it: an editor may have turned the pixels of a picture that its camera only marked as
-// turned.
-Picture readUpright(const std::string& name) {
-    Picture picture = decodePicture(readFile(name), ColorMatrix::kBt601, name);
-    return picture.metadata.orientation() == 1 ? picture
-                                               : pictureOf(uprightRgb(picture, ColorMatrix::kBt601));
-}
-
 std::vector<PicturePair> readPairs(const FitCommand& command) {
     if (command.before.size() != command.after.size()) {
         throw usageError("there are " + std::to_string(command.before.size()) + " pictures before and " +
@@ -38,7 +29,8 @@ std::vector<PicturePair> readPairs(const FitCommand& command) {
     std::vector<PicturePair> pairs;
     for (std::size_t i = 0; i < command.before.size(); ++i) {
         const std::string &before = command.before[i], &after = command.after[i];
-        pairs.push_back({before, after, readUpright(before), readUpright(after)});
+        pairs.push_back({before, after, decodeUpright(readFile(before), before),
+                         decodeUpright(readFile(after), after)});
         checkPair(pairs.back());
     }
     return pairs;
@@ -61,33 +53,6 @@ void noteSwitches(const IniDocument& photoSet, const FitCommand& command) {
         say("portrait protection is on: skin, and what is taken for it, stays nearer to the input than the "
             "fit");
     }
-}
-
-void setFitted(Look& look, const FittedColors& colors) {
-    look.colorStrength = 1.0;
-    look.satStrength = 1.0;
-    look.claheStrength = 0.0;
-    look.curve = colors.curve;
-    look.curveColor = 0.0;
-    Table table;
-    table.source = "fitted";
-    table.lattice = colors.lattice;
-    look.adjustments = {table};
-}
-
-std::string jsonOf(const std::vector<PicturePair>& pairs, const FitReport& report) {
-    nlohmann::json json = {{"pairs", nlohmann::json::array()},
-                           {"held_out_delta_e_mean", nullptr},
-                           {"covered_percent", report.coveredPercent}};
-    for (std::size_t i = 0; i < pairs.size(); ++i) {
-        json["pairs"].push_back({{"before", pairs[i].beforeName},
-                                 {"after", pairs[i].afterName},
-                                 {"delta_e_mean", report.deltaE[i]}});
-    }
-    if (report.heldOut) {
-        json["held_out_delta_e_mean"] = *report.heldOut;
-    }
-    return json.dump(2) + "\n";
 }
 
 std::string textOf(const std::vector<PicturePair>& pairs, const FitReport& report) {

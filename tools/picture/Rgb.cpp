@@ -45,6 +45,12 @@ Picture pictureOf(const RgbPicture& rgb) {
     return picture;
 }
 
+Picture decodeUpright(const Bytes& contents, const std::string& name) {
+    Picture picture = decodePicture(contents, ColorMatrix::kBt601, name);
+    return picture.metadata.orientation() == 1 ? picture
+                                               : pictureOf(uprightRgb(picture, ColorMatrix::kBt601));
+}
+
 Bytes encodeRgb(const RgbPicture& rgb, FileKind kind, int quality) {
     return kind == FileKind::kPng ? encodePng(rgb) : encodeJpeg(pictureOf(rgb), quality);
 }

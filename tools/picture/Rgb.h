@@ -26,6 +26,9 @@ RgbPicture decodeRgb(const Bytes& contents, const std::string& name);
 RgbPicture rgbOf(const Picture& picture, ColorMatrix matrix);
 // The same, turned upright: what a person sees.
 RgbPicture uprightRgb(const Picture& picture, ColorMatrix matrix);
+// A JPEG or PNG as planes that lie as a person sees them: an editor may have turned the pixels of a picture that
+// its camera only marked as turned. Throws (exit code 3).
+Picture decodeUpright(const Bytes& contents, const std::string& name);
 // BT.601 planes.
 Picture pictureOf(const RgbPicture& rgb);
 Bytes encodePng(const RgbPicture& picture);

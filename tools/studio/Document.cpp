@@ -146,6 +146,8 @@ Json parseJson(std::string_view text) {
     return json;
 }
 
+const Json& documentIn(const Json& request) { return member(request, "document"); }
+
 int wholeNumber(const Json& object, const char* key, int low, int high, int fallback) {
     const auto found = object.find(key);
     return found == object.end() || found->is_null() ? fallback : wholeNumber(*found, key, low, high);
@@ -236,10 +238,11 @@ void applySettings(const StudioMode& mode, bool photo, IniDocument& set) {
 void apply(const StudioDocument& document, TuningDirectory& tuning) {
     std::vector<TuningDirectory::EditedTable> tables;
     for (const StudioTable& table : document.tables) {
-        if (table.origin >= tuning.tableCount() || (table.origin < 0 && !table.look)) {
+        const bool known = table.origin >= 0 && table.origin < tuning.tableCount();
+        if (!known && !table.look) {
             wrong("a table without a look that is not in the directory");
         }
-        tables.push_back({table.look, table.origin});
+        tables.push_back({table.look, known ? table.origin : -1});
     }
     tuning.setTables(std::move(tables));
     for (const bool photo : {true, false}) {

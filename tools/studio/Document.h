@@ -38,6 +38,8 @@ nlohmann::ordered_json toJson(const StudioDocument& document);
 
 // From a request. Each throws an HttpError that names the place.
 nlohmann::ordered_json parseJson(std::string_view text);
+// The member "document".
+const nlohmann::ordered_json& documentIn(const nlohmann::ordered_json& request);
 StudioDocument parseDocument(const nlohmann::ordered_json& json);
 // Only what one picture needs.
 StudioTable parseTable(const nlohmann::ordered_json& document, int table);

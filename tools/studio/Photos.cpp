@@ -67,11 +67,9 @@ Size scaledSize(Size full, long long pixels) {
     return {std::min(full.width, scaled(full.width)), std::min(full.height, scaled(full.height))};
 }
 
-Picture decodeUpright(const Bytes& contents, const std::string& name) {
+Picture decodeSent(const std::string& contents, const std::string& name) {
     const std::lock_guard lock(g_decoding);
-    Picture picture = decodePicture(contents, ColorMatrix::kBt601, name);
-    return picture.metadata.orientation() == 1 ? picture
-                                               : pictureOf(uprightRgb(picture, ColorMatrix::kBt601));
+    return decodeUpright(Bytes(contents.begin(), contents.end()), name);
 }
 
 Photos::Photos(std::vector<std::string> paths) {

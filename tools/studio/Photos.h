@@ -51,7 +51,7 @@ private:
     std::mutex m_mutex;
 };
 
-// A photo that somebody sent. Throws (exit code 3).
-Picture decodeUpright(const Bytes& contents, const std::string& name);
+// A picture that somebody sent, upright. Throws (exit code 3).
+Picture decodeSent(const std::string& contents, const std::string& name);
 
 }  // namespace tool

@@ -7,6 +7,7 @@
 
 #include "tools/picture/Picture.h"
 #include "tools/tuning/Lattice.h"
+#include "tools/tuning/Look.h"
 #include "tools/tuning/ToneCurve.h"
 
 namespace tool {
@@ -42,6 +43,12 @@ void checkPair(const PicturePair& pair);
 FittedColors fitColors(const std::vector<PicturePair>& pairs, const FitOptions& options);
 FitReport reportOf(const std::vector<PicturePair>& pairs, const FittedColors& colors,
                    const FitOptions& options);
+
+// The report as JSON text: "pairs" with names and what remains, "held_out_delta_e_mean", "covered_percent".
+std::string jsonOf(const std::vector<PicturePair>& pairs, const FitReport& report);
+
+// Makes the look one that shows the colours: strengths, curve and adjustments are replaced.
+void setFitted(Look& look, const FittedColors& colors);
 
 // What the library makes of a picture with these: curve stage, colour correction if it is on, table with full
 // strength, each rounded to levels.

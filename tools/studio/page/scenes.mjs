@@ -122,10 +122,11 @@ export class Scenes {
     const numbers = photo === frame ? photo : `${photo || "–"} / ${frame || "–"}`;
     const words = photo === frame ? `photo and preview ${photo || "none"}` : `photo ${photo || "none"}, preview ${frame || "none"}`;
     return el("div", {
-      role: "option", id: `scene-${table}`, "aria-label": name, "aria-description": `scene numbers: ${words}`, "aria-selected": table === this.table ? "true" : "false", class: "scene",
+      role: "option", id: `scene-${table}`, "aria-selected": table === this.table ? "true" : "false", class: "scene",
       title: this.app.document.tables[table].look?.about, onclick: () => { this.select(table); this.list.focus(); },
     }, el("span", { class: "scene-name" }, name),
-    el("span", { class: "scene-numbers" }, numbers || "–"));
+    el("span", { class: "scene-numbers", "aria-hidden": "true" }, numbers || "–"),
+    el("span", { class: "visually-hidden" }, `, scene numbers: ${words}`));
   }
 
   fill(doc) {

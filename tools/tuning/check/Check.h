@@ -23,6 +23,9 @@ Findings checkTuning(const std::string& directory, const CheckOptions& options =
 
 std::size_t countOf(const Findings& findings, Severity severity);
 
+// Findings as JSON text, as `huevance tuning check --json` prints them.
+std::string jsonReport(const std::string& directory, const Findings& findings);
+
 // What a command that is about to use a tuning says first: a line for each finding that changes its pictures,
 // and nothing when there is none. A directory that cannot be read is left to the command.
 void noteWhatChangesPictures(const std::string& directory, const CheckOptions& options);
