@@ -49,7 +49,9 @@ export class Lane {
     const begun = performance.now();
     try {
       const picture = await api.render({ ...job.make(), pixels, lane: this.name }, this.abort.signal);
-      const cost = (performance.now() - begun) / (picture.width * picture.height);
+      // Baking takes as long for few pixels. A picture that the program still had says how long it took then.
+      const spent = performance.now() - begun;
+      const cost = (spent > picture.bake ? spent - picture.bake : spent) / (picture.width * picture.height);
       this.perPixel = this.perPixel ? 0.5 * (this.perPixel + cost) : cost;
       this.on.picture(picture, { coarse, asked: job.asked });
       if (this.wanted !== job) return;
