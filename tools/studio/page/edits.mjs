@@ -119,6 +119,16 @@ export function removeScene(document, table) {
   return { ...document, tables: document.tables.filter((_, i) => i !== table), scenes };
 }
 
+// [0, 3, 5, 6, 7] as "0, 3, 5-7".
+export function numbersText(numbers) {
+  const runs = [];
+  for (const number of numbers) {
+    if (runs.length && runs.at(-1).last === number - 1) runs.at(-1).last = number;
+    else runs.push({ first: number, last: number });
+  }
+  return runs.map(({ first, last }) => (first === last ? `${first}` : `${first}-${last}`)).join(", ");
+}
+
 // "0, 3 5-7" as numbers; throws an Error with a sentence.
 export function parseNumbers(text) {
   const numbers = new Set();

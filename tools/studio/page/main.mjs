@@ -165,12 +165,17 @@ class App {
     try {
       const answer = await api.save(sent, this.base, force);
       this.base = answer.base;
-      this.notices.close("disk");
+      this.seenBase = answer.base;
+      for (const id of ["disk", "error"]) this.notices.close(id);
       this.history.markSaved(sent, answer.document);
       this.announce(`Saved: ${answer.changed.length === 1 ? "one file" : `${answer.changed.length} files`} changed.`);
     } catch (error) {
-      if (error.status === 409 && error.body.base) this.offerOverwrite(error.message);
-      else this.fail(error);
+      if (error.status === 409 && error.body.base) {
+        this.seenBase = error.body.base;
+        this.offerOverwrite(error.message);
+      } else {
+        this.fail(error);
+      }
     }
     this.saving = false;
     this.refreshState();
@@ -346,7 +351,10 @@ class App {
         picture: (picture, how) => this.shownAfter(picture, how), error: failed, idle: () => byId("stage").setAttribute("aria-busy", "false"),
       }),
       before: new Lane("before", { picture: (picture) => this.shownBefore(picture), error: failed }),
-      mask: new Lane("mask", { picture: (picture) => drawMask(this.maskOverlay, picture), error: failed }),
+      mask: new Lane("mask", {
+        picture: (picture) => drawMask(this.maskOverlay, picture),
+        error: (error) => { failed(error); this.setView({ mask: false }); },
+      }),
       detail: new Lane("detail", { picture: (picture) => this.shownDetail(this.stage.after, picture) }),
       detailBefore: new Lane("detail-before", { picture: (picture) => this.shownDetail(this.stage.before, picture) }),
     };
@@ -433,9 +441,9 @@ class App {
     this.askForDetail();
     if (picture.lines.length) this.notices.show("library", `The library says: ${picture.lines.join(" · ")}`, { kind: "warning" });
     else this.notices.close("library");
-    const scale = picture.width < this.photo.width ? `, ${picture.width} × ${picture.height}` : "";
+    byId("timing").title = `The library's time for a frame of ${picture.width} × ${picture.height}, and the time from the change to the screen`;
     requestAnimationFrame(() => {
-      byId("timing").value = `${picture.milliseconds.toFixed(1)} ms frame${scale} · ${Math.round(performance.now() - asked)} ms to screen`;
+      byId("timing").value = `${picture.milliseconds.toFixed(1)} ms frame · ${Math.round(performance.now() - asked)} ms to screen`;
     });
     // After the picture is on the screen.
     setTimeout(() => { this.drawScopes(); this.drawClipping(); });

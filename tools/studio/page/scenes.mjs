@@ -106,8 +106,8 @@ export class Scenes {
   update(force = false) {
     const { document: doc } = this.app;
     const rows = doc.tables.map((entry, table) => ({
-      name: this.titleOf(table), photo: edits.numbersOf(doc, "photo", table).join(" "),
-      frame: edits.numbersOf(doc, "frame", table).join(" "),
+      name: this.titleOf(table), photo: edits.numbersText(edits.numbersOf(doc, "photo", table)),
+      frame: edits.numbersText(edits.numbersOf(doc, "frame", table)),
     }));
     const key = JSON.stringify([rows, this.table]);
     if (key === this.key && !force) return;
@@ -122,11 +122,10 @@ export class Scenes {
     const numbers = photo === frame ? photo : `${photo || "–"} / ${frame || "–"}`;
     const words = photo === frame ? `photo and preview ${photo || "none"}` : `photo ${photo || "none"}, preview ${frame || "none"}`;
     return el("div", {
-      role: "option", id: `scene-${table}`, "aria-selected": table === this.table ? "true" : "false", class: "scene",
+      role: "option", id: `scene-${table}`, "aria-label": name, "aria-description": `scene numbers: ${words}`, "aria-selected": table === this.table ? "true" : "false", class: "scene",
       title: this.app.document.tables[table].look?.about, onclick: () => { this.select(table); this.list.focus(); },
     }, el("span", { class: "scene-name" }, name),
-    el("span", { class: "scene-numbers", "aria-hidden": "true" }, numbers || "–"),
-    el("span", { class: "visually-hidden" }, `, scene numbers: ${words}`));
+    el("span", { class: "scene-numbers" }, numbers || "–"));
   }
 
   fill(doc) {
@@ -139,7 +138,7 @@ export class Scenes {
     fill(this.name, look?.name ?? "");
     fill(this.about, look?.about ?? "");
     for (const mode of Object.keys(kModeWords)) {
-      fill(this.numbers[mode].input, edits.numbersOf(doc, mode, this.table).join(", "));
+      fill(this.numbers[mode].input, edits.numbersText(edits.numbersOf(doc, mode, this.table)));
     }
     this.removeButton.disabled = doc.tables.length < 2;
     this.copyButton.disabled = this.renameButton.disabled = !look;

@@ -3,6 +3,8 @@
 import * as edits from "./edits.mjs";
 import { el } from "./dom.mjs";
 
+// What is one of a few things has a list, not a number.
+const kChoices = { maskSource: ["none", "the host's", "skin detection"] };
 const kModes = { photo: "photos", frame: "previews" };
 
 export class Settings {
@@ -13,7 +15,8 @@ export class Settings {
       const group = el("fieldset", { class: "settings" }, el("legend", {}, word === "photos" ? "Photos" : "Previews"));
       group.append(this.makePlatform(mode, word));
       for (const setting of app.info.settings[mode]) {
-        group.append(setting.kind === "switch" ? this.makeSwitch(mode, word, setting) : this.makeNumber(mode, word, setting));
+        const make = setting.kind === "switch" ? "makeSwitch" : setting.key in kChoices ? "makeChoice" : "makeNumber";
+        group.append(this[make](mode, word, { ...setting, label: setting.label.replace(/ \(.*\)/, "") }));
       }
       parent.append(group);
     }
@@ -39,6 +42,14 @@ export class Settings {
     });
     this.setters.push((document) => { box.checked = document.settings[mode][setting.key] === 1; });
     return el("label", { class: "setting" }, el("span", {}, setting.label), box);
+  }
+
+  makeChoice(mode, word, setting) {
+    const select = el("select", {
+      "aria-label": `${setting.label}, ${word}`, onchange: () => this.edit(mode, word, setting, Number(select.value)),
+    }, ...kChoices[setting.key].map((text, value) => el("option", { value }, text)));
+    this.setters.push((document) => { select.value = document.settings[mode][setting.key]; });
+    return el("label", { class: "setting" }, el("span", {}, setting.label), select);
   }
 
   makeNumber(mode, word, setting) {
