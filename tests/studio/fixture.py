@@ -1,0 +1,58 @@
+"""What every test of the studio has: one browser for all of them, and directories that go away."""
+import contextlib
+import json
+import os
+import pathlib
+import shutil
+import tempfile
+import unittest
+
+from browser import Page, Studio, Tool, chromium
+
+_shared = {}
+
+
+@contextlib.contextmanager
+def shared(program):
+    """The program under test, and one browser for all tests."""
+    with chromium() as driver:
+        _shared.update(tool=Tool(program), driver=driver)
+        yield
+
+
+class Test(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.mkdtemp()
+        self.addCleanup(shutil.rmtree, self.folder)
+
+    @property
+    def tool(self):
+        return _shared["tool"]
+
+    @property
+    def driver(self):
+        return _shared["driver"]
+
+    def tuning(self, looks):
+        directory = os.path.join(self.folder, "tuning")
+        self.tool("tuning", "new", directory, "--looks", looks)
+        return directory
+
+    def serve(self, directory, *photos):
+        studio = Studio(self.tool, directory, *photos).__enter__()
+        self.addCleanup(studio.__exit__)
+        return studio
+
+    def open(self, directory, *photos, **how):
+        self.studio = self.serve(directory, *photos)
+        page = Page(self.driver, self.studio, **how)
+        self.addCleanup(page.driver.get, "about:blank")
+        return page
+
+    def look(self, directory, name):
+        return next(look for look in (json.loads(file.read_text()) for file in pathlib.Path(directory).glob("look*.json")) if look["name"] == name)
+
+    def looks(self, directory):
+        """Names in the order of their tables."""
+        files = sorted(pathlib.Path(directory).glob("look*.json"), key=lambda file: int(file.stem[4:]))
+        return [json.loads(file.read_text())["name"] for file in files]
