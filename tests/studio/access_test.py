@@ -21,11 +21,11 @@ for (const attribute of ["aria-labelledby", "aria-describedby", "aria-activedesc
   }
 }
 const nameOf = (node) => node.getAttribute("aria-label") ?? (node.labels?.length ? [...node.labels].map((one) => one.textContent).join(" ") : node.textContent);
-const kControls = "button, input, select, a[href], summary, [tabindex], [role=slider], [role=option], [role=img], canvas:not([aria-hidden])";
+const kControls = "button, input, textarea, select, a[href], summary, [tabindex], [role=slider], [role=option], [role=img], canvas:not([aria-hidden])";
 for (const node of document.querySelectorAll(kControls)) {
   if (!visible(node) || node.closest("[aria-hidden=true]")) continue;
   if (!nameOf(node).trim()) say(node, "no name");
-  const native = node.matches("button, input, select, a, summary");
+  const native = node.matches("button, input, textarea, select, a, summary");
   if (!native && !node.getAttribute("role")) say(node, "no role");
   if (node.tabIndex > 0) say(node, "jumps the queue");
   const box = (node.closest("label") ?? node).getBoundingClientRect();
@@ -76,11 +76,11 @@ while (walker.nextNode()) {
   ++looked;
   if (found < 4.5) wrong.push(`"${walker.currentNode.data.trim().slice(0, 30)}" ${found.toFixed(2)}`);
 }
-for (const node of document.querySelectorAll("input:not([type=range]), select, button:not(.icon-button)")) {
+for (const node of document.querySelectorAll("input:not([type=range]), textarea, select, button:not(.icon-button)")) {
   if (!node.checkVisibility({checkVisibilityCSS: true}) || node.disabled || node.matches(".visually-hidden, .segments *")) continue;
   const style = getComputedStyle(node), outside = behind(node.parentElement);
   const text = ratio(over(rgba(style.color), behind(node)), behind(node));
-  if (node.matches("input[type=text], input[type=number], select") && text < 4.5) wrong.push(`${node.getAttribute("aria-label")} ${text.toFixed(2)}`);
+  if (node.matches("textarea, input[type=text], input[type=number], select") && text < 4.5) wrong.push(`${node.getAttribute("aria-label")} ${text.toFixed(2)}`);
   const edge = Math.max(ratio(rgba(style.borderTopColor), outside), ratio(behind(node), outside));
   if (node.type !== "checkbox" && edge < 3) wrong.push(`edge of ${node.getAttribute("aria-label") ?? node.textContent} ${edge.toFixed(2)}`);
 }

@@ -17,7 +17,7 @@ export class Scenes {
       iconButton("plus", "Add scene", () => this.add()), this.copyButton, this.renameButton, this.removeButton);
     this.name = this.field("Scene name", (text) => this.rename(text), { maxlength: 31, spellcheck: "false", autocapitalize: "off" });
     this.about = this.field("About", (text) => this.app.edit("About the scene",
-      (document) => edits.changeLook(document, this.table, { about: text })), {});
+      (document) => edits.changeLook(document, this.table, { about: text.replace(/\s+/g, " ") })), { tag: "textarea", rows: 3 });
     this.numbers = Object.fromEntries(Object.entries(kModeWords).map(([mode, label]) =>
       [mode, this.field(label, (text) => this.map(mode, text), { inputmode: "text" })]));
     this.error = el("p", { class: "field-error", role: "alert" });
@@ -28,8 +28,8 @@ export class Scenes {
 
   get table() { return this.app.view.table; }
 
-  field(label, commit, attributes) {
-    const input = el("input", { type: "text", "aria-label": label, autocomplete: "off", ...attributes });
+  field(label, commit, { tag = "input", ...attributes } = {}) {
+    const input = el(tag, { type: tag === "input" ? "text" : null, "aria-label": label, autocomplete: "off", ...attributes });
     input.addEventListener("change", () => commit(input.value.trim()));
     input.addEventListener("keydown", (event) => {
       if (event.key === "Escape") { this.update(true); input.blur(); }
