@@ -8,11 +8,12 @@ namespace tool {
 
 enum class ExitCode : int {
     kGood = 0,
-    kDifferent = 1,    // a check found differences
-    kUsage = 2,        // options that make no sense
-    kFile = 3,         // a file cannot be read or written
-    kRefused = 4,      // the library refused
-    kUnavailable = 5,  // the back end cannot run here
+    kDifferent = 1,      // a check found differences
+    kUsage = 2,          // options that make no sense
+    kFile = 3,           // a file cannot be read or written
+    kRefused = 4,        // the library refused
+    kUnavailable = 5,    // the back end cannot run here
+    kInterrupted = 130,  // by a signal, with all in order
 };
 
 class ToolError : public std::runtime_error {

@@ -26,6 +26,7 @@ ExitCode dispatch(int argc, char** argv) {
     addRun(app, action);
     addConvert(app, action);
     addStages(app, action);
+    addBatch(app, action);
     addCompare(app, action);
     CLI::App* tuning = app.add_subcommand("tuning", "Tuning directories");
     tuning->require_subcommand(1);

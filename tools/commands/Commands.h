@@ -16,6 +16,7 @@ using Action = std::function<ExitCode()>;
 void addRun(CLI::App& app, Action& action);
 void addConvert(CLI::App& app, Action& action);
 void addCompare(CLI::App& app, Action& action);
+void addBatch(CLI::App& app, Action& action);
 void addStages(CLI::App& app, Action& action);
 void addInfo(CLI::App& app, Action& action);
 // `tuning` is the subcommand that these share.

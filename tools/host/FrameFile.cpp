@@ -139,6 +139,15 @@ Size FrameSource::size() const {
 
 bool FrameSource::deep() const { return m_format.bits > 8 && (!m_picture || m_picture->deep.has_value()); }
 
+Picture FrameSource::pictureOf(const Frame& frame) const {
+    Picture picture(size());
+    frame.get(picture, deep());
+    if (m_picture) {
+        picture.metadata = m_picture->metadata;
+    }
+    return picture;
+}
+
 void FrameSource::resize(Size size) {
     m_picture = resized(*m_picture, size);
     m_roi = makeRoi(frameSizeOf(*m_picture), m_format, m_options.stride, m_options.scanline);
@@ -265,9 +274,9 @@ FrameSink::~FrameSink() {
     }
 }
 
-Picture FrameSink::pictureOf(const Frame& frame) const {
+Picture FrameSink::planarOf(const Frame& frame) const {
     Picture picture(m_source.size());
-    frame.get(picture, m_planar ? frame.format().bits > 8 : m_source.deep());
+    frame.get(picture, frame.format().bits > 8);
     return picture;
 }
 
@@ -275,7 +284,7 @@ Picture FrameSink::pictureOf(const Frame& frame) const {
 Bytes FrameSink::streamBytes(const Frame& frame) const {
     Bytes bytes;
     if (m_planar) {
-        bytes = planarBytes(*m_planar, pictureOf(frame));
+        bytes = planarBytes(*m_planar, planarOf(frame));
         if (m_planar->marker) {
             constexpr std::string_view kMarker = "FRAME\n";
             bytes.insert(bytes.begin(), kMarker.begin(), kMarker.end());
@@ -331,11 +340,8 @@ void FrameSink::write(const Frame& frame) {
 
 void FrameSink::finish(const Frame& last) {
     if (m_kind == FileKind::kJpeg || m_kind == FileKind::kPng) {
-        Picture picture = pictureOf(last);
-        if (m_source.picture()) {
-            picture.metadata = m_source.picture()->metadata;
-        }
-        writeFile(m_name, encodePicture(picture, m_kind, m_source.m_matrix, m_color.quality));
+        writeFile(m_name,
+                  encodePicture(m_source.pictureOf(last), m_kind, m_source.m_matrix, m_color.quality));
     } else if (m_name != "-") {
         const int result = close(m_descriptor);
         m_descriptor = -1;

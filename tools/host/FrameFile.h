@@ -50,6 +50,9 @@ public:
     // Whether samples have more than 8 bits.
     bool deep() const;
 
+    // What a frame shows, of this source's own size and with its metadata.
+    Picture pictureOf(const Frame& frame) const;
+
     // Another size for the picture, and for the frames made from it.
     void resize(Size size);
     // Frames go where no profile can go along: colours that mean something else than sRGB are converted, and
@@ -105,7 +108,7 @@ public:
 
 private:
     Bytes streamBytes(const Frame& frame) const;
-    Picture pictureOf(const Frame& frame) const;
+    Picture planarOf(const Frame& frame) const;
 
     std::string m_name;
     FileKind m_kind;

@@ -71,14 +71,44 @@ std::string htmlPage(std::string_view title, std::string_view body, std::string_
     return page + "</body>\n</html>\n";
 }
 
+namespace {
+
+// Each pixel the mean of `factor` x `factor`; what is left over at the far edges goes.
+RgbPicture reduced(const RgbPicture& picture, int factor) {
+    RgbPicture result{{picture.size.width / factor, picture.size.height / factor}, {}};
+    const auto width = static_cast<std::size_t>(result.size.width);
+    std::vector<unsigned> sums(3 * width);
+    const auto pixels = static_cast<unsigned>(factor * factor);
+    for (int y = 0; y < result.size.height; ++y) {
+        std::fill(sums.begin(), sums.end(), 0U);
+        for (int row = 0; row < factor; ++row) {
+            const std::uint8_t* from = picture.row(y * factor + row);
+            for (std::size_t x = 0; x < width; ++x) {
+                for (int column = 0; column < factor; ++column, from += 3) {
+                    sums[3 * x] += from[0];
+                    sums[3 * x + 1] += from[1];
+                    sums[3 * x + 2] += from[2];
+                }
+            }
+        }
+        for (const unsigned sum : sums) {
+            result.levels.push_back(static_cast<std::uint8_t>((sum + pixels / 2) / pixels));
+        }
+    }
+    return result;
+}
+
+}  // namespace
+
 std::string jpegAddress(const RgbPicture& picture, int longSide, int quality) {
-    const double scale =
-        std::min(1.0, static_cast<double>(longSide) / std::max(picture.size.width, picture.size.height));
-    const auto side = [scale](int length) {
-        return std::max(1, static_cast<int>(std::lround(scale * length)));
-    };
-    Picture planes = pictureOf(picture);
+    const int longest = std::max(picture.size.width, picture.size.height);
+    const int factor = std::min({longest / (2 * longSide), picture.size.width, picture.size.height});
+    Picture planes = pictureOf(factor > 1 ? reduced(picture, factor) : picture);
+    const double scale = static_cast<double>(longSide) / longest;
     if (scale < 1.0) {
+        const auto side = [scale](int length) {
+            return std::max(1, static_cast<int>(std::lround(scale * length)));
+        };
         planes = resized(planes, {side(picture.size.width), side(picture.size.height)});
     }
     return "data:image/jpeg;base64," + toBase64(encodeJpeg(planes, quality));

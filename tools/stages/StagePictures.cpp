@@ -10,13 +10,6 @@ namespace tool {
 
 namespace {
 
-Picture pictureOf(const FrameSource& source, const Frame& frame) {
-    Picture picture(source.size());
-    frame.get(picture, source.deep());
-    picture.metadata = source.picture()->metadata;
-    return picture;
-}
-
 SetUp setUpOf(const StageRun& run, const StagedTuning& tuning, const TemporaryTuning& directory,
               const RoiInfo& roi) {
     return {tuning.mode.photo, directory.path(), roi, run.source.format(), run.mask};
@@ -78,7 +71,7 @@ Picture pictureAfter(const StageRun& run, const StagedTuning& tuning, std::optio
         enhancer.process(frame, run.scene);
     }
     enhancer.finish();
-    return pictureOf(run.source, frame);
+    return run.source.pictureOf(frame);
 }
 
 GrayPicture maskOf(const StageRun& run, const StagedTuning& tuning) {
