@@ -114,8 +114,8 @@ class Page:
     def script(self, text, *arguments):
         return self.driver.execute_script(text, *arguments)
 
-    def named(self, name, tag="*"):
-        return self.driver.find_element(By.CSS_SELECTOR, f'{tag}[aria-label="{name}"]')
+    def named(self, name, match="="):
+        return self.driver.find_element(By.CSS_SELECTOR, f'[aria-label{match}"{name}"]')
 
     def button(self, text):
         return self.driver.find_element(By.XPATH, f'//button[normalize-space()="{text}" or @aria-label="{text}"]')
@@ -152,14 +152,18 @@ class Page:
 
     def pixels(self, name="After"):
         """What the page shows, as an array of RGB."""
+        return self.canvas(self.named(name))[:, :, :3]
+
+    def canvas(self, canvas):
+        """Its pixels, as an array of RGBA."""
         encoded = self.script("""
             const canvas = arguments[0], {width, height} = canvas;
             const data = canvas.getContext("2d").getImageData(0, 0, width, height).data;
             let text = "";
             for (let at = 0; at < data.length; at += 32768) text += String.fromCharCode(...data.subarray(at, at + 32768));
-            return [width, height, btoa(text)];""", self.named(name))
+            return [width, height, btoa(text)];""", canvas)
         width, height, data = encoded
-        return numpy.frombuffer(base64.b64decode(data), numpy.uint8).reshape(height, width, 4)[:, :, :3]
+        return numpy.frombuffer(base64.b64decode(data), numpy.uint8).reshape(height, width, 4)
 
     def slide(self, name, value):
         """As a drag to that value ends."""
@@ -168,6 +172,10 @@ class Page:
             slider.value = value;
             slider.dispatchEvent(new Event("input", {bubbles: true}));
             slider.dispatchEvent(new Event("change", {bubbles: true}));""", self.named(name), value)
+
+    def choose(self, name, value):
+        """From a list that opens."""
+        self.script("arguments[0].value = arguments[1]; arguments[0].dispatchEvent(new Event('change', {bubbles: true}))", self.named(name), value)
 
     def type_into(self, name, text):
         field = self.named(name)

@@ -33,9 +33,9 @@ class Test(unittest.TestCase):
     def driver(self):
         return _shared["driver"]
 
-    def tuning(self, looks):
+    def tuning(self, looks, *arguments):
         directory = os.path.join(self.folder, "tuning")
-        self.tool("tuning", "new", directory, "--looks", looks)
+        self.tool("tuning", "new", directory, "--looks", looks, *arguments)
         return directory
 
     def serve(self, directory, *photos):

@@ -6,6 +6,7 @@ import pathlib
 import shutil
 
 import numpy
+from PIL import Image
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 
@@ -196,7 +197,8 @@ class Looking(fixture.Test):
     """Views, back ends, and pictures that follow."""
 
     def test_views(self):
-        page = self.open(self.tuning("neutral,food"), PORTRAIT)
+        directory = self.tuning("neutral,food")
+        page = self.open(directory, PORTRAIT)
         split = page.named("Divider between before and after")
         split.send_keys(Keys.HOME, Keys.ARROW_RIGHT)
         self.assertEqual(split.get_attribute("aria-valuenow"), "2")
@@ -217,17 +219,24 @@ class Looking(fixture.Test):
         page.button("Fit").click()
         self.assertEqual(page.named("After").rect, box)
 
-        for stage in ("input", "clahe"):
+        stages = pathlib.Path(self.folder, "stages")
+        self.tool("stages", PORTRAIT, "-t", directory, "-o", stages)
+        files = sorted(file for file in stages.glob("[0-9]_*.png") if not file.stem.endswith("_difference"))
+        self.assertEqual([file.stem for file in files], ["0_input", "1_clahe", "2_curve", "4_table"])
+        for file in (*files, None):
             with page.new_picture():
-                page.script("arguments[0].value = arguments[1]; arguments[0].dispatchEvent(new Event('change'))", page.named("Stage"), stage)
-        with page.new_picture():
-            page.script("arguments[0].value = ''; arguments[0].dispatchEvent(new Event('change'))", page.named("Stage"))
+                page.choose("Stage", file.stem.split("_")[1] if file else "")
+            if file:
+                numpy.testing.assert_array_equal(page.pixels(), numpy.asarray(Image.open(file).convert("RGB")), str(file))
         result = page.pixels()
         with page.new_picture():
             page.named("Back end").send_keys("CPU")
         numpy.testing.assert_array_equal(page.pixels(), result)  # the same bytes as NEON
         page.driver.find_element(By.ID, "clipping").click()
-        self.assertTrue(page.driver.find_element(By.CSS_SELECTOR, ".overlay-clipping").is_displayed())
+        marked = page.canvas(page.driver.find_element(By.CSS_SELECTOR, ".overlay-clipping"))[:, :, 3] > 0
+        numpy.testing.assert_array_equal(marked, (result >= 254).any(axis=2) | (result <= 1).all(axis=2))
+        mean = page.named("Histogram: mean", match="^=").get_attribute("aria-label").split()[2].rstrip(",")
+        self.assertAlmostEqual(float(mean), (result @ [0.299, 0.587, 0.114]).mean(), delta=1)
         with page.new_picture():
             page.driver.find_element(By.CSS_SELECTOR, "[value=frame]").find_element(By.XPATH, "..").click()
         self.assertEqual(page.problems(), [])
@@ -247,6 +256,33 @@ class Looking(fixture.Test):
         page.keys(*[Keys.ARROW_DOWN] * 60, Keys.ENTER)
         until(lambda: float(page.named("Selective colour: Hue, number").get_attribute("value")) < 110, "the hue")
         self.assertEqual(page.problems(), [])
+
+    def test_detail_is_the_full_picture(self):
+        directory = self.tuning("vivid")
+        photo = os.path.join(self.folder, "large.jpg")
+        self.tool("convert", STILL_LIFE, photo, "--megapixels", 4)
+        page = self.open(directory, photo)
+        full = self.tool.pixels(photo, "-t", directory)
+        self.assertLess(page.pixels().shape[1], full.shape[1])
+        page.keys("z")
+        for _ in range(2):
+            detail = until(lambda: page.driver.find_elements(By.CSS_SELECTOR, ".pane-after .detail:not([hidden])"), "the detail")[0]
+            left, top, width, height = map(int, detail.get_attribute("data-crop").split(","))
+            self.assertGreater(width * height, 400_000)
+            numpy.testing.assert_array_equal(page.canvas(detail)[:, :, :3], full[top:top + height, left:left + width])
+            page.driver.find_element(By.ID, "stage").send_keys(Keys.ARROW_RIGHT, Keys.ARROW_DOWN)
+
+    def test_mask(self):
+        directory = self.tuning("neutral", "--protect", "skin")
+        page = self.open(directory, PORTRAIT)
+        page.keys("m")
+        mask = page.driver.find_element(By.CSS_SELECTOR, ".overlay-mask")
+        until(lambda: mask.is_displayed() and int(mask.get_attribute("width")) > 1, "the mask")
+        self.tool("stages", PORTRAIT, "-t", directory, "-o", os.path.join(self.folder, "stages"))
+        wanted = numpy.asarray(Image.open(os.path.join(self.folder, "stages", "mask.png")).convert("L"))
+        strength = page.canvas(mask)[:, :, 3]
+        numpy.testing.assert_allclose(strength, 0.65 * wanted, atol=1)
+        self.assertGreater(strength.max(), strength.min() + 50)
 
     def test_fit_to_a_dropped_pair(self):
         page = self.open(self.tuning("neutral"), PORTRAIT)

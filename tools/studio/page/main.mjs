@@ -355,8 +355,8 @@ class App {
         picture: (picture) => drawMask(this.maskOverlay, picture),
         error: (error) => { failed(error); this.setView({ mask: false }); },
       }),
-      detail: new Lane("detail", { picture: (picture) => this.shownDetail(this.stage.after, picture) }),
-      detailBefore: new Lane("detail-before", { picture: (picture) => this.shownDetail(this.stage.before, picture) }),
+      detail: new Lane("detail", { picture: (picture, { about }) => this.shownDetail(this.stage.after, picture, about) }),
+      detailBefore: new Lane("detail-before", { picture: (picture, { about }) => this.shownDetail(this.stage.before, picture, about) }),
     };
   }
 
@@ -479,21 +479,23 @@ class App {
   // A sharper rendering of what is visible, once nothing moves.
   askForDetail() {
     clearTimeout(this.detailTimer);
+    this.cropAsked = null;
     this.detailTimer = setTimeout(() => {
       const wanted = this.stage.wantedDetail(this.photo);
       if (!wanted || this.fade.open) return;
       const { pixels, crop } = wanted;
-      this.crop = crop;
-      this.lanes.detail.want(() => ({ ...this.request(), crop }), pixels, { coarseFirst: false });
+      this.cropAsked = crop;
+      this.lanes.detail.want(() => ({ ...this.request(), crop }), pixels, { coarseFirst: false, about: crop });
       if (this.view.layout !== "after") {
-        this.lanes.detailBefore.want(() => ({ ...this.request(), backEnd: null, stage: "input", crop }), pixels, { coarseFirst: false });
+        this.lanes.detailBefore.want(() => ({ ...this.request(), backEnd: null, stage: "input", crop }), pixels, { coarseFirst: false, about: crop });
       }
     }, kDetailRest);
   }
 
-  shownDetail(pane, picture) {
-    if (this.lanes.after.wanted || this.fade.open) return;
-    this.stage.showDetail(pane, picture, this.crop);
+  // Unless the picture or the view has changed since.
+  shownDetail(pane, picture, crop) {
+    if (crop !== this.cropAsked || this.lanes.after.wanted || this.fade.open) return;
+    this.stage.showDetail(pane, picture, crop);
   }
 }
 

@@ -79,6 +79,7 @@ export class Stage {
     Object.assign(pane.detail.style, {
       left: `${box.x + x * sx}px`, top: `${box.y + y * sy}px`, width: `${w * sx}px`, height: `${h * sy}px`,
     });
+    pane.detail.dataset.crop = [x, y, w, h];
     pane.detail.hidden = false;
   }
 

@@ -8,7 +8,7 @@ const kCoarseGoal = 60;      // ms that a coarse one may take
 const kLeastCoarse = 40_000; // pixels
 
 export class Lane {
-  // picture(picture, {coarse, asked}), error(error), idle()
+  // picture(picture, {coarse, asked, about}), error(error), idle()
   constructor(name, { picture, error, idle }) {
     this.name = name;
     this.on = { picture, error, idle };
@@ -17,9 +17,9 @@ export class Lane {
     this.perPixel = 0;  // ms, of what this lane saw last
   }
 
-  // make() gives the request as it is when it is sent; pixels: of the whole picture, at most.
-  want(make, pixels, { coarseFirst = true } = {}) {
-    this.wanted = { make, pixels, coarseFirst, coarseShown: false, asked: performance.now() };
+  // make() gives the request as it is when it is sent; pixels: of the whole picture, at most; about: comes back with it.
+  want(make, pixels, { coarseFirst = true, about = null } = {}) {
+    this.wanted = { make, pixels, coarseFirst, about, coarseShown: false, asked: performance.now() };
     if (!this.running) this.run();
     else if (this.refining) this.abort.abort();
   }
@@ -53,7 +53,7 @@ export class Lane {
       const spent = performance.now() - begun;
       const cost = (spent > picture.bake ? spent - picture.bake : spent) / (picture.width * picture.height);
       this.perPixel = this.perPixel ? 0.5 * (this.perPixel + cost) : cost;
-      this.on.picture(picture, { coarse, asked: job.asked });
+      this.on.picture(picture, { coarse, asked: job.asked, about: job.about });
       if (this.wanted !== job) return;
       if (coarse) job.coarseShown = true;
       else this.wanted = null;

@@ -17,7 +17,7 @@ export class Scenes {
       iconButton("plus", "Add scene", () => this.add()), this.copyButton, this.renameButton, this.removeButton);
     this.name = this.field("Scene name", (text) => this.rename(text), { maxlength: 31, spellcheck: "false", autocapitalize: "off" });
     this.about = this.field("About", (text) => this.app.edit("About the scene",
-      (document) => edits.changeLook(document, this.table, { about: text.replace(/\s+/g, " ") })), { tag: "textarea", rows: 3 });
+      (document) => edits.changeLook(document, this.table, { about: text.replace(/\s+/g, " ") })), { tag: "textarea", rows: 2 });
     this.numbers = Object.fromEntries(Object.entries(kModeWords).map(([mode, label]) =>
       [mode, this.field(label, (text) => this.map(mode, text), { inputmode: "text" })]));
     this.error = el("p", { class: "field-error", role: "alert" });
