@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <memory>
 #include <thread>
 
@@ -73,6 +74,8 @@ ExitCode studio(const StudioCommand& command) {
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);  // in every thread that is made from here on
     const HostLibrary library(command.library.library, command.library.verbose);
     Studio studio(library, command.studio);
+    // Whatever else wants a temporary place is to end with the studio, too.
+    setenv("TMPDIR", studio.temporaryDirectory().c_str(), 1);  // NOLINT(concurrency-mt-unsafe): nobody asks yet
     const std::unique_ptr<StudioServer> server = listen(command.port, studio.usualPort());
     const Access access(freshToken(), server->port());
     std::thread([&] {

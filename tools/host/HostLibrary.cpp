@@ -69,6 +69,8 @@ HostLibrary::HostLibrary(const std::string& path, bool verbose) : m_path(path) {
     }
 }
 
+HostLibrary::HostLibrary(int (*getApi)(AlgoApi*)) : m_library(dlopen(nullptr, RTLD_NOW)) { getApi(&m_api); }
+
 std::string HostLibrary::version() const {
     // The entry gives the tag twice, and longer with every call: the first half is the tag.
     const std::string text = m_api.getVersion();

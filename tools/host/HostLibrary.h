@@ -17,6 +17,9 @@ public:
     // for error messages instead of being shown. Throws (exit code 3) when there is no such library.
     explicit HostLibrary(const std::string& path, bool verbose);
 
+    // A library that is part of this program, by its one symbol. Its log goes where the program says.
+    explicit HostLibrary(int (*getApi)(AlgoApi*));
+
     const std::string& path() const { return m_path; }
     const AlgoApi& api() const { return m_api; }
     // As from dlopen.

@@ -233,19 +233,22 @@ std::vector<Rendered> Renderer::fade(const PictureOrder& asked, std::size_t fram
     PictureOrder order = asked;
     order.backEnd = order.backEnd.empty() ? order.mode.platform : order.backEnd;
     check(order);
+    // A stream begins as if table 1 had been shown before its first frame: there stands the one to begin with.
+    std::swap(order.tables[0], order.tables[1]);
+    constexpr int kFrom = 1, kTo = 0;
     prepare(order, workOf(order));
     const std::shared_ptr<const Picture> picture = m_photos.picture(order.picture, order.pixels);
     Frame& frame = frameOf(order, *picture);
     HostLibrary::takeErrors();
     Enhancer enhancer(m_library, {false, m_work, frame.roi(), frame.format(), nullptr});
-    // The frame in which the scene changes is the first of the fade.
-    const int length = std::max(workSettings(m_directory, order.mode, false).at("transFrameNum"), 0);
-    const std::size_t last = static_cast<std::size_t>(length) + 1;
+    // One before, transFrameNum of the fade, one that overshoots, one behind.
+    const int length = workSettings(m_directory, order.mode, false).at("transFrameNum");
+    const std::size_t last = length < 1 ? 1 : static_cast<std::size_t>(length) + 2;
     const std::size_t count = std::clamp<std::size_t>(frames, 2, last + 1);
     std::vector<Rendered> pictures;
     for (std::size_t i = 0; i <= last; ++i) {
         frame.set(*picture);
-        const double milliseconds = enhancer.process(frame, i == 0 ? 0 : 1);
+        const double milliseconds = enhancer.process(frame, i == 0 ? kFrom : kTo);
         if (i == pictures.size() * last / (count - 1)) {
             Rendered one;
             one.took.frame = milliseconds;

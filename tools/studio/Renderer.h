@@ -42,7 +42,7 @@ public:
     Renderer(const HostLibrary& library, Photos& photos, BakeCache& cache, std::string directory,
              const std::string& work);
 
-    // Throws HttpErrors (a stage that there is not) and ToolErrors (what the library refuses, files). The last
+    // A preview is shown as it is behind any fade. Throws HttpErrors (a stage that there is not) and ToolErrors (what the library refuses, files). The last
     // few pictures are kept: another part of the same one costs nothing.
     std::shared_ptr<const Rendered> render(const PictureOrder& order);
 

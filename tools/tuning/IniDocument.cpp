@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstdlib>
+#include <filesystem>
 
 #include "tools/Files.h"
 #include "tools/ToolError.h"
@@ -76,6 +77,10 @@ IniDocument::IniDocument(std::string bytes) : m_bytes(std::move(bytes)) {
 }
 
 std::optional<IniDocument> IniDocument::load(const std::string& path) {
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(path, error)) {
+        return std::nullopt;  // a pipe would be waited for
+    }
     try {
         const Bytes bytes = readFile(path);
         return IniDocument(std::string(bytes.begin(), bytes.end()));

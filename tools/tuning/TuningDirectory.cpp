@@ -97,6 +97,9 @@ TuningDirectory::TuningDirectory(const std::string& path) : m_path(path) {
     }
     for (int table = 0; table < m_tablesOnDisk; ++table) {
         const std::string file = path + "/" + lookFileName(table);
+        if (fs::exists(file) && !fs::is_regular_file(file)) {
+            throw fileError("cannot read " + file + ": it is no file");
+        }
         m_looks.push_back(fs::exists(file) ? std::optional(readLook(file)) : std::nullopt);
         m_origin.push_back(table);
     }
@@ -264,7 +267,7 @@ TuningDirectory::Raw TuningDirectory::rawOf(int table) const {
     }
     const auto contents = [&](const std::string& name) {
         const std::string file = m_path + "/" + name;
-        return fs::exists(file) ? readFile(file) : Bytes();
+        return fs::is_regular_file(file) ? readFile(file) : Bytes();
     };
     return {IniDocument::load(m_path + "/" + numbered("param", origin, ".ini")).value_or(IniDocument()),
             contents(numbered("curveLut", origin)), contents(numbered("colorLut", origin))};

@@ -1,0 +1,205 @@
+// The studio as a program: its sockets, its address and its end.
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <thread>
+
+#include "tests/tools/ToolProcess.h"
+
+namespace test {
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+class Running {
+public:
+    Running(const Words& arguments, const std::string& temporary) {
+        int out[2];
+        EXPECT_EQ(pipe2(out, O_CLOEXEC), 0);
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
+        Words words = join({HUEVANCE_BINARY_DIR "/huevance", "studio"}, arguments);
+        std::vector<char*> pointers;
+        for (std::string& word : words) {
+            pointers.push_back(word.data());
+        }
+        pointers.push_back(nullptr);
+        const std::string variable = "TMPDIR=" + temporary;
+        std::vector<char*> variables = {const_cast<char*>(variable.c_str())};
+        for (char** one = environ; *one != nullptr; ++one) {
+            if (std::string(*one).rfind("TMPDIR=", 0) != 0) {
+                variables.push_back(*one);
+            }
+        }
+        variables.push_back(nullptr);
+        EXPECT_EQ(posix_spawn(&m_process, pointers[0], &actions, nullptr, pointers.data(), variables.data()), 0);
+        posix_spawn_file_actions_destroy(&actions);
+        close(out[1]);
+        for (char c = 0; read(out[0], &c, 1) == 1 && c != '\n';) {
+            m_line += c;
+        }
+        close(out[0]);
+    }
+    ~Running() { end(SIGKILL); }
+    const std::string& line() const { return m_line; }
+    int port() const { return m_line.size() < 18 ? 0 : std::stoi(m_line.substr(17)); }
+    std::string token() const { return m_line.substr(m_line.find('=') + 1); }
+    // The exit code, 128 and more for a signal.
+    int end(int signal) {
+        if (m_process == 0) {
+            return 0;
+        }
+        kill(m_process, signal);
+        int status = 0;
+        waitpid(m_process, &status, 0);
+        m_process = 0;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+    // Whatever is sent, and all that comes back.
+    std::string send(const std::string& bytes) const {
+        const int socket = connected();
+        EXPECT_EQ(::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
+        std::string answer;
+        char buffer[65536];
+        for (ssize_t length; (length = recv(socket, buffer, sizeof(buffer), 0)) > 0;) {
+            answer.append(buffer, static_cast<std::size_t>(length));
+        }
+        close(socket);
+        return answer;
+    }
+    int connected() const {
+        const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_in address = {};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(static_cast<std::uint16_t>(port()));
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        EXPECT_EQ(connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+        return socket;
+    }
+
+private:
+    pid_t m_process = 0;
+    std::string m_line;
+};
+
+struct StudioServerTest : testing::Test {
+    ToolBench bench;
+    TuningDir temporary;
+    std::string tuning = bench.path("t"), picture;
+
+    void SetUp() override {
+        ASSERT_EQ(bench.run({"tuning", "new", tuning, "--looks", "food"}).exitCode, 0);
+        picture = bench.write("a.png", encodePng(solid(64, 48, 200, 100, 50)));
+    }
+    // With the token unless `token` says otherwise.
+    static std::string request(const Running& running, const std::string& line, const std::string& more = "", const std::string& body = "") {
+        return line + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(running.port()) + "\r\nX-Huevance-Token: " + running.token() +
+               "\r\n" + more + "\r\n" + body;
+    }
+};
+
+TEST_F(StudioServerTest, AnswersOnlyWhatItShould) {
+    Running running({tuning, picture, "--no-browser"}, temporary.path());
+    ASSERT_THAT(running.line(), testing::MatchesRegex("http://127\\.0\\.0\\.1:[0-9]+/\\?token=[A-Za-z0-9_-]+"));
+    EXPECT_GE(running.token().size(), 22U);
+    const std::string port = std::to_string(running.port());
+    struct Row {
+        std::string bytes;
+        const char* status;
+    };
+    const std::string large(67'200'000, ' ');
+    const Row rows[] = {
+        {request(running, "GET /?token=" + running.token()), "200"},
+        {request(running, "GET /?token=" + running.token() + "x"), "403"},
+        {request(running, "GET /"), "403"},
+        {request(running, "GET /api/open"), "200"},
+        {request(running, "HEAD /api/open"), "200"},
+        {"GET /api/open HTTP/1.1\r\nHost: 127.0.0.1:" + port + "\r\n\r\n", "403"},
+        {"GET /api/open HTTP/1.1\r\nX-Huevance-Token: " + running.token() + "\r\n\r\n", "403"},
+        {"GET /api/open HTTP/1.1\r\nHost: example.org\r\nX-Huevance-Token: " + running.token() + "\r\n\r\n", "403"},
+        {request(running, "GET /api/open", "Host: example.org\r\n"), "403"},
+        {request(running, "GET /api/open", "Origin: http://example.org\r\n"), "403"},
+        {request(running, "GET /assets/../../../../etc/passwd"), "404"},
+        {request(running, "GET /assets/%2e%2e%2fa.png"), "404"},
+        {request(running, "GET /assets/index.html%00.png"), "404"},
+        {request(running, "GET /favicon.ico"), "204"},
+        {request(running, "POST /api/pick", "Content-Length: 16\r\n", R"({"rgb": [1,2,3]})"), "200"},
+        {request(running, "POST /api/pick", "Transfer-Encoding: chunked\r\n", "10\r\n{\"rgb\": [1,2,3]}\r\n0\r\n\r\n"), "411"},
+        {request(running, "POST /api/pick"), "411"},
+        {request(running, "POST /api/pick", "Content-Length: 67200000\r\n", large), "413"},
+        {"POST /api/pick HTTP/1.1\r\nHost: 127.0.0.1:" + port + "\r\nContent-Length: 3\r\n\r\n{}\n", "403"},
+        {request(running, "PUT /api/save", "Content-Length: 2\r\n", "{}"), "405"},
+        {request(running, "OPTIONS /api/save", "Origin: http://example.org\r\n"), "403"}};
+    for (const Row& row : rows) {
+        const std::string answer = running.send(row.bytes);
+        EXPECT_THAT(answer.substr(0, 80), StartsWith(std::string("HTTP/1.1 ") + row.status)) << row.bytes.substr(0, 300);
+        EXPECT_THAT(answer, HasSubstr("Content-Security-Policy: default-src 'self'")) << row.bytes.substr(0, 300);
+        EXPECT_THAT(answer, HasSubstr("X-Content-Type-Options: nosniff"));
+        EXPECT_EQ(answer.find("Access-Control"), std::string::npos);
+    }
+    EXPECT_THAT(running.send("nonsense\r\n\r\n"), testing::AnyOf(IsEmpty(), StartsWith("HTTP/1.1 400")));
+    // Those who say nothing keep nobody waiting.
+    std::vector<int> silent;
+    for (int i = 0; i < 20; ++i) {
+        silent.push_back(running.connected());
+        EXPECT_EQ(::send(silent.back(), "GET /", 5, MSG_NOSIGNAL), 5);
+    }
+    EXPECT_THAT(running.send(request(running, "GET /api/state")), StartsWith("HTTP/1.1 200"));
+    for (const int socket : silent) {
+        close(socket);
+    }
+    EXPECT_EQ(running.end(SIGINT), 0);
+    EXPECT_TRUE(std::filesystem::is_empty(temporary.path()));
+}
+
+TEST_F(StudioServerTest, EndsWithinARequestAndLeavesNothing) {
+    const std::string large = bench.write("large.png", encodePng(solid(2400, 1800, 200, 100, 50)));
+    Running running({tuning, large, "--no-browser"}, temporary.path());
+    const std::string open = running.send(request(running, "GET /api/open"));
+    const nlohmann::json document = nlohmann::json::parse(open.substr(open.find("\r\n\r\n")))["document"];
+    const std::string body = nlohmann::json({{"document", document}, {"photo", 0}, {"table", 0}}).dump();
+    const int socket = running.connected();
+    const std::string bytes = request(running, "POST /api/render", "Content-Length: " + std::to_string(body.size()) + "\r\n", body);
+    EXPECT_EQ(::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
+    std::this_thread::sleep_for(std::chrono::milliseconds(60));
+    EXPECT_EQ(running.end(SIGTERM), 0);
+    close(socket);
+    EXPECT_TRUE(std::filesystem::is_empty(temporary.path()));
+    EXPECT_EQ(bench.run({"tuning", "check", tuning}).exitCode, 0);
+}
+
+TEST_F(StudioServerTest, NeedsADirectoryAndAFreePort) {
+    Running running({tuning, picture, "--no-browser"}, temporary.path());
+    const std::string port = std::to_string(running.port());
+    ToolResult result = bench.run({"studio", tuning, picture, "--port", port});
+    EXPECT_EQ(result.exitCode, 3);
+    EXPECT_THAT(result.err, HasSubstr("cannot listen on port " + port));
+    // Without a wish the port is the directory's own, and another one when that is taken.
+    Running second({tuning, picture, "--no-browser"}, temporary.path());
+    EXPECT_NE(second.port(), running.port());
+    EXPECT_EQ(second.end(SIGTERM), 0);
+    EXPECT_EQ(running.end(SIGHUP), 0);
+    Running again({tuning, picture, "--no-browser"}, temporary.path());
+    EXPECT_EQ(std::to_string(again.port()), port);
+    result = bench.run({"studio", bench.path("nothing"), picture});
+    EXPECT_EQ(result.exitCode, 3);
+    EXPECT_THAT(result.err, HasSubstr("there is no tuning directory"));
+    EXPECT_EQ(bench.run({"studio", tuning}).exitCode, 2);
+    EXPECT_EQ(bench.run({"studio", tuning, picture, "--port", "65536"}).exitCode, 2);
+}
+
+}  // namespace
+}  // namespace test
