@@ -32,9 +32,9 @@ if(TARGET huevance_tool)
 
   huevance_tool_test(tool_lut_test tools/LutCommandTest.cpp)
 
-  huevance_tool_test(studio_test tools/StudioTest.cpp)
-  target_sources(studio_test PRIVATE tools/StudioBench.cpp tools/StudioServerTest.cpp)
-  target_link_libraries(studio_test PRIVATE huevance_workbench)
+  huevance_tool_test(tool_studio_test tools/StudioTest.cpp)
+  target_sources(tool_studio_test PRIVATE tools/StudioBench.cpp tools/StudioServerTest.cpp)
+  target_link_libraries(tool_studio_test PRIVATE huevance_workbench)
 
   # The rooms of the program without the program around them.
   huevance_test(workbench_test LIBRARY tools/FitTest.cpp tools/LutFileTest.cpp tools/MetricsTest.cpp)
