@@ -151,3 +151,10 @@ class Access(fixture.Test):
         self.assertGreaterEqual(page.named("After").rect["y"], page.script("return scrollY"), "the picture stays in sight")
         with page.new_picture():
             page.slide("Saturation", 1.5)
+        zoom = page.named("Zoom").text
+        page.script("scrollTo(0, 0)")
+        middle = page.named("After").rect["y"] + 150
+        for kind, spread in (("touchStart", 20), ("touchMove", 40), ("touchMove", 60), ("touchEnd", None)):
+            points = [{"x": 100 + side * spread, "y": middle, "id": side + 1} for side in (-1, 1)] if spread else []
+            self.driver.execute_cdp_cmd("Input.dispatchTouchEvent", {"type": kind, "touchPoints": points})
+        self.assertGreater(int(page.named("Zoom").text.split()[0]), 2 * int(zoom.split()[0]), "two fingers zoom")

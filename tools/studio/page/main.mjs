@@ -352,8 +352,11 @@ class App {
       }),
       before: new Lane("before", { picture: (picture) => this.shownBefore(picture), error: failed }),
       mask: new Lane("mask", {
-        picture: (picture) => drawMask(this.maskOverlay, picture),
-        error: (error) => { failed(error); this.setView({ mask: false }); },
+        picture: (picture) => { this.notices.close("mask"); drawMask(this.maskOverlay, picture); },
+        error: (error) => {
+          this.notices.show("mask", error.message, { kind: "warning" });
+          this.setView({ mask: false });
+        },
       }),
       detail: new Lane("detail", { picture: (picture, { about }) => this.shownDetail(this.stage.after, picture, about) }),
       detailBefore: new Lane("detail-before", { picture: (picture, { about }) => this.shownDetail(this.stage.before, picture, about) }),
@@ -512,7 +515,7 @@ async function start() {
   app.build();
   app.refresh();
   for (const { name, error } of info.photos) {
-    if (error) app.notices.show(`photo-${name}`, `${name}: ${error}`, { kind: "error" });
+    if (error) app.notices.show(`photo-${name}`, error.includes(name) ? error : `${name}: ${error}`, { kind: "error" });
   }
   setInterval(() => app.poll(), kPoll);
 }
