@@ -181,7 +181,8 @@ protected:
 };
 
 TEST_P(Sweep, EveryCallMayFail) {
-    const auto& [backEnd, kind] = GetParam();
+    const auto& backEnd = std::get<0>(GetParam());
+    const auto& kind = std::get<1>(GetParam());  // not a structured binding: lambdas use it
     const test::StdoutCapture output;
     Scenario scenario(backEnd);
     Life reference = scenario.live();  // binds drivers, compiles, fills caches
