@@ -32,7 +32,10 @@ export class Lane {
   sizeOf(job) {
     const estimate = this.perPixel * job.pixels;
     if (!job.coarseFirst || job.coarseShown || estimate <= kPatience) return job.pixels;
-    return Math.max(kLeastCoarse, Math.min(Math.round(kCoarseGoal / this.perPixel), Math.round(job.pixels / 3)));
+    // Few sizes: each is a new one to the photo's scaling and to a GPU's compiler.
+    let pixels = job.pixels / 4;
+    while (pixels * this.perPixel > kCoarseGoal && pixels / 4 >= kLeastCoarse) pixels /= 4;
+    return Math.round(pixels);
   }
 
   async run() {
@@ -49,9 +52,9 @@ export class Lane {
     const begun = performance.now();
     try {
       const picture = await api.render({ ...job.make(), pixels, lane: this.name }, this.abort.signal);
-      // Baking takes as long for few pixels. A picture that the program still had says how long it took then.
+      // A picture that the program still had says how long it took then.
       const spent = performance.now() - begun;
-      const cost = (spent > picture.bake ? spent - picture.bake : spent) / (picture.width * picture.height);
+      const cost = (spent > picture.beside ? spent - picture.beside : spent) / (picture.width * picture.height);
       this.perPixel = this.perPixel ? 0.5 * (this.perPixel + cost) : cost;
       this.on.picture(picture, { coarse, asked: job.asked, about: job.about });
       if (this.wanted !== job) return;
