@@ -41,8 +41,6 @@ protected:
     static constexpr bool kPreview = std::is_base_of_v<CHuevanceFrame_CPU, Pipeline>;
     // The set-up never fails there: what it could not do shows in its lines, and captures are refused.
     static constexpr bool kNeon = std::is_same_v<Pipeline, CHuevancePhoto_NEON>;
-    static constexpr bool kReference =
-        std::is_same_v<Pipeline, CHuevancePhoto_CPU> || std::is_same_v<Pipeline, CHuevanceFrame_CPU>;
 
     // A handle for the shape, with the tuning's files; the one before is released.
     rig::Handle<Pipeline>& setUp(const Shape& shape, std::map<std::string, std::string> more = {}) {
@@ -195,40 +193,6 @@ TYPED_TEST(SetUp, AFailedSetUpLeavesNothingAllocated) {
 }
 
 #ifdef HUEVANCE_FAIL_ALLOCATIONS
-TYPED_TEST(SetUp, EveryAllocationMayFail) {
-    this->tuning.grid = {3, 2, 1};
-    for (const int bits : {8, 10}) {
-        auto& handle = this->setUp({bits, 6, {24, 18, 48, 18}});
-        for (int n = 0;; ++n) {
-            SCOPED_TRACE(testing::Message() << bits << " bits, allocation " << n);
-            this->log.clear();
-            g_untilFailure = n;
-            const int result = handle.setUp(this->dir);
-            const bool failed = g_untilFailure < 0;
-            g_untilFailure = -1;
-            if (!failed) {
-                EXPECT_GE(n, 6);
-                break;
-            }
-            EXPECT_EQ(this->log.texts(test::kError).size(), 1U);
-            EXPECT_EQ(result, this->kNeon ? 0 : -1);
-            if (!this->kNeon) {
-                handle.expectUntouched(this->log, -1);
-            }
-        }
-        // While a frame is processed only the reference needs some, for CLAHE.
-        Tuning rest = this->tuning;
-        rest.clahe = !this->kReference;
-        this->log.clear();
-        g_untilFailure = 0;
-        handle.check(rest, Content::kNoise, "no memory");
-        EXPECT_EQ(this->log.texts(test::kError),
-                  this->kReference ? Lines{"CLAHE tables cannot be computed!"} : Lines());
-        g_untilFailure = -1;
-        handle.check(this->tuning, Content::kNoise, "memory again");
-    }
-}
-
 // Which kernels a handle has shows where memory runs out: the vector kernels need none for a frame.
 TEST(Door, HandsTheCpuBackEndTheVectorKernels) {
     const bool vectors = huevance::hasVectorInstructions();

@@ -75,7 +75,7 @@ Scenario::Scenario(const BackEnd& backEnd, RoiInfo size)
     std::vector<float> curves, colors;
     for (model::Tuning& table : tables) {
         table.grid = {3, 2, 2};
-        table.maskSource = 2;
+        table.maskSource = backEnd.hostMask() ? 1 : 2;
         curves.insert(curves.end(), table.yCurve.begin(), table.yCurve.end());
         colors.insert(colors.end(), table.lattice.begin(), table.lattice.end());
     }
@@ -83,12 +83,19 @@ Scenario::Scenario(const BackEnd& backEnd, RoiInfo size)
     dir.writeFloats("CurveLut", curves);
     dir.writeFloats("ColorLut", colors);
     setDumpFolder(m_dumps.path());
+    if (backEnd.hostMask()) {
+        m_cells.assign(static_cast<std::size_t>(roi.width * roi.height), 0.5F);
+        mask = m_cells.data();
+        maskRoi = {roi.width, roi.height, 4 * roi.width, roi.height};
+    }
     m_frame.fill(test::Content::kPhotoLike, 256);
     m_before = m_frame.copyBytes();
     if (backEnd.isOgl()) {
-        m_output = std::make_unique<test::DeviceBuffer>(roi.width, roi.height, backEnd.format);
-        m_output->fill(7);
-        m_outputBefore = m_output->copy();
+        for (auto& output : m_outputs) {
+            output = std::make_unique<test::DeviceBuffer>(roi.width, roi.height, backEnd.format);
+            output->fill(7);
+        }
+        m_outputBefore = m_outputs[0]->copy();
     }
 }
 
@@ -99,17 +106,21 @@ int Scenario::setUp(void** handle) {
     init.dataBit = dataBit;
     init.portraitMaskRoi = maskRoi;
     init.portraitMask = mask;
+    sim_opencl_set_svm_level(m_backEnd.svm);
     const Inside inside;
     return m_api.algoInitHandle(handle, &init);
 }
 
 int Scenario::process(void* handle, int scene, Life& life, int frame) {
     m_frame.restore(m_before);
-    if (m_output) {
-        m_output->fill(7);
+    test::DeviceBuffer* const output = m_outputs[frame % 2].get();
+    const test::DeviceBuffer* const other = m_outputs[1 - frame % 2].get();
+    const std::vector<unsigned char> otherBefore = other != nullptr ? other->copy() : m_before;
+    if (output != nullptr) {
+        output->fill(7);
     }
     Image image = test::hostImage(m_frame.data(), m_backEnd.format, roi);
-    image.planes[3].data = m_output ? m_output->get() : nullptr;
+    image.planes[3].data = output != nullptr ? output->get() : nullptr;
     const int errors = g_errors;
     {
         const Inside inside;
@@ -117,10 +128,11 @@ int Scenario::process(void* handle, int scene, Life& life, int frame) {
     }
     life.errors[frame + 1] = g_errors - errors;
     const std::vector<unsigned char> input = m_frame.copyBytes();
-    life.pictures[frame] = m_output ? m_output->copy() : input;
+    life.pictures[frame] = output != nullptr ? output->copy() : input;
     life.touched[frame] =
-        m_output ? life.pictures[frame] != m_outputBefore || input != m_before : input != m_before;
+        input != m_before || (output != nullptr && life.pictures[frame] != m_outputBefore);
     life.padded[frame] = !m_frame.paddingUntouched();
+    life.strayed[frame] = other != nullptr && other->copy() != otherBefore;
     return life.codes[frame];
 }
 
@@ -157,31 +169,34 @@ std::string Scenario::alive() const {
     return std::to_string(files) + " files " + std::to_string(cl) + " of OpenCL " + gl;
 }
 
-std::string Scenario::complaint(const Life& life, const Life& reference, bool silent) const {
+std::string Scenario::complaint(const Life& life, const Life& reference, Duty duty) const {
     if (life.threw) {
         return "an exception left the library";
     }
     if (life.setUp != 0) {
         return life.setUp == 65535 && life.errors[0] > 0 ? "" : "set-up failed without a line";
     }
-    bool reported = silent || life.errors[0] > reference.errors[0];
+    bool reported = duty == Duty::kNothing || life.errors[0] > reference.errors[0];
+    bool refused = false;
     for (int i = 0; i < frames; ++i) {
         const std::string which = "frame " + std::to_string(i) + ": ";
         const int code = life.codes[i];
         if (code != 0 && code != -1) {
             return which + "answered " + std::to_string(code);
         }
-        if (life.padded[i]) {
-            return which + "padding written";
+        if (life.padded[i] || (life.strayed[i] && duty != Duty::kNothing)) {
+            return which + (life.padded[i] ? "padding written" : "drawn into another output");
         }
         const bool more = life.errors[i + 1] > reference.errors[i + 1];
-        // A draw that failed, and said so, may have reached its output.
-        const bool touched = life.touched[i] && !(m_backEnd.isOgl() && more);
-        if (code == -1 && (touched || !(more || silent))) {
+        // A draw that failed, and said so, may have reached its output; those after it are not tried.
+        const bool touched = life.touched[i] && !(m_backEnd.isOgl() && more && !refused);
+        if (code == -1 && (touched || !(more || duty == Duty::kNothing))) {
             return which + (touched ? "touched, with -1" : "refused without a line");
         }
         reported = reported || more;
-        if (code == 0 && !reported && life.pictures[i] != reference.pictures[i]) {
+        refused = refused || code != 0;  // later frames are another step of the fade
+        const bool answered = reported && (refused || duty != Duty::kRefusal);
+        if (code == 0 && !answered && life.pictures[i] != reference.pictures[i]) {
             return which + "another picture, without a line";
         }
     }

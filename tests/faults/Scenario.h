@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <memory>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -20,8 +21,10 @@ struct BackEnd {
     int mode;
     int bits;
     IMAGE_FORMAT_TYPE format;
+    int svm = 1;  // the GPU's level of shared virtual memory
 
     bool isGpu() const { return platform[0] == 'G'; }
+    bool hostMask() const { return svm == 2; }
     bool isOgl() const { return platform[0] == 'O'; }
     // All handles of the mode share one engine.
     bool sharesEngine() const { return !isOgl(); }
@@ -35,6 +38,9 @@ inline constexpr BackEnd kBackEnds[] = {
     {"NeonPhoto8", "NEON", kPhotoMode, 8, IMAGE_FORMAT_TYPE_NV12},
     {"NeonPhoto10", "NEON", kPhotoMode, 10, IMAGE_FORMAT_TYPE_YUV16_LOW},
     {"GpuPreview", "GPU", kFrameMode, 8, IMAGE_FORMAT_TYPE_NV21},
+    {"GpuPreviewBuffers", "GPU", kFrameMode, 8, IMAGE_FORMAT_TYPE_NV12, 0},
+    {"GpuPreviewFineGrain", "GPU", kFrameMode, 8, IMAGE_FORMAT_TYPE_NV12, 2},
+    {"GpuPreviewSystem", "GPU", kFrameMode, 8, IMAGE_FORMAT_TYPE_NV21, 3},
     {"OglPhoto", "OGL", kPhotoMode, 8, IMAGE_FORMAT_TYPE_NV21},
     {"OglPreview", "OGL", kFrameMode, 8, IMAGE_FORMAT_TYPE_NV12},
 };
@@ -57,9 +63,20 @@ struct Life {
     int errors[kFrames + 1] = {};  // error lines of the set-up, then of each frame
     bool touched[kFrames] = {};    // the frame or output is not what it was
     bool padded[kFrames] = {};     // bytes beside it were written
+    bool strayed[kFrames] = {};    // another frame's output was
     bool threw = false;
     std::vector<unsigned char> pictures[kFrames];
+
+    // Whether there were more error lines.
+    bool said(const Life& than) const {
+        return std::accumulate(errors, errors + kFrames + 1, 0) >
+               std::accumulate(than.errors, than.errors + kFrames + 1, 0);
+    }
 };
+
+// What a library owes the host for a fault that changes its picture. Nothing where it cannot know: a driver
+// that says that it did what it did not, a tuning file that ends early.
+enum class Duty { kNothing, kLine, kRefusal };
 
 class Scenario {
 public:
@@ -76,9 +93,8 @@ public:
 
     // What is alive outside of this process's memory: objects of drivers, descriptors.
     std::string alive() const;
-    // What a life must not have done, whatever failed in it; empty: nothing. With `silent` a fault need not
-    // be reported, and its frame then be the reference's.
-    std::string complaint(const Life& life, const Life& reference, bool silent) const;
+    // What a life must not have done, whatever failed in it; empty: nothing.
+    std::string complaint(const Life& life, const Life& reference, Duty duty) const;
 
     test::TuningDir dir;
     RoiInfo roi;
@@ -93,7 +109,8 @@ private:
     test::TuningDir m_cache;
     test::TuningDir m_dumps;
     test::Frame m_frame;
-    std::unique_ptr<test::DeviceBuffer> m_output;
+    std::unique_ptr<test::DeviceBuffer> m_outputs[2];  // by turns
+    std::vector<float> m_cells;
     std::vector<unsigned char> m_before;
     std::vector<unsigned char> m_outputBefore;
 };

@@ -17,5 +17,6 @@ endfunction()
 
 huevance_faults_test(faults_sweep_test faults/SweepTest.cpp)
 huevance_faults_test(faults_misuse_test faults/MisuseTest.cpp)
+huevance_faults_test(faults_soak_test faults/SoakTest.cpp)
 huevance_test(faults_threads_test faults/ThreadsTest.cpp)
 target_link_libraries(faults_threads_test PRIVATE test_model)

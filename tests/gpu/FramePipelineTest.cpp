@@ -6,9 +6,7 @@
 #include <bit>
 #include <cmath>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
-#include <set>
 #include <utility>
 
 #include "gpu/HuevanceFrame_GPU.h"
@@ -27,7 +25,6 @@ using test::Frame;
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsSupersetOf;
-using ::testing::MatchesRegex;
 using Settings = std::map<std::string, std::string>;
 using Lines = std::vector<std::string>;
 
@@ -35,20 +32,6 @@ constexpr RoiInfo kSmall = {61, 47, 80, 50};
 constexpr RoiInfo kEven = {96, 64, 96, 64};
 constexpr IMAGE_FORMAT_TYPE kNv12 = IMAGE_FORMAT_TYPE_NV12;
 constexpr IMAGE_FORMAT_TYPE kNv21 = IMAGE_FORMAT_TYPE_NV21;
-
-const char* const kEntries[] = {
-#define HUEVANCE_CL_ENTRY(name, arguments) #name,
-#include "jni/opticommon/symb/OpenCLEntries.inc"
-};
-
-// Everything that takes memory on the device, the wraps of frames included.
-int allocations() {
-    int sum = 0;
-    for (const std::string entry : kEntries) {
-        sum += entry.starts_with("clCreate") || entry == "clSVMAlloc" ? sim_opencl_calls(entry.c_str()) : 0;
-    }
-    return sum;
-}
 
 // Tables as a camera's tuning has them: a curve and a lattice that bend levels gently, each scene's to
 // another side. (Random ones would make much of a level that is off by one.)
@@ -618,57 +601,6 @@ TEST_F(FramePipeline, EverySetUpStepThatFailsSaysSoAndLeavesNothing) {
     keepMask({});
 }
 
-// Set-up, two frames with a fade and release; each call of the driver fails in turn, but for releases: what a
-// driver refuses to release stays.
-TEST_F(FramePipeline, SurvivesEveryCallThatFails) {
-    std::set<std::string> said;
-    for (const int svm : {0, 1, 2, 3}) {
-        write(31, {{"maskSource", svm == 1 || svm == 2 ? "1" : "2"}}, 2);
-        const auto stream = [&](const std::string& entry, int nth) {
-            sim_opencl_reset();
-            sim_opencl_set_svm_level(svm);
-            sim_opencl_fail(entry.c_str(), nth, CL_OUT_OF_RESOURCES);
-            if (start(kSmall) == 0) {
-                std::vector<float> mask(32 * 32, 0.5F);
-                setMask({32, 32, 128, 32}, mask.data());
-                Frame frame = frameOf(kSmall, Content::kNoise);
-                process(frame, kNv21, 1);
-                process(frame, kNv12, 0);
-                EXPECT_TRUE(frame.paddingUntouched());
-                stop();
-            }
-        };
-        stream(kEntries[0], 0);
-        const Lines quiet = log.texts(test::kError);  // the cache's path
-        std::map<std::string, int> calls;
-        for (const std::string entry : kEntries) {
-            const bool releases = entry.find("Release") != std::string::npos || entry == "clSVMFree";
-            calls[entry] = releases ? 0 : std::min(sim_opencl_calls(entry.c_str()), 20);
-        }
-        for (const auto& [entry, count] : calls) {
-            for (int nth = 1; nth <= count; ++nth) {
-                SCOPED_TRACE(entry + " " + std::to_string(nth) + " svm " + std::to_string(svm));
-                stream(entry, nth);
-                if (entry != "clGetDeviceInfo") {  // what a device does not tell it does not have
-                    EXPECT_NE(log.texts(test::kError), quiet);
-                }
-                for (const std::string& line : log.texts(test::kError)) {
-                    said.insert(entry + ": " + line);
-                }
-                ASSERT_EQ(sim_opencl_live(nullptr), 0);
-                ASSERT_EQ(sim_opencl_violation(), nullptr) << sim_opencl_violation();
-            }
-        }
-    }
-    EXPECT_THAT(said,
-                IsSupersetOf({"clEnqueueMapBuffer: getDstYuv: the frame cannot be mapped!",
-                              "clEnqueueUnmapMemObject: getDstYuv: the frame cannot be mapped!",
-                              "clFinish: getDstYuv: clFinish failed!",
-                              "clEnqueueSVMMap: copyPortraitMask: portrait mask cannot be written!",
-                              "clEnqueueSVMUnmap: copyPortraitMask: portrait mask cannot be written!"}));
-    keepMask({});
-}
-
 TEST(FramePipelineDeathTest, APhoneWithoutADriverGetsAnError) {
     test::startDeathTestsSafely();
     // None, and one without a single entry point.
@@ -695,63 +627,6 @@ TEST(FramePipelineDeathTest, APhoneWithoutADriverGetsAnError) {
         };
         EXPECT_EXIT(scenario(), ::testing::ExitedWithCode(0), "passed") << library;
     }
-}
-
-// By the family's name, as the host has it.
-TEST_F(FramePipeline, RunsForLongOnTheSameResources) {
-#ifdef __SANITIZE_ADDRESS__
-    constexpr int kStreams = 50;
-    constexpr long kPagesMore = LONG_MAX;  // the sanitizer keeps what is freed
-#else
-    constexpr int kStreams = 1000;
-    constexpr long kPagesMore = 1000;  // of 4 KiB, over 900 streams
-#endif
-    constexpr int kFramesEach = 10;
-    const RoiInfo roi = {16, 16, 16, 16};
-    Frame frame = frameOf(roi, Content::kPhotoLike);
-    Image image = {};
-    image.format = kNv21;
-    image.planes[0].data = frame.data();
-    image.planes[0].fd = -1;
-    // Skin, and the host's mask, by turns.
-    RoiInfo maskRoi = {16, 16, 64, 16};
-    std::vector<float> mask(16 * 16, 0.5F);
-    ExtParam params[] = {{"portraitMaskRoiInfo", &maskRoi}, {"portraitMaskPointer", mask.data()}};
-    char name[] = "GPU";
-    struct Usage {
-        long descriptors = std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
-        long size = 0;
-        long residentPages = 0;
-        Usage() { std::ifstream("/proc/self/statm") >> size >> residentPages; }
-    };
-    Usage early;
-    for (int stream = 0; stream < kStreams; ++stream) {
-        log.clear();
-        write(31, {{"maskSource", stream % 2 == 0 ? "2" : "1"}});
-        ASSERT_EQ(HuevanceFrameMalloc(name, dir.mutablePath(), roi, 8, cachePath(), &handle), 0);
-        for (ExtParam& param : params) {
-            ASSERT_EQ(HuevanceFrameSetExtParam(name, handle, &param), 0);
-        }
-        const int live = sim_opencl_live(nullptr);
-        const int before = allocations();
-        for (int n = 0; n < kFramesEach; ++n) {
-            ASSERT_EQ(HuevanceFrameProcess(name, handle, &image, 0), 0);
-        }
-        ASSERT_EQ(sim_opencl_live(nullptr), live);
-        ASSERT_EQ(allocations() - before, kFramesEach) << "the wrap of the frame, nothing else";
-        ASSERT_EQ(HuevanceFrameFree(name, std::exchange(handle, nullptr)), 0);
-        ASSERT_EQ(sim_opencl_live(nullptr), 0);
-        if (stream == kStreams / 10) {
-            early = Usage();
-        }
-    }
-    for (const char* step : {"HuevanceMalloc_GPU succeeded", "HuevanceSetExtParam_GPU succeeded",
-                             "HuevanceProcess_GPU succeeded", "HuevanceFree_GPU succeeded",
-                             "preview on GPU run time is [0-9.]+ms"}) {
-        EXPECT_THAT(log.texts(test::kInfo), Contains(MatchesRegex(std::string(step) + "!?\n")));
-    }
-    EXPECT_EQ(Usage().descriptors, early.descriptors);
-    EXPECT_LT(Usage().residentPages - early.residentPages, kPagesMore);
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
+#include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -144,6 +146,33 @@ TEST_F(ProgramCache, IsWrittenWholeOrNotAtAll) {
                     ElementsAre("saveProgramsToBinary open " + place + " is failed"));
         EXPECT_EQ(readAll(path), file);
         EXPECT_EQ(files(), 2) << "nothing temporary";
+    }
+}
+
+// What processes left that died while they saved, under their numbers; process 1 lives as long as the system.
+TEST_F(ProgramCache, SavesOverNoLinkAndClearsWhatOthersLeft) {
+    const std::string own = name + "." + std::to_string(getpid()) + ".tmp";
+    const std::string gone = name + ".999999999.tmp", old = name + ".1.tmp";
+    const std::string kept[] = {sealName + ".1.tmp", name + ".x.tmp", name + ".1.tmp.1", "other.1.tmp"};
+    dir.write("victim", "victim");
+    fs::create_symlink("victim", dir.path() + "/" + own);
+    dir.write(gone, "half");
+    dir.write(old, "half");
+    fs::last_write_time(dir.path() + "/" + old, fs::file_time_type::clock::now() - std::chrono::hours(2));
+    for (const std::string& file : kept) {
+        dir.write(file, "kept");
+    }
+    ASSERT_EQ(save(path, source), 0);
+    EXPECT_TRUE(usable());
+    EXPECT_EQ(readAll(dir.path() + "/victim"), "victim");
+    for (const std::string& file : {own, gone, old}) {
+        EXPECT_FALSE(fs::exists(fs::symlink_status(dir.path() + "/" + file))) << file;
+    }
+    for (const std::string& file : kept) {
+        EXPECT_TRUE(fs::exists(dir.path() + "/" + file)) << file;
+    }
+    for (const std::string& file : {path, seal}) {
+        EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write) << file;
     }
 }
 

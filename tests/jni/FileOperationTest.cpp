@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <filesystem>
 #include <limits>
 
 #include "jni/algocommon/FileOperation.h"
@@ -48,6 +49,21 @@ TEST(FreadFile, ReadsTheWholeFileAndEndsItWithNul) {
     for (const char* bad : {"", "/nowhere/dump", "/dev/full"}) {
         EXPECT_FALSE(saveFile(bad, {{"abc", 3}})) << bad;
     }
+}
+
+// New, and one that others could read; through no link, which somebody may have laid.
+TEST(SaveFile, IsTheProcessesOwn) {
+    namespace fs = std::filesystem;
+    const test::TuningDir dir;
+    const string path = dir.path() + "/dump";
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_TRUE(saveFile(path.c_str(), {{"abc", 3}}));
+        EXPECT_EQ(fs::status(path).permissions(), fs::perms::owner_read | fs::perms::owner_write) << i;
+        fs::permissions(path, fs::perms::all);
+    }
+    fs::create_symlink("dump", path + "2");
+    EXPECT_FALSE(saveFile((path + "2").c_str(), {{"longer", 6}}));
+    EXPECT_EQ(fs::file_size(path), 3U);
 }
 
 // A file that ends inside its third float, with numbers that are none. Longer ones: TuningSetTest.

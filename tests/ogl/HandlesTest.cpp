@@ -1,13 +1,9 @@
 // The name "OGL" through the sixteen entries: dispatch and its words, handles that share the process's
-// display, and long lives with flat memory, descriptors and objects.
+// display.
 #include <gmock/gmock.h>
-#include <malloc.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 
 #include "jni/HuevanceAPI.h"
@@ -154,72 +150,6 @@ TEST_F(HandlesTest, LiveAndGoInAnyOrder) {
             EXPECT_EQ(sim_gl_calls("eglInitialize"), 3);
         } while (std::next_permutation(released.begin(), released.end()));
     }
-}
-
-// --- Long lives ---
-
-// Descriptors, objects of the device, counted objects.
-std::array<int, 3> held() {
-    const std::filesystem::directory_iterator open("/proc/self/fd");
-    const auto descriptors = static_cast<int>(std::distance(begin(open), end(open)));
-    return {descriptors, sim_gl_live(nullptr), Object::liveObjects()};
-}
-
-double residentMegabytes() {
-    long pages = 0;
-    std::ifstream("/proc/self/statm") >> pages >> pages;
-    return static_cast<double>(pages) * static_cast<double>(sysconf(_SC_PAGESIZE)) / (1 << 20);
-}
-
-// 0 under sanitizers.
-long heapBytes() { return static_cast<long>(mallinfo2().uordblks); }
-
-// Fewer under sanitizers, which keep what is freed.
-#ifdef __SANITIZE_ADDRESS__
-constexpr int kHandles = 40;
-constexpr int kFrames = 500;
-constexpr double kGrowth = 1e9;
-#else
-constexpr int kHandles = 1000;
-constexpr int kFrames = 10000;
-constexpr double kGrowth = 4.0;
-#endif
-
-// Runs once(i) `count` times; after the first fifth nothing grows.
-template <typename Once>
-void expectFlat(int count, Once once) {
-    test::LogCapture quiet;
-    double memory = 0.0;
-    long heap = 0;
-    std::array<int, 3> before = {};
-    for (int i = 0; i < count; ++i) {
-        if (i == count / 5) {
-            memory = residentMegabytes();
-            heap = heapBytes();
-            before = held();
-        }
-        ASSERT_EQ(once(i), 0);
-        quiet.clear();
-    }
-    EXPECT_EQ(held(), before);
-    EXPECT_LT(residentMegabytes() - memory, kGrowth);
-    EXPECT_LT(heapBytes() - heap, 8 * 1024);  // a small block for each would be more; measured: 0 and 432
-}
-
-TEST_F(HandlesTest, ManyHandlesLeaveNothing) {
-    expectFlat(kHandles, [&](int i) {
-        void* handle = create(i % 2 == 0 ? kPhotoMode : kFrameMode);
-        const int result = i % 4 < 2 ? process(handle, m_out.get()) : 0;  // the first frame is the slowest
-        return result + m_api.releaseHandle(handle, nullptr);
-    });
-}
-
-TEST_F(HandlesTest, ManyPreviewFramesLeaveNothing) {
-    test::DeviceBuffer second(kRoi.width, kRoi.height, IMAGE_FORMAT_TYPE_NV21);
-    void* handle = create(kFrameMode);
-    expectFlat(kFrames,
-               [&](int i) { return process(handle, i % 2 == 0 ? m_out.get() : second.get(), i / 20 % 3); });
-    EXPECT_EQ(m_api.releaseHandle(handle, nullptr), 0);
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 // refusals and words, their dumps.
 #include <dlfcn.h>
 #include <gmock/gmock.h>
-#include <sim/log.h>
 
 #include <cstring>
 #include <filesystem>
@@ -10,7 +9,6 @@
 #include <regex>
 
 #include "tests/ogl/support/Rig.h"
-#include "tests/support/Allocations.h"
 
 namespace {
 
@@ -356,101 +354,6 @@ TYPED_TEST(PipelineTest, UploadsAndDrawsInOrderAndMakesNothing) {
     EXPECT_EQ(sim_gl_live("image"), 1);
 }
 
-TYPED_TEST(PipelineTest, AllocatesNothingPerFrame) {
-    Rig<TypeParam> rig(kHostMask);
-    std::vector<float> cells(64 * 48);
-    ASSERT_EQ(rig.init(), 0);
-    ASSERT_EQ(rig.setMask({64, 48, 256, 48}, cells.data()), 0);
-    sim_log_set_sink([](void*, int, const char*, const char*) {}, nullptr);
-    int results = rig.process();
-    const int before = test::allocations();
-    for (int frame = 0; frame < 5; ++frame) {
-        results += rig.process(frame % 3);
-    }
-    // A capture's own output is one object.
-    EXPECT_EQ(test::allocations() - before, test::kIsPhoto<TypeParam> ? 5 : 0);
-    sim_log_set_sink(nullptr, nullptr);
-    EXPECT_EQ(results, 0);
-}
-
-TYPED_TEST(PipelineTest, ALostContextEndsInOneFailureAndNothingIsLeft) {
-    Rig<TypeParam> rig;
-    for (const int frames : {0, 1}) {
-        ASSERT_EQ(rig.init(), 0);
-        EXPECT_TRUE(frames == 0 || rig.process() == 0);
-        sim_gl_lose_contexts();
-        test::LogCapture log;
-        EXPECT_EQ(rig.process(), -1);
-        EXPECT_EQ(rig.pipeline.destroy(), 0);
-        EXPECT_THAT(log.texts(test::kError), ElementsAre(rig.name() + "process error: GLEnv init failed!!!",
-                                                         rig.name() + "destroy error: GLEnv init failed!!!"));
-        EXPECT_EQ(test::alive(), "1 AHardwareBuffer ");
-    }
-}
-
-// Lost at any GL call of a frame, or any call failing but once: no such frame counts as drawn, and up to the
-// clearing the output stays as it was.
-TYPED_TEST(PipelineTest, AFrameWithAFailureIsMinusOne) {
-    static int s_callsUntil = 0;
-    static bool s_lose = false;
-    static bool s_cleared = false;
-    int calls = 1;
-    for (int nth = 0; nth <= calls; nth += 1 + nth / 16) {  // 0: none, but they are counted
-        for (const bool lose : {true, false}) {
-            Rig<TypeParam> rig(kNoStage);
-            ASSERT_EQ(rig.init(), 0);
-            ASSERT_EQ(rig.process(), 0);
-            rig.out->fill(9);
-            const auto before = rig.out->copy();
-            s_callsUntil = nth;
-            s_lose = lose;
-            s_cleared = false;
-            sim_gl_set_call_sink(
-                [](void* /*self*/, const char* call) {
-                    const std::string entry(call, std::strchr(call, '('));
-                    if (!entry.starts_with("gl")) {
-                        return;
-                    }
-                    if (--s_callsUntil == 0) {
-                        s_lose ? sim_gl_lose_contexts()
-                               : static_cast<void>(sim_gl_fail(entry.c_str(), 1, GL_OUT_OF_MEMORY));
-                    }
-                    s_cleared = s_cleared || entry == "glClear";
-                },
-                nullptr);
-            const test::LogCapture log;
-            EXPECT_EQ(rig.process(), nth == 0 ? 0 : -1) << nth << (lose ? " lost" : " failed");
-            sim_gl_set_call_sink(nullptr, nullptr);
-            calls = std::max(calls, nth - s_callsUntil);
-            EXPECT_TRUE(s_cleared || rig.out->copy() == before) << nth;
-            EXPECT_EQ(log.texts(test::kError).empty(), nth == 0);
-            EXPECT_LT(log.texts(test::kError).size(), 64U) << nth;
-            EXPECT_EQ(rig.process(), nth != 0 && lose ? -1 : 0);
-        }
-    }
-    EXPECT_GT(calls, 60);
-}
-
-// One that could not be built, or whose variables could not be looked up. The preview's other renderer is
-// whole.
-TYPED_TEST(PipelineTest, WithoutAShaderTheOutputStaysAsItWas) {
-    for (const auto& [entry, nth] :
-         {std::pair("glLinkProgram", 1), {"glGetAttribLocation", 2}, {"glGetUniformLocation", 2}}) {
-        Rig<TypeParam> rig(Settings{}, 64, 48, IMAGE_FORMAT_TYPE_NV12);
-        rig.out->fill(77);
-        const auto before = rig.out->copy();
-        sim_gl_fail(entry, nth, GL_OUT_OF_MEMORY);
-        ASSERT_EQ(rig.init(), 0);
-        for (int frame = 0; frame < 2; ++frame) {
-            test::LogCapture log;
-            EXPECT_EQ(rig.process(), -1) << entry;
-            EXPECT_THAT(log.texts(test::kError),
-                        Contains(rig.name() + "process error: there is no shader!!!"));
-        }
-        EXPECT_EQ(rig.out->copy(), before) << entry;
-    }
-}
-
 // A driver may end the process for less than this.
 TYPED_TEST(PipelineTest, FramesAndMasksBeyondTheDeviceAreRefused) {
     int limit = 0;
@@ -499,29 +402,6 @@ TYPED_TEST(PipelineTest, SaysThatAFrameWasNotDrawnInTime) {
             "[GLUtils] flush error: not done after 15 ms: the output may be read before it is drawn!!!",
             rig.name() + "dump error: the output is read before it is drawn!!!"};
         EXPECT_EQ(log.texts(test::kError), late ? lines : std::vector<std::string>());
-    }
-}
-
-// Whatever step of taking a new output fails, the one before is the host's, and the next frame finds its way.
-TYPED_TEST(PipelineTest, AFailureDrawsIntoNoOutputAndPasses) {
-    for (const char* entry :
-         {"glGenTextures", "glBindTexture", "glEGLImageTargetTexture2DOES", "glFramebufferTexture2D"}) {
-        Rig<TypeParam> rig;
-        Rig<TypeParam> other;
-        ASSERT_EQ(rig.init(), 0);
-        ASSERT_EQ(rig.process(), 0);
-        rig.out.swap(other.out);
-        rig.fill(test::Content::kNoise, nullptr);
-        const auto first = other.out->copy();
-        const auto before = rig.out->copy();
-        sim_gl_fail(entry, 1, GL_OUT_OF_MEMORY);
-        test::LogCapture log;
-        EXPECT_EQ(rig.process(), -1) << entry;
-        EXPECT_THAT(log.texts(test::kError), Contains(HasSubstr("process error: the output cannot be ")));
-        EXPECT_EQ(rig.out->copy(), before) << entry;
-        EXPECT_EQ(rig.process(), 0) << entry;
-        EXPECT_NE(rig.out->copy(), before) << entry;
-        EXPECT_EQ(other.out->copy(), first) << entry;
     }
 }
 

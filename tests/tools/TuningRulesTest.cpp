@@ -536,6 +536,7 @@ TEST(TuningRules, MendWhatHasOneRightAnswer) {
                                utf16(kParam),
                                utf16(kPlatform),
                                sub(kPhoto, "[save]", kMark + "[save]"),
+                               sub(kPhoto, "[save]", kMark + "\xFE\xFF" + kMark + "[save]"),
                                sub(kFrame, "1/0/2/", "1/0/2"),
                                sub(kPlatform, "camera\r\n", "camera"),
                                gone("CurveLut"),

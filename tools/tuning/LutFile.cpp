@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <sstream>
 
 #include "tools/ToolError.h"
 #include "tools/picture/Picture.h"
@@ -159,6 +160,21 @@ std::vector<float> sampled(const OCIO::ConstProcessorRcPtr& processor, int size)
     return values;
 }
 
+// OpenColorIO looks for the end of a .csp file's metadata without end, whatever the file is named.
+void requireEndOfMetadata(const Bytes& contents) {
+    std::istringstream lines(std::string(contents.begin(), contents.end()));
+    bool open = false;
+    for (std::string line; std::getline(lines, line);) {
+        if (!line.empty() && line.back() == '\r') {
+            line.pop_back();
+        }
+        open = line == "BEGIN METADATA" || (open && line != "END METADATA");
+    }
+    if (open) {
+        throw fileError("BEGIN METADATA without an END METADATA");
+    }
+}
+
 RgbLut readWithOpenColorIO(const std::string& name) {
     OCIO::SetLoggingLevel(OCIO::LOGGING_LEVEL_NONE);
     OCIO::ClearAllCaches();  // the file may have changed since
@@ -194,6 +210,7 @@ RgbLut readLutFile(const std::string& name) {
             ": a JPEG is no LUT; save the HALD picture as PNG, with 16 bits where the editor can");
     } else {
         try {
+            requireEndOfMetadata(contents);
             lut = readWithOpenColorIO(name);
         } catch (const std::exception& error) {
             throw fileError("cannot read " + name + " as a LUT: " + reasonOf(error));

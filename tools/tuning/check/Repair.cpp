@@ -45,6 +45,21 @@ std::string utf8OfUtf16(const std::string& bytes) {
     return text;
 }
 
+// How long the byte-order marks are that the text begins with. One of UTF-16 behind one of UTF-8 is a stray,
+// which must not turn the text into what it never was.
+std::size_t lengthOfMarks(const std::string& text) {
+    std::size_t length = 0;
+    for (bool more = true; more;) {
+        more = text.compare(length, 3, "\xEF\xBB\xBF") == 0;
+        length += more ? 3 : 0;
+        if (!more && length > 0) {
+            more = text.compare(length, 2, "\xFF\xFE") == 0 || text.compare(length, 2, "\xFE\xFF") == 0;
+            length += more ? 2 : 0;
+        }
+    }
+    return length;
+}
+
 // Every line end as carriage return and line feed, also the last one's.
 std::string withCrLf(const std::string& text) {
     std::string result;
@@ -89,8 +104,9 @@ void Repair::fixIni(const std::string& name, const std::string& bytes) {
     if (text.rfind("\xFF\xFE", 0) == 0 || text.rfind("\xFE\xFF", 0) == 0) {
         text = utf8OfUtf16(text);
         done("turned UTF-16 into plain text");
-    } else if (text.rfind("\xEF\xBB\xBF", 0) == 0) {
-        text.erase(0, 3);
+    }
+    if (const std::size_t marks = lengthOfMarks(text); marks > 0) {
+        text.erase(0, marks);
         done("removed the byte-order mark");
     }
     const bool carriagesAlone = text.find('\n') == std::string::npos && text.find('\r') != std::string::npos;
