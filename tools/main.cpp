@@ -32,6 +32,7 @@ ExitCode dispatch(int argc, char** argv) {
     tuning->require_subcommand(1);
     addTuningCheck(*tuning, action);
     addTuningNew(*tuning, action);
+    addTuningShow(*tuning, action);
     addTuningRetarget(*tuning, action);
     addTuningBake(*tuning, action);
     addTuningScene(*tuning, action);

@@ -21,6 +21,7 @@ void addStages(CLI::App& app, Action& action);
 void addInfo(CLI::App& app, Action& action);
 // `tuning` is the subcommand that these share.
 void addTuningCheck(CLI::App& tuning, Action& action);
+void addTuningShow(CLI::App& tuning, Action& action);  // and diff
 void addTuningNew(CLI::App& tuning, Action& action);
 void addTuningRetarget(CLI::App& tuning, Action& action);
 void addTuningBake(CLI::App& tuning, Action& action);  // and adopt
