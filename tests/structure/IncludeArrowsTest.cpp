@@ -36,13 +36,14 @@ const Room kRooms[] = {
     {"gpu/", {"core/", "jni/algocommon/", "jni/opticommon/"}, {"CL/", "android/"}},
     {"ogl/", {"core/", "jni/algocommon/"}, {"EGL/", "GLES", "android/"}},
     // Not the library: the simulated device knows the list of a driver's entries, the tool what a host knows.
-    // Within the tool: commands -> {studio, tuning, picture, host}, studio -> {stages, tuning, picture, host}, tuning
-    // -> picture.
+    // Within the tool: commands -> {studio, batch, stages, report, tuning, picture, host}, batch -> stages,
+    // {batch, stages, report} -> page, all of these -> {tuning, picture}, all but report and page -> host;
+    // tuning -> picture.
     {"sim/", {"jni/opticommon/symb/"}, {}, false},
     {"tools/commands/",
-     {"tools/studio/", "tools/tuning/", "tools/picture/", "tools/host/", "tools/Files.h", "tools/Numbers.h",
-      "tools/Stdio.h", "tools/ToolError.h", "jni/HuevanceAPI.h", "jni/HuevanceTypes.h",
-      "jni/algocommon/ImageTypes.h", "jni/algocommon/Export.h"},
+     {"tools/studio/", "tools/batch/", "tools/stages/", "tools/report/", "tools/tuning/", "tools/picture/",
+      "tools/host/", "tools/Files.h", "tools/Numbers.h", "tools/Stdio.h", "tools/ToolError.h",
+      "jni/HuevanceAPI.h", "jni/HuevanceTypes.h", "jni/algocommon/ImageTypes.h", "jni/algocommon/Export.h"},
      {},
      false},
     {"tools/studio/",
@@ -50,6 +51,17 @@ const Room kRooms[] = {
       "tools/Stdio.h", "tools/ToolError.h", "jni/HuevanceTypes.h", "jni/algocommon/ImageTypes.h"},
      {},
      false},
+    {"tools/batch/",
+     {"tools/stages/", "tools/page/", "tools/tuning/", "tools/picture/", "tools/host/", "tools/Stdio.h",
+      "tools/ToolError.h"},
+     {},
+     false},
+    {"tools/stages/",
+     {"tools/page/", "tools/tuning/", "tools/picture/", "tools/host/", "tools/ToolError.h"},
+     {},
+     false},
+    {"tools/report/", {"tools/page/", "tools/tuning/", "tools/picture/"}, {}, false},
+    {"tools/page/", {"tools/tuning/", "tools/picture/"}, {}, false},
     {"tools/tuning/",
      {"tools/picture/", "tools/host/PlatformSet.h", "tools/Files.h", "tools/Numbers.h", "tools/Stdio.h",
       "tools/ToolError.h"},

@@ -9,10 +9,10 @@
 #include <thread>
 
 #include "tools/batch/BatchRecord.h"
-#include "tools/host/Enhancer.h"
 #include "tools/host/FrameFile.h"
 #include "tools/page/Page.h"
 #include "tools/picture/Metrics.h"
+#include "tools/stages/Enhancer.h"
 #include "tools/stages/StageTuning.h"
 #include "tools/tuning/FileChanges.h"
 #include "tools/tuning/TuningDirectory.h"

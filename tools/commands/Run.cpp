@@ -8,10 +8,10 @@
 #include "tools/Stdio.h"
 #include "tools/commands/Commands.h"
 #include "tools/commands/Options.h"
-#include "tools/host/Enhancer.h"
 #include "tools/host/FrameFile.h"
 #include "tools/host/PlatformSet.h"
 #include "tools/host/TemporaryTuning.h"
+#include "tools/stages/Enhancer.h"
 #include "tools/tuning/TuningDirectory.h"
 #include "tools/tuning/check/Check.h"
 

@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "tools/ToolError.h"
-#include "tools/host/Enhancer.h"
+#include "tools/stages/Enhancer.h"
 
 namespace tool {
 

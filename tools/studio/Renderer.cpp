@@ -5,7 +5,7 @@
 #include <cstring>
 #include <filesystem>
 
-#include "tools/host/Enhancer.h"
+#include "tools/stages/Enhancer.h"
 #include "tools/host/PlatformSet.h"
 #include "tools/stages/StageTuning.h"
 #include "tools/studio/Digest.h"

@@ -1,4 +1,4 @@
-#include "tools/host/Enhancer.h"
+#include "tools/stages/Enhancer.h"
 
 #include <chrono>
 #include <filesystem>
