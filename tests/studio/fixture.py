@@ -38,8 +38,8 @@ class Test(unittest.TestCase):
         self.tool("tuning", "new", directory, "--looks", looks, *arguments)
         return directory
 
-    def serve(self, directory, *photos):
-        studio = Studio(self.tool, directory, *photos).__enter__()
+    def serve(self, directory, *photos, **how):
+        studio = Studio(self.tool, directory, *photos, **how).__enter__()
         self.addCleanup(studio.__exit__)
         return studio
 
