@@ -44,7 +44,8 @@ std::string linkFrom(const std::string& page, const std::string& file) {
 
 std::string measuresTable(const BatchInput& input) {
     std::string html =
-        "<div class=\"scroll\"><table><thead><tr><th scope=\"col\"></th><th scope=\"col\">&Delta;E"
+        "<div class=\"scroll\" tabindex=\"0\" role=\"group\" aria-label=\"Table\"><table><thead><tr><th "
+        "scope=\"col\"></th><th scope=\"col\">&Delta;E"
         "</th><th scope=\"col\">&Delta;E 99 %</th><th scope=\"col\">SSIM</th><th scope=\"col\">PSNR"
         "</th><th scope=\"col\">clipped %</th><th scope=\"col\">ms</th></tr></thead><tbody>";
     for (std::size_t i = 0; i < input.results.size(); ++i) {
@@ -118,7 +119,8 @@ std::string problems(const std::vector<BatchInput>& inputs) {
 
 std::string means(const std::vector<const BatchInput*>& good, const std::vector<std::string>& tunings) {
     std::string html =
-        "<div class=\"scroll\"><table><caption>Means over all pictures</caption><thead><tr><th "
+        "<div class=\"scroll\" tabindex=\"0\" role=\"group\" aria-label=\"Table\"><table><caption>Means "
+        "over all pictures</caption><thead><tr><th "
         "scope=\"col\">tuning</th><th scope=\"col\">&Delta;E (CIEDE2000)</th><th scope=\"col\">SSIM"
         "</th><th scope=\"col\">clipped %</th><th scope=\"col\">ms per frame</th></tr></thead><tbody>";
     for (std::size_t i = 0; i < tunings.size(); ++i) {

@@ -148,7 +148,8 @@ std::string cells(const std::vector<std::string>& values) {
 
 std::string settingsTable(const TuningView& tuning) {
     std::string html =
-        "<div class=\"scroll\"><table><thead><tr><th scope=\"col\"></th><th scope=\"col\">photos</th>"
+        "<div class=\"scroll\" tabindex=\"0\" role=\"group\" aria-label=\"Table\"><table><thead><tr><th "
+        "scope=\"col\"></th><th scope=\"col\">photos</th>"
         "<th scope=\"col\">previews</th></tr></thead><tbody>";
     const auto row = [&](const char* name, const std::string& photo, const std::string& frame) {
         html += std::string("<tr><th scope=\"row\">") + name + "</th>" + cells({photo, frame}) + "</tr>";
@@ -177,7 +178,8 @@ std::string settingsTable(const TuningView& tuning) {
 
 std::string scenesTable(const TuningView& tuning) {
     std::string html =
-        "<h2 id=\"scenes\">Scenes</h2><div class=\"scroll\"><table><thead><tr><th scope=\"col\">look</th>"
+        "<h2 id=\"scenes\">Scenes</h2><div class=\"scroll\" tabindex=\"0\" role=\"group\" "
+        "aria-label=\"Table\"><table><thead><tr><th scope=\"col\">look</th>"
         "<th scope=\"col\">table</th><th scope=\"col\">scene numbers, photos</th><th scope=\"col\">"
         "previews</th><th scope=\"col\">colorStrength</th><th scope=\"col\">satStrength</th><th "
         "scope=\"col\">claheStrength</th></tr></thead><tbody>";
