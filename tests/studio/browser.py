@@ -105,6 +105,7 @@ class Page:
         driver.execute_cdp_cmd("Emulation.setDeviceMetricsOverride",
                                {"width": width, "height": height, "deviceScaleFactor": 1, "mobile": width < 500})
         self.set_scheme(scheme)
+        driver.get_log("browser")  # what other pages complained about
         driver.get(studio.url)
         self.settled()
 
