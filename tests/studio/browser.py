@@ -189,15 +189,22 @@ class Page:
         if option.get_attribute("aria-selected") == "false":
             option.click()
 
+    @property
+    def curve_points(self):
+        return self.driver.find_elements(By.CSS_SELECTOR, ".curve-point")
+
+    def on_curve(self, point):
+        """A place of the tone curve, from its middle: input and output levels, 0 to 255."""
+        box = self.named("Tone curve").rect
+        return round((point[0] / 255 - 0.5) * (box["width"] - 18)), round((0.5 - point[1] / 255) * (box["height"] - 18))
+
+    def double_press_curve(self, point):
+        ActionChains(self.driver, duration=20).move_to_element_with_offset(self.named("Tone curve"), *self.on_curve(point)).double_click().perform()
+
     def drag_curve(self, start, end):
-        """From one place of the tone curve to another: input and output levels, 0 to 255."""
         curve = self.named("Tone curve")
         self.script("arguments[0].scrollIntoView({block: 'nearest'})", curve)
-        box = curve.rect
-
-        def offset(point):
-            return (round((point[0] / 255 - 0.5) * (box["width"] - 18)), round((0.5 - point[1] / 255) * (box["height"] - 18)))
-        (x0, y0), (x1, y1) = offset(start), offset(end)
+        (x0, y0), (x1, y1) = self.on_curve(start), self.on_curve(end)
         actions = ActionChains(self.driver, duration=20).move_to_element_with_offset(curve, x0, y0).click_and_hold()
         for step in range(1, 6):
             actions.move_to_element_with_offset(curve, x0 + (x1 - x0) * step // 5, y0 + (y1 - y0) * step // 5)

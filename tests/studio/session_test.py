@@ -4,6 +4,7 @@ import json
 import os
 import pathlib
 import shutil
+import time
 
 import numpy
 from PIL import Image
@@ -38,6 +39,14 @@ class WholeSession(fixture.Test):
         self.assertEqual(page.state, "Unsaved changes")
         with page.new_picture():
             page.slide("Local contrast", 1.5)
+        points = len(page.curve_points)
+        for expected in (points + 1, points):  # a point by two presses in an empty place, and away by two more on it
+            page.double_press_curve((200, 120))
+            until(lambda: len(page.curve_points) == expected, "two presses")
+            time.sleep(0.8)
+        for _ in range(2):
+            page.button("Undo").click()
+        page.settled()
         with page.new_picture():
             page.named("Saturation").send_keys(Keys.ARROW_RIGHT)
         self.assertFalse(numpy.array_equal(page.pixels(), opened))

@@ -5,12 +5,14 @@ import * as edits from "./edits.mjs";
 import { base64ToFloats, el, iconButton, svg, uniqueId } from "./dom.mjs";
 
 const kReach = 18;   // CSS pixels around a point that still take hold of it
+const kDoublePress = 700;  // ms
 const kMargin = 8;   // around the plot, so that points at its corners can be seen and held
 
 export class CurveEditor {
   constructor(app, parent) {
     this.app = app;
     this.selected = 0;
+    this.added = -Infinity;  // when a press made a point, ms
     this.grid = svg("path", { class: "curve-grid" });
     this.histogram = svg("path", { class: "curve-histogram" });
     this.diagonal = svg("path", { class: "curve-diagonal" });
@@ -36,7 +38,10 @@ export class CurveEditor {
     this.plot.addEventListener("pointerdown", (event) => this.press(event));
     this.plot.addEventListener("dblclick", (event) => {
       const index = this.nearest(event);
-      if (index >= 0 && event.detail === 2 && this.pressedOld) { this.selected = index; this.removeSelected(); }
+      // Not the point that the first of the two presses has made.
+      if (index < 0 || event.timeStamp - this.added < kDoublePress) return;
+      this.selected = index;
+      this.removeSelected();
     });
     new ResizeObserver(() => this.draw()).observe(this.plot);
   }
@@ -74,13 +79,13 @@ export class CurveEditor {
     if (event.button !== 0 || !this.app.look) return;
     event.preventDefault();
     const gesture = uniqueId("gesture"), held = this.nearest(event);
-    this.pressedOld = held >= 0;
     if (held >= 0) {
       this.selected = held;
     } else {
       const added = edits.addedPoint(this.points, ...this.levelAt(event));
       if (!added) return;
       this.selected = added.index;
+      this.added = event.timeStamp;
       this.change(added.points, "Tone curve: add a point", gesture);
     }
     this.draw();

@@ -100,6 +100,7 @@ export class Files {
   }
 
   openFit(before, after) {
+    if (!this.app.canEdit()) return;
     this.setSide(this.before, before);
     this.setSide(this.after, after);
     this.dialog.showModal();
