@@ -115,4 +115,51 @@ std::map<std::string, std::string> StudioBench::files() const {
     return all;
 }
 
+StudioProbe::StudioProbe()
+    : m_document(m_bench.open()["document"].dump()),
+      m_files(m_bench.files()),
+      m_watch(m_bench.root.path(), {"tuning", "photos"}) {}
+
+void StudioProbe::restore() {
+    for (const auto& [name, bytes] : m_bench.files()) {
+        if (m_files.count(name) == 0) {
+            fs::remove(m_bench.path("tuning/" + name));
+        }
+    }
+    for (const auto& [name, bytes] : m_files) {
+        m_bench.write("tuning/" + name, bytes);
+    }
+}
+
+std::string StudioProbe::ask(const std::string& input) {
+    const std::size_t line = std::min(input.find('\n'), input.size());
+    const std::size_t space = std::min(input.find(' '), line);
+    const std::string target = input.substr(std::min(space + 1, line), line - std::min(space + 1, line));
+    std::string body = input.substr(std::min(line + 1, input.size()));
+    if (const std::size_t at = body.find("@D"); at != std::string::npos) {
+        body.replace(at, 2, m_document);
+    }
+    const tool::HttpResponse response = m_bench.ask(input.substr(0, space), target, body);
+    constexpr int kKnown[] = {200, 204, 400, 404, 405, 409, 422};
+    if (std::find(std::begin(kKnown), std::end(kKnown), response.status) == std::end(kKnown)) {
+        return "status " + std::to_string(response.status) + ": " + response.body;
+    }
+    const auto answer = StudioBench::Json::parse(response.body, nullptr, false);
+    const bool sentence = answer.is_object() && answer.contains("error") && answer["error"].is_string() &&
+                          answer["error"].get<std::string>().size() >= 10;
+    if (response.status >= 400 && !sentence) {
+        return "no sentence: " + response.body;
+    }
+    const std::vector<std::string> touched = m_watch.touched();
+    if (!touched.empty()) {
+        return "touched " + touched.front();
+    }
+    if (target.rfind("/api/save", 0) == 0 && response.status == 200) {
+        restore();
+    } else if (m_bench.files() != m_files) {
+        return "the directory has changed";
+    }
+    return "";
+}
+
 }  // namespace test

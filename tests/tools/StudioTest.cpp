@@ -6,6 +6,9 @@
 
 #include <atomic>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
 #include <thread>
 
 #include "tests/tools/StudioBench.h"
@@ -118,17 +121,19 @@ TEST(StudioQueue, DoesTheNewestOfALaneAndUrgentOnesFirst) {
     tool::RenderQueue queue;
     std::atomic<bool> begun = false, go = false;
     std::vector<std::string> done;
-    std::atomic<int> superseded = 0;
+    std::atomic<std::size_t> superseded = 0;
     std::vector<std::thread> askers;
     const auto ask = [&](const char* lane, double serial, bool urgent) {
         askers.emplace_back([&, lane, serial, urgent] {
             try {
                 queue.run({lane, serial, urgent}, [&] { done.push_back(lane + std::to_string(static_cast<int>(serial))); });
             } catch (const tool::HttpError& error) {
-                superseded += error.status() == 409 ? 1 : 0;
+                superseded += error.status() == 409 ? 1U : 0U;
             }
         });
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));  // they come in this order
+        while (queue.waiting() + superseded < askers.size() - 1) {  // they come in this order
+            std::this_thread::yield();
+        }
     };
     askers.emplace_back([&] {
         queue.run({"first", 0, false}, [&] {
@@ -152,7 +157,7 @@ TEST(StudioQueue, DoesTheNewestOfALaneAndUrgentOnesFirst) {
         asker.join();
     }
     EXPECT_THAT(done, ElementsAre("after4", "strip5", "mask1"));
-    EXPECT_EQ(superseded, 3);
+    EXPECT_EQ(superseded, 3U);
     EXPECT_THROW(queue.run({"x", 1, false}, [] { throw std::runtime_error("as it was"); }), std::runtime_error);
 }
 
@@ -377,7 +382,7 @@ TEST_F(StudioTest, ChecksADocumentAsIfItWereSaved) {
     document["settings"]["photo"]["gridWidth"] = 64;
     document["settings"]["frame"]["pProtectSwitch"] = 1;
     document["tables"][0]["look"]["satStrength"] = 1.2;
-    document["scenes"]["frame"] = {0, 1, 7};
+    document["scenes"]["frame"] = {0, 1};
     const Json asked = findings({40, 40});
     EXPECT_EQ(bench.files(), before);
     ASSERT_EQ(bench.post("/api/save", {{"document", document}, {"base", open["base"]}}).status, 200);
@@ -443,6 +448,45 @@ TEST(StudioPhotos, SayWhatIsWrongWithAPhotoAndFollowTheFile) {
     EXPECT_EQ(picture().status, 422);
 }
 
+// The fuzzer's seeds, and what it would find near them, without the fuzzer's compiler.
+TEST(StudioRequests, TouchNothingElseWhateverIsAsked) {
+    std::vector<std::string> seeds;
+    for (const auto& entry : fs::directory_iterator(HUEVANCE_SOURCE_DIR "/fuzz/corpus/studio")) {
+        std::ifstream in(entry.path(), std::ios::binary);
+        seeds.emplace_back(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    }
+    ASSERT_GT(seeds.size(), 5U);
+    std::sort(seeds.begin(), seeds.end());
+    const std::string words[] = {"../", "../../secret", "../canary/secret", "/etc/passwd", "null", "-1", "1e308", "[", "{", "\"", ",",
+                                 "99999999999999999999", "@D", "\xff", std::string(1, '\0'), "true", "\"\"", "0.5"};
+    std::mt19937 random(1);
+    const auto below = [&random](std::size_t end) { return end == 0 ? 0 : random() % end; };
+    StudioProbe probe;
+    for (const std::string& seed : seeds) {
+        EXPECT_EQ(probe.ask(seed), "") << seed;
+    }
+    for (int run = 0; run < 250; ++run) {
+        std::string input = seeds[below(seeds.size())];
+        for (std::size_t change = 0; change <= below(3); ++change) {
+            const std::size_t at = below(input.size());
+            switch (below(4)) {
+                case 0:
+                    input.insert(at, words[below(std::size(words))]);
+                    break;
+                case 1:
+                    input.replace(at, below(8), words[below(std::size(words))]);
+                    break;
+                case 2:
+                    input.erase(at, 1 + below(20));
+                    break;
+                default:
+                    input[at] = static_cast<char>(random());
+            }
+        }
+        ASSERT_EQ(probe.ask(input), "") << input;
+    }
+}
+
 TEST(StudioRequests, AreRefusedWithASentenceWhateverTheyHold) {
     const StudioBench bench;
     const Json open = bench.open();
@@ -503,6 +547,8 @@ TEST(StudioRequests, AreRefusedWithASentenceWhateverTheyHold) {
         {"/api/check", R"({"size": "8x8"})", 400},
         {"/api/check", R"({"document": {"tables": []}})", 400},
         {"/api/check", R"({"document": {"tables": [{"look": null, "origin": 99}]}})", 400},
+        {"/api/check", R"({"document": {"scenes": {"frame": [0, 1, 3]}}})", 400},
+        {"/api/save", R"({"document": {"scenes": {"photo": [-1]}}, "force": true})", 400},
         {"/api/curves", R"({})", 400},
         {"/api/curves", R"({"look": {"name": "a", "curve": {"points": [[0, 9], [9, 0]]}}})", 400},
         {"/api/pick", R"({"rgb": [1, 2, 256]})", 400},

@@ -36,7 +36,9 @@ std::string percentEncoded(const std::string& text) {
     std::string encoded;
     for (const char c : text) {
         const auto byte = static_cast<unsigned char>(c);
-        if (byte > ' ' && byte < 127 && c != '%') {
+        if (byte >= 128) {
+            encoded += '?';  // perhaps no character, and a page would take none of it
+        } else if (byte > ' ' && byte < 127 && c != '%') {
             encoded += c;
         } else {
             encoded += {'%', kDigits[byte >> 4U], kDigits[byte & 15U]};

@@ -1,13 +1,12 @@
 #include "tools/studio/BakeCache.h"
 
 #include <algorithm>
-#include <atomic>
-#include <thread>
 
 namespace tool {
 
 namespace {
 
+constexpr std::size_t kMostFollowed = 4;  // of 3 MiB each
 constexpr std::size_t kMost = 48;  // of 50 KiB each, and with a LUT up to 7 MiB more
 
 Look colorsOnly(const Look& look, TableReader reader) {
@@ -25,33 +24,27 @@ Look colorsOnly(const Look& look, TableReader reader) {
     return only;
 }
 
-// As bake() computes them, on every processor that there is.
-std::vector<float> bakedColors(const Look& look, TableReader reader) {
-    if (!isPointwise(look, reader)) {
-        return bake(look, reader).color;
-    }
-    const CurveLevels curve = levelsOf(look.curve);
-    Lattice lattice;
-    const std::size_t threads = std::clamp(std::thread::hardware_concurrency(), 1U, 8U);
-    std::atomic<std::size_t> next = 0;
-    const auto work = [&] {
-        constexpr std::size_t kPiece = 64;
-        for (std::size_t begin = next.fetch_add(kPiece); begin < Lattice::kPoints; begin = next.fetch_add(kPiece)) {
-            for (std::size_t point = begin; point < begin + kPiece; ++point) {
-                lattice.setPoint(point, bakePoint(look, curve, reader, point));
-            }
-        }
-    };
-    std::vector<std::jthread> others;
-    for (std::size_t i = 1; i < threads; ++i) {
-        others.emplace_back(work);
-    }
-    work();
-    others.clear();
-    return lattice.values();
-}
-
 }  // namespace
+
+std::shared_ptr<const FollowedCurve> BakeCache::followed(const Look& look) {
+    if (look.curveColor == 0) {
+        return nullptr;
+    }
+    const std::lock_guard lock(m_mutex);
+    const auto found = std::find_if(m_followed.begin(), m_followed.end(), [&](const Followed& one) {
+        return one.curve == look.curve && one.amount == look.curveColor;
+    });
+    if (found != m_followed.end()) {
+        m_followed.splice(m_followed.begin(), m_followed, found);
+    } else {
+        m_followed.push_front({look.curve, look.curveColor,
+                               std::make_shared<const FollowedCurve>(levelsOf(look.curve), look.curveColor)});
+        if (m_followed.size() > kMostFollowed) {
+            m_followed.pop_back();
+        }
+    }
+    return m_followed.front().colors;
+}
 
 BakedTable BakeCache::get(const Look& look, TableReader reader) {
     Look only = colorsOnly(look, reader);
@@ -67,7 +60,7 @@ BakedTable BakeCache::get(const Look& look, TableReader reader) {
         }
     }
     if (!color) {
-        color = std::make_shared<const std::vector<float>>(bakedColors(look, reader));
+        color = std::make_shared<const std::vector<float>>(bake(look, reader, followed(look).get()).color);
         const std::lock_guard lock(m_mutex);
         m_entries.push_front({std::move(only), reader, color});
         if (m_entries.size() > kMost) {

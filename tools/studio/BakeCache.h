@@ -22,7 +22,16 @@ private:
         TableReader reader;
         std::shared_ptr<const std::vector<float>> color;
     };
-    std::list<Entry> m_entries;  // the last used first
+    struct Followed {
+        ToneCurve curve;
+        double amount;
+        std::shared_ptr<const FollowedCurve> colors;
+    };
+    // Null where colours do not follow the curve.
+    std::shared_ptr<const FollowedCurve> followed(const Look& look);
+
+    std::list<Entry> m_entries;      // the last used first
+    std::list<Followed> m_followed;  // also
     std::mutex m_mutex;
 };
 

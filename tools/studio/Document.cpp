@@ -235,7 +235,27 @@ void applySettings(const StudioMode& mode, bool photo, IniDocument& set) {
     }
 }
 
+namespace {
+
+// A number may have a table that there is not only where the disk says so already.
+void checkScenes(const StudioDocument& document, const TuningDirectory& tuning, bool photo) {
+    const std::vector<int>& scenes = document.mode(photo).scenes;
+    const std::vector<int>& before = tuning.sceneIdx(photo);
+    for (std::size_t number = 0; number < scenes.size(); ++number) {
+        const int table = scenes[number];
+        const bool known = table >= 0 && static_cast<std::size_t>(table) < document.tables.size();
+        if (!known && (number >= before.size() || before[number] != table)) {
+            wrong("scene " + std::to_string(number) + " has table " + std::to_string(table) +
+                  ", and there is no such table");
+        }
+    }
+}
+
+}  // namespace
+
 void apply(const StudioDocument& document, TuningDirectory& tuning) {
+    checkScenes(document, tuning, true);
+    checkScenes(document, tuning, false);
     std::vector<TuningDirectory::EditedTable> tables;
     for (const StudioTable& table : document.tables) {
         const bool known = table.origin >= 0 && table.origin < tuning.tableCount();

@@ -42,6 +42,11 @@ void RenderQueue::run(const Place& place, const std::function<void()>& job) {
     }
 }
 
+std::size_t RenderQueue::waiting() const {
+    const std::lock_guard lock(m_mutex);
+    return m_waiting.size();
+}
+
 std::list<RenderQueue::Waiting*>::iterator RenderQueue::next() {
     const auto urgent = std::find_if(m_waiting.begin(), m_waiting.end(),
                                      [](const Waiting* waiting) { return waiting->place.urgent; });

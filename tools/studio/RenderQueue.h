@@ -27,6 +27,8 @@ public:
     // Waits for its turn and for `job`, whose exceptions come out here. Of jobs of one lane that wait only the one
     // with the highest serial is done; the others throw an HttpError 409, as does one that comes too late.
     void run(const Place& place, const std::function<void()>& job);
+    // Jobs that have not begun.
+    std::size_t waiting() const;
 
 private:
     struct Waiting {
@@ -40,7 +42,7 @@ private:
 
     std::list<Waiting*> m_waiting;
     bool m_ending = false;
-    std::mutex m_mutex;
+    mutable std::mutex m_mutex;
     std::condition_variable m_changed;
     std::thread m_thread;
 };

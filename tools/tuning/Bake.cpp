@@ -2,8 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
+#include <mutex>
+#include <unordered_map>
 
 #include "tools/tuning/LatticeFit.h"
+#include "tools/tuning/Parallel.h"
 
 namespace tool {
 
@@ -97,8 +101,11 @@ Yuv between(const Yuv& from, const Yuv& to, double share) {
 }
 
 // What the look, when it keeps no table, makes of a colour behind the curve stage.
-Yuv mapped(const Look& look, const CurveLevels& curve, TableReader reader, const Yuv& in) {
-    Yuv out = look.curveColor > 0 ? followCurve(curve, look.curveColor, in) : in;
+Yuv mapped(const Look& look, const CurveLevels& curve, TableReader reader, const Yuv& in,
+           const FollowedCurve* followed) {
+    Yuv out = look.curveColor <= 0  ? in
+              : followed != nullptr ? followed->at(in)
+                                    : followCurve(curve, look.curveColor, in);
     out = applyAdjustments(look.adjustments, out);
     return reader == TableReader::kBoth ? between(in, out, 2 * look.colorStrength) : out;
 }
@@ -155,6 +162,40 @@ Yuv followCurve(const CurveLevels& curve, double amount, const Yuv& color) {
     return result;
 }
 
+struct FollowedCurve::Colors {
+    struct Key {
+        double y, u, v;
+        bool operator==(const Key&) const = default;
+    };
+    struct Hash {
+        std::size_t operator()(const Key& key) const {
+            const std::hash<double> hash;
+            return (hash(key.y) * 31 + hash(key.u)) * 31 + hash(key.v);
+        }
+    };
+    std::mutex mutex;
+    std::unordered_map<Key, Yuv, Hash> known;
+};
+
+FollowedCurve::FollowedCurve(const CurveLevels& curve, double amount)
+    : m_curve(curve), m_amount(amount), m_colors(std::make_unique<Colors[]>(kParts)) {}
+FollowedCurve::~FollowedCurve() = default;
+
+Yuv FollowedCurve::at(const Yuv& color) const {
+    const Colors::Key key = {color.y, color.u, color.v};
+    // In parts, so that threads seldom wait for one another.
+    Colors& part = m_colors[Colors::Hash()(key) / 64 % kParts];
+    {
+        const std::lock_guard lock(part.mutex);
+        if (const auto found = part.known.find(key); found != part.known.end()) {
+            return found->second;
+        }
+    }
+    const Yuv result = followCurve(m_curve, m_amount, color);
+    const std::lock_guard lock(part.mutex);
+    return part.known.emplace(key, result).first->second;
+}
+
 Look forBothReaders(const Look& look) {
     const Table* kept = keptTable(look);
     if (kept == nullptr || look.colorStrength == 0.5) {
@@ -190,16 +231,17 @@ bool isPointwise(const Look& look, TableReader reader) {
     return tableFor(look, reader) != nullptr || reader == TableReader::kTexels || !hasLut(look);
 }
 
-Yuv bakePoint(const Look& look, const CurveLevels& curve, TableReader reader, std::size_t point) {
+Yuv bakePoint(const Look& look, const CurveLevels& curve, TableReader reader, std::size_t point,
+              const FollowedCurve* followed) {
     if (const Table* kept = tableFor(look, reader)) {
         return kept->lattice.point(point);
     }
     const bool texels = reader == TableReader::kTexels;
     const Yuv in = texels ? Lattice::texelLevels(point) : Lattice::levels(point);
-    return limited(mapped(look, curve, reader, in), texels ? 1 : kGrain);
+    return limited(mapped(look, curve, reader, in, followed), texels ? 1 : kGrain);
 }
 
-BakedTable bake(const Look& look, TableReader reader) {
+BakedTable bake(const Look& look, TableReader reader, const FollowedCurve* followed) {
     BakedTable baked = bakeWithoutColor(look, reader);
     if (const Table* kept = tableFor(look, reader)) {
         baked.color = kept->lattice.values();
@@ -208,13 +250,14 @@ BakedTable bake(const Look& look, TableReader reader) {
     const CurveLevels curve = levelsOf(look.curve);
     const bool pointwise = isPointwise(look, reader);
     // LUTs bend more than a look's other adjustments do, and know nothing of the lattice's points.
-    Lattice lattice = pointwise ? Lattice()
-                                : latticeBetween([&](const Yuv& in) { return mapped(look, curve, reader, in); },
-                                                 LumaWeights::kBt601);
-    for (std::size_t point = 0; point < Lattice::kPoints; ++point) {
-        lattice.setPoint(point, pointwise ? bakePoint(look, curve, reader, point)
+    Lattice lattice =
+        pointwise ? Lattice()
+                  : latticeBetween([&](const Yuv& in) { return mapped(look, curve, reader, in, followed); },
+                                   LumaWeights::kBt601);
+    inParallel(Lattice::kPoints, [&](std::size_t point) {
+        lattice.setPoint(point, pointwise ? bakePoint(look, curve, reader, point, followed)
                                           : limited(lattice.point(point), kGrain));
-    }
+    });
     baked.color = lattice.values();
     return baked;
 }

@@ -7,6 +7,8 @@
 #include <array>
 #include <cmath>
 
+#include "tools/tuning/Parallel.h"
+
 namespace tool {
 
 namespace {
@@ -301,26 +303,29 @@ Lattice latticeBetween(const std::function<Yuv(const Yuv&)>& map, LumaWeights we
     constexpr int kSteps = 3 * (kSide - 1);
     constexpr double kOutside = 0.02;  // of the range of RGB
     const auto level = [](int step) { return 255.0 * step / kSteps; };
-    std::vector<LatticeSample> samples;
+    std::vector<Yuv> inputs;
     for (int v = 0; v <= kSteps; ++v) {
         for (int u = 0; u <= kSteps; ++u) {
             for (int y = 0; y <= kSteps; ++y) {
                 const Yuv in = {level(y), level(u), level(v)};
-                if (!inGamut(toRgb(in, weights), kOutside)) {
-                    continue;
+                if (inGamut(toRgb(in, weights), kOutside)) {
+                    inputs.push_back(in);
                 }
-                const Yuv out = map(in);
-                // Differences of vivid colours are seen less: CIEDE2000 divides by the square root of this.
-                const double chroma = 1.0 + 0.045 * std::hypot(out.u - 128.0, out.v - 128.0);
-                const auto f = [](double value) { return static_cast<float>(value); };
-                samples.push_back({{f(in.y), f(in.u), f(in.v)},
-                                   {f(out.y), f(out.u), f(out.v)},
-                                   f(1.0 / (chroma * chroma))});
             }
         }
     }
+    std::vector<LatticeSample> samples(inputs.size());
+    inParallel(inputs.size(), [&](std::size_t i) {
+        const Yuv& in = inputs[i];
+        const Yuv out = map(in);
+        // Differences of vivid colours are seen less: CIEDE2000 divides by the square root of this.
+        const double chroma = 1.0 + 0.045 * std::hypot(out.u - 128.0, out.v - 128.0);
+        const auto f = [](double value) { return static_cast<float>(value); };
+        samples[i] = {{f(in.y), f(in.u), f(in.v)}, {f(out.y), f(out.u), f(out.v)}, f(1.0 / (chroma * chroma))};
+    });
     LatticeFit fit;
-    fit.prior = Lattice::of(map);
+    inParallel(Lattice::kPoints,
+               [&](std::size_t point) { fit.prior.setPoint(point, map(Lattice::levels(point))); });
     fit.pull = 4e-4;
     fit.smooth = 0.0;
     fit.rounds = 0;

@@ -35,7 +35,7 @@ struct LatticeFit {
 std::function<Rgb(const Rgb&)> sumOfCurves(const std::vector<LatticeSample>& samples);
 
 // The lattice between whose points `map` is met best, for the colours that RGB has; where there are none it
-// is near `map` itself. A lattice of the map's own values at the points errs between them wherever the map
+// is near `map` itself; `map` is asked from several threads at once. A lattice of the map's own values at the points errs between them wherever the map
 // bends, and near the edge of RGB, beyond which the map is a convention. Not limited to 0..255.
 Lattice latticeBetween(const std::function<Yuv(const Yuv&)>& map, LumaWeights weights);
 

@@ -296,7 +296,11 @@ void TuningDirectory::putScenes() {
     }
 }
 
-std::vector<std::string> TuningDirectory::save() { return changes(bake).commit(); }
+std::vector<std::string> TuningDirectory::save() { return changes().commit(); }
+
+FileChanges TuningDirectory::changes() {
+    return changes([](const Look& look, TableReader reader) { return bake(look, reader); });
+}
 
 FileChanges TuningDirectory::changes(const BakeFunction& bakeLook) {
     checkNames();

@@ -66,6 +66,7 @@ public:
     // but for what cannot be written.
     using BakeFunction = std::function<BakedTable(const Look&, TableReader)>;
     FileChanges changes(const BakeFunction& bake);
+    FileChanges changes();
 
     // save() leaves this table's files as they are, whatever its look says.
     void keepFiles(int table) { m_kept.insert(table); }

@@ -171,7 +171,7 @@ std::optional<FileChanges> bakedAgain(const std::string& path) {
                 directory.keepFiles(table);
             }
         }
-        return any ? std::optional(directory.changes(bake)) : std::nullopt;
+        return any ? std::optional(directory.changes()) : std::nullopt;
     } catch (const ToolError&) {
         return std::nullopt;  // the check says why
     }
