@@ -55,8 +55,10 @@ struct UsedTuning {
           temporary(tuning, job.backEnd, settledFiles(staged)) {
         Digest digest;
         for (const auto& [name, file] : staged.files.all()) {
-            digest.add(name);
-            digest.add(file.bytes);
+            if (!file.bytes.empty()) {  // what the library reads, and looks
+                digest.add(name);
+                digest.add(file.bytes);
+            }
         }
         key = digest.text() + " " + std::to_string(scene) + " " + job.backEnd + " " HUEVANCE_TOOL_VERSION;
     }
