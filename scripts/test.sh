@@ -1,9 +1,10 @@
 #!/bin/sh
 # Sets up, builds and runs all the tests. Ends non-zero when anything fails, after running the other parts.
-# Usage: scripts/test.sh [release|clang|asan|aarch64|android|fuzz]...   (default: all of them)
+# Usage: scripts/test.sh [release|clang|asan|tsan|aarch64|android|fuzz]...   (default: all of them)
 #   release  everything with g++, the benchmarks' dry run included
 #   clang    the library's tests with clang++, which must give the same bytes
 #   asan     address and undefined-behaviour sanitizers
+#   tsan     thread sanitizer: a capture and a preview thread at once
 #   aarch64  the library's tests for AArch64, under qemu-user
 #   android  that the library compiles for a phone, with the flags of both Android builds
 #   fuzz     a fixed number of random inputs for each fuzzer
@@ -11,11 +12,11 @@ set -eu
 cd "$(dirname "$0")/.."
 jobs=$(nproc)
 
-[ $# -gt 0 ] || set -- release clang asan aarch64 android fuzz
+[ $# -gt 0 ] || set -- release clang asan tsan aarch64 android fuzz
 for part in "$@"; do
     case $part in
-        release | clang | asan | aarch64 | android | fuzz) ;;
-        *) echo "usage: $0 [release|clang|asan|aarch64|android|fuzz]..." >&2; exit 2 ;;
+        release | clang | asan | tsan | aarch64 | android | fuzz) ;;
+        *) echo "usage: $0 [release|clang|asan|tsan|aarch64|android|fuzz]..." >&2; exit 2 ;;
     esac
 done
 

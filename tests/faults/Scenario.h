@@ -50,7 +50,7 @@ inline constexpr unsigned kHangSeconds = 120;
 // Whether the drivers that it needs are here; where they are required it fails when they are not.
 bool canRun(const BackEnd& backEnd);
 
-// Calls tryOne(i) for i = 0 .. count - 1 in an order that spreads them, until HUEVANCE_SWEEP_SECONDS are over
+// Calls tryOne(i) for i = 0 .. count - 1, by turns the next one and one from anywhere, until HUEVANCE_SWEEP_SECONDS are over
 // (0: to the end; unset: one second). How many were tried.
 int spread(std::size_t count, const std::function<void(std::size_t)>& tryOne);
 

@@ -1,6 +1,7 @@
 // Many handles and many preview frames of every back end: what is held stays the same, and a preview's frame
 // allocates nothing. HUEVANCE_SOAK=1: 10,000 handles and 100,000 frames, and resident memory stays flat, too.
 #include <gtest/gtest.h>
+#include <sim/gl.h>
 #include <sim/opencl.h>
 #include <unistd.h>
 
@@ -65,6 +66,7 @@ TEST_P(Soak, HandlesComeAndGo) {
         const Life life = scenario->live();
         ASSERT_TRUE(life.setUp == 0 && life.codes[0] + life.codes[1] + life.codes[2] == 0);
         ASSERT_EQ(life.release, 0);
+        ASSERT_EQ(sim_opencl_live(nullptr) + sim_gl_live(nullptr), 0);
     });
 }
 

@@ -59,13 +59,17 @@ template <typename Fail>
 std::vector<Fault> ofEntries(const auto& entries, int (*calls)(const char*),
                              std::initializer_list<const char*> words, Fail fail) {
     std::vector<Fault> faults;
-    for (const char* entry : entries) {
-        const bool left = std::any_of(words.begin(), words.end(), [entry](const char* word) {
-            return std::strstr(entry, word) != nullptr;
-        });
-        const int count = left ? 0 : calls(entry);
-        for (int n = 1; n <= count; ++n) {
-            faults.push_back({entry + (" " + std::to_string(n)), [=] { fail(entry, n); }});
+    bool more = true;
+    for (int n = 1; more; ++n) {  // the first call of each, then the second ...
+        more = false;
+        for (const char* entry : entries) {
+            const bool left = std::any_of(words.begin(), words.end(), [entry](const char* word) {
+                return std::strstr(entry, word) != nullptr;
+            });
+            if (!left && n <= calls(entry)) {
+                faults.push_back({entry + (" " + std::to_string(n)), [=] { fail(entry, n); }});
+                more = true;
+            }
         }
     }
     return faults;
