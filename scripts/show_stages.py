@@ -6,6 +6,7 @@
 Needs python3-pil, and Debian's chromium for the pages and the tiles' curves.
 """
 import pathlib
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -22,13 +23,15 @@ def main():
     with tempfile.TemporaryDirectory() as folder:
         work = pathlib.Path(folder)
         run = lambda *words: subprocess.run([huevance, *map(str, words)], check=True, cwd=work)
+        # Names without folders, as they stand in the pages.
+        shutil.copytree(ROOT / "samples", work / "photos", ignore=shutil.ignore_patterns("*.md"))
         run("tuning", "new", "tuning", "--protect", "skin", "--looks", "neutral,food")
         # Strong enough to be seen in a small picture, and colour correction, which the starter leaves off.
         run("look", "set", "tuning", "--scene", "food", "claheStrength=2.5", "curveColor=0")
         run("curve", "set", "tuning", "--scene", "food", "0,0", "64,84", "160,190", "255,252")
         settings = work / "tuning" / "photoSet.ini"
         settings.write_bytes(settings.read_bytes().replace(b"cCorrSwitch=0", b"cCorrSwitch=1"))
-        run("stages", ROOT / "samples" / "portrait.jpg", "-t", "tuning", "--scene", "food", "-o", "shown")
+        run("stages", "photos/portrait.jpg", "-t", "tuning", "--scene", "food", "-o", "shown")
         strips(work / "shown")
         pages(work, run)
 
@@ -56,7 +59,7 @@ def pages(work, run):
     run("tuning", "show", "new", "-o", "show.html")
     subprocess.run([sys.argv[1] if pathlib.Path(sys.argv[1]).is_absolute() else str(ROOT / sys.argv[1]), "tuning", "diff",
                     "old", "new", "-o", "diff.html"], cwd=work, stdout=subprocess.DEVNULL)  # 1: they differ
-    run("batch", ROOT / "samples", "-t", "old", "-t", "new", "--scene", "food", "-o", "out", "--html", "batch.html")
+    run("batch", "photos", "-t", "old", "-t", "new", "--scene", "food", "-o", "out", "--html", "batch.html")
     wanted = {"stages": work / "shown" / "stages.html", "batch": work / "batch.html", "show": work / "show.html",
               "diff": work / "diff.html"}
     for name, page in wanted.items():

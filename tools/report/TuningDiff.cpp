@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 
 #include "tools/page/Page.h"
 #include "tools/picture/ColorDifference.h"
@@ -177,6 +178,11 @@ std::string effective(const TuningFiles& files, const std::string& file, const T
                : std::to_string(iniInt(found.value));
 }
 
+bool isOwn(const TuningView& tuning, const std::string& path) {
+    std::error_code ignored;
+    return std::filesystem::equivalent(tuning.files.directory(), path, ignored);
+}
+
 }  // namespace
 
 bool TuningDifference::equal() const {
@@ -217,7 +223,9 @@ TuningDifference differenceOf(const TuningView& a, const TuningView& b) {
             // The number of tables and their numbers are what the scenes say in words.
             const bool scenes = std::string_view(key.section) == "scene";
             const std::string from = effective(a.files, file, key), to = effective(b.files, file, key);
-            if (from != to && !scenes) {
+            // Where each keeps its cache in itself, as a fresh one does, nothing differs.
+            const bool own = std::string_view(key.name) == "path" && isOwn(a, from) && isOwn(b, to);
+            if (from != to && !scenes && !own) {
                 result.settings.push_back({file, key.name, from, to});
             }
         }
