@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <nlohmann/json.hpp>
 
@@ -176,6 +177,16 @@ TEST_F(LutCommandTest, HaldThereAndBackAndExports) {
     }
     EXPECT_EQ(bench.run({"lut", "export", directory, "--scene", "vivid", bench.path("look.3dl")}).exitCode,
               2);
+    // The usual size, which makes a look of two megabytes; and a part of it, which is not quoted whole.
+    ASSERT_EQ(bench.run({"lut", "hald", hald}).exitCode, 0);
+    ASSERT_EQ(lutImport(hald).exitCode, 0);
+    const std::string whole = text("look0.json");
+    ASSERT_GT(whole.size(), 2'000'000U);
+    EXPECT_EQ(bench.run({"tuning", "check", directory, "--strict"}).exitCode, 0);
+    std::ofstream(directory + "/look0.json") << whole.substr(0, 1'500'000);
+    const ToolResult cut = bench.run({"tuning", "check", directory, "--strict"});
+    EXPECT_EQ(cut.exitCode, 1);
+    EXPECT_LT(cut.out.size() + cut.err.size(), 2000U);
 }
 
 TEST_F(LutCommandTest, FitsPicturesAndHoldsOnOthers) {

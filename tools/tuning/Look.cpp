@@ -20,7 +20,6 @@ using Json = nlohmann::ordered_json;
 
 constexpr std::size_t kMaxPoints = 64;
 constexpr std::size_t kMaxAdjustments = 32;
-constexpr std::size_t kMaxFile = std::size_t{64} << 20U;
 
 std::string numberText(double value) {
     char text[32];
@@ -447,7 +446,7 @@ bool isLookName(std::string_view name) {
 Look parseLook(std::string_view text, const std::string& file) {
     Source source{file, {}};
     int line = 1;
-    if (text.size() > kMaxFile) {
+    if (text.size() > kMaxLookBytes) {
         throw LookError(file, 1, "is too large for a look");
     }
     try {
@@ -456,11 +455,12 @@ Look parseLook(std::string_view text, const std::string& file) {
                         CountingIterator(text.data() + text.size(), &line), Tracker(source, line));
         return readLookObject(source, json);
     } catch (const Json::parse_error& error) {
-        // What the parser says after its own position.
-        const std::string what = error.what();
+        // What the parser says after its own position. It quotes what it read last: a whole table's data.
+        constexpr std::size_t kMost = 200;
+        std::string what = error.what();
         const std::size_t colon = what.find(": ");
-        throw LookError(file, line,
-                        "is not JSON: " + (colon == std::string::npos ? what : what.substr(colon + 2)));
+        what.erase(0, colon == std::string::npos ? 0 : colon + 2);
+        throw LookError(file, line, "is not JSON: " + (what.size() > kMost ? what.substr(0, kMost) + "..." : what));
     } catch (const Json::exception& error) {
         throw LookError(file, line, std::string("is not JSON: ") + error.what());
     }

@@ -1,6 +1,7 @@
 // A look: the editable source of one scene table, look<n>.json beside param<n>.ini, curveLut<n>, colorLut<n>.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -36,6 +37,9 @@ private:
     int m_line;
     std::string m_reason;
 };
+
+// Of a look's file: the largest LUTs that one can hold, and more.
+inline constexpr std::size_t kMaxLookBytes = std::size_t{64} << 20U;
 
 // "look<n>.json".
 std::string lookFileName(int table);

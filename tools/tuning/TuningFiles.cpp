@@ -7,6 +7,7 @@
 
 #include "tools/Numbers.h"
 #include "tools/ToolError.h"
+#include "tools/tuning/Look.h"
 
 namespace tool {
 
@@ -37,8 +38,10 @@ TuningFile readOne(const fs::path& path, const std::string& name) {
         file.error = "it has more than 1 MiB";  // the library refuses it
         return file;
     }
-    const std::size_t wanted =
-        std::min<std::size_t>(file.size, name == "CurveLut" || name == "ColorLut" ? kFusedBytes : kTextBytes);
+    const bool fused = name == "CurveLut" || name == "ColorLut";
+    // One byte more than a look may have, for the reader to see that.
+    const std::size_t most = fused ? kFusedBytes : path.extension() == ".json" ? kMaxLookBytes + 1 : kTextBytes;
+    const std::size_t wanted = std::min<std::size_t>(file.size, most);
     std::ifstream in(path, std::ios::binary);
     file.bytes.resize(wanted);
     in.read(file.bytes.data(), static_cast<std::streamsize>(wanted));
