@@ -35,7 +35,8 @@ tool::Bytes photo(int width, int height) {
 
 Watch::Watch(const std::string& directory, std::vector<std::string> allowed)
     : m_descriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)), m_allowed(std::move(allowed)) {
-    constexpr std::uint32_t kAny = IN_OPEN | IN_ACCESS | IN_MODIFY | IN_CREATE | IN_DELETE | IN_MOVE | IN_ATTRIB;
+    constexpr std::uint32_t kAny =
+        IN_OPEN | IN_ACCESS | IN_MODIFY | IN_CREATE | IN_DELETE | IN_MOVE | IN_ATTRIB;
     std::vector<std::string> directories = {directory};
     for (const auto& entry : fs::recursive_directory_iterator(directory)) {
         const std::string name = entry.path().filename().string();
@@ -81,7 +82,8 @@ StudioBench::StudioBench(std::vector<std::string> photos) {
     for (std::string& name : photos) {
         name = path("photos/" + name);
     }
-    studio = std::make_unique<tool::Studio>(studioLibrary(), tool::StudioOptions{path("tuning"), std::move(photos)});
+    studio = std::make_unique<tool::Studio>(studioLibrary(),
+                                            tool::StudioOptions{path("tuning"), std::move(photos)});
 }
 
 std::string StudioBench::text(const std::string& name) const {

@@ -34,15 +34,16 @@ const tool::HostLibrary& studioLibrary();
 struct StudioBench {
     using Json = nlohmann::json;
 
-    // tuning/ with the looks food (table 0), neutral (1) and night (2) for NEON and CPU; photos/a.png, 96 x 64, and
-    // photos/b.png, 33 x 21; "secret" and canary/secret are nobody's business.
+    // tuning/ with the looks food (table 0), neutral (1) and night (2) for NEON and CPU; photos/a.png, 96 x
+    // 64, and photos/b.png, 33 x 21; "secret" and canary/secret are nobody's business.
     explicit StudioBench(std::vector<std::string> photos = {"a.png", "b.png"});
 
     std::string path(const std::string& name) const { return root.path() + "/" + name; }
     std::string text(const std::string& name) const;
     void write(const std::string& name, const std::string& bytes) const;
 
-    tool::HttpResponse ask(const std::string& method, const std::string& target, const std::string& body = "") const;
+    tool::HttpResponse ask(const std::string& method, const std::string& target,
+                           const std::string& body = "") const;
     tool::HttpResponse post(const std::string& target, const Json& body) const {
         return ask("POST", target, body.dump());
     }
@@ -54,13 +55,14 @@ struct StudioBench {
     std::unique_ptr<tool::Studio> studio;
 };
 
-// Asks whatever a fuzzer makes up: the first line is method and target, the rest the body, in which "@D" stands for
-// the document as it was opened.
+// Asks whatever a fuzzer makes up: the first line is method and target, the rest the body, in which "@D"
+// stands for the document as it was opened.
 class StudioProbe {
 public:
     StudioProbe();
-    // What is wrong with the answer or with what was touched; empty when nothing is. The answer is one that the page
-    // understands, nothing beside the directory and the photos is touched, and only a save changes the directory.
+    // What is wrong with the answer or with what was touched; empty when nothing is. The answer is one that
+    // the page understands, nothing beside the directory and the photos is touched, and only a save changes
+    // the directory.
     std::string ask(const std::string& input);
 
 private:

@@ -45,7 +45,8 @@ public:
             }
         }
         variables.push_back(nullptr);
-        EXPECT_EQ(posix_spawn(&m_process, pointers[0], &actions, nullptr, pointers.data(), variables.data()), 0);
+        EXPECT_EQ(posix_spawn(&m_process, pointers[0], &actions, nullptr, pointers.data(), variables.data()),
+                  0);
         posix_spawn_file_actions_destroy(&actions);
         close(out[1]);
         for (char c = 0; read(out[0], &c, 1) == 1 && c != '\n';) {
@@ -71,7 +72,8 @@ public:
     // Whatever is sent, and all that comes back.
     std::string send(const std::string& bytes) const {
         const int socket = connected();
-        EXPECT_EQ(::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
+        EXPECT_EQ(::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL),
+                  static_cast<ssize_t>(bytes.size()));
         std::string answer;
         char buffer[65536];
         for (ssize_t length; (length = recv(socket, buffer, sizeof(buffer), 0)) > 0;) {
@@ -105,15 +107,17 @@ struct StudioServerTest : testing::Test {
         picture = bench.write("a.png", encodePng(solid(64, 48, 200, 100, 50)));
     }
     // With the token unless `token` says otherwise.
-    static std::string request(const Running& running, const std::string& line, const std::string& more = "", const std::string& body = "") {
-        return line + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(running.port()) + "\r\nX-Huevance-Token: " + running.token() +
-               "\r\n" + more + "\r\n" + body;
+    static std::string request(const Running& running, const std::string& line, const std::string& more = "",
+                               const std::string& body = "") {
+        return line + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(running.port()) +
+               "\r\nX-Huevance-Token: " + running.token() + "\r\n" + more + "\r\n" + body;
     }
 };
 
 TEST_F(StudioServerTest, AnswersOnlyWhatItShould) {
     Running running({tuning, picture, "--no-browser"}, temporary.path());
-    ASSERT_THAT(running.line(), testing::MatchesRegex("http://127\\.0\\.0\\.1:[0-9]+/\\?token=[A-Za-z0-9_-]+"));
+    ASSERT_THAT(running.line(),
+                testing::MatchesRegex("http://127\\.0\\.0\\.1:[0-9]+/\\?token=[A-Za-z0-9_-]+"));
     EXPECT_GE(running.token().size(), 22U);
     const std::string port = std::to_string(running.port());
     struct Row {
@@ -129,7 +133,8 @@ TEST_F(StudioServerTest, AnswersOnlyWhatItShould) {
         {request(running, "HEAD /api/open"), "200"},
         {"GET /api/open HTTP/1.1\r\nHost: 127.0.0.1:" + port + "\r\n\r\n", "403"},
         {"GET /api/open HTTP/1.1\r\nX-Huevance-Token: " + running.token() + "\r\n\r\n", "403"},
-        {"GET /api/open HTTP/1.1\r\nHost: example.org\r\nX-Huevance-Token: " + running.token() + "\r\n\r\n", "403"},
+        {"GET /api/open HTTP/1.1\r\nHost: example.org\r\nX-Huevance-Token: " + running.token() + "\r\n\r\n",
+         "403"},
         {request(running, "GET /api/open", "Host: example.org\r\n"), "403"},
         {request(running, "GET /api/open", "Origin: http://example.org\r\n"), "403"},
         {request(running, "GET /assets/../../../../etc/passwd"), "404"},
@@ -137,7 +142,9 @@ TEST_F(StudioServerTest, AnswersOnlyWhatItShould) {
         {request(running, "GET /assets/index.html%00.png"), "404"},
         {request(running, "GET /favicon.ico"), "204"},
         {request(running, "POST /api/pick", "Content-Length: 16\r\n", R"({"rgb": [1,2,3]})"), "200"},
-        {request(running, "POST /api/pick", "Transfer-Encoding: chunked\r\n", "10\r\n{\"rgb\": [1,2,3]}\r\n0\r\n\r\n"), "411"},
+        {request(running, "POST /api/pick", "Transfer-Encoding: chunked\r\n",
+                 "10\r\n{\"rgb\": [1,2,3]}\r\n0\r\n\r\n"),
+         "411"},
         {request(running, "POST /api/pick"), "411"},
         {request(running, "POST /api/pick", "Content-Length: 67200000\r\n", large), "413"},
         {"POST /api/pick HTTP/1.1\r\nHost: 127.0.0.1:" + port + "\r\nContent-Length: 3\r\n\r\n{}\n", "403"},
@@ -145,8 +152,10 @@ TEST_F(StudioServerTest, AnswersOnlyWhatItShould) {
         {request(running, "OPTIONS /api/save", "Origin: http://example.org\r\n"), "403"}};
     for (const Row& row : rows) {
         const std::string answer = running.send(row.bytes);
-        EXPECT_THAT(answer.substr(0, 80), StartsWith(std::string("HTTP/1.1 ") + row.status)) << row.bytes.substr(0, 300);
-        EXPECT_THAT(answer, HasSubstr("Content-Security-Policy: default-src 'self'")) << row.bytes.substr(0, 300);
+        EXPECT_THAT(answer.substr(0, 80), StartsWith(std::string("HTTP/1.1 ") + row.status))
+            << row.bytes.substr(0, 300);
+        EXPECT_THAT(answer, HasSubstr("Content-Security-Policy: default-src 'self'"))
+            << row.bytes.substr(0, 300);
         EXPECT_THAT(answer, HasSubstr("X-Content-Type-Options: nosniff"));
         EXPECT_EQ(answer.find("Access-Control"), std::string::npos);
     }
@@ -172,7 +181,8 @@ TEST_F(StudioServerTest, EndsWithinARequestAndLeavesNothing) {
     const nlohmann::json document = nlohmann::json::parse(open.substr(open.find("\r\n\r\n")))["document"];
     const std::string body = nlohmann::json({{"document", document}, {"photo", 0}, {"table", 0}}).dump();
     const int socket = running.connected();
-    const std::string bytes = request(running, "POST /api/render", "Content-Length: " + std::to_string(body.size()) + "\r\n", body);
+    const std::string bytes =
+        request(running, "POST /api/render", "Content-Length: " + std::to_string(body.size()) + "\r\n", body);
     EXPECT_EQ(::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
     std::this_thread::sleep_for(std::chrono::milliseconds(60));
     EXPECT_EQ(running.end(SIGTERM), 0);

@@ -104,7 +104,8 @@ TEST(StudioAccess, LetsInWhoHasTheTokenAndComesFromItsOwnPage) {
         EXPECT_TRUE(!refusal || Json::parse(refusal->body)["error"].is_string());
     }
     // Neither place of the token stands for the other.
-    tool::HttpRequest request = {"GET", "/api/open", {{"token", kToken}}, {{"host", "127.0.0.1:4711"}}, {}, {}};
+    tool::HttpRequest request = {"GET", "/api/open", {{"token", kToken}}, {{"host", "127.0.0.1:4711"}},
+                                 {},    {}};
     EXPECT_EQ(access.refusal(request)->status, 403);
 }
 
@@ -126,7 +127,8 @@ TEST(StudioQueue, DoesTheNewestOfALaneAndUrgentOnesFirst) {
     const auto ask = [&](const char* lane, double serial, bool urgent) {
         askers.emplace_back([&, lane, serial, urgent] {
             try {
-                queue.run({lane, serial, urgent}, [&] { done.push_back(lane + std::to_string(static_cast<int>(serial))); });
+                queue.run({lane, serial, urgent},
+                          [&] { done.push_back(lane + std::to_string(static_cast<int>(serial))); });
             } catch (const tool::HttpError& error) {
                 superseded += error.status() == 409 ? 1U : 0U;
             }
@@ -158,7 +160,8 @@ TEST(StudioQueue, DoesTheNewestOfALaneAndUrgentOnesFirst) {
     }
     EXPECT_THAT(done, ElementsAre("after4", "strip5", "mask1"));
     EXPECT_EQ(superseded, 3U);
-    EXPECT_THROW(queue.run({"x", 1, false}, [] { throw std::runtime_error("as it was"); }), std::runtime_error);
+    EXPECT_THROW(queue.run({"x", 1, false}, [] { throw std::runtime_error("as it was"); }),
+                 std::runtime_error);
 }
 
 // What it answers.
@@ -194,7 +197,9 @@ struct StudioTest : testing::Test {
     ToolBench program;
 
     std::string ran(const std::string& scene, const Words& more) {
-        const Words words = {"run", bench.path("photos/a.png"), bench.path("out.png"), "-t", bench.path("tuning"), "-s", scene};
+        const Words words = {"run", bench.path("photos/a.png"), bench.path("out.png"),
+                             "-t",  bench.path("tuning"),       "-s",
+                             scene};
         const ToolResult result = program.run(join(words, more));
         EXPECT_EQ(result.exitCode, 0) << result.err;
         const std::string png = bench.text("out.png");
@@ -204,7 +209,8 @@ struct StudioTest : testing::Test {
 
 TEST_F(StudioTest, ShowsWhatRunWritesOnceItIsSaved) {
     Json open = bench.open();
-    EXPECT_EQ(open["photos"][0], Json({{"name", "a.png"}, {"width", 96}, {"height", 64}, {"error", nullptr}}));
+    EXPECT_EQ(open["photos"][0],
+              Json({{"name", "a.png"}, {"width", 96}, {"height", 64}, {"error", nullptr}}));
     Json document = open["document"];
     document["tables"][0]["look"]["claheStrength"] = 0.4;
     document["tables"][0]["look"]["curve"]["points"] = {{0, 8}, {100, 130}, {255, 250}};
@@ -219,7 +225,8 @@ TEST_F(StudioTest, ShowsWhatRunWritesOnceItIsSaved) {
     std::map<std::string, std::string> shown;
     const auto before = bench.files();
     for (const Way& way : ways) {
-        const auto response = bench.post("/api/render", pictureOf(document, 0, {{"mode", way.mode}, {"backEnd", way.backEnd}}));
+        const auto response =
+            bench.post("/api/render", pictureOf(document, 0, {{"mode", way.mode}, {"backEnd", way.backEnd}}));
         ASSERT_EQ(response.status, 200) << response.body;
         EXPECT_EQ(headerOf(response, "X-Width") + "x" + headerOf(response, "X-Full-Height"), "96x64");
         EXPECT_EQ(headerOf(response, "X-Errors"), "");
@@ -238,14 +245,18 @@ TEST_F(StudioTest, ShowsWhatRunWritesOnceItIsSaved) {
             << way.mode << way.backEnd;
     }
     // The curve as baked, and the same document again changes nothing.
-    const Json levels = Json::parse(bench.post("/api/curves", {{"look", document["tables"][0]["look"]}}).body)["levels"];
+    const Json levels =
+        Json::parse(bench.post("/api/curves", {{"look", document["tables"][0]["look"]}}).body)["levels"];
     std::string curve;
     for (const float level : levels) {
         curve.append(reinterpret_cast<const char*>(&level), sizeof(level));
     }
     EXPECT_EQ(curve == bench.text("tuning/curveLut0"), true);
     const Json again = Json::parse(saved.body);
-    EXPECT_THAT(Json::parse(bench.post("/api/save", {{"document", again["document"]}, {"base", again["base"]}}).body)["changed"], IsEmpty());
+    EXPECT_THAT(
+        Json::parse(bench.post("/api/save", {{"document", again["document"]}, {"base", again["base"]}})
+                        .body)["changed"],
+        IsEmpty());
     EXPECT_THAT(tool::checkTuning(bench.path("tuning")), IsEmpty());
 }
 
@@ -281,7 +292,9 @@ TEST_F(StudioTest, ShowsStagesPartsAndSmallerPictures) {
 
 TEST_F(StudioTest, FadesAsThePreviewDoes) {
     const Json document = bench.open()["document"];
-    const auto fade = bench.post("/api/fade", {{"document", document}, {"photo", 0}, {"from", 1}, {"to", 2}, {"frames", 5}, {"pixels", 6144}});
+    const auto fade = bench.post(
+        "/api/fade",
+        {{"document", document}, {"photo", 0}, {"from", 1}, {"to", 2}, {"frames", 5}, {"pixels", 6144}});
     ASSERT_EQ(fade.status, 200) << fade.body;
     ASSERT_EQ(headerOf(fade, "X-Frames") + " " + headerOf(fade, "X-Width"), "5 96");
     const std::size_t bytes = 4U * 96 * 64;
@@ -298,7 +311,8 @@ TEST_F(StudioTest, SavesOnlyWhatChangedAndNothingOverSomebodyElses) {
     const Json open = bench.open();
     const auto before = bench.files();
     const auto save = [&](const Json& document, const Json& base, bool force = false) {
-        const auto response = bench.post("/api/save", {{"document", document}, {"base", base}, {"force", force}});
+        const auto response =
+            bench.post("/api/save", {{"document", document}, {"base", base}, {"force", force}});
         return std::pair(response.status, Json::parse(response.body));
     };
     EXPECT_THAT(save(open["document"], open["base"]).second["changed"], IsEmpty());
@@ -349,7 +363,8 @@ TEST_F(StudioTest, MovesTablesAndKeepsWhatHasNoLook) {
     EXPECT_EQ(document["tables"][1]["look"]["name"], "table1");
     EXPECT_EQ(bench.files(), bare);
     // What nobody touched stays on the disk, to the byte.
-    const Json same = Json::parse(bench.post("/api/save", {{"document", document}, {"base", open["base"]}}).body);
+    const Json same =
+        Json::parse(bench.post("/api/save", {{"document", document}, {"base", open["base"]}}).body);
     EXPECT_EQ(same["changed"], Json({"look1.json"}));
     // The first table goes, a copy of the last comes, scenes follow.
     Json copy = document["tables"][2];
@@ -376,7 +391,8 @@ TEST_F(StudioTest, ChecksADocumentAsIfItWereSaved) {
     Json document = open["document"];
     const auto before = bench.files();
     const auto findings = [&](const Json& size) {
-        return Json::parse(bench.post("/api/check", {{"document", document}, {"size", size}}).body)["findings"];
+        return Json::parse(
+            bench.post("/api/check", {{"document", document}, {"size", size}}).body)["findings"];
     };
     EXPECT_THAT(findings(nullptr), IsEmpty());
     document["settings"]["photo"]["gridWidth"] = 64;
@@ -386,8 +402,8 @@ TEST_F(StudioTest, ChecksADocumentAsIfItWereSaved) {
     const Json asked = findings({40, 40});
     EXPECT_EQ(bench.files(), before);
     ASSERT_EQ(bench.post("/api/save", {{"document", document}, {"base", open["base"]}}).status, 200);
-    const Json found = Json::parse(
-        tool::jsonReport("", tool::checkTuning(bench.path("tuning"), {.size = tool::Size{40, 40}})))["findings"];
+    const Json found = Json::parse(tool::jsonReport(
+        "", tool::checkTuning(bench.path("tuning"), {.size = tool::Size{40, 40}})))["findings"];
     EXPECT_EQ(asked, found);
     EXPECT_THAT(found, Not(IsEmpty()));
 }
@@ -395,7 +411,8 @@ TEST_F(StudioTest, ChecksADocumentAsIfItWereSaved) {
 TEST_F(StudioTest, TakesLutsAndPicturesBeforeAndAfter) {
     Watch watch(bench.root.path(), {"tuning", "photos"});
     const std::string cube = "LUT_3D_SIZE 2\n0 0 0\n1 0 0\n0 1 0\n1 1 0\n0 0 .8\n1 0 .8\n0 1 .8\n1 1 .8\n";
-    for (const char* const name : {"warm.cube", "../../canary/warm.cube", "/tmp/warm.cube", "..\\warm.cube"}) {
+    for (const char* const name :
+         {"warm.cube", "../../canary/warm.cube", "/tmp/warm.cube", "..\\warm.cube"}) {
         const auto response = bench.ask("POST", std::string("/api/lut?name=") + name, cube);
         ASSERT_EQ(response.status, 200) << response.body;
         const Json adjustment = Json::parse(response.body)["adjustment"];
@@ -412,7 +429,8 @@ TEST_F(StudioTest, TakesLutsAndPicturesBeforeAndAfter) {
     const Json open = bench.open();
     const std::string input = bench.text("photos/a.png");
     tool::HttpRequest request = {"POST", "/api/fit", {{"table", "1"}}, {}, {}, {}};
-    request.files = {{"document", "", open["document"].dump()}, {"before", "x.png", input}, {"after", "\xff.png", input}};
+    request.files = {
+        {"document", "", open["document"].dump()}, {"before", "x.png", input}, {"after", "\xff.png", input}};
     const auto fit = bench.studio->answer(request);
     ASSERT_EQ(fit.status, 200) << fit.body;
     const Json fitted = Json::parse(fit.body);
@@ -435,11 +453,14 @@ TEST(StudioPhotos, SayWhatIsWrongWithAPhotoAndFollowTheFile) {
     fs::copy_file(bench.path("photos/b.png"), bench.path("photos/canary.png"));
     const Json open = bench.open();
     for (const int photo : {1, 2, 3}) {
-        EXPECT_THAT(open["photos"][static_cast<std::size_t>(photo)]["error"].get<std::string>(), HasSubstr("cannot read"));
+        EXPECT_THAT(open["photos"][static_cast<std::size_t>(photo)]["error"].get<std::string>(),
+                    HasSubstr("cannot read"));
         const auto response = bench.post("/api/render", pictureOf(open["document"], 0, {{"photo", photo}}));
         EXPECT_EQ(response.status, 422) << photo;
     }
-    const auto picture = [&] { return bench.post("/api/render", pictureOf(open["document"], 0, {{"photo", 4}})); };
+    const auto picture = [&] {
+        return bench.post("/api/render", pictureOf(open["document"], 0, {{"photo", 4}}));
+    };
     EXPECT_EQ(headerOf(picture(), "X-Width"), "33");
     fs::copy_file(bench.path("photos/a.png"), bench.path("photos/new.png"));
     fs::rename(bench.path("photos/new.png"), bench.path("photos/canary.png"));
@@ -457,8 +478,24 @@ TEST(StudioRequests, TouchNothingElseWhateverIsAsked) {
     }
     ASSERT_GT(seeds.size(), 5U);
     std::sort(seeds.begin(), seeds.end());
-    const std::string words[] = {"../", "../../secret", "../canary/secret", "/etc/passwd", "null", "-1", "1e308", "[", "{", "\"", ",",
-                                 "99999999999999999999", "@D", "\xff", std::string(1, '\0'), "true", "\"\"", "0.5"};
+    const std::string words[] = {"../",
+                                 "../../secret",
+                                 "../canary/secret",
+                                 "/etc/passwd",
+                                 "null",
+                                 "-1",
+                                 "1e308",
+                                 "[",
+                                 "{",
+                                 "\"",
+                                 ",",
+                                 "99999999999999999999",
+                                 "@D",
+                                 "\xff",
+                                 std::string(1, '\0'),
+                                 "true",
+                                 "\"\"",
+                                 "0.5"};
     std::mt19937 random(1);
     const auto below = [&random](std::size_t end) { return end == 0 ? 0 : random() % end; };
     StudioProbe probe;
@@ -556,14 +593,23 @@ TEST(StudioRequests, AreRefusedWithASentenceWhateverTheyHold) {
         {"/api/fit", R"({})", 400},
         {"/api/save", R"({"base": 7})", 400},
         {"/api/save", R"({"force": "yes"})", 409},
-        {"/api/save", R"({"document": {"tables": [{"look": {"name": "a"}}, {"look": {"name": "a"}}]}, "force": true})", 422},
+        {"/api/save",
+         R"({"document": {"tables": [{"look": {"name": "a"}}, {"look": {"name": "a"}}]}, "force": true})",
+         422},
         {"/api/nothing", R"({})", 404},
         {"/api/open", R"({})", 405},
         {"/assets/index.html", R"({})", 404}};
     for (const Row& row : rows) {
-        Json request = {{"document", open["document"]}, {"photo", 0}, {"table", 0}, {"from", 0}, {"to", 1}, {"pixels", 1000}};
+        Json request = {{"document", open["document"]},
+                        {"photo", 0},
+                        {"table", 0},
+                        {"from", 0},
+                        {"to", 1},
+                        {"pixels", 1000}};
         request.merge_patch(Json::parse(row.patch, nullptr, false));
-        const auto response = bench.ask("POST", row.path, Json::parse(row.patch, nullptr, false).is_discarded() ? row.patch : request.dump());
+        const auto response =
+            bench.ask("POST", row.path,
+                      Json::parse(row.patch, nullptr, false).is_discarded() ? row.patch : request.dump());
         EXPECT_EQ(response.status, row.status) << row.path << row.patch << response.body.substr(0, 200);
         if (response.status != 200) {
             const std::string sentence = Json::parse(response.body)["error"];
@@ -571,14 +617,24 @@ TEST(StudioRequests, AreRefusedWithASentenceWhateverTheyHold) {
             EXPECT_THAT(sentence, Not(HasSubstr("\n")));
         }
     }
-    const std::string bodies[] = {"", "{", "[]", "7", "\"\\", std::string(1000, '['), std::string(1'000'000, '['),
-                                  "{\"document\":" + std::string(100'000, '{'), std::string("{\0}", 3), "{\"look\": \"\xff\"}"};
-    for (const char* const path : {"/api/render", "/api/save", "/api/check", "/api/curves", "/api/pick", "/api/fade", "/api/fit"}) {
+    const std::string bodies[] = {"",
+                                  "{",
+                                  "[]",
+                                  "7",
+                                  "\"\\",
+                                  std::string(1000, '['),
+                                  std::string(1'000'000, '['),
+                                  "{\"document\":" + std::string(100'000, '{'),
+                                  std::string("{\0}", 3),
+                                  "{\"look\": \"\xff\"}"};
+    for (const char* const path :
+         {"/api/render", "/api/save", "/api/check", "/api/curves", "/api/pick", "/api/fade", "/api/fit"}) {
         for (const std::string& body : bodies) {
             EXPECT_EQ(bench.ask("POST", path, body).status, 400) << path << body.substr(0, 20);
         }
     }
-    for (const char* const path : {"/assets/", "/assets/../secret", "/assets//etc/passwd", "/secret", "/api", "/assets", "//"}) {
+    for (const char* const path :
+         {"/assets/", "/assets/../secret", "/assets//etc/passwd", "/secret", "/api", "/assets", "//"}) {
         EXPECT_EQ(bench.ask("GET", path).status, 404) << path;
     }
     EXPECT_EQ(bench.ask("GET", "/").type, "text/html; charset=utf-8");

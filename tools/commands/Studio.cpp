@@ -75,7 +75,8 @@ ExitCode studio(const StudioCommand& command) {
     const HostLibrary library(command.library.library, command.library.verbose);
     Studio studio(library, command.studio);
     // Whatever else wants a temporary place is to end with the studio, too.
-    setenv("TMPDIR", studio.temporaryDirectory().c_str(), 1);  // NOLINT(concurrency-mt-unsafe): nobody asks yet
+    setenv("TMPDIR", studio.temporaryDirectory().c_str(),
+           1);  // NOLINT(concurrency-mt-unsafe): nobody asks yet
     const std::unique_ptr<StudioServer> server = listen(command.port, studio.usualPort());
     const Access access(freshToken(), server->port());
     std::thread([&] {
@@ -97,7 +98,8 @@ ExitCode studio(const StudioCommand& command) {
 void addStudio(CLI::App& app, Action& action) {
     auto shared = std::make_shared<StudioCommand>();
     StudioCommand& options = *shared;
-    CLI::App* command = app.add_subcommand("studio", "Tune in a browser, with photographs enhanced as you go");
+    CLI::App* command =
+        app.add_subcommand("studio", "Tune in a browser, with photographs enhanced as you go");
     command->add_option("DIR", options.studio.directory, "Tuning directory")->required();
     command->add_option("PHOTO", options.studio.photos, "JPEG or PNG")->required();
     command->add_option("--port", options.port, "Port on 127.0.0.1 (default: any that is free)")
@@ -105,7 +107,8 @@ void addStudio(CLI::App& app, Action& action) {
     command->add_flag("--no-browser", options.noBrowser, "Only print the address");
     add(command, options.library);
     command->footer(
-        "The first line on standard output is the address, with a token that lets nobody else in. Nothing in\n"
+        "The first line on standard output is the address, with a token that lets nobody else in. Nothing "
+        "in\n"
         "DIR changes before Save; Ctrl-C ends.\n\nExample:\n  huevance studio my_tuning photos/*.jpg\n\n" +
         std::string(kExitCodes));
     command->callback([shared, &action] { action = [shared] { return studio(*shared); }; });

@@ -67,9 +67,9 @@ std::optional<HttpResponse> Access::refusal(const HttpRequest& request) const {
     if (!post && request.method != "GET" && request.method != "HEAD") {
         return errorResponse(405, "GET and POST are understood");
     }
-    const bool token = request.path == "/"               ? isToken(request.parameter("token"))
+    const bool token = request.path == "/"                 ? isToken(request.parameter("token"))
                        : beginsWith(request.path, "/api/") ? isToken(request.header("x-huevance-token"))
-                                                         : true;
+                                                           : true;
     if (!token) {
         return errorResponse(403, "the token is missing or wrong: open the address that the studio printed");
     }

@@ -7,7 +7,7 @@ namespace tool {
 namespace {
 
 constexpr std::size_t kMostFollowed = 4;  // of 3 MiB each
-constexpr std::size_t kMost = 48;  // of 50 KiB each, and with a LUT up to 7 MiB more
+constexpr std::size_t kMost = 48;         // of 50 KiB each, and with a LUT up to 7 MiB more
 
 Look colorsOnly(const Look& look, TableReader reader) {
     Look only = look;

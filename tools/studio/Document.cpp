@@ -17,7 +17,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr int kDeepest = 16;             // a look has five levels, a document three more
+constexpr int kDeepest = 16;              // a look has five levels, a document three more
 constexpr std::size_t kMaxBackEnd = 126;  // what the library keeps of a value, less its last character
 
 [[noreturn]] void wrong(const std::string& what) { throw HttpError(400, what); }
@@ -88,9 +88,8 @@ StudioMode readMode(const TuningDirectory& tuning, bool photo) {
     mode.scenes = tuning.sceneIdx(photo);
     mode.platform = tuning.platform(photo);
     for (const auto& [key, label] : studioSettings(photo)) {
-        mode.settings[key->name] = tuning.settings(photo)
-                                       .integer(key->section, key->name)
-                                       .value_or(static_cast<int>(key->fallback));
+        mode.settings[key->name] =
+            tuning.settings(photo).integer(key->section, key->name).value_or(static_cast<int>(key->fallback));
     }
     return mode;
 }

@@ -46,7 +46,8 @@ HttpResponse Studio::Session::lut(const HttpRequest& request) {
     fs::remove_all(path);
     if (!reason.empty()) {
         // Without the place that it was put in.
-        for (std::size_t at = reason.find(path + "/"); at != std::string::npos; at = reason.find(path + "/")) {
+        for (std::size_t at = reason.find(path + "/"); at != std::string::npos;
+             at = reason.find(path + "/")) {
             reason.erase(at, path.size() + 1);
         }
         throw HttpError(422, reason);

@@ -16,9 +16,10 @@ namespace tool {
 
 namespace {
 
-constexpr std::size_t kMostBytes = std::size_t{512} << 20U;    // of one file
-constexpr std::size_t kMostDecoded = std::size_t{640} << 20U;  // of all planes together; one photo may be more
-constexpr std::size_t kMostSizes = 4;                          // of one photo, beside its own
+constexpr std::size_t kMostBytes = std::size_t{512} << 20U;  // of one file
+constexpr std::size_t kMostDecoded = std::size_t{640}
+                                     << 20U;  // of all planes together; one photo may be more
+constexpr std::size_t kMostSizes = 4;         // of one photo, beside its own
 
 // The library of camera metadata has global tables.
 std::mutex g_decoding;

@@ -72,7 +72,8 @@ PictureOrder Studio::Session::orderOf(const Json& request, const Json& document,
     order.photo = photo;
     order.mode = parseMode(document, order.photo);
     const std::string other = parseMode(document, !order.photo).platform;
-    order.reader = order.photo ? tableReader(order.mode.platform, other) : tableReader(other, order.mode.platform);
+    order.reader =
+        order.photo ? tableReader(order.mode.platform, other) : tableReader(other, order.mode.platform);
     order.backEnd = textOf(request, "backEnd", "");
     if (!order.backEnd.empty() && (!isBackEndName(order.backEnd) || order.backEnd.size() > 126)) {
         throw HttpError(400, "this cannot be a back end's name");
@@ -97,9 +98,9 @@ HttpResponse Studio::Session::render(const HttpRequest& request) {
     }
     const std::string lane = textOf(json, "lane", "");
     const auto serial = json.find("serial");
-    const RenderQueue::Place place = {textOf(json, "page", "") + "/" + lane,
-                                      serial != json.end() && serial->is_number() ? serial->get<double>() : 0.0,
-                                      lane == "after"};
+    const RenderQueue::Place place = {
+        textOf(json, "page", "") + "/" + lane,
+        serial != json.end() && serial->is_number() ? serial->get<double>() : 0.0, lane == "after"};
     std::shared_ptr<const Rendered> rendered;
     read([&] { m_queue.run(place, [&] { rendered = m_renderer.render(order); }); });
     const Size full = rendered->rgb.size;

@@ -1,5 +1,5 @@
-// One thread on which the library is used, so that two pictures do not fight over the processor, and the newest
-// change comes first.
+// One thread on which the library is used, so that two pictures do not fight over the processor, and the
+// newest change comes first.
 #pragma once
 
 #include <condition_variable>
@@ -24,8 +24,9 @@ public:
         double serial = 0;
         bool urgent = false;  // before all that are not
     };
-    // Waits for its turn and for `job`, whose exceptions come out here. Of jobs of one lane that wait only the one
-    // with the highest serial is done; the others throw an HttpError 409, as does one that comes too late.
+    // Waits for its turn and for `job`, whose exceptions come out here. Of jobs of one lane that wait only
+    // the one with the highest serial is done; the others throw an HttpError 409, as does one that comes too
+    // late.
     void run(const Place& place, const std::function<void()>& job);
     // Jobs that have not begun.
     std::size_t waiting() const;

@@ -5,8 +5,8 @@
 #include <cstring>
 #include <filesystem>
 
-#include "tools/stages/Enhancer.h"
 #include "tools/host/PlatformSet.h"
+#include "tools/stages/Enhancer.h"
 #include "tools/stages/StageTuning.h"
 #include "tools/studio/Digest.h"
 #include "tools/studio/Http.h"
@@ -233,7 +233,8 @@ std::vector<Rendered> Renderer::fade(const PictureOrder& asked, std::size_t fram
     PictureOrder order = asked;
     order.backEnd = order.backEnd.empty() ? order.mode.platform : order.backEnd;
     check(order);
-    // A stream begins as if table 1 had been shown before its first frame: there stands the one to begin with.
+    // A stream begins as if table 1 had been shown before its first frame: there stands the one to begin
+    // with.
     std::swap(order.tables[0], order.tables[1]);
     constexpr int kFrom = 1, kTo = 0;
     prepare(order, workOf(order));

@@ -30,7 +30,7 @@ struct Milliseconds {
 };
 
 struct Rendered {
-    RgbPicture rgb;  // sRGB, upright
+    RgbPicture rgb;      // sRGB, upright
     std::string errors;  // the library's lines
     Milliseconds took;
 };
@@ -42,12 +42,13 @@ public:
     Renderer(const HostLibrary& library, Photos& photos, BakeCache& cache, std::string directory,
              const std::string& work);
 
-    // A preview is shown as it is behind any fade. Throws HttpErrors (a stage that there is not) and ToolErrors (what the library refuses, files). The last
-    // few pictures are kept: another part of the same one costs nothing.
+    // A preview is shown as it is behind any fade. Throws HttpErrors (a stage that there is not) and
+    // ToolErrors (what the library refuses, files). The last few pictures are kept: another part of the same
+    // one costs nothing.
     std::shared_ptr<const Rendered> render(const PictureOrder& order);
 
-    // The preview's own fade from the first table to the second, in at most `frames` pictures: the first shows
-    // the one, the last the other.
+    // The preview's own fade from the first table to the second, in at most `frames` pictures: the first
+    // shows the one, the last the other.
     std::vector<Rendered> fade(const PictureOrder& order, std::size_t frames);
 
 private:

@@ -36,9 +36,13 @@ constexpr Label kSettingLabels[] = {{"photoSwitch", "Enhance captures"},
                                     {"sampRate", "Sampling step"},
                                     {"transFrameNum", "Frames of a fade"}};
 
-constexpr Label kKindLabels[] = {
-    {"saturation", "Saturation"}, {"vibrance", "Vibrance"}, {"warmth", "Warmth and tint"},
-    {"selective", "Selective colour"}, {"tint", "Tint"}, {"lut", "Imported LUT"}, {"table", "Table"}};
+constexpr Label kKindLabels[] = {{"saturation", "Saturation"},
+                                 {"vibrance", "Vibrance"},
+                                 {"warmth", "Warmth and tint"},
+                                 {"selective", "Selective colour"},
+                                 {"tint", "Tint"},
+                                 {"lut", "Imported LUT"},
+                                 {"table", "Table"}};
 
 constexpr const char* kStages[] = {"clahe", "curve", "correction", "table", "protection"};
 
@@ -112,7 +116,8 @@ void addSchema(Json& json) {
                             {"meaning", range.meaning},
                             {"default", value}});
         });
-        const bool data = std::is_same_v<decltype(adjustment), RgbLut> || std::is_same_v<decltype(adjustment), Table>;
+        const bool data =
+            std::is_same_v<decltype(adjustment), RgbLut> || std::is_same_v<decltype(adjustment), Table>;
         json["adjustments"].push_back({{"kind", Keys::kKind},
                                        {"label", labelOf(kKindLabels, Keys::kKind)},
                                        {"keys", keys},

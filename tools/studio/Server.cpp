@@ -1,5 +1,5 @@
-// cpp-httplib 0.11 as Debian has it: a shared library, compiled with TLS and compression, none of which is used
-// here. What it leaves to its user, and how it is done here:
+// cpp-httplib 0.11 as Debian has it: a shared library, compiled with TLS and compression, none of which is
+// used here. What it leaves to its user, and how it is done here:
 // - Bodies without a length, chunks and compressed bodies have no limits there: Access refuses the first two,
 //   and the receiver counts what arrives.
 // - A request whose body was not read to its end would leave the rest to be taken for the next request: every
@@ -138,15 +138,16 @@ void StudioServer::serve(const Access& access, Handler handler) {
         }
     };
     // Whatever has no body to be read.
-    m_sockets->set_pre_routing_handler([&access, handler](const httplib::Request& from, httplib::Response& to) {
-        if (from.method == "POST" && !from.has_header("Transfer-Encoding")) {
-            return httplib::Server::HandlerResponse::Unhandled;
-        }
-        const HttpRequest request = requestOf(from);
-        auto refusal = access.refusal(request);
-        send(refusal ? std::move(*refusal) : handler(request), to);
-        return httplib::Server::HandlerResponse::Handled;
-    });
+    m_sockets->set_pre_routing_handler(
+        [&access, handler](const httplib::Request& from, httplib::Response& to) {
+            if (from.method == "POST" && !from.has_header("Transfer-Encoding")) {
+                return httplib::Server::HandlerResponse::Unhandled;
+            }
+            const HttpRequest request = requestOf(from);
+            auto refusal = access.refusal(request);
+            send(refusal ? std::move(*refusal) : handler(request), to);
+            return httplib::Server::HandlerResponse::Handled;
+        });
     m_sockets->Post(".*", withBody);
     m_sockets->lengthenQueue();
     m_sockets->listen_after_bind();

@@ -53,7 +53,8 @@ private:
 
     nlohmann::ordered_json photosJson();
     nlohmann::ordered_json backEndsJson();
-    PictureOrder orderOf(const nlohmann::ordered_json& request, const nlohmann::ordered_json& document, bool photo);
+    PictureOrder orderOf(const nlohmann::ordered_json& request, const nlohmann::ordered_json& document,
+                         bool photo);
     // The directory as it would be after saving: changed files, and links to the others.
     void writeCandidate(const StudioDocument& document, const std::string& path);
     BakedTable bake(const Look& look, TableReader reader) { return m_cache.get(look, reader); }

@@ -14,10 +14,14 @@ struct Type {
     std::string_view ending;
     const char* type;
 };
-constexpr Type kTypes[] = {{".html", "text/html; charset=utf-8"},      {".css", "text/css; charset=utf-8"},
-                           {".mjs", "text/javascript; charset=utf-8"}, {".js", "text/javascript; charset=utf-8"},
-                           {".svg", "image/svg+xml"},                  {".png", "image/png"},
-                           {".json", "application/json"},              {".woff2", "font/woff2"}};
+constexpr Type kTypes[] = {{".html", "text/html; charset=utf-8"},
+                           {".css", "text/css; charset=utf-8"},
+                           {".mjs", "text/javascript; charset=utf-8"},
+                           {".js", "text/javascript; charset=utf-8"},
+                           {".svg", "image/svg+xml"},
+                           {".png", "image/png"},
+                           {".json", "application/json"},
+                           {".woff2", "font/woff2"}};
 
 std::string typeOf(std::string_view name) {
     for (const Type& known : kTypes) {

@@ -151,13 +151,15 @@ HttpResponse Studio::Session::save(const HttpRequest& request) {
         const std::string now = digestOf(m_directory);
         if (now != base && !forced) {
             return jsonResponse(
-                {{"error", "the directory has been changed by somebody else since it was opened"}, {"base", now}},
+                {{"error", "the directory has been changed by somebody else since it was opened"},
+                 {"base", now}},
                 409);
         }
         TuningDirectory tuning(m_directory);
         apply(document, tuning);
         const std::vector<std::string> changed =
-            tuning.changes([this](const Look& look, TableReader reader) { return bake(look, reader); }).commit();
+            tuning.changes([this](const Look& look, TableReader reader) { return bake(look, reader); })
+                .commit();
         return jsonResponse({{"base", digestOf(m_directory)},
                              {"document", toJson(readDocument(m_directory))},
                              {"changed", changed}});

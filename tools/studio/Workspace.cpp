@@ -96,8 +96,7 @@ std::map<std::string, int> workSettings(const std::string& directory, const Stud
     std::map<std::string, int> settings;
     for (const TuningKey& key : keysOfFile(file)) {
         if (std::string_view(key.section) != "save" && key.kind != TuningKey::Kind::kList) {
-            settings[key.name] =
-                set->integer(key.section, key.name).value_or(static_cast<int>(key.fallback));
+            settings[key.name] = set->integer(key.section, key.name).value_or(static_cast<int>(key.fallback));
         }
     }
     return settings;

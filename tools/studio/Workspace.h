@@ -1,5 +1,5 @@
-// A tuning directory for the library alone: one mode, the tables in question, and every setting spelled out, so
-// that neither a quirk of the person's files nor an earlier set-up in this process shows.
+// A tuning directory for the library alone: one mode, the tables in question, and every setting spelled out,
+// so that neither a quirk of the person's files nor an earlier set-up in this process shows.
 #pragma once
 
 #include <map>
@@ -17,7 +17,8 @@ struct WorkTable {
 };
 
 // From a look, or, without one, from the files of table `origin` of `directory` as they are.
-WorkTable workTable(const StudioTable& table, TableReader reader, const std::string& directory, BakeCache& cache);
+WorkTable workTable(const StudioTable& table, TableReader reader, const std::string& directory,
+                    BakeCache& cache);
 
 struct WorkTuning {
     bool photo = true;
@@ -26,8 +27,8 @@ struct WorkTuning {
     std::vector<WorkTable> tables;        // host scene n shows table n
 };
 
-// The settings of a mode of `directory` with the document's in them. Throws an HttpError for values out of their
-// ranges, and what reading throws.
+// The settings of a mode of `directory` with the document's in them. Throws an HttpError for values out of
+// their ranges, and what reading throws.
 std::map<std::string, int> workSettings(const std::string& directory, const StudioMode& mode, bool photo);
 
 // Writes the files into an existing directory; `cache` is where the back end may keep compiled kernels.
