@@ -111,13 +111,14 @@ TEST(Exports, AreExactlyTheDocumentedOnes) {
     EXPECT_EQ(got, expected);
 }
 
-// The C++ runtime, which is linked into the library for a phone, and the compiler's own.
+// The C++ runtime, which is linked into the library for a phone, and the compiler's own: "bcmp" stands for comparisons for
+// equality alone, where clang compiles for GNU's C library, and never for a phone's.
 [[maybe_unused]] bool ofTheToolchain(const string& symbol) {
     static const std::set<string> kOthers = {
         "__cxa_begin_catch",      "__cxa_end_catch",     "__cxa_rethrow",      "__cxa_guard_abort",
         "__cxa_guard_acquire",    "__cxa_guard_release", "__cxa_pure_virtual", "__gmon_start__",
         "__gxx_personality_v0",   "__stack_chk_fail",    "__stack_chk_guard",  "__getauxval",
-        "__libc_single_threaded", "__errno_location",    "__tls_get_addr"};
+        "__libc_single_threaded", "__errno_location",    "__tls_get_addr",     "bcmp"};
     return symbol.starts_with("_Z") || symbol.starts_with("_ITM_") || symbol.starts_with("_Unwind_") ||
            kOthers.count(symbol) != 0;
 }
