@@ -44,7 +44,7 @@ protected:
     void expectFlat(int count, const std::function<void(int)>& once) {
         std::string alive;
         int blocks = 0;
-        long bytes = 0;
+        [[maybe_unused]] long bytes = 0;
         auto output = std::make_unique<test::StdoutCapture>();
         for (int i = 0; i < count && !HasFailure(); ++i) {
             if (i == count / 5) {
