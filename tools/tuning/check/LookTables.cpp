@@ -116,7 +116,9 @@ void LookTable::checkStrengths() {
     const std::pair<const char*, float> strengths[] = {{"colorStrength", baked.colorStrength},
                                                        {"satStrength", baked.satStrength},
                                                        {"claheStrength", baked.claheStrength}};
-    for (const auto& [key, wanted] : strengths) {
+    for (const auto& strength : strengths) {
+        const auto& key = strength.first;  // no structured binding: lambdas use it
+        const auto& wanted = strength.second;
         if (differs(key, wanted)) {
             const Reason reason = reasonOf(*file, [&](TableReader other) {
                 return !differs(key, bakeWithoutColor(m_look, other).colorStrength) &&
