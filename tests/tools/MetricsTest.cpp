@@ -220,6 +220,7 @@ TEST(MetricsTest, EqualPicturesAndStreams) {
     metrics.add(dark, dark);
     EXPECT_EQ(metrics.deltaEMean(), 0.0);
     EXPECT_EQ(metrics.deltaEP99(), 0.0);
+    EXPECT_LE(metrics.ssim(), 1.0);
     EXPECT_NEAR(metrics.ssim(), 1.0, 1e-6);
     EXPECT_FALSE(metrics.psnrY());
     EXPECT_EQ(metrics.clippedPercent(), 0.0);
