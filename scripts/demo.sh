@@ -21,6 +21,8 @@ out=out/demo
 rm -rf "$out"
 mkdir -p "$out"
 $huevance tuning new "$out/tuning"
+# OGL reads some values its own way.
+$huevance tuning retarget "$out/tuning" "$out/tuning_ogl" --photo OGL --frame OGL
 $huevance convert "$photo" "$out/before.png"
 $huevance convert "$photo" "$out/before_12mp.jpg" --megapixels 12
 
@@ -33,7 +35,9 @@ value() { # key, file
 rows=$out/rows
 run_one() { # back end, mode, before, name, kind of the pictures, times, note
     after=$out/$4.$5
-    $huevance run "$3" "$after" --tuning "$out/tuning" --backend "$1" --mode "$2" --scene 0 --frames "$6" \
+    tuning=$out/tuning
+    [ "$1" != OGL ] || tuning=$out/tuning_ogl
+    $huevance run "$3" "$after" --tuning "$tuning" --backend "$1" --mode "$2" --scene vivid --frames "$6" \
         --report "$out/$4.json"
     # Different on purpose: 1 is the good answer here.
     $huevance compare "$3" "$after" --side-by-side "$out/$4_side_by_side.$5" >"$out/$4_differences.txt" || [ $? = 1 ]
@@ -52,7 +56,7 @@ sed -n 's/.*"\(name\|photo\|frame\|note\)": "\{0,1\}\([^",]*\)"\{0,1\},\{0,1\}$/
                 for mode in photo frame; do
                     eval "[ \"\$runs_$mode\" = true ]" || continue
                     echo "$name, $mode${text:+ ($text)}" >&2
-                    run_one "$name" $mode "$photo" "after_${name}_$mode" png 5 "$text"
+                    run_one "$name" $mode "$photo" "after_${name}_$mode" png 40 "$text"  # the fade's end
                     run_one "$name" $mode "$out/before_12mp.jpg" "after_${name}_${mode}_12mp" jpg 3 "$text"
                 done
                 ;;
@@ -64,4 +68,4 @@ printf '%-8s  %-6s %-10s %9s  %s\n' "back end" mode size "ms/frame" "before and 
 cat "$rows"
 rm -f "$rows"
 echo
-echo "The pictures before: $out/before.png and $out/before_12mp.jpg. The tuning: $out/tuning (see its README.txt)."
+echo "The pictures before: $out/before.png and $out/before_12mp.jpg. The tuning: $out/tuning (see its README.txt); its look is \"vivid\"."
