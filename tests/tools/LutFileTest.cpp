@@ -149,6 +149,7 @@ TEST_F(LutFileTest, WhatIsNoLutIsRefusedWithTheReason) {
         {"negative.cube", "LUT_3D_SIZE -2\n" + all, "negative.cube"},
         {"text.txt", "dear diary\n", "text.txt"},
         {"endless.csp", "CSPLUTV100\n3D\n\nBEGIN METADATA\r\nEND METAD7TA\n", "without an END METADATA"},
+        {"endless2.csp", "CSPLUTV100\n3D\n\nBEGIN METADATA 1\n0 1\n", "without an END METADATA"},
         {"xml.clf", "<ProcessList><LUT3D></ProcessList>", "xml.clf"},
         {"photo.jpg", "\xFF\xD8\xFF\xE0", "save the HALD picture as PNG"},
         {"cut.png", whole.substr(0, whole.size() - 40), "cut.png"},

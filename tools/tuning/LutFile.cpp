@@ -3,6 +3,7 @@
 #include <OpenColorIO/OpenColorIO.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
@@ -160,7 +161,8 @@ std::vector<float> sampled(const OCIO::ConstProcessorRcPtr& processor, int size)
     return values;
 }
 
-// OpenColorIO looks for the end of a .csp file's metadata without end, whatever the file is named.
+// OpenColorIO looks for the end of a .csp file's metadata without end, whatever the file is named. What may
+// be taken as their beginning counts as one.
 void requireEndOfMetadata(const Bytes& contents) {
     std::istringstream lines(std::string(contents.begin(), contents.end()));
     bool open = false;
@@ -168,7 +170,12 @@ void requireEndOfMetadata(const Bytes& contents) {
         if (!line.empty() && line.back() == '\r') {
             line.pop_back();
         }
-        open = line == "BEGIN METADATA" || (open && line != "END METADATA");
+        std::string upper = line;
+        std::transform(upper.begin(), upper.end(), upper.begin(),
+                       [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+        const bool begins =
+            upper.find("BEGIN") != std::string::npos && upper.find("METADATA") != std::string::npos;
+        open = begins || (open && line != "END METADATA");
     }
     if (open) {
         throw fileError("BEGIN METADATA without an END METADATA");
