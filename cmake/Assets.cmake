@@ -1,5 +1,7 @@
+include(${CMAKE_SOURCE_DIR}/cmake/EmbedFile.cmake)
+
 # huevance_embed_assets(target directory): every file of the directory compiled into the target, and their list as
-# embeddedAssets() (see EmbedText.cmake and tools/studio/Assets.h).
+# embeddedAssets() (see tools/studio/Assets.h).
 function(huevance_embed_assets target directory)
   file(GLOB files CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${directory}/*)
   list(SORT files)
@@ -8,14 +10,7 @@ function(huevance_embed_assets target directory)
   foreach(source IN LISTS files)
     get_filename_component(name ${source} NAME)
     string(MAKE_C_IDENTIFIER "kAsset_${name}" symbol)
-    set(output ${CMAKE_CURRENT_BINARY_DIR}/assets/${symbol}.cpp)
-    add_custom_command(OUTPUT ${output}
-      COMMAND ${CMAKE_COMMAND} -DOUTPUT=${output} -DNAME=${symbol} -DINPUTS=${source}
-        -P ${CMAKE_SOURCE_DIR}/cmake/EmbedText.cmake
-      DEPENDS ${source} ${CMAKE_SOURCE_DIR}/cmake/EmbedText.cmake
-      COMMENT "Embedding ${name}"
-      VERBATIM)
-    target_sources(${target} PRIVATE ${output})
+    huevance_embed_file(${target} ${symbol} ${directory}/${name})
     string(APPEND declarations "extern const char ${symbol}[];\nextern const std::size_t ${symbol}Length;\n")
     string(APPEND rows "        {\"${name}\", {${symbol}, ${symbol}Length}},\n")
   endforeach()
