@@ -33,6 +33,5 @@ run "accesses and races of kernels" kernel_gpu_test
 run "accesses and races of previews" frame_pipeline_gpu_test --gtest_filter='*.EveryCombination*'
 # What comes from images and from memory of the host counts as unwritten there, whatever was written: without the kernel
 # that reads an image, and on buffers of the device.
-export OCLGRIND_UNINITIALIZED=1 HUEVANCE_WITHOUT_IMAGES=1
+export OCLGRIND_UNINITIALIZED=1
 run "unwritten values" kernel_gpu_test --gtest_filter='-*.ClaheMaps:*.FramesAreHalvedAndDoubled'
-run "unwritten values between stages" frame_pipeline_gpu_test --gtest_filter='*.NoStageReads*'

@@ -274,37 +274,12 @@ cl_int answer(entry::clSetKernelArg, cl_kernel kernel, cl_uint index, std::size_
     return callSystem(system().clSetKernelArg, kernel, index, size, value);
 }
 
-void reportLaunch(const State& state, cl_kernel kernel, cl_uint dimensions, const std::size_t* offset,
-                  const std::size_t* global, const std::size_t* local) {
-    sim_opencl_launch launch = {};
-    const auto name = state.kernelNames.find(kernel);
-    launch.kernel = name != state.kernelNames.end() ? name->second.c_str() : "";
-    launch.dimensions = dimensions;
-    std::copy_n(global, std::min<cl_uint>(dimensions, 3), launch.global);
-    launch.has_local = local != nullptr;
-    launch.has_offset = offset != nullptr;
-    std::vector<sim_opencl_argument> list;
-    const auto arguments = state.kernelArguments.find(kernel);
-    if (arguments != state.kernelArguments.end()) {
-        for (const auto& [index, argument] : arguments->second) {
-            list.resize(std::max<std::size_t>(list.size(), index + 1));
-            list[index] = {argument.bytes.size(), argument.bytes.data(), argument.svm ? 1 : 0};
-        }
-    }
-    launch.argument_count = list.size();
-    launch.arguments = list.data();
-    state.launchSink(state.launchContext, &launch);
-}
-
 cl_int answer(entry::clEnqueueNDRangeKernel, cl_command_queue queue, cl_kernel kernel, cl_uint dimensions,
               const std::size_t* offset, const std::size_t* global, const std::size_t* local, cl_uint count,
               const cl_event* wait, cl_event* event) {
     State& state = State::get();
     if (state.usesMappedSvm(kernel)) {
         state.violate("a launch with mapped shared virtual memory");
-    }
-    if (state.launchSink != nullptr && global != nullptr) {
-        reportLaunch(state, kernel, dimensions, offset, global, local);
     }
     return callSystem(system().clEnqueueNDRangeKernel, queue, kernel, dimensions, offset, global, local,
                       count, wait, event);
@@ -313,7 +288,6 @@ cl_int answer(entry::clEnqueueNDRangeKernel, cl_command_queue queue, cl_kernel k
 cl_kernel answer(entry::clCreateKernel, cl_program program, const char* name, cl_int* error) {
     cl_kernel kernel = callSystem(system().clCreateKernel, program, name, error);
     if (kernel != nullptr) {
-        State::get().kernelNames[kernel] = name;
         State::get().kernelArguments.erase(kernel);
     }
     State::get().created(Kind::kKernel, kernel);
@@ -479,11 +453,5 @@ const char* sim_opencl_violation(void) {
     const std::lock_guard lock(sim::State::get().mutex);
     const std::string& text = sim::State::get().violation;
     return text.empty() ? nullptr : text.c_str();
-}
-
-void sim_opencl_set_launch_sink(sim_opencl_launch_sink sink, void* context) {
-    const std::lock_guard lock(sim::State::get().mutex);
-    sim::State::get().launchSink = sink;
-    sim::State::get().launchContext = context;
 }
 }

@@ -21,7 +21,6 @@ void State::reset() {
     strict = strictByDefault();
     extensions.reset();
     driverVersion.reset();
-    launchSink = nullptr;
     violation.clear();
     faults.clear();
     calls.clear();

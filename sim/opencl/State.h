@@ -66,8 +66,6 @@ public:
     bool strict = strictByDefault();
     std::optional<std::string> extensions;
     std::optional<std::string> driverVersion;
-    sim_opencl_launch_sink launchSink = nullptr;
-    void* launchContext = nullptr;
     std::string violation;
 
     struct Fault {
@@ -78,7 +76,6 @@ public:
     std::map<int, int> calls;
     std::map<const void*, SvmBlock> svm;
     std::map<const void*, HostMemory> wrapped;
-    std::map<const void*, std::string> kernelNames;
     std::map<const void*, std::map<cl_uint, KernelArgument>> kernelArguments;
 
 private:

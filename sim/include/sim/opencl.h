@@ -51,25 +51,6 @@ int sim_opencl_live(const char* kind);
 // arguments that are none, launches with such memory mapped, releases of what is not alive.
 const char* sim_opencl_violation(void);
 
-// Receives every launch that is enqueued. Arguments are the bytes last set, or the SVM pointer. It must not
-// call into this layer.
-typedef struct sim_opencl_argument {
-    size_t size;
-    const void* bytes;
-    int is_svm;
-} sim_opencl_argument;
-typedef struct sim_opencl_launch {
-    const char* kernel;
-    unsigned dimensions;
-    size_t global[3];
-    int has_local;   // the caller chose a local size
-    int has_offset;  // the caller gave a global offset
-    size_t argument_count;
-    const sim_opencl_argument* arguments;
-} sim_opencl_launch;
-typedef void (*sim_opencl_launch_sink)(void* context, const sim_opencl_launch* launch);
-void sim_opencl_set_launch_sink(sim_opencl_launch_sink sink, void* context);
-
 #ifdef __cplusplus
 }
 #endif
