@@ -251,6 +251,9 @@ void FusedStrips<T>::mapClahe(const T* const (&in)[kRows], T* const (&out)[kRows
             from[r] = in[r] + done;
             to[r] = out[r] + done;
         }
+        if constexpr (kRows == 1) {
+            cell[1] = cell[0];  // never read, but offsets are added to it
+        }
         if constexpr (kWide) {
             if (m_tables.widenCells) {
                 mapCell<false>(WidenedCorners(cell, m_range), from, to, x + done, length, rows);
