@@ -1,4 +1,4 @@
-// What a fuzzer hands to the library: bytes as a file that is only in memory.
+// What a fuzzer hands to the library.
 #pragma once
 
 #include <cstddef>
@@ -6,6 +6,13 @@
 #include <string>
 
 namespace fuzz {
+
+// The back ends that a fuzzer of handles drives; those that need drivers are slow, and have programs of their own.
+#ifdef HUEVANCE_FUZZ_DRIVERS
+inline constexpr const char* kPlatforms[] = {"GPU", "OGL"};
+#else
+inline constexpr const char* kPlatforms[] = {"CPU", "NEON"};
+#endif
 
 // The path of a new file with these bytes, good until closeLeftOpen().
 std::string memoryFile(const std::uint8_t* data, std::size_t size);

