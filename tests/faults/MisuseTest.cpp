@@ -265,11 +265,6 @@ TEST_P(Misuse, MasksOfAnyKind) {
     }
 }
 
-std::vector<BackEnd> ofOneSharedMemory() {
-    std::vector<BackEnd> list(std::begin(kBackEnds), std::end(kBackEnds));
-    std::erase_if(list, [](const BackEnd& backEnd) { return backEnd.svm != 1; });
-    return list;
-}
 INSTANTIATE_TEST_SUITE_P(, Misuse, testing::ValuesIn(ofOneSharedMemory()),
                          [](const auto& backEnd) { return std::string(backEnd.param.name); });
 

@@ -37,6 +37,12 @@ int seconds() {
 
 }  // namespace
 
+std::vector<BackEnd> ofOneSharedMemory() {
+    std::vector<BackEnd> list(std::begin(kBackEnds), std::end(kBackEnds));
+    std::erase_if(list, [](const BackEnd& backEnd) { return backEnd.svm != 1; });
+    return list;
+}
+
 int spread(std::size_t count, const std::function<void(std::size_t)>& tryOne) {
     std::size_t step = count * 618 / 1000 + 1;
     while (std::gcd(step, count) > 1) {

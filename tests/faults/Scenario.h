@@ -44,6 +44,8 @@ inline constexpr BackEnd kBackEnds[] = {
     {"OglPhoto", "OGL", kPhotoMode, 8, IMAGE_FORMAT_TYPE_NV21},
     {"OglPreview", "OGL", kFrameMode, 8, IMAGE_FORMAT_TYPE_NV12},
 };
+// The GPU once.
+std::vector<BackEnd> ofOneSharedMemory();
 // What hangs for so long ends the program, for alarm().
 inline constexpr unsigned kHangSeconds = 120;
 

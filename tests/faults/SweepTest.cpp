@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sim/gl.h>
 #include <sim/opencl.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -161,6 +162,70 @@ struct Tally {
                      name.c_str(), faults, tried, refused, leaks, complaints, recovered);
     }
 };
+
+// A process binds drivers and makes its engines once: each allocation fails in a process of its own, which has
+// not lived before. Those after the first find its caches.
+class FirstLife : public testing::TestWithParam<BackEnd> {
+protected:
+    struct Shared {
+        bool missing;  // no driver
+        int calls;
+        std::uint64_t pictures;
+    };
+    static std::uint64_t hash(const Life& life) {
+        std::vector<unsigned char> all;
+        for (const auto& picture : life.pictures) {
+            all.insert(all.end(), picture.begin(), picture.end());
+        }
+        return test::hashBytes(all.data(), all.size());
+    }
+    // Ends the process, with 0 when all was well.
+    [[noreturn]] void liveWithout(int nth) {
+        alarm(kHangSeconds);
+        m_shared->missing = !canRun(GetParam());
+        arm(Kind::kAllocation, nth);
+        const Life life = m_shared->missing ? Life() : scenario.live();
+        if (nth == 0) {
+            m_shared->calls = disarm(Kind::kAllocation);
+            m_shared->pictures = hash(life);
+            _exit(life.setUp);
+        }
+        disarm(Kind::kAllocation);
+        const Life next = scenario.live();
+        std::string complaint = scenario.complaint(life, next, Duty::kLine);
+        complaint += next.setUp != 0 || hash(next) != m_shared->pictures ? "; no recovery" : "";
+        std::fprintf(stderr, "%s", complaint.c_str());
+        _exit(complaint.empty() ? 0 : 1);
+    }
+    int exitCode(int nth) {
+        const pid_t child = fork();
+        if (child == 0) {
+            liveWithout(nth);
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        return status;
+    }
+    Scenario scenario{GetParam()};
+    Shared* m_shared = static_cast<Shared*>(
+        mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+};
+
+TEST_P(FirstLife, EveryAllocationMayFail) {
+    ASSERT_EQ(exitCode(0), 0);
+    if (m_shared->missing) {
+        GTEST_SKIP() << "no driver on this system";
+    }
+    Tally tally = {static_cast<std::size_t>(m_shared->calls)};
+    tally.tried = spread(tally.faults, [&](std::size_t i) {
+        const int code = exitCode(static_cast<int>(i) + 1);
+        EXPECT_EQ(code, 0) << "allocation " << i + 1;
+        ++(code == 0 ? tally.recovered : tally.complaints);
+    });
+    tally.print(std::string(GetParam().name) + "_FirstLife");
+}
+INSTANTIATE_TEST_SUITE_P(, FirstLife, testing::ValuesIn(ofOneSharedMemory()),
+                         [](const auto& backEnd) { return std::string(backEnd.param.name); });
 
 using Case = std::pair<BackEnd, const KindOfFault*>;
 std::string nameOf(const testing::TestParamInfo<Case>& info) {

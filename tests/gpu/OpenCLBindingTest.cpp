@@ -1,14 +1,10 @@
 #include <dlfcn.h>
 #include <gmock/gmock.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <new>
 #include <set>
 
 #include "jni/opticommon/symb/OpenCLSymbol.h"
 #include "tests/gpu/support/Device.h"
-#include "tests/support/Allocations.h"
 #include "tests/support/LogCapture.h"
 
 namespace {
@@ -35,37 +31,6 @@ void expectSoftFailures() {
     EXPECT_THAT(std::set<std::string>(lines.begin(), lines.end()), SizeIs(6)) << "each has its own number";
     EXPECT_EQ(log.tagged(test::kVersionTag), lines);
     EXPECT_THAT(lines, Each(MatchesRegex("Error for .*jni/opticommon/symb/OpenCLSymbol[.]cpp, [0-9]+\n")));
-}
-
-// Each allocation of the first binding fails in a process of its own, before anything is bound: what comes
-// next must bind.
-TEST(OpenCLBinding, SurvivesEveryFailedAllocation) {
-    enum { kBoundLater, kBoundAtOnce, kNotBound };
-    int code = kBoundLater;
-    int nth = 0;
-    while (code == kBoundLater) {
-        ++nth;
-        const pid_t child = fork();
-        if (child == 0) {
-            test::failAllocation(nth);
-            try {
-                const OpenCLSymbolsOperator first;
-            } catch (const std::bad_alloc&) {
-            }
-            const bool failed = test::allocationFailed();
-            test::failAllocation(0);
-            const OpenCLSymbolsOperator second;
-            const OpenCLSymbols* table = OpenCLSymbolsOperator::getOpenclSymbolsPtr();
-            _exit(table == nullptr || table->clFlush == nullptr ? kNotBound
-                  : failed                                      ? kBoundLater
-                                                                : kBoundAtOnce);
-        }
-        int status = 0;
-        ASSERT_EQ(waitpid(child, &status, 0), child);
-        code = WEXITSTATUS(status);
-    }
-    EXPECT_EQ(code, kBoundAtOnce) << "allocation " << nth;
-    EXPECT_GT(nth, 4);
 }
 
 // The process has one table: without a driver first, then with one, then with half of one.

@@ -270,6 +270,7 @@ TEST_F(ProgramCache, ServesTheEngineOrIsRewritten) {
         EXPECT_EQ(setUp(dir.path()), c.bytes.empty() && !c.fails.empty() ? -1 : 0);
         EXPECT_EQ(sim_opencl_calls("clCreateProgramWithSource"), fromSource ? 1 : 0);
         EXPECT_EQ(sim_opencl_calls("clCreateProgramWithBinary"), c.binaries);
+        EXPECT_EQ(sim_opencl_calls("clGetProgramInfo") > 0, fromSource) << "the new cache";
         const std::vector<std::string> lines = log.texts(test::kError);
         EXPECT_EQ(lines.at(0), "cachepath:" + path);
         EXPECT_EQ(std::count(lines.begin(), lines.end(), c.line), fromSource ? 1 : 0);

@@ -8,7 +8,6 @@ function(huevance_gpu_test name)
 endfunction()
 
 huevance_gpu_test(opencl_binding_test gpu/OpenCLBindingTest.cpp)
-huevance_watch_allocations(opencl_binding_test)
 huevance_gpu_test(engine_gpu_test gpu/EngineTest.cpp)
 huevance_gpu_test(frame_pipeline_gpu_test gpu/FramePipelineTest.cpp)
 huevance_gpu_test(kernel_gpu_test gpu/KernelTest.cpp)

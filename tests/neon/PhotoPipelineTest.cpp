@@ -2,15 +2,12 @@
 // the stage operations give. Pictures, masks, refusals and set-up are tested with the other back end's in
 // tests/cpu.
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <fstream>
 
-#include "jni/HuevancePhoto.h"
 #include "neon/HuevancePhoto_NEON.h"
-#include "tests/support/HostRecords.h"
 #include "tests/support/Rig.h"
 
 namespace {
@@ -36,7 +33,6 @@ namespace {
 using test::Content;
 using Lines = std::vector<std::string>;
 using Photo = rig::Handle<CHuevancePhoto_NEON>;
-constexpr RoiInfo kRoi = {20, 10, 24, 10};
 
 class Neon : public testing::Test {
 protected:
@@ -109,24 +105,6 @@ TEST_F(Neon, DumpsInputAndOutput) {
         }
     }
     EXPECT_EQ(log.texts(test::kError), Lines());
-}
-
-TEST_F(Neon, IsReachedByName) {
-    rig::write(dir, {rig::makeTuning(1, 3)});
-    test::Frame frame = rig::makeFrame({8, 5, kRoi}, Content::kNoise);
-    const auto before = frame.copyBytes();
-    char name[] = "NEON";
-    void* handle = nullptr;
-    ASSERT_EQ(HuevancePhotoMalloc(name, dir.mutablePath(), kRoi, 8, &handle), 0);
-    Image image = test::hostImage(frame.data(), IMAGE_FORMAT_TYPE_NV21, kRoi);
-    EXPECT_EQ(HuevancePhotoProcess(name, handle, &image, 0), 0);
-    EXPECT_NE(frame.copyBytes(), before);
-    const Lines lines = log.texts();
-    ASSERT_GE(lines.size(), 2U);
-    EXPECT_THAT(lines[lines.size() - 2],
-                testing::MatchesRegex("Huevance in NEON run time is [0-9]+\\.[0-9][0-9]ms\n"));
-    EXPECT_EQ(lines.back(), "HuevancePhotoProcess_NEON succeeded!\n");
-    EXPECT_EQ(HuevancePhotoFree(name, handle), 0);
 }
 
 }  // namespace
