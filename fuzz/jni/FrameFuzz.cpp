@@ -129,8 +129,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     init.directory2 = dir.name().c_str();
     init.imageRoi = geometry(in, init.dataBit == 8 ? 1 : 2);
     init.portraitMaskRoi = geometry(in, 4);
-    std::vector<float> mask(
-        bytesOf(init.portraitMaskRoi.scanline, init.portraitMaskRoi.stride) / sizeof(float), 0.5F);
+    // A mask has `height` rows, whatever its scanline says.
+    std::vector<float> mask(bytesOf(init.portraitMaskRoi.height, init.portraitMaskRoi.stride) / sizeof(float),
+                            0.5F);
     init.portraitMask = mask.empty() ? nullptr : mask.data();
     void* handle = nullptr;
     const int made = api.algoInitHandle(&handle, &init);
