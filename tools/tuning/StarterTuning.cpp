@@ -70,7 +70,8 @@ std::string readmeText(const std::vector<Look>& tables, const std::vector<int>& 
         text += "  scene " + std::to_string(scene) + "  " + look.name + " (" + lookFileName(sceneIdx[scene]) +
                 "): " + look.about + "\n";
     }
-    return text +
+    return text + "\nEvery other scene number has table 0, " + tables[0].name +
+           ": map those of your host with `huevance tuning scene map`.\n"
            "\nlook<n>.json is the source of param<n>.ini, curveLut<n> and colorLut<n>. Change it with "
            "`huevance look "
            "set`,\n`huevance curve set` or by hand, and run `huevance tuning bake` after that; it makes "
