@@ -8,9 +8,9 @@ build="cmake ninja-build g++ pkg-config googletest libsimde-dev
   opencl-headers libegl-dev libgles-dev
   libcli11-dev libturbojpeg0-dev libpng-dev libyuv-dev nlohmann-json3-dev libexiv2-dev liblcms2-dev scdoc
   libopencolorio-dev libeigen3-dev libcpp-httplib-dev"
-# Further compilers, the fuzzers' runtime, AArch64 under an emulator, an interpreter of OpenCL kernels, a second compiler of
-# shaders, what compiles for Android and looks at the result, and a browser.
-test="ccache clang libclang-rt-14-dev g++-aarch64-linux-gnu qemu-user oclgrind glslang-tools libc++-14-dev android-liblog-dev
+# Further compilers, the fuzzers' runtime, AArch64 under an emulator, interpreters of OpenCL kernels and of programs, a second
+# compiler of shaders, what compiles for Android and looks at the result, and a browser.
+test="ccache clang libclang-rt-14-dev g++-aarch64-linux-gnu qemu-user oclgrind valgrind glslang-tools libc++-14-dev android-liblog-dev
   abigail-tools dpkg-dev python3 python3-skimage python3-pil chromium chromium-driver python3-selenium"
 # What the benchmarks measure against, and with.
 bench="libbenchmark-dev libopencv-core-dev libopencv-imgproc-dev libavfilter-dev"

@@ -5,6 +5,7 @@
 #include <sim/opencl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstdlib>
 #include <fstream>
@@ -49,7 +50,7 @@ protected:
         [[maybe_unused]] long bytes = 0;
         auto output = std::make_unique<test::StdoutCapture>();
         for (int i = 0; i < count && !HasFailure(); ++i) {
-            if (i == count / 5) {
+            if (i == std::max(count / 5, 1)) {
                 alive = scenario->alive();
                 blocks = liveBlocks();
                 bytes = residentBytes();

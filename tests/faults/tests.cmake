@@ -20,3 +20,10 @@ huevance_faults_test(faults_misuse_test faults/MisuseTest.cpp)
 huevance_faults_test(faults_soak_test faults/SoakTest.cpp)
 huevance_test(faults_threads_test faults/ThreadsTest.cpp)
 target_link_libraries(faults_threads_test PRIVATE test_model)
+
+# Drivers take minutes there.
+if(NOT HUEVANCE_SANITIZE AND NOT CMAKE_CROSSCOMPILING)
+  add_test(NAME valgrind COMMAND ${CMAKE_SOURCE_DIR}/scripts/valgrind.sh ${CMAKE_BINARY_DIR}
+    CpuPhoto8 CpuPhoto10 CpuPreview8 CpuPreview12 NeonPhoto8 NeonPhoto10)
+  set_tests_properties(valgrind PROPERTIES SKIP_RETURN_CODE 77)
+endif()
