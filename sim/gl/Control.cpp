@@ -76,11 +76,6 @@ void sim_gl_set_literal_precision(int on) {
     state().literalPrecision = on != 0;
 }
 
-void sim_gl_refuse_pbuffers(int on) {
-    const std::lock_guard lock(state().mutex);
-    state().refusePbuffers = on != 0;
-}
-
 void sim_gl_lose_contexts(void) {
     const std::lock_guard lock(state().mutex);
     for (const auto& context : state().contexts) {

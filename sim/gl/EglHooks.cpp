@@ -132,9 +132,6 @@ EGLBoolean hook_eglChooseConfig(EGLDisplay display, const EGLint* attributes, EG
 }
 
 EGLSurface hook_eglCreatePbufferSurface(EGLDisplay display, EGLConfig config, const EGLint* attributes) {
-    if (State::get().refusePbuffers) {
-        return failEgl<EGLSurface>(EGL_BAD_MATCH);
-    }
     return remember(display, systemEgl().eglCreatePbufferSurface(display, config, attributes));
 }
 

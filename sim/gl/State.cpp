@@ -50,7 +50,6 @@ void State::reset() {
     std::fill(std::begin(calls), std::end(calls), 0);
     fenceTimeouts = 0;
     strict = strictByDefault();
-    refusePbuffers = false;
     literalPrecision = false;
     chroma = SIM_GL_CHROMA_MEAN;
     sink = nullptr;

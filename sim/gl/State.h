@@ -101,7 +101,6 @@ public:
     static bool hasYuvTarget();
 
     bool strict = strictByDefault();
-    bool refusePbuffers = false;
     bool literalPrecision = false;
     sim_gl_chroma chroma = SIM_GL_CHROMA_MEAN;
     sim_gl_call_sink sink = nullptr;

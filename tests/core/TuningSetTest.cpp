@@ -131,6 +131,7 @@ TEST_F(Tuning, SceneListMapsScenesToTables) {
         EXPECT_EQ(tuning.m_iGridWidth, 0);
         EXPECT_EQ(tuning.m_iIdxNum, c.count);
         EXPECT_EQ(tuning.m_fColorStrength, 0.5F);
+        tuning.m_fColorStrength = 0.0F;  // which is no entry, though it looks like one
         for (const auto& [scene, table] : c.tables) {
             log.clear();
             EXPECT_EQ(tuning.tableOfScene(scene), table) << scene;

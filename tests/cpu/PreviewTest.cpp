@@ -34,26 +34,18 @@ public:
 
     // One frame of the scene, compared with the model's fade. `frames` is transFrameNum.
     void fade(const std::vector<Tuning>& tables, int scene, int frames, const std::string& what) {
-        if (frames < 1 || m_previous >= static_cast<int>(tables.size())) {
-            m_previous = scene;
-            m_counter = 0;
-        }
+        const model::Fade now = m_fade.next(scene, static_cast<int>(tables.size()), frames);
         Tuning tuning = tables[static_cast<std::size_t>(scene)];
-        if (m_previous != scene) {
-            tuning = model::faded(tables[static_cast<std::size_t>(m_previous)], tuning, m_counter, frames);
+        if (now.p != now.q) {
+            tuning = model::faded(tables[static_cast<std::size_t>(now.p)], tuning, now.k, frames);
         }
         tuning.correct = tuning.protect = false;  // never in preview
         tuning.maskSource = 0;
         check(tuning, Content::kPhotoLike, what, scene, ++m_seed);
-        if (m_previous != scene && m_counter++ >= frames) {
-            m_counter = 0;
-            m_previous = scene;
-        }
     }
 
 private:
-    int m_previous = 1;
-    int m_counter = 0;
+    model::Fade m_fade;
     std::uint32_t m_seed = 0;
 };
 

@@ -359,20 +359,16 @@ TEST_F(FramePipeline, FadesBetweenScenesFrameByFrame) {
         write(11, {{"sceneIdx", "2/0/1/0/"}, {"transFrameNum", std::to_string(T)}}, sceneNum);
         ASSERT_EQ(start(kEven), 0);
         constexpr int kSceneOf[] = {1, 2, 0};
-        int p = 1;  // where a stream starts from
-        int k = 0;
+        model::Fade fade;
         int frames = 0;
-        model::Tuning tables = tuningOf(p, 11);
+        model::Tuning tables = tuningOf(sceneNum > 1 ? 1 : 0, 11);
         for (const int q : indices) {
             model::Tuning now = tuningOf(q, 11);
-            if (T == 0 || p >= sceneNum) {
-                p = q;
+            const model::Fade at = fade.next(q, sceneNum, T);
+            if (at.p != q) {
+                now = tables = model::faded(tuningOf(at.p, 11), now, at.k, T);
+            } else if (T == 0) {
                 tables = now;
-            }
-            if (p != q) {
-                now = tables = model::faded(tuningOf(p, 11), now, k, T);
-                p = k == T ? q : p;
-                k = k == T ? 0 : k + 1;
             }
             now.yCurve = tables.yCurve;
             now.lattice = tables.lattice;

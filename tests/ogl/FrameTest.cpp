@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "tests/ogl/support/Rig.h"
+#include "tests/support/Model.h"
 
 namespace {
 
@@ -16,71 +17,49 @@ using testing::IsEmpty;
 using FrameTest = test::GlTest;
 using Rig = test::Rig<CHuevanceFrame_OGL>;
 
-// Strengths glide with a float weight, tables jump: their weight is an integer. The output's chroma order may
-// change with every frame.
+// Strengths glide with a float weight; tables jump, for their weight is an integer: -1 in the extra frame of a
+// fade of one, else 0. The output's chroma order may change with every frame.
 TEST_F(FrameTest, FadesFromSceneToSceneInBothChromaOrders) {
-    constexpr int kLength = 4;
-    Rig rig(Settings{{"transFrameNum", "4"}, {"sceneIdx", "1/2/0/"}});
-    Rig other({}, 64, 48, IMAGE_FORMAT_TYPE_NV12);
-    ASSERT_EQ(rig.init(), 0);
-    const auto expectFrame = [&](int scene, int previous, int current, int counter) {
-        SCOPED_TRACE("scene " + std::to_string(scene) + " frame " + std::to_string(counter));
-        // The two differ in their outputs alone.
-        std::swap(rig.format, other.format);
-        rig.out.swap(other.out);
-        test::LogCapture log;
-        ASSERT_EQ(rig.process(scene), 0);
-        const Strengths p = OglTuning::strengths(previous);
-        const Strengths q = OglTuning::strengths(current);
-        const float w = previous == current ? 0.0F : static_cast<float>(kLength - 1 - counter) / kLength;
-        const Strengths fused = {w * p.color + (1.0F - w) * q.color, w * p.sat + (1.0F - w) * q.sat,
-                                 w * p.clahe + (1.0F - w) * q.clahe};
-        const std::string line = test::format(
-            "fColorStrength: %f, fSatStrength: %f, fClaheStrength: %f", static_cast<double>(fused.color),
-            static_cast<double>(fused.sat), static_cast<double>(fused.clahe));
-        EXPECT_EQ(log.lines().front(), (test::LogLine{test::kInfo, "Huevance_Preview", line}));
-        rig.expectDrawn(rig.input(current, fused));
-    };
-    // The stream begins at table 1, which scene 0 is.
-    expectFrame(0, 1, 1, 0);
-    expectFrame(0, 1, 1, 0);
-    for (int k = 0; k <= kLength; ++k) {
-        expectFrame(1, 1, 2, k);
-    }
-    expectFrame(1, 2, 2, 0);
-    // A change in mid-fade counts on.
-    expectFrame(0, 2, 1, 0);
-    expectFrame(0, 2, 1, 1);
-    for (int k = 2; k <= kLength; ++k) {
-        expectFrame(2, 2, 0, k);
-    }
-    expectFrame(2, 0, 0, 0);
-}
-
-// With a length of 1 the extra frame overshoots: w = -1, for strengths and tables. A single scene has no
-// table 1 to begin with.
-TEST_F(FrameTest, FadesOfNoAndOneFrameAndOfOneScene) {
-    struct Case {
-        const char *length, *sceneNum, *sceneIdx;
-        std::vector<float> strengths;  // of frames of the scenes 0, 1, 1, 1
-    };
-    for (const Case& c :
-         {Case{"0", "3", "1/2/", {1.5F, 2.5F, 2.5F, 2.5F}}, Case{"-5", "3", "1/2/", {1.5F, 2.5F, 2.5F, 2.5F}},
-          Case{"1", "3", "1/2/", {1.5F, 2.5F, 3.5F, 2.5F}},
-          Case{"60", "1", "0/0/", {0.5F, 0.5F, 0.5F, 0.5F}}}) {
-        Rig rig(Settings{{"transFrameNum", c.length}, {"sceneNum", c.sceneNum}, {"sceneIdx", c.sceneIdx}});
+    const struct {
+        int length, tables;
+        std::vector<int> scenes;
+    } cases[] = {{4, 3, {1, 1, 2, 2, 2, 2, 2, 2, 1, 1, 0, 0, 0, 0}},  // a whole fade, and a change in mid-fade
+                 {0, 3, {1, 2, 2}},
+                 {-5, 3, {1, 2, 2}},
+                 {1, 3, {1, 2, 2, 2}},
+                 {60, 1, {0, 0}}};
+    for (const auto& [length, tables, scenes] : cases) {
+        const Settings settings = {{"transFrameNum", std::to_string(length)},
+                                   {"sceneNum", std::to_string(tables)}};
+        Rig rig(settings);
+        Rig other({}, 64, 48, IMAGE_FORMAT_TYPE_NV12);
         ASSERT_EQ(rig.init(), 0);
-        std::vector<float> strengths;
-        for (const int scene : {0, 1, 1, 1}) {
+        model::Fade fade;
+        for (const int scene : scenes) {
+            const model::Fade now = fade.next(scene, tables, length);
+            SCOPED_TRACE(testing::Message() << length << ": " << now.p << " to " << now.q << ", " << now.k);
+            // The two differ in their outputs alone.
+            std::swap(rig.format, other.format);
+            rig.out.swap(other.out);
+            test::LogCapture log;
             ASSERT_EQ(rig.process(scene), 0);
-            strengths.push_back(rig.pipeline.m_fClaheStrength);
-            if (strengths.back() == 3.5F) {
-                const int before = static_cast<int>(OglTuning::curve(1)[100]);
-                const int after = static_cast<int>(OglTuning::curve(2)[100]);
-                EXPECT_EQ(rig.pipeline.m_yCurveMap.get()[100], 2 * after - before);
+            const Strengths p = OglTuning::strengths(now.p);
+            const Strengths q = OglTuning::strengths(now.q);
+            const float w = now.p == now.q ? 0.0F : static_cast<float>(length - 1 - now.k) / static_cast<float>(length);
+            const Strengths fused = {w * p.color + (1.0F - w) * q.color, w * p.sat + (1.0F - w) * q.sat,
+                                     w * p.clahe + (1.0F - w) * q.clahe};
+            const std::string line = test::format(
+                "fColorStrength: %f, fSatStrength: %f, fClaheStrength: %f", static_cast<double>(fused.color),
+                static_cast<double>(fused.sat), static_cast<double>(fused.clahe));
+            EXPECT_EQ(log.lines().front(), (test::LogLine{test::kInfo, "Huevance_Preview", line}));
+            if (w > -1.0F) {
+                rig.expectDrawn(rig.input(now.q, fused));
+                continue;
             }
+            const int before = static_cast<int>(OglTuning::curve(now.p)[100]);
+            const int after = static_cast<int>(OglTuning::curve(now.q)[100]);
+            EXPECT_EQ(rig.pipeline.m_yCurveMap.get()[100], 2 * after - before);
         }
-        EXPECT_EQ(strengths, c.strengths) << c.length;
     }
 }
 
@@ -97,6 +76,9 @@ TEST_F(FrameTest, FailuresAndOtherFormatsDrawNothing) {
     test::LogCapture log;
     EXPECT_EQ(rig.process(1), -1);
     EXPECT_THAT(log.texts(test::kError), ElementsAre(rig.name() + "process error: GLEnv init failed!!!"));
+    sim_gl_fail("glBindFramebuffer", 1, GL_OUT_OF_MEMORY);
+    EXPECT_EQ(rig.process(1), -1);
+    rig.out->fill(5);
     rig.format = static_cast<IMAGE_FORMAT_TYPE>(9);
     test::CallTrace trace;
     for (const float strength : {2.0F, 2.25F, 2.5F, 2.75F, 2.5F}) {  // w = 2 / 4 to -1 / 4, then the end

@@ -118,46 +118,6 @@ TYPED_TEST(PipelineTest, DrawsWhatTheModelSaysForEveryCombination) {
     }
 }
 
-// Where the model does not tell: of a frame narrower than its grid, and of a mask type that is none. And the
-// samplers' units.
-TYPED_TEST(PipelineTest, SetsUniformsInOrder) {
-    struct Case {
-        int width, height;
-        Settings tuning;
-        std::string set;
-    };
-    // Blocks of 16 x 16, spans 64 - 16 and 48 - 16, scales 2 / 31 and 3 / 47.
-    const std::string stages =
-        "unit 0 unit 1 64 48 4 3 8 8 48 32 0.064516 0.06383 unit 2 unit 3 unit 4 128 0.5 unit 5 ";
-    for (const Case& c :
-         {// Blocks of 0 x 10, scales 0 / -1 and 7 / -1.
-          Case{4,
-               10,
-               {{"gridWidth", "8"}, {"gridHeight", "1"}, {"pProtectSwitch", "1"}, {"maskSource", "2"}},
-               "unit 0 unit 1 4 10 8 1 0 5 0 0 -0 -7 unit 2 unit 3 unit 4 128 0.5 unit 5 "
-               "0.403786 0.644568 0.482214 0.571432 0.07 "},
-          Case{64, 48, {{"pProtectSwitch", "1"}, {"maskSource", "3"}}, stages},
-          Case{64, 48, kHostMask, stages + "unit 6 "}}) {
-        Rig<TypeParam> rig(c.tuning, c.width, c.height);
-        ASSERT_EQ(rig.init(), 0);
-        float cell = 0.0F;
-        ASSERT_EQ(rig.setMask({1, 1, 4, 1}, &cell), 0);
-        test::CallTrace trace;
-        ASSERT_EQ(rig.process(1), 0);
-        std::string set;
-        for (const std::string& call : trace.calls()) {
-            if (call.find("glUseProgram(") == 0) {
-                set.clear();
-            } else if (call.find("glActiveTexture(") == 0) {
-                set += "unit " + std::to_string(std::stoi(call.substr(16)) - GL_TEXTURE0) + " ";
-            } else if (call.find("glUniform1f(") == 0) {
-                set += call.substr(call.find(' ') + 1, call.size() - call.find(' ') - 2) + " ";
-            }
-        }
-        EXPECT_EQ(set, c.set);
-    }
-}
-
 TYPED_TEST(PipelineTest, TakesAFrameThatLiesInItsOutput) {
     Rig<TypeParam> rig(Settings{}, 128, 96);
     ASSERT_EQ(rig.pipeline.init(rig.tuning.path(), rig.out->roi()), 0);
@@ -372,21 +332,6 @@ TYPED_TEST(PipelineTest, FramesAndMasksBeyondTheDeviceAreRefused) {
     ASSERT_EQ(rig.init(), 0);
     float cell = 0;
     EXPECT_EQ(rig.setMask({limit + 1, 1, 4 * (limit + 1), 1}, &cell), -1);
-}
-
-TYPED_TEST(PipelineTest, ADeviceWithoutPbuffersIsAnError) {
-    Rig<TypeParam> rig;
-    sim_gl_refuse_pbuffers(1);
-    test::LogCapture log;
-    EXPECT_EQ(rig.init(), -1);
-    EXPECT_THAT(log.texts(test::kError),
-                ElementsAre("[GLEngine] init error: eglCreatePbufferSurface failed!!!",
-                            "[CHuevanceFrame_OGL] init error: GLEnv init failed!!!"));
-    EXPECT_EQ(rig.process(), -1);
-    EXPECT_EQ(test::alive(), "1 AHardwareBuffer ");
-    sim_gl_refuse_pbuffers(0);
-    ASSERT_EQ(rig.init(), 0);
-    EXPECT_EQ(rig.process(), 0);
 }
 
 TYPED_TEST(PipelineTest, SaysThatAFrameWasNotDrawnInTime) {

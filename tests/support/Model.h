@@ -57,4 +57,27 @@ Picture enhanced(Picture picture, const Tuning& tuning, int format, int bits);
 // Preview: the blend of two tunings' strengths and tables in frame k of a fade over T frames; p == q copies.
 Tuning faded(const Tuning& p, const Tuning& q, int k, int T);
 
+// Where the frames of a stream stand: between the tables p and q, k frames after the change; p == q: no fade.
+// A stream starts at table 1, where there is one. A change of q in mid-fade keeps k; the frame with k = T is
+// the last.
+struct Fade {
+    int p = 1;
+    int q = 1;
+    int k = 0;
+
+    // This frame's, of the given table.
+    Fade next(int table, int tables, int T) {
+        q = table;
+        if (T < 1 || p >= tables) {
+            p = q;
+            k = 0;
+        }
+        const Fade frame = *this;
+        const bool ends = p != q && k >= T;
+        k = p == q ? k : ends ? 0 : k + 1;
+        p = ends ? q : p;
+        return frame;
+    }
+};
+
 }  // namespace model

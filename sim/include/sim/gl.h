@@ -39,9 +39,6 @@ void sim_gl_set_strict(int on);
 // none.
 void sim_gl_set_literal_precision(int on);
 
-// No config has pbuffers: eglCreatePbufferSurface is refused with EGL_BAD_MATCH.
-void sim_gl_refuse_pbuffers(int on);
-
 // Every context that is alive now is lost: its calls do nothing, and glGetError answers GL_CONTEXT_LOST
 // without end.
 void sim_gl_lose_contexts(void);
