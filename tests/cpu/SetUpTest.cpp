@@ -1,7 +1,5 @@
-// Set-up and refusals that captures and previews share: geometry, grids, depths, sizes beyond memory, scenes,
-// reuse.
+// Set-up and refusals that captures and previews share: geometry, grids, depths, sizes beyond memory, reuse.
 #include <gtest/gtest.h>
-#include <malloc.h>
 
 #include <optional>
 
@@ -174,24 +172,6 @@ TYPED_TEST(SetUp, WhatCannotBeHeldOrAllocatedIsRefusedAndNothingIsKept) {
     }
 }
 
-TYPED_TEST(SetUp, AFailedSetUpLeavesNothingAllocated) {
-#if defined(__SANITIZE_ADDRESS__)
-    GTEST_SKIP() << "the sanitizer's allocator does not count here";
-#else
-    // Large blocks are counted: the 12-megapixel buffers of the attempts before the one that fails.
-    TypeParam().free();
-    const auto before = mallinfo2();
-    auto& handle =
-        this->setUp({16, 9, {4000, 3000, 8000, 3000}}, {{"gridWidth", "100"}, {"gridHeight", "100"}});
-    if (this->kNeon) {
-        handle.pipeline.free();
-    }
-    const auto after = mallinfo2();
-    EXPECT_LT(after.hblkhd, before.hblkhd + 100000);
-    EXPECT_LT(after.uordblks, before.uordblks + 100000);
-#endif
-}
-
 #ifdef HUEVANCE_FAIL_ALLOCATIONS
 // Which kernels a handle has shows where memory runs out: the vector kernels need none for a frame.
 TEST(Door, HandsTheCpuBackEndTheVectorKernels) {
@@ -218,17 +198,6 @@ TEST(Door, HandsTheCpuBackEndTheVectorKernels) {
     EXPECT_EQ(HuevancePhotoFree(name, photo) + HuevanceFrameFree(name, frame), 0);
 }
 #endif
-
-TYPED_TEST(SetUp, ScenesWithoutATable) {
-    auto& handle = this->setUp({10, 10, {16, 12, 32, 12}}, {{"sceneNum", "2"}, {"sceneIdx", "1/0/2/-1/"}});
-    ASSERT_EQ(handle.setUpResult, 0);
-    for (const int scene : {-1, 2, 3, 512, 2147483647}) {
-        const std::string number = std::to_string(scene);
-        EXPECT_EQ(handle.expectUntouched(this->log, -1, scene),
-                  Lines{"scene " + number + " has no tuning table!"});
-        EXPECT_TRUE(this->log.texts()[0].ends_with("scene: " + number));
-    }
-}
 
 TYPED_TEST(SetUp, RepeatedSetUpsOfAllDepthsAndProcessAfterFree) {
     std::uint32_t seed = 0;

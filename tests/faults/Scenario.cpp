@@ -88,16 +88,11 @@ Scenario::Scenario(const BackEnd& backEnd, RoiInfo size)
     sim_log_set_sink(countErrors, nullptr);
     dir.writePlatform(backEnd.platform, m_cache.path());
     std::vector<model::Tuning> tables = {rig::makeTuning(1, 31), rig::makeTuning(2, 31)};
-    std::vector<float> curves, colors;
     for (model::Tuning& table : tables) {
         table.grid = {3, 2, 2};
         table.maskSource = backEnd.hostMask() ? 1 : 2;
-        curves.insert(curves.end(), table.yCurve.begin(), table.yCurve.end());
-        colors.insert(colors.end(), table.lattice.begin(), table.lattice.end());
     }
     rig::write(dir, tables, {{"transFrameNum", "2"}, {"photo", "1"}, {"frame", "1"}});
-    dir.writeFloats("CurveLut", curves);
-    dir.writeFloats("ColorLut", colors);
     setDumpFolder(m_dumps.path());
     if (backEnd.hostMask()) {
         m_cells.assign(static_cast<std::size_t>(roi.width * roi.height), 0.5F);

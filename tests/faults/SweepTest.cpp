@@ -118,7 +118,8 @@ const KindOfFault kKinds[] = {
     {"Allocation", [](const BackEnd&) { return counted(Kind::kAllocation, Way::kOnce); }},
     {"AllAllocationsFrom", [](const BackEnd&) { return counted(Kind::kAllocation, Way::kFromThereOn); }},
     {"FileCall", [](const BackEnd&) { return counted(Kind::kFile, Way::kOnce); }, Duty::kNothing},
-    {"AllFileCallsFrom", [](const BackEnd&) { return counted(Kind::kFile, Way::kFromThereOn); }, Duty::kNothing},
+    {"AllFileCallsFrom", [](const BackEnd&) { return counted(Kind::kFile, Way::kFromThereOn); },
+     Duty::kNothing},
     {"FileEnds", [](const BackEnd&) { return counted(Kind::kFile, Way::kSilently); }, Duty::kNothing},
     {"OpenCL", [](const BackEnd& backEnd) { return opencl(backEnd, -5); }},
     {"EGL",
@@ -163,8 +164,8 @@ struct Tally {
     }
 };
 
-// A process binds drivers and makes its engines once: each allocation fails in a process of its own, which has
-// not lived before. Those after the first find its caches.
+// A process binds drivers and makes its engines once: each allocation fails in a process of its own, which
+// has not lived before. Those after the first find its caches.
 class FirstLife : public testing::TestWithParam<BackEnd> {
 protected:
     struct Shared {

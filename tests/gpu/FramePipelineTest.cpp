@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <bit>
-#include <cmath>
 #include <cstring>
 #include <fstream>
 #include <utility>
@@ -33,29 +32,14 @@ constexpr RoiInfo kEven = {96, 64, 96, 64};
 constexpr IMAGE_FORMAT_TYPE kNv12 = IMAGE_FORMAT_TYPE_NV12;
 constexpr IMAGE_FORMAT_TYPE kNv21 = IMAGE_FORMAT_TYPE_NV21;
 
-// Tables as a camera's tuning has them: a curve and a lattice that bend levels gently, each scene's to
-// another side. (Random ones would make much of a level that is off by one.)
 model::Tuning tuningOf(int scene, int stages) {
-    model::Tuning tuning = rig::makeTuning(1, stages);
+    model::Tuning tuning = rig::gentleTuning(scene, stages);
     const float less = 0.3F * static_cast<float>(scene);
     tuning.colorStrength = 0.8F - less;
     tuning.satStrength = 1.2F - less;
     tuning.claheStrength = 1.0F - less;
     tuning.grid = {3, 2, 4};
     tuning.maskSource = 2;
-    const float bend = scene % 2 == 0 ? 0.6F - 0.2F * static_cast<float>(scene) : -0.5F;
-    for (std::size_t i = 0; i < 256; ++i) {
-        const float x = static_cast<float>(i) / 255.0F;
-        tuning.yCurve[i] = 255.0F * (x + bend * x * (1.0F - x));
-    }
-    for (int i = 0; i < 3 * 4096; ++i) {
-        const int plane = i / 4096;
-        const int at[] = {i % 16, i / 16 % 16, i / 256 % 16};
-        constexpr float kWaves[] = {12.0F, -12.0F, 6.0F};
-        tuning.lattice[static_cast<std::size_t>(i)] =
-            12.0F + 15.4F * static_cast<float>(at[plane]) +
-            bend * kWaves[plane] * std::sin(static_cast<float>(at[0] + 2 * at[1] - at[2]) / 4.0F);
-    }
     return tuning;
 }
 
@@ -89,16 +73,10 @@ protected:
     // The stages of five bits, as rig::makeTuning has them.
     void write(int stages, const Settings& more = {}, int scenes = 1) {
         std::vector<model::Tuning> tunings;
-        std::vector<float> curves;
-        std::vector<float> lattices;
         for (int scene = 0; scene < scenes; ++scene) {
-            const model::Tuning& tuning = tunings.emplace_back(tuningOf(scene, stages));
-            curves.insert(curves.end(), tuning.yCurve.begin(), tuning.yCurve.end());
-            lattices.insert(lattices.end(), tuning.lattice.begin(), tuning.lattice.end());
+            tunings.push_back(tuningOf(scene, stages));
         }
         rig::write(dir, tunings, more);
-        dir.writeFloats("CurveLut", curves);
-        dir.writeFloats("ColorLut", lattices);
     }
     int start(const RoiInfo& roi, int bits = 8) {
         stop();
@@ -281,8 +259,8 @@ TEST_F(FramePipeline, AFrameThatCannotBeWrappedStaysAsItWas) {
                     "portraitProtect: m_skinDetectAndcolorProtect_kernel failed!"));
 }
 
-// A launch that fails leaves its stage out, and no other. Without protection, which comes last, luma is as the
-// host gave it, and chroma as the curves left it.
+// A launch that fails leaves its stage out, and no other. Without protection, which comes last, luma is as
+// the host gave it, and chroma as the curves left it.
 TEST_F(FramePipeline, AStageThatFailsIsLeftOut) {
     sim_opencl_set_svm_level(2);
     for (const auto type : {kNv12, kNv21}) {
@@ -290,7 +268,8 @@ TEST_F(FramePipeline, AStageThatFailsIsLeftOut) {
         const std::string order = type == kNv12 ? "NV12" : "NV21";
         const std::string lines[] = {
             "claheMap: m_claheMap_kernel failed!", "curveMap: m_curveMap_kernel failed!",
-            "colorCorrect: m_colorCorrect_kernel failed!", "colorMap: m_colorMap_" + order + "_kernel failed!",
+            "colorCorrect: m_colorCorrect_kernel failed!",
+            "colorMap: m_colorMap_" + order + "_kernel failed!",
             type == kNv12 ? "portraitProtect: m_colorProtect_kernel failed!"
                           : "portraitProtect: m_skinDetectAndcolorProtect_kernel failed!"};
         write(31, {{"maskSource", std::to_string(maskSource)}});

@@ -42,8 +42,8 @@ int frameMalloc(char* platform, char* directory, RoiInfo size, int dataBit, void
 
 const Family kPhoto = {
     HuevancePhotoMalloc, HuevancePhotoSetExtParam, HuevancePhotoProcess, HuevancePhotoFree, -1, "GPU"};
-const Family kFrame = {
-    frameMalloc, HuevanceFrameSetExtParam, HuevanceFrameProcess, HuevanceFrameFree, 0, "NEON"};
+const Family kFrame = {frameMalloc, HuevanceFrameSetExtParam, HuevanceFrameProcess, HuevanceFrameFree, 0,
+                       "NEON"};
 
 // How each step's lines begin; all but two end with " succeeded!" and " failed!".
 const struct BackEnd {
@@ -57,8 +57,8 @@ const struct BackEnd {
     {kPhoto, "OGL", "HuevancePhotoMalloc_OGL", "HuevancePhotoSetExtParam_OGL", "HuevancePhotoProcess_OGL",
      "HuevanceFree", "HVCapture Huevance in OGL run time is "},
     {kFrame, "CPU", "HuevanceMalloc", "HuevanceSetExtParam", "HuevanceProcess", "HuevanceFree"},
-    {kFrame, "GPU", "HuevanceMalloc_GPU", "HuevanceSetExtParam_GPU", "HuevanceProcess_GPU", "HuevanceFree_GPU",
-     "preview on GPU run time is "},
+    {kFrame, "GPU", "HuevanceMalloc_GPU", "HuevanceSetExtParam_GPU", "HuevanceProcess_GPU",
+     "HuevanceFree_GPU", "preview on GPU run time is "},
     {kFrame, "OGL", "HuevanceFrameMalloc_OGL", "HuevanceFrameSetExtParam_OGL", "HuevanceFrameProcess_OGL",
      "HuevanceFrameFree_OGL", "preview on GPU run time is "},  // on purpose the GPU back end's text
 };

@@ -1,33 +1,33 @@
 // What previews have beside captures: fades, the frame queue, both chroma orders, other formats.
 #include <gmock/gmock.h>
 
+#include <cmath>
 #include <memory>
 
 #include "tests/ogl/support/Rig.h"
-#include "tests/support/Model.h"
 
 namespace {
 
 using test::OglTuning;
 using test::Settings;
-using test::Strengths;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 using FrameTest = test::GlTest;
 using Rig = test::Rig<CHuevanceFrame_OGL>;
 
-// Strengths glide with a float weight; tables jump, for their weight is an integer: -1 in the extra frame of a
-// fade of one, else 0. The output's chroma order may change with every frame.
+// Strengths glide with a float weight; tables jump, for their weight is an integer: -1 in the extra frame of
+// a fade of one, else 0. The output's chroma order may change with every frame.
 TEST_F(FrameTest, FadesFromSceneToSceneInBothChromaOrders) {
     const struct {
         int length, tables;
         std::vector<int> scenes;
-    } cases[] = {{4, 3, {1, 1, 2, 2, 2, 2, 2, 2, 1, 1, 0, 0, 0, 0}},  // a whole fade, and a change in mid-fade
-                 {0, 3, {1, 2, 2}},
-                 {-5, 3, {1, 2, 2}},
-                 {1, 3, {1, 2, 2, 2}},
-                 {60, 1, {0, 0}}};
+    } cases[] = {
+        {4, 3, {1, 1, 2, 2, 2, 2, 2, 2, 1, 1, 0, 0, 0, 0}},  // a whole fade, and a change in mid-fade
+        {0, 3, {1, 2, 2}},
+        {-5, 3, {1, 2, 2}},
+        {1, 3, {1, 2, 2, 2}},
+        {60, 1, {0, 0}}};
     for (const auto& [length, tables, scenes] : cases) {
         const Settings settings = {{"transFrameNum", std::to_string(length)},
                                    {"sceneNum", std::to_string(tables)}};
@@ -43,22 +43,24 @@ TEST_F(FrameTest, FadesFromSceneToSceneInBothChromaOrders) {
             rig.out.swap(other.out);
             test::LogCapture log;
             ASSERT_EQ(rig.process(scene), 0);
-            const Strengths p = OglTuning::strengths(now.p);
-            const Strengths q = OglTuning::strengths(now.q);
-            const float w = now.p == now.q ? 0.0F : static_cast<float>(length - 1 - now.k) / static_cast<float>(length);
-            const Strengths fused = {w * p.color + (1.0F - w) * q.color, w * p.sat + (1.0F - w) * q.sat,
-                                     w * p.clahe + (1.0F - w) * q.clahe};
-            const std::string line = test::format(
-                "fColorStrength: %f, fSatStrength: %f, fClaheStrength: %f", static_cast<double>(fused.color),
-                static_cast<double>(fused.sat), static_cast<double>(fused.clahe));
+            const model::Tuning p = OglTuning::table(now.p);
+            model::Tuning q = OglTuning::table(now.q);
+            const float before = std::floor(p.yCurve[100]), after = std::floor(q.yCurve[100]);
+            const float w =
+                now.p == now.q ? 0.0F : static_cast<float>(length - 1 - now.k) / static_cast<float>(length);
+            q.colorStrength = w * p.colorStrength + (1.0F - w) * q.colorStrength;
+            q.satStrength = w * p.satStrength + (1.0F - w) * q.satStrength;
+            q.claheStrength = w * p.claheStrength + (1.0F - w) * q.claheStrength;
+            const std::string line =
+                test::format("fColorStrength: %f, fSatStrength: %f, fClaheStrength: %f",
+                             static_cast<double>(q.colorStrength), static_cast<double>(q.satStrength),
+                             static_cast<double>(q.claheStrength));
             EXPECT_EQ(log.lines().front(), (test::LogLine{test::kInfo, "Huevance_Preview", line}));
             if (w > -1.0F) {
-                rig.expectDrawn(rig.input(now.q, fused));
-                continue;
+                rig.expectDrawn(rig.input(q));
+            } else {
+                EXPECT_EQ(static_cast<float>(rig.pipeline.m_yCurveMap.get()[100]), 2 * after - before);
             }
-            const int before = static_cast<int>(OglTuning::curve(now.p)[100]);
-            const int after = static_cast<int>(OglTuning::curve(now.q)[100]);
-            EXPECT_EQ(rig.pipeline.m_yCurveMap.get()[100], 2 * after - before);
         }
     }
 }

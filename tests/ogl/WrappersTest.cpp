@@ -133,8 +133,8 @@ TEST_F(WrapperTest, AnEngineReportsEachStepThatFails) {
                                          "[GLEngine] stop error: eglMakeCurrent failed!!!"));
 }
 
-// What no drawn picture shows: what goes before something else takes its place, and what the pipelines have no
-// use for.
+// What no drawn picture shows: what goes before something else takes its place, and what the pipelines have
+// no use for.
 TEST_F(WrapperTest, WrappersMakeTheirCallsInOrder) {
     const test::CurrentEngine current;
     test::LogCapture log;  // without a program every lookup and every value is an error

@@ -3,7 +3,7 @@ add_library(ogl_test_support STATIC
   ogl/support/OglTuning.cpp
   ogl/support/ShaderModel.cpp
   ogl/support/TableModel.cpp)
-target_link_libraries(ogl_test_support PUBLIC device_test_support photo_test_support huevance_objects)
+target_link_libraries(ogl_test_support PUBLIC device_test_support photo_test_support test_model huevance_objects)
 
 # huevance_ogl_test(name sources...): a test program of the OpenGL ES back end on the simulated device.
 function(huevance_ogl_test name)

@@ -87,40 +87,6 @@ TEST_F(SimulatedGl, WritesTheDrawnFrameBackBeforeTheFenceReports) {
     sim_hardware_buffer_fail("lock", 0);
 }
 
-TEST_F(SimulatedGl, KeepsWhatDrawsAndClearsLeaveAlone) {
-    constexpr GLuint kIndices[] = {0, 1, 2, 3};
-    constexpr GLfloat kColor[] = {0.2F, 0.4F, 0.6F, 1.0F};  // y, u, v
-    glClearColor(kColor[0], kColor[1], kColor[2], kColor[3]);
-    glScissor(0, 0, 32, 64);
-    // Each writes the left half.
-    const std::function<void()> kWrites[] = {
-        [&] { draw(m_objects->yuv); },
-        [&] { glDrawRangeElements(GL_TRIANGLE_STRIP, 0, 3, 4, GL_UNSIGNED_INT, kIndices); },
-        [&] { glEnable(GL_SCISSOR_TEST), glClear(GL_COLOR_BUFFER_BIT); },
-        [&] { glEnable(GL_SCISSOR_TEST), glClearBufferfv(GL_COLOR, 0, kColor); }};
-    for (const auto& write : kWrites) {
-        test::DeviceBuffer buffer(64, 64, IMAGE_FORMAT_TYPE_NV12);
-        buffer.fill(50);
-        target(buffer);
-        GLubyte texel[4];
-        glReadPixels(40, 10, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, texel);
-        EXPECT_EQ(texel[2], 50);
-        glViewport(0, 0, 32, 64);
-        write();
-        EXPECT_EQ(buffer.luma(10, 10), 50);
-        glFinish();
-        EXPECT_NE(buffer.luma(10, 10), 50);
-        EXPECT_EQ(buffer.luma(40, 10), 50);
-        EXPECT_EQ(buffer.chroma(20, 5, 1), 50);
-        glDisable(GL_SCISSOR_TEST);
-        glClear(GL_COLOR_BUFFER_BIT);
-        glFinish();
-        EXPECT_EQ(buffer.luma(40, 10), 51);
-        EXPECT_EQ(buffer.chroma(20, 5, 0), 102);
-        EXPECT_EQ(buffer.chroma(20, 5, 1), 153);
-    }
-}
-
 TEST_F(SimulatedGl, EnforcesTheExtensionsRules) {
     const test::LogCapture log;
     test::DeviceBuffer buffer(64, 64, IMAGE_FORMAT_TYPE_NV12);
@@ -180,25 +146,6 @@ TEST_F(SimulatedGl, EnforcesTheExtensionsRules) {
     EXPECT_EQ(eglGetNativeClientBufferANDROID(nullptr), nullptr);
     EXPECT_EQ(reinterpret_cast<void*>(eglGetProcAddress("eglCreateImageKHR")),
               reinterpret_cast<void*>(&eglCreateImageKHR));
-}
-
-TEST_F(SimulatedGl, CountsWhatIsAlive) {
-    const std::string engine = "1 display 1 context 1 surface ";
-    EXPECT_EQ(test::aliveOnDevice(), engine + "1 framebuffer 2 program 4 shader ");
-    {
-        test::DeviceBuffer buffer(64, 64, IMAGE_FORMAT_TYPE_NV12);
-        target(buffer);
-    }
-    glFenceSync(GL_SYNC_GPU_COMMANDS_COMPLETE, 0);
-    m_objects->plain.release();
-    const std::string rest = "1 image 1 texture 1 framebuffer 1 program 4 shader 1 sync 1 AHardwareBuffer ";
-    EXPECT_EQ(test::aliveOnDevice(), engine + rest);
-    const EGLDisplay display = eglGetCurrentDisplay();
-    eglDestroyContext(display, eglGetCurrentContext());
-    EXPECT_EQ(test::aliveOnDevice(), engine + rest);  // still current
-    eglMakeCurrent(display, EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
-    EXPECT_EQ(test::aliveOnDevice(), "1 display 1 surface 1 image 1 AHardwareBuffer ");
-    EXPECT_EQ(sim_gl_live("nothing"), -1);
 }
 
 TEST_F(SimulatedGl, FailsOnlyWhatItKnowsAndForgivesNoLostContext) {

@@ -1,6 +1,7 @@
 #include "tests/support/Rig.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <utility>
 
@@ -53,6 +54,24 @@ model::Tuning makeTuning(std::uint32_t seed, int stages) {
     return tuning;
 }
 
+model::Tuning gentleTuning(int scene, int stages) {
+    model::Tuning tuning = makeTuning(1, stages);
+    const float bend = scene % 2 == 0 ? 0.6F - 0.2F * static_cast<float>(scene) : -0.5F;
+    for (std::size_t i = 0; i < 256; ++i) {
+        const float x = static_cast<float>(i) / 255.0F;
+        tuning.yCurve[i] = 255.0F * (x + bend * x * (1.0F - x));
+    }
+    for (int i = 0; i < 3 * 4096; ++i) {
+        const int plane = i / 4096;
+        const int at[] = {i % 16, i / 16 % 16, i / 256 % 16};
+        constexpr float kWaves[] = {12.0F, -12.0F, 6.0F};
+        tuning.lattice[static_cast<std::size_t>(i)] =
+            12.0F + 15.4F * static_cast<float>(at[plane]) +
+            bend * kWaves[plane] * std::sin(static_cast<float>(at[0] + 2 * at[1] - at[2]) / 4.0F);
+    }
+    return tuning;
+}
+
 void write(const test::TuningDir& dir, const std::vector<model::Tuning>& tables,
            std::map<std::string, std::string> more) {
     const model::Tuning& first = tables.front();
@@ -71,12 +90,17 @@ void write(const test::TuningDir& dir, const std::vector<model::Tuning>& tables,
     }
     more.insert({"sceneIdx", scenes});
     dir.writeSets(more);
+    std::vector<float> curves, lattices;
     for (std::size_t i = 0; i < tables.size(); ++i) {
         const int table = static_cast<int>(i);
         dir.writeParam(table, tables[i].colorStrength, tables[i].satStrength, tables[i].claheStrength);
         dir.writeFloats("curveLut" + std::to_string(i), tables[i].yCurve);
         dir.writeFloats("colorLut" + std::to_string(i), tables[i].lattice);
+        curves.insert(curves.end(), tables[i].yCurve.begin(), tables[i].yCurve.end());
+        lattices.insert(lattices.end(), tables[i].lattice.begin(), tables[i].lattice.end());
     }
+    dir.writeFloats("CurveLut", curves);
+    dir.writeFloats("ColorLut", lattices);
 }
 
 HostMask::HostMask(const RoiInfo& frame, bool odd)

@@ -34,8 +34,12 @@ test::Frame makeFrame(const Shape& shape, test::Content content, std::uint32_t s
 // `stages` switch CLAHE, curves, colour correction, colour table and protection on.
 model::Tuning makeTuning(std::uint32_t seed, int stages = 0);
 
-// photoSet.ini and frameSet.ini (switches and grid of the first tuning, `more` on top), and the files of
-// every scene table.
+// As a camera has it: a curve and a lattice that bend levels gently, each scene's to another side. (Random
+// ones make much of a level that is off by one, as a graphics processor's may be.)
+model::Tuning gentleTuning(int scene, int stages = 0);
+
+// photoSet.ini and frameSet.ini (switches and grid of the first tuning, `more` on top), the files of every
+// scene table, and those that hold the tables of all scenes.
 void write(const test::TuningDir& dir, const std::vector<model::Tuning>& tables,
            std::map<std::string, std::string> more = {});
 

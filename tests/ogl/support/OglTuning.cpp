@@ -1,7 +1,6 @@
 #include "tests/ogl/support/OglTuning.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdlib>
 
 namespace test {
@@ -16,50 +15,24 @@ OglTuning::OglTuning(Settings values) : m_values(std::move(values)) {
                      {"gridWidth", "4"},
                      {"gridHeight", "3"},
                      {"sampRate", "1"},
-                     {"transFrameNum", "0"},
-                     {"sceneNum", "3"},
-                     {"sceneIdx", "0/1/2/"}});
-    m_directory.writeSets(m_values);
+                     {"transFrameNum", "0"}});
+    rig::write(m_directory, {table(0), table(1), table(2)}, m_values);
     m_directory.writePlatform("OGL");
-    for (int table = 0; table < kScenes; ++table) {
-        const Strengths s = strengths(table);
-        m_directory.writeParam(table, s.color, s.sat, s.clahe);
-        m_directory.writeFloats("curveLut" + std::to_string(table), curve(table));
-        m_directory.writeFloats("colorLut" + std::to_string(table), colors(table));
-    }
 }
 
-Strengths OglTuning::strengths(int table) {
-    return {0.5F * static_cast<float>(table), 1.0F + 0.25F * static_cast<float>(table),
-            0.5F + 1.0F * static_cast<float>(table)};
-}
-
-std::vector<float> OglTuning::curve(int table) {
-    std::vector<float> levels;
-    for (int i = 0; i < 256; ++i) {
-        levels.push_back(255.0F *
-                         std::pow(static_cast<float>(i) / 255.0F, 0.8F + 0.15F * static_cast<float>(table)));
-    }
-    return levels;
-}
-
-std::vector<float> OglTuning::colors(int table) {
-    std::vector<float> planes;
-    for (int plane = 0; plane < 3; ++plane) {
-        for (int i = 0; i < 4096; ++i) {
-            const int axes[] = {i % 16, i / 16 % 16, i / 256};
-            const float own = static_cast<float>(axes[plane]) * 17.0F;
-            const float turn = static_cast<float>((axes[(plane + 1) % 3] - 8) * (table + 1)) * 0.7F;
-            planes.push_back(std::clamp(own + turn, 0.0F, 255.0F));
-        }
-    }
-    return planes;
+model::Tuning OglTuning::table(int scene) {
+    model::Tuning tuning = rig::gentleTuning(scene);
+    const float more = static_cast<float>(scene);
+    tuning.colorStrength = 0.5F * more;
+    tuning.satStrength = 1.0F + 0.25F * more;
+    tuning.claheStrength = 0.5F + more;
+    return tuning;
 }
 
 int OglTuning::value(const std::string& key) const { return std::stoi(m_values.at(key)); }
 
-ShaderInput OglTuning::input(const Frame& frame, IMAGE_FORMAT_TYPE format, int table,
-                             const Strengths& strengths) const {
+ShaderInput OglTuning::input(const Frame& frame, IMAGE_FORMAT_TYPE format,
+                             const model::Tuning& tuning) const {
     ShaderInput in;
     const RoiInfo& roi = frame.roi();
     in.width = roi.width;
@@ -77,16 +50,16 @@ ShaderInput OglTuning::input(const Frame& frame, IMAGE_FORMAT_TYPE format, int t
     in.maskType = value("maskSource");
     in.gridWidth = value("gridWidth");
     in.gridHeight = value("gridHeight");
-    in.yCurve = modelCurve(curve(table));
-    in.uvCurve = modelUvCurve(static_cast<double>(strengths.sat));
-    in.color = modelColors(colors(table));
-    in.colorStrength = strengths.color;
+    in.yCurve = modelCurve(tuning.yCurve);
+    in.uvCurve = modelUvCurve(static_cast<double>(tuning.satStrength));
+    in.color = modelColors(tuning.lattice);
+    in.colorStrength = tuning.colorStrength;
     return in;
 }
 
-std::vector<double> OglTuning::claheLevels(const ShaderInput& in, const Strengths& strengths) const {
+std::vector<double> OglTuning::claheLevels(const ShaderInput& in, float strength) const {
     return modelClaheLevels(in.luma, in.width, in.height, in.gridWidth, in.gridHeight, value("sampRate"),
-                            static_cast<double>(strengths.clahe));
+                            static_cast<double>(strength));
 }
 
 Difference compareWithModel(const DeviceBuffer& drawn, const ModelFrame& model) {

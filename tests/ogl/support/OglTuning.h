@@ -6,21 +6,14 @@
 
 #include "tests/ogl/support/OglModel.h"
 #include "tests/sim/support/DeviceBuffer.h"
-#include "tests/support/Frames.h"
-#include "tests/support/TuningDir.h"
+#include "tests/support/Rig.h"
 
 namespace test {
-
-struct Strengths {
-    float color, sat, clahe;
-};
 
 using Settings = std::map<std::string, std::string>;
 
 class OglTuning {
 public:
-    static constexpr int kScenes = 3;
-
     // Scenes 0, 1, 2 with the tables 0, 1, 2, no fades, all stages on but the mask, 4 x 3 tiles of which
     // every pixel counts, unless `values` say otherwise.
     explicit OglTuning(Settings values = {});
@@ -28,16 +21,13 @@ public:
     char* path() { return m_directory.mutablePath(); }
     TuningDir& directory() { return m_directory; }
 
-    // Short binary fractions.
-    static Strengths strengths(int table);
-    static std::vector<float> curve(int table);
-    static std::vector<float> colors(int table);
+    // Of a scene; the strengths are short binary fractions.
+    static model::Tuning table(int scene);
 
-    // The shader model's input for a frame under the tables of `table` and the given strengths, without the
-    // CLAHE table; and that table before truncation.
-    ShaderInput input(const Frame& frame, IMAGE_FORMAT_TYPE format, int table,
-                      const Strengths& strengths) const;
-    std::vector<double> claheLevels(const ShaderInput& in, const Strengths& strengths) const;
+    // The shader model's input for a frame under a table, without what CLAHE makes of it; and that before
+    // truncation.
+    ShaderInput input(const Frame& frame, IMAGE_FORMAT_TYPE format, const model::Tuning& tuning) const;
+    std::vector<double> claheLevels(const ShaderInput& in, float strength) const;
 
 private:
     int value(const std::string& key) const;

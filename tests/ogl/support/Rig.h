@@ -67,10 +67,10 @@ struct Rig {
     static std::string name() { return "[" + kClassName<Pipeline> + "] "; }
 
     // The model's input for what was processed last. Expects that the pipeline's tables are the model's.
-    ShaderInput input(int table, const Strengths& strengths) const {
-        ShaderInput in = tuning.input(frame, format, table, strengths);
+    ShaderInput input(const model::Tuning& table) const {
+        ShaderInput in = tuning.input(frame, format, table);
         if (in.on.clahe) {
-            EXPECT_TRUE(truncates(pipeline.m_claheLut.get(), tuning.claheLevels(in, strengths)));
+            EXPECT_TRUE(truncates(pipeline.m_claheLut.get(), tuning.claheLevels(in, table.claheStrength)));
             in.clahe = bytesOf(pipeline.m_claheLut);
         }
         if (in.on.curve) {
@@ -88,7 +88,7 @@ struct Rig {
         EXPECT_LE(worst.luma, plain ? 0 : 1);
         EXPECT_LE(worst.chroma, 1);
     }
-    void expectDrawn(int table) const { expectDrawn(input(table, OglTuning::strengths(table))); }
+    void expectDrawn(int scene) const { expectDrawn(input(OglTuning::table(scene))); }
 
     OglTuning tuning;
     Frame frame;
