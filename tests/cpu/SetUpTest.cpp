@@ -5,26 +5,9 @@
 
 #include "cpu/HuevanceFrame_CPU.h"
 #include "cpu/HuevancePhoto_CPU.h"
-#include "jni/HostKernels.h"
-#include "jni/HuevanceFrame.h"
-#include "jni/HuevancePhoto.h"
 #include "neon/HuevancePhoto_NEON.h"
-#include "tests/support/HostRecords.h"
 #include "tests/support/Rig.h"
 #include "tests/support/Vectors.h"
-
-#ifdef HUEVANCE_FAIL_ALLOCATIONS
-namespace {
-int g_untilFailure = -1;  // allocations that still succeed before one fails; negative: all
-}
-// The linker sends the library's allocations through here.
-extern "C" {
-void* __real_calloc(std::size_t count, std::size_t size);
-void* __wrap_calloc(std::size_t count, std::size_t size) {
-    return g_untilFailure >= 0 && g_untilFailure-- == 0 ? nullptr : __real_calloc(count, size);
-}
-}
-#endif
 
 namespace {
 
@@ -100,59 +83,35 @@ TYPED_TEST(SetUp, AGridThatDoesNotFitLeavesTheLumaAndSaysSoOncePerFrame) {
     this->setUp({8, 6, {20, 14, 40, 14}}).check(this->tuning, Content::kPhotoLike, "good grid");
 }
 
-TYPED_TEST(SetUp, WhatCannotBeHeldOrAllocatedIsRefusedAndNothingIsKept) {
+// Geometries that hold no frame: tests/faults.
+TYPED_TEST(SetUp, WhatCannotBeHeldOrAllocatedIsRefused) {
     const int big = 2147483647;
-    enum {
-        kByTheFrame,
-        kBySetUp,
-        kByTheCapturesSetUp
-    };  // a preview allocates nothing by the size of 8-bit frames
     const struct {
         int bits;
         RoiInfo roi;
-        int grid;  // both ways
-        int refused;
+        int grid;                    // both ways
         const char* line = nullptr;  // the first of the set-up's, where it is one of its own
+        bool byTheFrame = false;     // a preview allocates nothing by the size of 8-bit frames
     } cases[] = {
         // clang-format off
-        {8, {16, 16, 15, 16}, 8, kByTheFrame}, {8, {16, 16, 16, 15}, 8, kByTheFrame}, {10, {16, 16, 31, 16}, 8, kByTheFrame},
-        {10, {16, 16, 33, 16}, 8, kByTheFrame}, {8, {0, 16, 16, 16}, 8, kByTheFrame}, {8, {16, 0, 16, 16}, 8, kByTheFrame},
-        {8, {-16, 16, 16, 16}, 8, kByTheFrame}, {8, {16, -1, 16, 16}, 8, kByTheFrame}, {8, {16, 16, -16, 16}, 8, kByTheFrame},
-        {8, {0, 0, 0, 0}, 8, kByTheFrame},
-        {9, {16, 16, 32, 16}, 8, kBySetUp, "dataBit 9 is not supported!"}, {17, {16, 16, 34, 16}, 8, kBySetUp},
-        {0, {16, 16, 32, 16}, 8, kBySetUp}, {-8, {16, 16, 32, 16}, 8, kBySetUp}, {256, {16, 16, 32, 16}, 8, kBySetUp},
-        {8, {big, 16, big, 16}, 8, kBySetUp, "frame width 2147483647 is not supported!"},
-        {10, {1000000, 1000000, 2000000, 1000000}, 8, kBySetUp},
-        {8, {1000000, 1000000, 1000000, 1000000}, 8, kByTheCapturesSetUp, "portrait mask cannot be allocated!"},
-        {8, {16, 16, big - 1, big}, 8, kByTheCapturesSetUp}, {8, {16, 16, 32, 16}, 100000, kBySetUp},
-        {8, {16, 16, 32, 16}, big, kBySetUp}, {16, {16, 16, 32, 16}, 100, kBySetUp, "CLAHE tables cannot be allocated!"},
+        {9, {16, 16, 32, 16}, 8, "dataBit 9 is not supported!"}, {17, {16, 16, 34, 16}, 8}, {0, {16, 16, 32, 16}, 8},
+        {-8, {16, 16, 32, 16}, 8}, {256, {16, 16, 32, 16}, 8},
+        {8, {big, 16, big, 16}, 8, "frame width 2147483647 is not supported!"},
+        {10, {1000000, 1000000, 2000000, 1000000}, 8},
+        {8, {1000000, 1000000, 1000000, 1000000}, 8, "portrait mask cannot be allocated!", true},
+        {8, {16, 16, big - 1, big}, 8, nullptr, true}, {8, {16, 16, 32, 16}, 100000}, {8, {16, 16, 32, 16}, big},
+        {16, {16, 16, 32, 16}, 100, "CLAHE tables cannot be allocated!"},
         // clang-format on
     };
     for (const auto& c : cases) {
-        if (c.refused == kByTheCapturesSetUp && this->kPreview) {
-            continue;
-        }
         SCOPED_TRACE(testing::Message() << "case " << &c - cases);
         this->tuning.grid = {c.grid, c.grid, 4};
-        auto& handle = this->setUp({c.bits, 6, c.roi});
-        if (c.refused != kByTheFrame) {
-            const Lines errors = this->log.texts(test::kError);
-            EXPECT_EQ(handle.setUpResult, this->kNeon ? 0 : -1);
-            EXPECT_TRUE(this->kNeon ? !errors.empty() : errors.size() == 1);
-            EXPECT_TRUE(c.line == nullptr || (this->kPreview && c.roi.width > 16) ||
-                        errors.front() == c.line);
-        }
-        if (this->kNeon && c.bits == 8 && c.grid != 8) {
-            continue;  // captures without the stage whose tables are missing
-        }
-        // Released, so that a later use is refused instead of finding half of the buffers.
-        test::GuardedMemory memory(4096);
-        const std::vector<unsigned char> before(memory.data(), memory.data() + memory.size());
-        this->log.clear();
-        EXPECT_EQ(handle.pipeline.process(memory.data(), IMAGE_FORMAT_TYPE_NV12, 0), -1);
-        EXPECT_EQ(this->log.texts(test::kError).size(), 1U);
-        EXPECT_TRUE(c.refused != kByTheFrame || this->log.lines().size() == 1U);
-        EXPECT_TRUE(std::equal(before.begin(), before.end(), memory.data()));
+        auto& refused = this->setUp({c.bits, 6, c.roi});
+        const Lines errors = this->log.texts(test::kError);
+        const bool goesOn = this->kPreview && c.byTheFrame;
+        EXPECT_EQ(refused.setUpResult, this->kNeon || goesOn ? 0 : -1);
+        EXPECT_TRUE(this->kNeon ? !errors.empty() : errors.size() == (goesOn ? 0 : 1));
+        EXPECT_TRUE(goesOn || c.line == nullptr || errors.front() == c.line);
     }
     this->tuning.grid = {8, 6, 4};
     auto& handle = this->setUp({10, 10, {16, 16, 32, 16}});
@@ -171,33 +130,6 @@ TYPED_TEST(SetUp, WhatCannotBeHeldOrAllocatedIsRefusedAndNothingIsKept) {
         EXPECT_FALSE(handle.expectUntouched(this->log, -1).empty()) << "what was set up before is gone";
     }
 }
-
-#ifdef HUEVANCE_FAIL_ALLOCATIONS
-// Which kernels a handle has shows where memory runs out: the vector kernels need none for a frame.
-TEST(Door, HandsTheCpuBackEndTheVectorKernels) {
-    const bool vectors = huevance::hasVectorInstructions();
-    EXPECT_EQ(&dispatch::hostKernels(),
-              vectors ? &huevance::neonHostKernels() : &huevance::referenceHostKernels());
-    test::TuningDir dir;
-    test::LogCapture log;
-    rig::write(dir, {rig::makeTuning(1, 1)});
-    char name[] = "CPU", cache[] = "";
-    void *photo = nullptr, *frame = nullptr;
-    ASSERT_EQ(HuevancePhotoMalloc(name, dir.mutablePath(), kSquare.roi, 8, &photo), 0);
-    ASSERT_EQ(HuevanceFrameMalloc(name, dir.mutablePath(), kSquare.roi, 8, cache, &frame), 0);
-    test::Frame picture = rig::makeFrame(kSquare, Content::kNoise);
-    Image image = test::hostImage(picture.data(), IMAGE_FORMAT_TYPE_NV12, kSquare.roi);
-    for (const bool capture : {true, false}) {
-        g_untilFailure = 0;
-        EXPECT_EQ(capture ? HuevancePhotoProcess(name, photo, &image, 0)
-                          : HuevanceFrameProcess(name, frame, &image, 0),
-                  0);
-        EXPECT_EQ(g_untilFailure, vectors ? 0 : -1);
-        g_untilFailure = -1;
-    }
-    EXPECT_EQ(HuevancePhotoFree(name, photo) + HuevanceFrameFree(name, frame), 0);
-}
-#endif
 
 TYPED_TEST(SetUp, RepeatedSetUpsOfAllDepthsAndProcessAfterFree) {
     std::uint32_t seed = 0;

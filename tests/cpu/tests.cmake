@@ -4,8 +4,3 @@ foreach(name Capture Preview FrameHash SetUp)
   huevance_test(cpu_${lower}_test cpu/${name}Test.cpp)
   target_link_libraries(cpu_${lower}_test PRIVATE test_model)
 endforeach()
-if(NOT HUEVANCE_SANITIZE)
-  # Sanitizers have allocators of their own.
-  target_compile_definitions(cpu_setup_test PRIVATE HUEVANCE_FAIL_ALLOCATIONS)
-  target_link_options(cpu_setup_test PRIVATE -Wl,--wrap=calloc)
-endif()

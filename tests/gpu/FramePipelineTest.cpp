@@ -176,69 +176,54 @@ TEST_F(FramePipeline, EveryCombinationOfStagesGivesTheReferencesFrame) {
     }
 }
 
-// However long the device's list of extensions is.
+// However long the device's list of extensions is. Strict drivers take whole pages alone.
 TEST_F(FramePipeline, IonMemoryIsWrappedByItsDescriptorOrElseByItsAddress) {
-    sim_opencl_set_extensions((std::string(3000, 'x') + " cl_qcom_ion_host_ptr").c_str());
-    write(31);
-    ASSERT_EQ(start(kSmall), 0);
     Frame frame = frameOf(kSmall, Content::kPhotoLike);
     const std::size_t size = frame.bytes();
-    const auto memory = [size](std::size_t missing) {
+    const auto memory = [](std::size_t bytes) {
         const int fd = memfd_create("ion", 0);
-        EXPECT_EQ(ftruncate(fd, static_cast<off_t>(size - missing)), 0);
+        EXPECT_EQ(ftruncate(fd, static_cast<off_t>(bytes)), 0);
         return fd;
     };
-    const int whole = memory(0);
-    const int cut = memory(1);
+    const int whole = memory(size + 8), cut = memory(size - 1);
+    enum { kNoIon, kIon, kStrict };
     const struct {
+        int device;
         int mapped;  // -1: memory without a descriptor
         int passed;
+        std::size_t offset;
         bool refused;
-    } cases[] = {{whole, whole, false}, {-1, -1, false},    {cut, cut, true},
-                 {-1, whole, true},     {whole, cut, true}, {whole, STDIN_FILENO, true}};
+    } cases[] = {{kIon, whole, whole, 0, false},      {kIon, -1, -1, 0, false},
+                 {kIon, cut, cut, 0, true},           {kIon, -1, whole, 0, true},
+                 {kIon, whole, cut, 0, true},         {kIon, whole, STDIN_FILENO, 0, true},
+                 {kStrict, whole, whole, 0, false},   {kStrict, whole, whole, 8, true},
+                 {kNoIon, -1, STDIN_FILENO, 0, false}};
     std::vector<unsigned char> expected;
-    for (const auto& [mapped, passed, refused] : cases) {
-        SCOPED_TRACE(std::to_string(mapped) + " passed as " + std::to_string(passed));
-        const int kind = mapped < 0 ? MAP_PRIVATE | MAP_ANONYMOUS : MAP_SHARED;
-        auto* at = static_cast<unsigned char*>(mmap(nullptr, size, PROT_READ | PROT_WRITE, kind, mapped, 0));
-        std::memcpy(at, frame.data(), size - (mapped == cut ? 1 : 0));
+    for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        sim_opencl_set_strict(c.device == kStrict ? 1 : 0);
+        const std::string extension = c.device == kNoIon ? "cl_qcom_ext_host_ptr" : "cl_qcom_ion_host_ptr";
+        sim_opencl_set_extensions((std::string(3000, 'x') + " " + extension).c_str());
+        write(31);
+        ASSERT_EQ(start(kSmall), 0);
+        const int kind = c.mapped < 0 ? MAP_PRIVATE | MAP_ANONYMOUS : MAP_SHARED;
+        void* pages = mmap(nullptr, size + 8, PROT_READ | PROT_WRITE, kind, c.mapped, 0);
+        auto* at = static_cast<unsigned char*>(pages) + c.offset;
+        std::memcpy(at, frame.data(), size - (c.mapped == cut ? 1 : 0));
         log.clear();
-        EXPECT_EQ(HuevanceFrameProcess_GPU(handle, at, passed, kNv21, 0), 0);
-        const Lines lines = {"ion memory of descriptor " + std::to_string(passed) +
+        EXPECT_EQ(HuevanceFrameProcess_GPU(handle, at, c.passed, kNv21, 0), 0);
+        const Lines lines = {"ion memory of descriptor " + std::to_string(c.passed) +
                              " is refused with -37: the frame is wrapped by its address"};
-        EXPECT_EQ(log.texts(test::kError), refused ? lines : Lines());
-        expected.resize(size);
-        if (&mapped == &cases[0].mapped) {
-            std::copy_n(at, size, expected.begin());
+        EXPECT_EQ(log.texts(test::kError), c.refused ? lines : Lines());
+        if (expected.empty()) {
+            expected.assign(at, at + size);
             EXPECT_NE(std::memcmp(at, frame.data(), size), 0);
         }
         EXPECT_EQ(std::memcmp(at, expected.data(), size - 1), 0);
-        munmap(at, size);
+        munmap(pages, size + 8);
     }
-    // Strict drivers take whole pages alone.
-    sim_opencl_set_strict(1);
-    const int more = memfd_create("ion", 0);
-    EXPECT_EQ(ftruncate(more, static_cast<off_t>(size + 8)), 0);
-    auto* pages =
-        static_cast<unsigned char*>(mmap(nullptr, size + 8, PROT_READ | PROT_WRITE, MAP_SHARED, more, 0));
-    for (const int offset : {0, 8}) {
-        std::memcpy(pages + offset, frame.data(), size);
-        log.clear();
-        EXPECT_EQ(HuevanceFrameProcess_GPU(handle, pages + offset, more, kNv21, 0), 0);
-        EXPECT_EQ(log.texts(test::kError).size(), offset == 0 ? 0U : 1U);
-        EXPECT_EQ(std::memcmp(pages + offset, expected.data(), size - 1), 0);
-    }
-    munmap(pages, size + 8);
-    close(more);
     close(whole);
     close(cut);
-    sim_opencl_set_extensions("cl_qcom_ext_host_ptr");
-    ASSERT_EQ(start(kSmall), 0);
-    log.clear();
-    Frame plain = frameOf(kSmall, Content::kPhotoLike);
-    EXPECT_EQ(process(plain, kNv21, 0, STDIN_FILENO), 0);
-    EXPECT_EQ(std::memcmp(plain.data(), expected.data(), size), 0);
-    EXPECT_EQ(log.texts(test::kError), Lines());
 }
 
 // Each stage says so, and the frame comes back as it was.

@@ -1,32 +1,17 @@
-// What the NEON captures have of their own: log lines, dumps, and the one pass over strips, which gives what
-// the stage operations give. Pictures, masks, refusals and set-up are tested with the other back end's in
-// tests/cpu.
-#include <fcntl.h>
+// What the NEON captures have of their own: log lines, dumps; and whom the door hands the vector kernels.
+// Pictures, masks, refusals and set-up are tested with the other back end's in tests/cpu.
 #include <gtest/gtest.h>
+#include <sim/log.h>
 
-#include <cstring>
 #include <fstream>
 
+#include "jni/HostKernels.h"
+#include "jni/HuevanceFrame.h"
+#include "jni/HuevancePhoto.h"
 #include "neon/HuevancePhoto_NEON.h"
+#include "neon/NeonKernels.h"
+#include "tests/faults/Calls.h"
 #include "tests/support/Rig.h"
-
-namespace {
-// Where files of the device's dump folder go; empty: there is no such folder.
-std::string g_dumpFolder;
-constexpr char kDeviceFolder[] = "/data/hvcSave/";
-}  // namespace
-
-// The linker sends the library's calls through here, so that the device's folder needs not exist on this machine.
-extern "C" int __real_open(const char* path, int flags, ...);
-extern "C" int __wrap_open(const char* path, int flags, mode_t mode) {
-    if (std::strncmp(path, kDeviceFolder, sizeof(kDeviceFolder) - 1) != 0) {
-        return __real_open(path, flags, mode);
-    }
-    if (g_dumpFolder.empty()) {
-        return -1;
-    }
-    return __real_open((g_dumpFolder + "/" + (path + sizeof(kDeviceFolder) - 1)).c_str(), flags, mode);
-}
 
 namespace {
 
@@ -36,13 +21,12 @@ using Photo = rig::Handle<CHuevancePhoto_NEON>;
 
 class Neon : public testing::Test {
 protected:
-    void TearDown() override { g_dumpFolder.clear(); }
-
     test::TuningDir dir;
     test::LogCapture log;
 };
 
 TEST_F(Neon, LinesInOrder) {
+    faults::setDumpFolder("/nowhere");
     const struct {
         int bits, format;
         const char *name, *on, *save;
@@ -88,7 +72,7 @@ TEST_F(Neon, DumpsInputAndOutput) {
     // More rows than the frame's, behind whose last one nothing can be read.
     Photo photo(dir, {8, 5, {20, 10, 24, 40}});
     test::Frame frame = rig::makeFrame(photo.shape, Content::kNoise);
-    g_dumpFolder = dir.path();
+    faults::setDumpFolder(dir.path());
     // stride x scanline x 3 / 2 bytes
     const auto text = [&] {
         std::string bytes(reinterpret_cast<const char*>(frame.data8()), frame.bytes());
@@ -105,6 +89,32 @@ TEST_F(Neon, DumpsInputAndOutput) {
         }
     }
     EXPECT_EQ(log.texts(test::kError), Lines());
+}
+
+// Which kernels a handle has shows where it takes memory: the vector kernels need none for a frame.
+TEST(Door, HandsTheCpuBackEndTheVectorKernels) {
+    const bool vectors = huevance::hasVectorInstructions();
+    EXPECT_EQ(&dispatch::hostKernels(),
+              vectors ? &huevance::neonHostKernels() : &huevance::referenceHostKernels());
+    sim_log_set_sink([](void*, int, const char*, const char*) {}, nullptr);  // takes none either
+    test::TuningDir dir;
+    rig::write(dir, {rig::makeTuning(1, 1)});
+    const rig::Shape shape = {8, 6, {16, 16, 16, 16}};
+    test::Frame picture = rig::makeFrame(shape, Content::kNoise);
+    void *photo = nullptr, *frame = nullptr;
+    ASSERT_EQ(HuevancePhotoMalloc_CPU(dir.mutablePath(), shape.roi, 8, &photo), 0);
+    ASSERT_EQ(HuevanceFrameMalloc_CPU(dir.mutablePath(), shape.roi, 8, &frame), 0);
+    for (const bool capture : {true, false}) {
+        faults::arm(faults::Kind::kAllocation, 0);
+        {
+            const faults::Inside inside;
+            EXPECT_EQ(capture ? HuevancePhotoProcess_CPU(photo, picture.data(), shape.type(), 0)
+                              : HuevanceFrameProcess_CPU(frame, picture.data(), shape.type(), 0),
+                      0);
+        }
+        EXPECT_EQ(faults::disarm(faults::Kind::kAllocation) == 0, vectors);
+    }
+    EXPECT_EQ(HuevancePhotoFree_CPU(photo) + HuevanceFrameFree_CPU(frame), 0);
 }
 
 }  // namespace

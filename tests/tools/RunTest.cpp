@@ -1,13 +1,16 @@
 // `huevance run`: exit codes, clean data on standard output, scenes, masks, and what it leaves behind.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <sstream>
+#include <thread>
 #include <tuple>
 
 #include "tests/tools/ToolProcess.h"
@@ -43,6 +46,17 @@ struct RunTest : testing::Test {
     }
     ToolResult run(const std::string& options) { return run(options, in, out); }
 };
+
+// A pipe that nobody writes into yet is waited for, with a word.
+TEST_F(RunTest, SaysThatItWaitsForAPipe) {
+    const std::string pipe = bench.path("pipe.nv21");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    std::thread writer([&] { std::ofstream(pipe) << std::string(frame.begin(), frame.end()); });
+    const ToolResult result = run("", pipe, out);
+    writer.join();
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_THAT(result.err, HasSubstr("waiting for somebody to write into " + pipe));
+}
 
 TEST_F(RunTest, UsageMistakesEndWithTwo) {
     std::vector<Words> cases = {{}, {"enhance"}, {"run"}, {"run", in, out}, {"tuning"}, {"compare", in}};
