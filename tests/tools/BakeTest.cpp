@@ -86,6 +86,94 @@ TEST(BakeTest, BothReadersGetTheSameLook) {
     }
 }
 
+// The curve stage takes a LUT's tones and the table gives what is left: together they are the look, and
+// nearer to it than the table alone.
+TEST(BakeTest, ShapedTablesAreTheLook) {
+    const auto lutOf = [](double power, double amount) {
+        RgbLut lut{"power", amount, OutsideGamut::kKeep, LumaWeights::kBt601, 33, {}};
+        for (int i = 0; i < 33 * 33 * 33; ++i) {
+            const auto channel = [&](int k) { return std::pow(k / 32.0, power); };
+            lut.points.push_back({channel(i % 33), channel(i / 33 % 33), channel(i / 33 / 33)});
+        }
+        return lut;
+    };
+    const ToneCurve curve = {{{0, 0}, {128, 150}, {255, 255}}, {}};
+    const struct {
+        const char* name;
+        Look look;
+        double steepest;  // of the curve's steps
+    } cases[] = {
+        {"bright", {"a", "", 1, 1, 0, {}, 0, {lutOf(1 / 1.8, 1)}}, 5.0},
+        {"dark", {"a", "", 1, 1, 0, {}, 0, {lutOf(1.8, 1)}}, 1.8},
+        {"half, behind a curve",
+         {"a", "", 0.5, 1, 0, curve, 0.5, {Saturation{-0.2}, lutOf(1 / 1.8, 0.7)}},
+         3.0},
+        {"a negative", {"a", "", 1, 1, 0, {}, 0, {lutOf(1, 1)}}, 1.01},
+        {"nothing", {"a", "", 1, 1, 0, curve, 0, {lutOf(1, 1)}}, 1.25},
+    };
+    for (const auto& c : cases) {
+        Look look = c.look;
+        if (c.name == std::string("a negative")) {
+            for (Rgb& color : std::get<RgbLut>(look.adjustments[0]).points) {
+                color = {1 - color.r, 1 - color.g, 1 - color.b};
+            }
+        }
+        const CurveLevels own = levelsOf(look.curve);
+        const BakedTable baked = bake(look, TableReader::kShaped);
+        const Lattice lattice(baked.color);
+        double error = 0;
+        for (std::size_t y = 0; y < 256; ++y) {
+            const Yuv in = {own[y], 120, 132};
+            const Yuv followed = look.curveColor > 0 ? followCurve(own, look.curveColor, in) : in;
+            const double expected =
+                in.y + look.colorStrength * (applyAdjustments(look.adjustments, followed).y - in.y);
+            const Yuv out = lattice.at({baked.curve[y], 120, 132});
+            error +=
+                std::abs(baked.curve[y] + look.colorStrength * (out.y - baked.curve[y]) - expected) / 256;
+            if (y > 0) {
+                const float step = baked.curve[y] - baked.curve[y - 1];
+                EXPECT_GT(step, 0.05F) << c.name << y;
+                EXPECT_LT(step, static_cast<float>(c.steepest)) << c.name << y;
+            }
+        }
+        EXPECT_LT(error, 0.5) << c.name;
+    }
+    // An identity leaves the curve alone, and so does a look that keeps one's levels or has no LUT.
+    Look kept = cases[0].look, plain = cases[2].look;
+    kept.curve.levels.assign(256, 7.0F);
+    plain.adjustments.pop_back();
+    for (const Look& look : {cases[4].look, kept, plain}) {
+        const BakedTable levels = bake(look), shaped = bake(look, TableReader::kShaped);
+        EXPECT_EQ(shaped.curve, levels.curve);
+        EXPECT_EQ(shaped.color, levels.color);
+    }
+}
+
+TEST(BakeTest, ReadersAreWhatBothModesAllow) {
+    using R = TableReader;
+    const struct {
+        const char *photo, *frame;
+        int switches[3];  // of previews: curve, table, correction
+        R reader;
+    } cases[] = {
+        {"NEON", "GPU", {1, 1, 0}, R::kShaped}, {"CPU", "CPU", {1, 1, 7}, R::kShaped},
+        {"NEON", "GPU", {0, 1, 0}, R::kLevels}, {"NEON", "GPU", {1, 0, 0}, R::kLevels},
+        {"NEON", "GPU", {1, 1, 1}, R::kLevels}, {"NEON", "OGL", {1, 1, 0}, R::kBoth},
+        {"OGL", "OGL", {1, 1, 0}, R::kTexels},
+    };
+    for (const auto& c : cases) {
+        const auto at = [&c](const char* key) {
+            return c.switches[std::string(key) == "curveSwitch"   ? 0
+                              : std::string(key) == "colorSwitch" ? 1
+                                                                  : 2];
+        };
+        const auto on = [](const char* key) { return key == std::string("cCorrSwitch") ? 0 : 1; };
+        EXPECT_EQ(tableReader(c.photo, on, c.frame, at), c.reader);
+        const bool mixed = c.reader == R::kBoth;
+        EXPECT_EQ(tableReader(mixed ? c.frame : c.photo, at, mixed ? c.photo : c.frame, on), c.reader);
+    }
+}
+
 // Colours keep their hue behind a curve, and what was an RGB colour stays one.
 TEST(BakeTest, ColoursFollowTheCurve) {
     const CurveLevels curve = levelsOf({{{0, 0}, {48, 72}, {128, 156}, {255, 255}}, {}});

@@ -137,6 +137,30 @@ TEST_F(LutCommandTest, ImportedLutsAreWhatTheLibraryShows) {
     EXPECT_EQ(bench.run({"tuning", "check", directory}).exitCode, 0);
 }
 
+// Contrast reaches the finest texture through the curve stage, while both modes have one right ahead of the
+// table; a table that was made for it is named when a switch says otherwise.
+TEST_F(LutCommandTest, TonesGoThroughTheCurveStage) {
+    RgbPicture texture = waves(1);
+    for (std::size_t i = 0; i < texture.rgb.size(); ++i) {
+        const std::size_t pixel = i / 3;
+        const int up = (pixel + pixel / 192) % 2 == 0 ? 10 : -10;
+        texture.rgb[i] = static_cast<std::uint8_t>(std::clamp(texture.rgb[i] + up, 0, 255));
+    }
+    const Edit steep = [](Color c) {
+        const auto s = [](double x) { return x * x * (3 - 2 * x); };
+        return Color{s(c.r), s(c.g), s(c.b)};
+    };
+    ASSERT_EQ(lutImport(write("steep.cube", cube(steep))).exitCode, 0);
+    const double through = remains(texture, steep);
+    EXPECT_LT(through, 1.0);
+    std::string frames = text("frameSet.ini");
+    frames[frames.find("cCorrSwitch=0") + std::strlen("cCorrSwitch=")] = '1';
+    write("tuning/frameSet.ini", frames);
+    EXPECT_THAT(bench.run({"tuning", "check", directory}).out, HasSubstr("HV804"));
+    EXPECT_EQ(bench.run({"tuning", "check", directory, "--fix"}).exitCode, 0);
+    EXPECT_GT(remains(texture, steep), through + 0.2);
+}
+
 TEST_F(LutCommandTest, HaldThereAndBackAndExports) {
     const std::string hald = bench.path("hald.png");
     ASSERT_EQ(bench.run({"lut", "hald", hald, "--level", "4"}).exitCode, 0);

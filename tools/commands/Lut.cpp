@@ -85,7 +85,9 @@ ExitCode lutExport(const LutOptions& options) {
     const LutKind kind = kindOf(options.file);
     TuningDirectory tuning(options.directory);
     const Look look = lookOf(tuning, tuning.tableOf(options.scene));
-    const BakedTable baked = bake(look);
+    // As the directory has it, or for OGL with the same look's colours between levels.
+    const bool shaped = tuning.reader() == TableReader::kShaped;
+    const BakedTable baked = bake(look, shaped ? TableReader::kShaped : TableReader::kLevels);
     const Lattice lattice(baked.color);
     const auto map = [&](const Rgb& color) { return lookedUp(baked, lattice, color); };
     writeFile(options.file,

@@ -15,11 +15,11 @@ Look colorsOnly(const Look& look, TableReader reader) {
     only.about.clear();
     only.satStrength = 1;
     only.claheStrength = 0;
-    if (reader != TableReader::kBoth) {
+    if (reader != TableReader::kBoth && reader != TableReader::kShaped) {
         only.colorStrength = 1;
     }
     if (look.curveColor == 0) {
-        only.curve = {};
+        only.curve.points.clear();  // levels stop the shaping
     }
     return only;
 }
@@ -59,15 +59,16 @@ BakedTable BakeCache::get(const Look& look, TableReader reader) {
             color = found->color;
         }
     }
+    const auto colors = followed(look);
     if (!color) {
-        color = std::make_shared<const std::vector<float>>(bake(look, reader, followed(look).get()).color);
+        color = std::make_shared<const std::vector<float>>(bake(look, reader, colors.get()).color);
         const std::lock_guard lock(m_mutex);
         m_entries.push_front({std::move(only), reader, color});
         if (m_entries.size() > kMost) {
             m_entries.pop_back();
         }
     }
-    BakedTable baked = bakeWithoutColor(look, reader);
+    BakedTable baked = bakeWithoutColor(look, reader, colors.get());
     baked.color = *color;
     return baked;
 }

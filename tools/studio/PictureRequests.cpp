@@ -71,9 +71,16 @@ PictureOrder Studio::Session::orderOf(const Json& request, const Json& document,
     PictureOrder order;
     order.photo = photo;
     order.mode = parseMode(document, order.photo);
-    const std::string other = parseMode(document, !order.photo).platform;
-    order.reader =
-        order.photo ? tableReader(order.mode.platform, other) : tableReader(other, order.mode.platform);
+    const StudioMode other = parseMode(document, !order.photo);
+    const StudioMode& photos = order.photo ? order.mode : other;
+    const StudioMode& frames = order.photo ? other : order.mode;
+    const auto of = [](const StudioMode& mode) {
+        return [&mode](const char* key) {
+            const auto found = mode.settings.find(key);
+            return found != mode.settings.end() ? found->second : 0;
+        };
+    };
+    order.reader = tableReader(photos.platform, of(photos), frames.platform, of(frames));
     order.backEnd = textOf(request, "backEnd", "");
     if (!order.backEnd.empty() && (!isBackEndName(order.backEnd) || order.backEnd.size() > 126)) {
         throw HttpError(400, "this cannot be a back end's name");

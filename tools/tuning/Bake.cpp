@@ -8,19 +8,13 @@
 
 #include "tools/tuning/LatticeFit.h"
 #include "tools/tuning/Parallel.h"
+#include "tools/tuning/Shaper.h"
 
 namespace tool {
 
 namespace {
 
 constexpr double kGrain = 1024;
-
-// The curve between its levels.
-double levelAt(const CurveLevels& curve, double x) {
-    const auto low = std::min(static_cast<std::size_t>(x), curve.size() - 2);
-    const double part = x - static_cast<double>(low);
-    return (1 - part) * curve[low] + part * curve[low + 1];
-}
 
 // The colour, brighter or darker as if by exposure, at which luma is `luma` (0..1). Exposure changes neither
 // hue nor the ratio of chroma to lightness in Oklab.
@@ -97,7 +91,8 @@ const Table* tableFor(const Look& look, TableReader reader) {
 }
 
 Yuv between(const Yuv& from, const Yuv& to, double share) {
-    return {from.y + share * (to.y - from.y), from.u + share * (to.u - from.u), from.v + share * (to.v - from.v)};
+    return {from.y + share * (to.y - from.y), from.u + share * (to.u - from.u),
+            from.v + share * (to.v - from.v)};
 }
 
 // What the look, when it keeps no table, makes of a colour behind the curve stage.
@@ -110,6 +105,31 @@ Yuv mapped(const Look& look, const CurveLevels& curve, TableReader reader, const
     return reader == TableReader::kBoth ? between(in, out, 2 * look.colorStrength) : out;
 }
 
+// The part of the look's tones that the curve stage takes, behind the tone curve.
+CurveLevels shaper(const Look& look, const CurveLevels& curve, const FollowedCurve* followed) {
+    return shaperOf([&](const Yuv& in) {
+        return between(in, mapped(look, curve, TableReader::kShaped, in, followed), look.colorStrength);
+    });
+}
+
+bool isShaped(const Look& look, TableReader reader) {
+    return reader == TableReader::kShaped && hasLut(look) && look.curve.levels.empty() &&
+           look.colorStrength > 0;
+}
+
+// With the shaper between the tone curve and the table, which is mixed with what it is given: that shows
+// through by 1 - colorStrength, and the table takes it back.
+Lattice shapedLattice(const Look& look, const CurveLevels& curve, const FollowedCurve* followed) {
+    const CurveLevels tones = shaper(look, curve, followed);
+    return latticeBetween(
+        [&](const Yuv& in) {
+            Yuv out = mapped(look, curve, TableReader::kShaped, in, followed);
+            out.y += (1 / look.colorStrength - 1) * (in.y - levelAt(tones, in.y));
+            return out;
+        },
+        LumaWeights::kBt601, tones);
+}
+
 }  // namespace
 
 TableReader tableReader(const std::string& photo, const std::string& frame) {
@@ -117,6 +137,17 @@ TableReader tableReader(const std::string& photo, const std::string& frame) {
         return TableReader::kBoth;
     }
     return photo == "OGL" ? TableReader::kTexels : TableReader::kLevels;
+}
+
+TableReader tableReader(const std::string& photo, const StageSwitch& photoSwitch, const std::string& frame,
+                        const StageSwitch& frameSwitch) {
+    const auto shaped = [](const StageSwitch& at) {
+        // Colour correction, between the two, would take the shaper for a change of light.
+        return at("curveSwitch") == 1 && at("colorSwitch") == 1 && at("cCorrSwitch") != 1;
+    };
+    const TableReader reader = tableReader(photo, frame);
+    return reader == TableReader::kLevels && shaped(photoSwitch) && shaped(frameSwitch) ? TableReader::kShaped
+                                                                                        : reader;
 }
 
 double lookStrength(float fileStrength, bool reversed) {
@@ -204,8 +235,8 @@ Look forBothReaders(const Look& look) {
     Table table = *kept;
     for (std::size_t point = 0; point < Lattice::kPoints; ++point) {
         const Yuv in = kept->texels ? Lattice::texelLevels(point) : Lattice::levels(point);
-        table.lattice.setPoint(point,
-                               limited(between(in, kept->lattice.point(point), 2 * look.colorStrength), kGrain));
+        table.lattice.setPoint(
+            point, limited(between(in, kept->lattice.point(point), 2 * look.colorStrength), kGrain));
     }
     Look even = look;
     even.colorStrength = 0.5;
@@ -213,17 +244,28 @@ Look forBothReaders(const Look& look) {
     return even;
 }
 
-BakedTable bakeWithoutColor(const Look& look, TableReader reader) {
+BakedTable bakeStrengths(const Look& look, TableReader reader) {
     BakedTable baked;
     baked.satStrength = static_cast<float>(look.satStrength);
     baked.claheStrength = static_cast<float>(look.claheStrength);
-    baked.curve = bakeCurve(look, levelsOf(look.curve), reader);
     const Table* kept = tableFor(look, reader);
     const bool half = kept == nullptr && reader == TableReader::kBoth;
     const bool reversed = kept != nullptr ? kept->texels : reader == TableReader::kTexels;
     baked.colorStrength = static_cast<float>(half       ? 0.5
                                              : reversed ? 1 - look.colorStrength
                                                         : look.colorStrength);
+    return baked;
+}
+
+BakedTable bakeWithoutColor(const Look& look, TableReader reader, const FollowedCurve* followed) {
+    BakedTable baked = bakeStrengths(look, reader);
+    CurveLevels curve = levelsOf(look.curve);
+    if (isShaped(look, reader)) {
+        const CurveLevels tones = shaper(look, curve, followed);
+        std::transform(curve.begin(), curve.end(), curve.begin(),
+                       [&](float level) { return static_cast<float>(levelAt(tones, level)); });
+    }
+    baked.curve = bakeCurve(look, curve, reader);
     return baked;
 }
 
@@ -242,7 +284,7 @@ Yuv bakePoint(const Look& look, const CurveLevels& curve, TableReader reader, st
 }
 
 BakedTable bake(const Look& look, TableReader reader, const FollowedCurve* followed) {
-    BakedTable baked = bakeWithoutColor(look, reader);
+    BakedTable baked = bakeWithoutColor(look, reader, followed);
     if (const Table* kept = tableFor(look, reader)) {
         baked.color = kept->lattice.values();
         return baked;
@@ -252,8 +294,10 @@ BakedTable bake(const Look& look, TableReader reader, const FollowedCurve* follo
     // LUTs bend more than a look's other adjustments do, and know nothing of the lattice's points.
     Lattice lattice =
         pointwise ? Lattice()
-                  : latticeBetween([&](const Yuv& in) { return mapped(look, curve, reader, in, followed); },
-                                   LumaWeights::kBt601);
+        : isShaped(look, reader)
+            ? shapedLattice(look, curve, followed)
+            : latticeBetween([&](const Yuv& in) { return mapped(look, curve, reader, in, followed); },
+                             LumaWeights::kBt601);
     inParallel(Lattice::kPoints, [&](std::size_t point) {
         lattice.setPoint(point, pointwise ? bakePoint(look, curve, reader, point, followed)
                                           : limited(lattice.point(point), kGrain));

@@ -1,6 +1,7 @@
 // From a look to what the library reads: three strengths and two tables.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -13,10 +14,16 @@ namespace tool {
 // between texel centres instead of levels, and cuts them to whole levels.
 enum class TableReader {
     kLevels,  // CPU, NEON and GPU
+    kShaped,  // the same, with the curve stage always right ahead of the table: it may take a LUT's tones
     kTexels,  // OGL, for photos and previews
     kBoth,    // OGL for one of the two
 };
 TableReader tableReader(const std::string& photo, const std::string& frame);
+
+// The same, with the switches in photoSet.ini and frameSet.ini (0 where there is none).
+using StageSwitch = std::function<int(const char* key)>;
+TableReader tableReader(const std::string& photo, const StageSwitch& photoSwitch, const std::string& frame,
+                        const StageSwitch& frameSwitch);
 
 struct BakedTable {
     float colorStrength = 1, satStrength = 1, claheStrength = 0;
@@ -31,16 +38,20 @@ struct BakedTable {
 // colours by twice as much; only a look that is nothing but a kept table keeps its strength, as the photos'
 // back end takes it.
 //
-// Most of the time goes into colours that follow the curve: `followed`, of the look's curve and curveColor, is
-// asked for them.
+// For kShaped the curve of a look with LUTs is its tone curve and the tones of the whole look's colours
+// behind it, and the table what remains; but not where the look keeps the levels of a curve.
+//
+// Most of the time goes into colours that follow the curve: `followed`, of the look's curve and curveColor,
+// is asked for them.
 class FollowedCurve;
 BakedTable bake(const Look& look, TableReader reader = TableReader::kLevels,
                 const FollowedCurve* followed = nullptr);
 
 // The parts of bake(), for those who look at a table without making all of it, which takes a thousand times
-// as long as its other parts: the strengths and the curve, without the colours, and a single point's colour,
+// as long as its other parts: the strengths, those and the curve, and a single point's colour,
 // where the look computes each for itself (imported LUTs are fitted to what lies between the points, too).
-BakedTable bakeWithoutColor(const Look& look, TableReader reader);
+BakedTable bakeStrengths(const Look& look, TableReader reader);
+BakedTable bakeWithoutColor(const Look& look, TableReader reader, const FollowedCurve* followed = nullptr);
 bool isPointwise(const Look& look, TableReader reader);
 Yuv bakePoint(const Look& look, const CurveLevels& curve, TableReader reader, std::size_t point,
               const FollowedCurve* followed = nullptr);
@@ -56,8 +67,8 @@ double lookStrength(float fileStrength, bool reversed);
 // stage.
 Yuv followCurve(const CurveLevels& curve, double amount, const Yuv& color);
 
-// followCurve() of one curve, which remembers what it was asked for: to bake a look again whose adjustments alone
-// have changed takes a fifth of the time. May be asked from several threads.
+// followCurve() of one curve, which remembers what it was asked for: to bake a look again whose adjustments
+// alone have changed takes a fifth of the time. May be asked from several threads.
 class FollowedCurve {
 public:
     FollowedCurve(const CurveLevels& curve, double amount);

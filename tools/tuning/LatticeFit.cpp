@@ -8,6 +8,7 @@
 #include <cmath>
 
 #include "tools/tuning/Parallel.h"
+#include "tools/tuning/Shaper.h"
 
 namespace tool {
 
@@ -191,6 +192,53 @@ Columns solveCurves(const std::vector<RgbSample>& samples, const std::vector<dou
     return matrix.ldlt().solve(right);
 }
 
+// --- Colours
+// ----------------------------------------------------------------------------------------------------
+
+struct Weighted {
+    Yuv color;
+    double weight;
+};
+
+// Colours of RGB and a little beyond, where pictures from cameras lie, too; closer together near grey and of
+// more weight there, where most of a photograph is.
+std::vector<Weighted> colorsOfPhotographs(LumaWeights weights) {
+    constexpr int kChroma = 40, kLuma = 85;
+    constexpr double kOutside = 0.02;  // of the range of RGB
+    constexpr double kCommon = 25;     // levels of chroma
+    std::vector<Weighted> colors;
+    for (int i = 0; i < kChroma * kChroma; ++i) {
+        const double a = (i % kChroma + 0.5) / kChroma * 2 - 1, b = (i / kChroma + 0.5) / kChroma * 2 - 1;
+        const double u = 127.5 * a * std::abs(a), v = 127.5 * b * std::abs(b);
+        const double weight = std::abs(a * b) * std::exp(-std::hypot(u, v) / kCommon);
+        for (int luma = 0; luma <= kLuma; ++luma) {
+            const Yuv color = {255.0 * luma / kLuma, 127.5 + u, 127.5 + v};
+            if (inGamut(toRgb(color, weights), kOutside)) {
+                colors.push_back({color, weight});
+            }
+        }
+    }
+    return colors;
+}
+
+// What becomes of a colour that may be a little outside of RGB: what an editor makes of it, which limits its
+// channels, and the rest of its chroma as far as the map keeps chroma there.
+Yuv mapAtEdge(const std::function<Yuv(const Yuv&)>& map, const Yuv& color, LumaWeights weights) {
+    const Rgb rgb = toRgb(color, weights);
+    if (inGamut(rgb)) {
+        return map(color);
+    }
+    constexpr double kInwards = 0.15;
+    const Yuv edge = toYuv(clamped(rgb), weights);
+    const Yuv inner = {edge.y, edge.u + kInwards * (128 - edge.u), edge.v + kInwards * (128 - edge.v)};
+    const Yuv out = map(edge), innerOut = map(inner);
+    const double step = std::hypot(edge.u - inner.u, edge.v - inner.v);
+    const double kept =
+        step < 0.3 ? 1.0 : std::min(1.0, std::hypot(out.u - innerOut.u, out.v - innerOut.v) / step);
+    return {out.y + kept * (color.y - edge.y), out.u + kept * (color.u - edge.u),
+            out.v + kept * (color.v - edge.v)};
+}
+
 // --- Lattices
 // ----------------------------------------------------------------------------------------------------
 
@@ -299,33 +347,28 @@ std::function<Rgb(const Rgb&)> sumOfCurves(const std::vector<LatticeSample>& sam
     };
 }
 
-Lattice latticeBetween(const std::function<Yuv(const Yuv&)>& map, LumaWeights weights) {
-    constexpr int kSteps = 3 * (kSide - 1);
-    constexpr double kOutside = 0.02;  // of the range of RGB
-    const auto level = [](int step) { return 255.0 * step / kSteps; };
-    std::vector<Yuv> inputs;
-    for (int v = 0; v <= kSteps; ++v) {
-        for (int u = 0; u <= kSteps; ++u) {
-            for (int y = 0; y <= kSteps; ++y) {
-                const Yuv in = {level(y), level(u), level(v)};
-                if (inGamut(toRgb(in, weights), kOutside)) {
-                    inputs.push_back(in);
-                }
-            }
-        }
-    }
-    std::vector<LatticeSample> samples(inputs.size());
-    inParallel(inputs.size(), [&](std::size_t i) {
-        const Yuv& in = inputs[i];
-        const Yuv out = map(in);
+Lattice latticeBetween(const std::function<Yuv(const Yuv&)>& map, LumaWeights weights,
+                       const CurveLevels& tones) {
+    const std::vector<Weighted> colors = colorsOfPhotographs(weights);
+    std::vector<LatticeSample> samples(colors.size());
+    inParallel(colors.size(), [&](std::size_t i) {
+        const Yuv& in = colors[i].color;
+        const Yuv out = mapAtEdge(map, in, weights);
         // Differences of vivid colours are seen less: CIEDE2000 divides by the square root of this.
         const double chroma = 1.0 + 0.045 * std::hypot(out.u - 128.0, out.v - 128.0);
         const auto f = [](double value) { return static_cast<float>(value); };
-        samples[i] = {{f(in.y), f(in.u), f(in.v)}, {f(out.y), f(out.u), f(out.v)}, f(1.0 / (chroma * chroma))};
+        samples[i] = {{f(levelAt(tones, in.y)), f(in.u), f(in.v)},
+                      {f(out.y), f(out.u), f(out.v)},
+                      f(colors[i].weight / (chroma * chroma))};
     });
     LatticeFit fit;
-    inParallel(Lattice::kPoints,
-               [&](std::size_t point) { fit.prior.setPoint(point, map(Lattice::levels(point))); });
+    inParallel(Lattice::kPoints, [&](std::size_t point) {
+        const Yuv at = Lattice::levels(point);
+        const double luma = inverseOf(tones, at.y);
+        Yuv out = map({luma, at.u, at.v});
+        out.y += at.y - levelAt(tones, luma);  // beyond the curve's ends
+        fit.prior.setPoint(point, out);
+    });
     fit.pull = 4e-4;
     fit.smooth = 0.0;
     fit.rounds = 0;

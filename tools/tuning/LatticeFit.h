@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tools/tuning/Lattice.h"
+#include "tools/tuning/ToneCurve.h"
 
 namespace tool {
 
@@ -35,9 +36,11 @@ struct LatticeFit {
 std::function<Rgb(const Rgb&)> sumOfCurves(const std::vector<LatticeSample>& samples);
 
 // The lattice between whose points `map` is met best, for the colours that RGB has; where there are none it
-// is near `map` itself; `map` is asked from several threads at once. A lattice of the map's own values at the points errs between them wherever the map
-// bends, and near the edge of RGB, beyond which the map is a convention. Not limited to 0..255.
-Lattice latticeBetween(const std::function<Yuv(const Yuv&)>& map, LumaWeights weights);
+// is near `map` itself; `map` is asked from several threads at once. A lattice of the map's own values at the
+// points errs between them wherever the map bends, and near the edge of RGB, beyond which the map is a
+// convention. Luma goes through `tones`, rising levels, before it is looked up. Not limited to 0..255.
+Lattice latticeBetween(const std::function<Yuv(const Yuv&)>& map, LumaWeights weights,
+                       const CurveLevels& tones = levelsOf({}));
 
 // Every value limited to 0..255, as tables hold them.
 Lattice limited(const Lattice& lattice);

@@ -224,6 +224,10 @@ RgbLut readLutFile(const std::string& name) {
         }
     }
     lut.source = std::filesystem::path(name).filename().string();
+    // As a look's file holds them: the tables of the import are those of every later bake.
+    for (Rgb& color : lut.points) {
+        color = {to16(color.r) / kWhite16, to16(color.g) / kWhite16, to16(color.b) / kWhite16};
+    }
     return lut;
 }
 

@@ -111,7 +111,12 @@ std::string TuningDirectory::platform(bool photo) const {
     return value.substr(0, value.empty() ? 0 : value.size() - 1);  // the library drops the last character
 }
 
-TableReader TuningDirectory::reader() const { return tableReader(platform(true), platform(false)); }
+TableReader TuningDirectory::reader() const {
+    const auto of = [](const IniDocument& set) {
+        return [&set](const char* key) { return set.integer("hvc", key).value_or(0); };
+    };
+    return tableReader(platform(true), of(m_photoSet), platform(false), of(m_frameSet));
+}
 
 std::string TuningDirectory::sceneNames() const {
     std::string names;

@@ -27,8 +27,8 @@ void addDiffering(const DifferingFile& file, const std::string& look, Severity s
             {"HV804", severity, file.name, file.line,
              differs + (file.reason == Reason::kOlder
                             ? ", which was changed after it: pictures still follow the old look"
-                            : " for the back ends in platformSet.ini, but for others: colours and "
-                              "tones come out otherwise than the look says"),
+                            : " for the back ends and switches that there are now, but for others: "
+                              "colours and tones come out otherwise than the look says"),
              "Run `huevance tuning bake`, or let --fix do so."});
     }
 }

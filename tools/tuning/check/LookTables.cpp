@@ -31,7 +31,8 @@ bool holdsCurve(const std::vector<float>& levels, const Look& look, TableReader 
 // Compares `points` of the lattice, spread over all of it.
 bool holdsColors(const std::vector<float>& levels, const Look& look, TableReader reader, std::size_t points) {
     if (!isPointwise(look, reader)) {
-        // The whole table or nothing: a table that came with its look is believed, which keeps the check fast.
+        // The whole table or nothing: a table that came with its look is believed, which keeps the check
+        // fast.
         const bool all = points == Lattice::kPoints;
         const std::vector<float> baked = all ? bake(look, reader).color : levels;
         return std::equal(baked.begin(), baked.end(), levels.begin(), levels.end(), isSame);
@@ -83,7 +84,8 @@ private:
 
     template <typename HoldsFor>
     Reason reasonOf(const TuningFile& file, const HoldsFor& holdsFor) const {
-        for (const TableReader other : {TableReader::kLevels, TableReader::kTexels, TableReader::kBoth}) {
+        for (const TableReader other :
+             {TableReader::kShaped, TableReader::kLevels, TableReader::kTexels, TableReader::kBoth}) {
             if (other != m_reader && holdsFor(other)) {
                 return Reason::kOtherBackEnds;
             }
@@ -112,7 +114,7 @@ void LookTable::checkStrengths() {
         const std::optional<float> held = param.number("hvc", key);
         return held && *held != wanted;
     };
-    const BakedTable baked = bakeWithoutColor(m_look, m_reader);
+    const BakedTable baked = bakeStrengths(m_look, m_reader);
     const std::pair<const char*, float> strengths[] = {{"colorStrength", baked.colorStrength},
                                                        {"satStrength", baked.satStrength},
                                                        {"claheStrength", baked.claheStrength}};
@@ -121,8 +123,7 @@ void LookTable::checkStrengths() {
         const auto& wanted = strength.second;
         if (differs(key, wanted)) {
             const Reason reason = reasonOf(*file, [&](TableReader other) {
-                return !differs(key, bakeWithoutColor(m_look, other).colorStrength) &&
-                       key == strengths[0].first;
+                return !differs(key, bakeStrengths(m_look, other).colorStrength) && key == strengths[0].first;
             });
             const IniLookup found = param.find("hvc", key);
             char number[32];
@@ -154,7 +155,13 @@ bool isBackEnd(const std::string& name) {
 
 std::optional<TableReader> tableReader(const TuningFiles& files) {
     const std::string photo = readMode(files, true).backEnd, frame = readMode(files, false).backEnd;
-    return isBackEnd(photo) && isBackEnd(frame) ? std::optional(tableReader(photo, frame)) : std::nullopt;
+    if (!isBackEnd(photo) || !isBackEnd(frame)) {
+        return std::nullopt;
+    }
+    const auto of = [&files](const char* name) {
+        return [&set = files.ini(name)](const char* key) { return set.integer("hvc", key).value_or(0); };
+    };
+    return tableReader(photo, of("photoSet.ini"), frame, of("frameSet.ini"));
 }
 
 std::vector<DifferingFile> differingFiles(const TuningFiles& files, int table, const Look& look,
