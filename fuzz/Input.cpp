@@ -32,8 +32,11 @@ std::string memoryFile(const std::uint8_t* data, std::size_t size) {
     return "/proc/self/fd/" + std::to_string(descriptor);
 }
 
-void begin() {
-    sim_log_set_sink([](void*, int, const char*, const char*) {}, nullptr);
+void require(bool holds, const std::string& what) {
+    if (!holds) {
+        std::fprintf(stderr, "%s\n", what.c_str());
+        std::abort();
+    }
 }
 
 void closeLeftOpen() {
@@ -43,6 +46,12 @@ void closeLeftOpen() {
 }
 
 }  // namespace fuzz
+
+// Once, at the start: drops the library's log lines, whose texts would drown the fuzzer's own.
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    sim_log_set_sink([](void*, int, const char*, const char*) {}, nullptr);
+    return 0;
+}
 
 // The linker sends the calls of the library, and the one above, through here.
 extern "C" {

@@ -46,11 +46,6 @@ void live(const test::TuningDir& dir, int mode, int dataBit) {
 // On purpose algoInitHandle neither frees nor hands out a handle object whose set-up failed.
 extern "C" const char* __asan_default_options() { return "detect_leaks=0"; }
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    fuzz::begin();
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const test::TuningDir dir, cache;
     const std::string input(reinterpret_cast<const char*>(data), size);

@@ -4,11 +4,6 @@
 #include "fuzz/Input.h"
 #include "gpu/ProgramCache.h"
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    fuzz::begin();
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string bytes(reinterpret_cast<const char*>(data), size);
     for (const auto& binary : gpu::getBinariesFromCache(fuzz::memoryFile(data, size).c_str())) {

@@ -112,11 +112,6 @@ void processFrame(const AlgoApi& api, void* handle, const RoiInfo& roi, std::vec
 // checker stops the process to see that. tests/faults count blocks.
 extern "C" const char* __asan_default_options() { return "detect_leaks=0"; }
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    fuzz::begin();
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     FuzzedDataProvider in(data, size);
     static AlgoApi api;

@@ -5,11 +5,6 @@
 #include "fuzz/Input.h"
 #include "jni/algocommon/IniReader.h"
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    fuzz::begin();
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string path = fuzz::memoryFile(data, size);
     for (const char* section : {"hvc", ""}) {

@@ -1,7 +1,5 @@
 // What the host program takes as its input: the first byte chooses a look, raw frames or, by its content, a
 // picture or Y4M, which is a mask as well; the rest is the file. It is read, or refused with a reason.
-#include <cstdio>
-#include <cstdlib>
 
 #include "fuzz/Input.h"
 #include "tests/support/TuningDir.h"
@@ -11,16 +9,11 @@
 
 namespace {
 
+using fuzz::require;
+
 constexpr int kMostFrames = 4;
 // Of pictures: larger ones take long, and nothing but time.
 constexpr int kMostSamples = 1 << 22;
-
-void require(bool holds, const char* what) {
-    if (!holds) {
-        std::fprintf(stderr, "%s\n", what);
-        std::abort();
-    }
-}
 
 void readLookText(const std::string& text) {
     const tool::Look look = tool::parseLook(text, "look0.json");
@@ -51,11 +44,6 @@ void readFrames(const std::string& name, const tool::FrameOptions& options) {
 }
 
 }  // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    fuzz::begin();
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size == 0) {

@@ -1,7 +1,5 @@
 // `huevance lut import` over any file: the first byte chooses the ending, the rest is the file. It is read as
 // a LUT whose every colour is within RGB, or refused with a reason.
-#include <cstdio>
-#include <cstdlib>
 #include <iterator>
 
 #include "fuzz/Input.h"
@@ -11,26 +9,16 @@
 
 namespace {
 
+using fuzz::require;
+
 // In the order of the corpus files' first bytes, 'a' and up.
 constexpr const char* kEndings[] = {"cube",   "3dl",  "clf", "ctf", "csp", "spi1d", "spi3d",
                                     "spimtx", "look", "vf",  "lut", "cub", "cdl",   "cc",
                                     "ccc",    "itx",  "mga", "hdl", "png", "icc"};
 
-void require(bool holds, const char* what) {
-    if (!holds) {
-        std::fprintf(stderr, "%s\n", what);
-        std::abort();
-    }
-}
-
 bool within(double value) { return value >= 0.0 && value <= 1.0; }
 
 }  // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    fuzz::begin();
-    return 0;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size == 0) {

@@ -1,22 +1,19 @@
 // `huevance tuning check` over any tuning directory: the input is the files, one after another, separated by
-// lines of
-// "--". Whatever they hold, the check says something printable about lines that there are, reads each key as
-// the library does, and has nothing left to mend after it mended.
+// lines of "--". Whatever they hold, the check says something printable about lines that there are, and has
+// nothing left to mend after it mended.
 #include <algorithm>
 #include <array>
-#include <cstdio>
-#include <cstdlib>
 #include <set>
 #include <string_view>
 
 #include "fuzz/Input.h"
-#include "jni/algocommon/IniReader.h"
 #include "tests/support/TuningDir.h"
 #include "tools/tuning/TuningFiles.h"
-#include "tools/tuning/TuningKeys.h"
 #include "tools/tuning/check/Check.h"
 
 namespace {
+
+using fuzz::require;
 
 // A file that the input does not have is missing.
 constexpr std::array kFiles = {"platformSet.ini", "photoSet.ini", "frameSet.ini", "param0.ini", "param1.ini",
@@ -25,13 +22,6 @@ constexpr std::size_t kText = 5;  // the first ones
 constexpr std::string_view kSeparator = "\n--\n";
 // Of tables: right, short, as bytes, as doubles, and of two tables.
 constexpr std::array<std::size_t, 8> kSizes = {1024, 49152, 1000, 256, 2048, 12288, 98304, 0};
-
-void require(bool holds, const char* what) {
-    if (!holds) {
-        std::fprintf(stderr, "%s\n", what);
-        std::abort();
-    }
-}
 
 // An input is shorter than a table: its bytes again and again, to a size that the first one chooses.
 std::string tableOf(const std::string& pattern) {
@@ -58,19 +48,6 @@ void writeFiles(const test::TuningDir& dir, const std::string& input) {
     }
 }
 
-void compareReaders(const test::TuningDir& dir) {
-    const tool::TuningFiles files(dir.path());
-    for (const auto& [name, file] : files.all()) {
-        for (const tool::TuningKey& key : tool::keysOfFile(name)) {
-            char value[kIniLineLength] = {};
-            const bool found =
-                readIniKeyStr(key.section, key.name, (dir.path() + "/" + name).c_str(), value) == 0;
-            const tool::IniLookup lookup = files.ini(name).find(key.section, key.name);
-            require(lookup.found() == found && lookup.value == value, "the readers differ");
-        }
-    }
-}
-
 std::string all(const tool::Findings& findings, const test::TuningDir& dir) {
     std::string text;
     const tool::TuningFiles files(dir.path());
@@ -92,15 +69,9 @@ std::string all(const tool::Findings& findings, const test::TuningDir& dir) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    fuzz::begin();
-    return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static test::TuningDir dir;
     writeFiles(dir, std::string(reinterpret_cast<const char*>(data), size));
-    compareReaders(dir);
     for (const tool::CheckedMode mode : {tool::CheckedMode::kPhoto, tool::CheckedMode::kFrame}) {
         all(tool::checkTuning(dir.path(), {.size = tool::Size{64, 48}, .mode = mode, .backEnd = "OGL"}), dir);
     }

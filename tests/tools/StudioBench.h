@@ -55,23 +55,4 @@ struct StudioBench {
     std::unique_ptr<tool::Studio> studio;
 };
 
-// Asks whatever a fuzzer makes up: the first line is method and target, the rest the body, in which "@D"
-// stands for the document as it was opened.
-class StudioProbe {
-public:
-    StudioProbe();
-    // What is wrong with the answer or with what was touched; empty when nothing is. The answer is one that
-    // the page understands, nothing beside the directory and the photos is touched, and only a save changes
-    // the directory.
-    std::string ask(const std::string& input);
-
-private:
-    void restore();
-
-    StudioBench m_bench;
-    std::string m_document;
-    std::map<std::string, std::string> m_files;
-    Watch m_watch;
-};
-
 }  // namespace test
