@@ -11,7 +11,6 @@ import fixture  # noqa: E402
 from access_test import *  # noqa: E402, F401, F403
 from edits_test import *  # noqa: E402, F401, F403
 from session_test import *  # noqa: E402, F401, F403
-from stranger_test import *  # noqa: E402, F401, F403
 
 if __name__ == "__main__":
     with fixture.shared(os.path.abspath(sys.argv.pop(1))):

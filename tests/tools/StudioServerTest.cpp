@@ -31,22 +31,14 @@ public:
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
         posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
-        Words words = join({HUEVANCE_BINARY_DIR "/huevance", "studio"}, arguments);
+        Words words =
+            join({"env", "TMPDIR=" + temporary, HUEVANCE_BINARY_DIR "/huevance", "studio"}, arguments);
         std::vector<char*> pointers;
         for (std::string& word : words) {
             pointers.push_back(word.data());
         }
         pointers.push_back(nullptr);
-        const std::string variable = "TMPDIR=" + temporary;
-        std::vector<char*> variables = {const_cast<char*>(variable.c_str())};
-        for (char** one = environ; *one != nullptr; ++one) {
-            if (std::string(*one).rfind("TMPDIR=", 0) != 0) {
-                variables.push_back(*one);
-            }
-        }
-        variables.push_back(nullptr);
-        EXPECT_EQ(posix_spawn(&m_process, pointers[0], &actions, nullptr, pointers.data(), variables.data()),
-                  0);
+        EXPECT_EQ(posix_spawnp(&m_process, "env", &actions, nullptr, pointers.data(), environ), 0);
         posix_spawn_file_actions_destroy(&actions);
         close(out[1]);
         for (char c = 0; read(out[0], &c, 1) == 1 && c != '\n';) {
@@ -106,58 +98,84 @@ struct StudioServerTest : testing::Test {
         ASSERT_EQ(bench.run({"tuning", "new", tuning, "--looks", "food"}).exitCode, 0);
         picture = bench.write("a.png", encodePng(solid(64, 48, 200, 100, 50)));
     }
-    // With the token unless `token` says otherwise.
-    static std::string request(const Running& running, const std::string& line, const std::string& more = "",
-                               const std::string& body = "") {
-        return line + " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(running.port()) +
-               "\r\nX-Huevance-Token: " + running.token() + "\r\n" + more + "\r\n" + body;
+    // To the studio's own host and with its token, unless `headers` have others.
+    static std::string request(const Running& running, const std::string& line,
+                               const std::string& headers = "", const std::string& body = "") {
+        std::string text = line + " HTTP/1.1\r\n";
+        if (headers.find("Host:") == std::string::npos) {
+            text += "Host: 127.0.0.1:" + std::to_string(running.port()) + "\r\n";
+        }
+        if (headers.find("Token:") == std::string::npos) {
+            text += "X-Huevance-Token: " + running.token() + "\r\n";
+        }
+        return text + headers + (headers.empty() ? "\r\n" : "\r\n\r\n") + body;
     }
 };
 
 TEST_F(StudioServerTest, AnswersOnlyWhatItShould) {
     Running running({tuning, picture, "--no-browser"}, temporary.path());
     ASSERT_THAT(running.line(),
-                testing::MatchesRegex("http://127\\.0\\.0\\.1:[0-9]+/\\?token=[A-Za-z0-9_-]+"));
-    EXPECT_GE(running.token().size(), 22U);
-    const std::string port = std::to_string(running.port());
-    struct Row {
-        std::string bytes;
+                testing::MatchesRegex("http://127\\.0\\.0\\.1:[0-9]+/\\?token=[A-Za-z0-9_-]{32}"));
+    const std::string port = ":" + std::to_string(running.port()), host = "127.0.0.1" + port;
+    const std::string token = running.token(), none = "X-Huevance-Token: ", length = "Content-Length: ";
+    const std::string wrong = token.substr(0, 31) + (token.back() == 'A' ? "B" : "A");
+    const std::string most(std::size_t{64} << 20U, ' '), rgb = R"({"rgb": [1,2,3]})";
+    const struct {
+        std::string line, headers;
         const char* status;
-    };
-    const std::string large(67'200'000, ' ');
-    const Row rows[] = {
-        {request(running, "GET /?token=" + running.token()), "200"},
-        {request(running, "GET /?token=" + running.token() + "x"), "403"},
-        {request(running, "GET /"), "403"},
-        {request(running, "GET /api/open"), "200"},
-        {request(running, "HEAD /api/open"), "200"},
-        {"GET /api/open HTTP/1.1\r\nHost: 127.0.0.1:" + port + "\r\n\r\n", "403"},
-        {"GET /api/open HTTP/1.1\r\nX-Huevance-Token: " + running.token() + "\r\n\r\n", "403"},
-        {"GET /api/open HTTP/1.1\r\nHost: example.org\r\nX-Huevance-Token: " + running.token() + "\r\n\r\n",
-         "403"},
-        {request(running, "GET /api/open", "Host: example.org\r\n"), "403"},
-        {request(running, "GET /api/open", "Origin: http://example.org\r\n"), "403"},
-        {request(running, "GET /assets/../../../../etc/passwd"), "404"},
-        {request(running, "GET /assets/%2e%2e%2fa.png"), "404"},
-        {request(running, "GET /assets/index.html%00.png"), "404"},
-        {request(running, "GET /favicon.ico"), "204"},
-        {request(running, "POST /api/pick", "Content-Length: 16\r\n", R"({"rgb": [1,2,3]})"), "200"},
-        {request(running, "POST /api/pick", "Transfer-Encoding: chunked\r\n",
-                 "10\r\n{\"rgb\": [1,2,3]}\r\n0\r\n\r\n"),
-         "411"},
-        {request(running, "POST /api/pick"), "411"},
-        {request(running, "POST /api/pick", "Content-Length: 67200000\r\n", large), "413"},
-        {"POST /api/pick HTTP/1.1\r\nHost: 127.0.0.1:" + port + "\r\nContent-Length: 3\r\n\r\n{}\n", "403"},
-        {request(running, "PUT /api/save", "Content-Length: 2\r\n", "{}"), "405"},
-        {request(running, "OPTIONS /api/save", "Origin: http://example.org\r\n"), "403"}};
-    for (const Row& row : rows) {
-        const std::string answer = running.send(row.bytes);
-        EXPECT_THAT(answer.substr(0, 80), StartsWith(std::string("HTTP/1.1 ") + row.status))
-            << row.bytes.substr(0, 300);
-        EXPECT_THAT(answer, HasSubstr("Content-Security-Policy: default-src 'self'"))
-            << row.bytes.substr(0, 300);
-        EXPECT_THAT(answer, HasSubstr("X-Content-Type-Options: nosniff"));
+        std::string body = "";
+    } visitors[] = {{"GET /?token=" + token, none, "200"},
+                    {"GET /", "", "403"},
+                    {"GET /?token=" + wrong, "", "403"},
+                    {"GET /?token=" + token.substr(0, 31), "", "403"},
+                    {"GET /?token=" + token + "6", "", "403"},
+                    {"GET /api/open", "", "200"},
+                    {"HEAD /api/open", "", "200"},
+                    {"GET /api/open?token=" + token, none, "403"},
+                    {"GET /api/open", none + wrong, "403"},
+                    {"GET /api/", none, "403"},
+                    {"GET /assets/studio.css", none, "200"},
+                    {"GET /assets/studio.css", "Host: tuning.example" + port, "403"},
+                    {"GET /assets/studio.css", "Origin: http://tuning.example", "403"},
+                    {"GET /assets/../../../../etc/passwd", "", "404"},
+                    {"GET /assets/%2e%2e%2fa.png", "", "404"},
+                    {"GET /assets/index.html%00.png", "", "404"},
+                    {"GET /favicon.ico", none, "204"},
+                    {"GET /api/open", "Host: localhost" + port, "200"},
+                    {"GET /api/open", "Host: 127.0.0.1", "403"},
+                    {"GET /api/open", "Host: 127.0.0.1:1", "403"},
+                    {"GET /api/open", "Host: tuning.example" + port, "403"},
+                    {"GET /api/open", "Host: ", "403"},
+                    {"GET /api/open", "Host: " + host + "\r\nHost: " + host, "403"},
+                    {"GET /api/open", "Origin: http://" + host, "200"},
+                    {"GET /api/open", "Origin: http://localhost" + port, "200"},
+                    {"GET /api/open", "Origin: https://" + host, "403"},
+                    {"GET /api/open", "Origin: http://" + host + ".example", "403"},
+                    {"GET /api/open", "Origin: null", "403"},
+                    {"POST /api/pick", length + "16", "200", rgb},
+                    {"POST /api/pick", length + "16\r\nOrigin: http://" + host + "\r\n" + none, "403", rgb},
+                    {"POST /api/pick", length + "16\r\nOrigin: http://tuning.example", "403", rgb},
+                    {"POST /api/pick", "", "411"},
+                    {"POST /api/pick", length + "2x", "411", "{}"},
+                    {"POST /api/pick", "Transfer-Encoding: chunked", "411", "10\r\n" + rgb + "\r\n0\r\n\r\n"},
+                    {"POST /api/pick", length + "16\r\nTransfer-Encoding: chunked", "411", rgb},
+                    {"POST /api/pick", length + "67108864", "400", most},
+                    {"POST /api/pick", length + "67108865", "413", most + " "},
+                    {"PUT /api/save", length + "2", "405", "{}"},
+                    {"OPTIONS /api/open", "", "405"},
+                    {"OPTIONS /api/save", "Origin: http://tuning.example", "403"}};
+    for (const auto& [line, headers, status, body] : visitors) {
+        SCOPED_TRACE(line + " " + headers);
+        const std::string answer = running.send(request(running, line, headers, body));
+        EXPECT_THAT(answer.substr(0, 80), StartsWith(std::string("HTTP/1.1 ") + status));
+        for (const char* const safety :
+             {"Content-Security-Policy: default-src 'self'", "frame-ancestors 'none'", "form-action 'none'",
+              "X-Content-Type-Options: nosniff", "X-Frame-Options: DENY", "Cache-Control: no-store",
+              "Referrer-Policy: no-referrer", "Cross-Origin-Resource-Policy: same-origin"}) {
+            EXPECT_THAT(answer, HasSubstr(safety));
+        }
         EXPECT_EQ(answer.find("Access-Control"), std::string::npos);
+        EXPECT_TRUE(*status < '4' || answer.find("{\"error\":") != std::string::npos);
     }
     EXPECT_THAT(running.send("nonsense\r\n\r\n"), testing::AnyOf(IsEmpty(), StartsWith("HTTP/1.1 400")));
     // Those who say nothing keep nobody waiting.
@@ -182,7 +200,7 @@ TEST_F(StudioServerTest, EndsWithinARequestAndLeavesNothing) {
     const std::string body = nlohmann::json({{"document", document}, {"photo", 0}, {"table", 0}}).dump();
     const int socket = running.connected();
     const std::string bytes =
-        request(running, "POST /api/render", "Content-Length: " + std::to_string(body.size()) + "\r\n", body);
+        request(running, "POST /api/render", "Content-Length: " + std::to_string(body.size()), body);
     EXPECT_EQ(::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
     std::this_thread::sleep_for(std::chrono::milliseconds(60));
     EXPECT_EQ(running.end(SIGTERM), 0);
@@ -200,6 +218,7 @@ TEST_F(StudioServerTest, NeedsADirectoryAndAFreePort) {
     // Without a wish the port is the directory's own, and another one when that is taken.
     Running second({tuning, picture, "--no-browser"}, temporary.path());
     EXPECT_NE(second.port(), running.port());
+    EXPECT_NE(second.token(), running.token());
     EXPECT_EQ(second.end(SIGTERM), 0);
     EXPECT_EQ(running.end(SIGHUP), 0);
     Running again({tuning, picture, "--no-browser"}, temporary.path());
