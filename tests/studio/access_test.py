@@ -91,8 +91,7 @@ return wrong;
 
 class Access(fixture.Test):
     def test_audit(self):
-        directory = self.tuning("neutral,food")
-        page = self.open(directory, *PHOTOS)
+        page = self.open(self.tuning("neutral,food"), *PHOTOS)
         for width, height, scheme in VIEWS:
             with self.subTest(width=width, scheme=scheme):
                 self.driver.execute_cdp_cmd("Emulation.setDeviceMetricsOverride",

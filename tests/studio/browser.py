@@ -144,6 +144,10 @@ class Page:
               document.querySelector(`[aria-label=${name}]`)?.dataset.revision ?? 0) > 0;
             return stage.getAttribute("aria-busy") === "false" && shown("After") && shown("Before");"""), "pictures")
 
+    def save(self):
+        self.button("Save").click()
+        until(lambda: self.state == "Saved", "saving")
+
     @contextlib.contextmanager
     def new_picture(self):
         before = self.revision

@@ -23,6 +23,7 @@ def shared(program):
 class Test(unittest.TestCase):
     def setUp(self):
         self.folder = tempfile.mkdtemp()
+        self.directory = os.path.join(self.folder, "tuning")
         self.addCleanup(shutil.rmtree, self.folder)
 
     @property
@@ -34,9 +35,8 @@ class Test(unittest.TestCase):
         return _shared["driver"]
 
     def tuning(self, looks, *arguments):
-        directory = os.path.join(self.folder, "tuning")
-        self.tool("tuning", "new", directory, "--looks", looks, *arguments)
-        return directory
+        self.tool("tuning", "new", self.directory, "--looks", looks, *arguments)
+        return self.directory
 
     def serve(self, directory, *photos, **how):
         studio = Studio(self.tool, directory, *photos, **how).__enter__()
@@ -49,10 +49,17 @@ class Test(unittest.TestCase):
         self.addCleanup(page.driver.get, "about:blank")
         return page
 
-    def look(self, directory, name):
-        return next(look for look in (json.loads(file.read_text()) for file in pathlib.Path(directory).glob("look*.json")) if look["name"] == name)
+    def contents(self):
+        """Every file of the tuning."""
+        return {file.name: file.read_bytes() for file in pathlib.Path(self.directory).iterdir()}
 
-    def looks(self, directory):
+    def look(self, name):
+        return next(look for look in self.tables() if look["name"] == name)
+
+    def looks(self):
         """Names in the order of their tables."""
-        files = sorted(pathlib.Path(directory).glob("look*.json"), key=lambda file: int(file.stem[4:]))
-        return [json.loads(file.read_text())["name"] for file in files]
+        return [look["name"] for look in self.tables()]
+
+    def tables(self):
+        files = sorted(pathlib.Path(self.directory).glob("look*.json"), key=lambda file: int(file.stem[4:]))
+        return [json.loads(file.read_text()) for file in files]

@@ -1,5 +1,4 @@
 """Sessions as a tuning engineer has them."""
-import hashlib
 import json
 import os
 import pathlib
@@ -17,22 +16,16 @@ from browser import SAMPLES, Page, Studio, cube, png, until
 PORTRAIT, STILL_LIFE = (os.path.join(SAMPLES, name) for name in ("portrait.jpg", "still_life.jpg"))
 
 
-def contents(directory):
-    """Every file's digest."""
-    return {path.name: hashlib.sha256(path.read_bytes()).hexdigest() for path in pathlib.Path(directory).iterdir()}
-
-
 class WholeSession(fixture.Test):
     """From opening to a saved tuning, which `run` then follows."""
 
     def test_session(self):
-        directory = self.tuning("neutral,food,night")
-        before, names = contents(directory), self.looks(directory)
-        page = self.open(directory, PORTRAIT, STILL_LIFE)
+        page = self.open(self.tuning("neutral,food,night"), PORTRAIT, STILL_LIFE)
+        before, names = self.contents(), self.looks()
         self.assertEqual(page.state, "Saved")
         self.assertEqual(page.scenes, names)
         opened = page.pixels()
-        numpy.testing.assert_array_equal(opened, self.tool.pixels(PORTRAIT, "-t", directory, "--scene", "neutral"))
+        numpy.testing.assert_array_equal(opened, self.tool.pixels(PORTRAIT, "-t", self.directory, "--scene", "neutral"))
 
         with page.new_picture():
             page.drag_curve((96, 96), (96, 130))
@@ -65,21 +58,20 @@ class WholeSession(fixture.Test):
         with page.new_picture():
             page.drop(("warm.cube", cube(change=lambda r, g, b: (r, 0.9 * g, 0.7 * b))))
         self.assertIn("LUT", page.driver.find_element(By.CSS_SELECTOR, ".adjustments").text)
-        self.assertEqual(contents(directory), before, "nothing on the disk may change before Save")
+        self.assertEqual(self.contents(), before, "nothing on the disk may change before Save")
         shown = page.pixels()
         page.chord(Keys.CONTROL, "s")
         until(lambda: page.state == "Saved", "saving")
 
-        self.assertEqual(self.looks(directory), [*names, "beach"])
-        listed = json.loads(self.tool("tuning", "check", directory, "--json"))
-        self.assertEqual(listed["findings"], [])
+        self.assertEqual(self.looks(), [*names, "beach"])
+        self.assertEqual(json.loads(self.tool("tuning", "check", self.directory, "--json"))["findings"], [])
         page.settled()
         numpy.testing.assert_array_equal(page.pixels(), shown)
         for scene in ("beach", "7"):  # host scene number 7
-            numpy.testing.assert_array_equal(shown, self.tool.pixels(PORTRAIT, "-t", directory, "--scene", scene))
+            numpy.testing.assert_array_equal(shown, self.tool.pixels(PORTRAIT, "-t", self.directory, "--scene", scene))
         page.keys("]")
         page.settled()
-        numpy.testing.assert_array_equal(page.pixels(), self.tool.pixels(STILL_LIFE, "-t", directory, "--scene", "beach"))
+        numpy.testing.assert_array_equal(page.pixels(), self.tool.pixels(STILL_LIFE, "-t", self.directory, "--scene", "beach"))
         self.assertEqual(page.problems(), [])
 
     def check_scenes(self, page):
@@ -106,35 +98,13 @@ class KeptWork(fixture.Test):
         with page.new_picture():
             page.slide("Colour strength", value)
 
-    def test_reload_keeps_work_and_history(self):
-        directory = self.tuning("neutral,food")
-        page = self.open(directory, PORTRAIT)
-        original = page.pixels()
-        page.drop(("a.cube", cube(9)))  # long texts are stored apart
-        until(lambda: page.state == "Unsaved changes", "the import")
-        for value in (0.9, 0.5, 0.2):
-            self.edit(page, value)
-        edited = page.pixels()
-        page.driver.refresh()
-        page.settled()
-        self.assertEqual(page.state, "Unsaved changes")
-        numpy.testing.assert_array_equal(page.pixels(), edited)
-        for _ in range(4):
-            page.button("Undo").click()
-        page.settled()
-        self.assertEqual(page.state, "Saved")
-        numpy.testing.assert_array_equal(page.pixels(), original)
-        page.button("Redo").click()
-        page.button("Revert").click()
-        self.assertEqual(page.state, "Saved")
-        page.button("Undo").click()
-        self.assertEqual(page.state, "Unsaved changes")
-
-    def test_restart_keeps_a_long_history(self):
-        directory = self.tuning("neutral")
-        first = Studio(self.tool, directory, PORTRAIT)
+    def test_reload_and_restart_keep_work_and_history(self):
+        first = Studio(self.tool, self.tuning("neutral"), PORTRAIT)
         with first:
             page = Page(self.driver, first)
+            original = page.pixels()
+            page.drop(("a.cube", cube(9)))  # long texts are stored apart
+            until(lambda: page.state == "Unsaved changes", "the import")
             page.script("""
                 const slider = document.querySelector("[aria-label='Colour strength']");
                 for (let i = 1; i <= 150; ++i) {
@@ -143,23 +113,30 @@ class KeptWork(fixture.Test):
                 }""")
             page.settled()
             edited = page.pixels()
-        again = self.serve(directory, PORTRAIT, arguments=("--port", str(first.port)))
-        self.assertNotEqual(first.token, again.token)
+            page.driver.refresh()
+            page.settled()
+            self.assertEqual(page.state, "Unsaved changes")
+            numpy.testing.assert_array_equal(page.pixels(), edited)
+        again = self.serve(self.directory, PORTRAIT, arguments=("--port", str(first.port)))
         page = Page(self.driver, again)
         self.addCleanup(page.driver.get, "about:blank")
         numpy.testing.assert_array_equal(page.pixels(), edited)
-        page.script("for (let i = 0; i < 150; ++i) document.querySelector('#undo').click()")
+        page.script("for (let i = 0; i < 151; ++i) document.querySelector('#undo').click()")
+        page.settled()
         self.assertEqual(page.state, "Saved")
         self.assertFalse(page.button("Undo").is_enabled())
+        numpy.testing.assert_array_equal(page.pixels(), original)
+        for press, state in (("Redo", "Unsaved changes"), ("Revert", "Saved"), ("Undo", "Unsaved changes")):
+            page.button(press).click()
+            self.assertEqual(page.state, state)
 
     def test_disk_changes_while_away(self):
-        directory = self.tuning("neutral,food")
-        page = self.open(directory, PORTRAIT)
+        page = self.open(self.tuning("neutral,food"), PORTRAIT)
         for answer, mine, disk, shown in (("Keep my work", 0.5, 0.75, "0.50"), ("Load what is on the disk", 0.6, 0.25, "0.25")):
             with self.subTest(answer):
                 self.edit(page, mine)
                 page.driver.get("about:blank")
-                self.tool("look", "set", directory, "--scene", "neutral", f"colorStrength={disk}")
+                self.tool("look", "set", self.directory, "--scene", "neutral", f"colorStrength={disk}")
                 page.driver.get(self.studio.url)
                 page.settled()
                 self.assertIn("the directory has changed on the disk", page.notices[0])
@@ -168,68 +145,60 @@ class KeptWork(fixture.Test):
                 until(lambda: page.named("Colour strength, number").get_attribute("value") == shown, answer)
                 page.settled()
                 self.assertEqual(page.button("Save").is_enabled(), answer == "Keep my work")
-                if page.button("Save").is_enabled():
-                    page.button("Save").click()
-                until(lambda: page.state == "Saved", "saving")
+                if answer == "Keep my work":
+                    page.save()
+                self.assertEqual(page.state, "Saved")
                 self.assertEqual(page.notices, [])
 
     def test_undo_beyond_a_save(self):
-        directory = self.tuning("neutral,food,vivid")
-        before = contents(directory)
-        page = self.open(directory, PORTRAIT)
-        names = page.scenes
+        page = self.open(self.tuning("neutral,food,vivid"), PORTRAIT)
+        before, names = self.contents(), page.scenes
         for press, left in ((("Remove scene",), names[1:]), (("Undo",), names), (("Redo", "Add scene", "Undo"), names[1:]), (("Undo",), names)):
             with self.subTest(press=press):
                 page.choose_scene(page.scenes[0])
                 for name in press:
                     page.button(name).click()
-                page.button("Save").click()
-                until(lambda: page.state == "Saved", "saving")
-                self.assertEqual(self.looks(directory), left)
-                self.assertEqual(json.loads(self.tool("tuning", "check", directory, "--json"))["findings"], [])
-        self.assertEqual(contents(directory), before)
+                page.save()
+                self.assertEqual(self.looks(), left)
+                self.assertEqual(json.loads(self.tool("tuning", "check", self.directory, "--json"))["findings"], [])
+        self.assertEqual(self.contents(), before)
 
     def test_two_tabs_save(self):
-        directory = self.tuning("neutral,food")
-        first = self.open(directory, PORTRAIT)
+        first = self.open(self.tuning("neutral,food"), PORTRAIT)
         windows = first.driver.current_window_handle
         self.edit(first, 0.5)
         first.driver.switch_to.new_window("tab")
         second = Page(first.driver, self.studio)
         self.assertEqual(second.state, "Saved", "a tab does not take another one's work")
         self.edit(second, 0.8)
-        second.button("Save").click()
-        until(lambda: second.state == "Saved", "saving")
+        second.save()
         second.driver.close()
         first.driver.switch_to.window(windows)
         first.button("Save").click()
         until(lambda: any("Replace it with mine" in note.text for note in first.driver.find_elements(By.CSS_SELECTOR, ".notice")), "the refusal")
         self.assertEqual(first.state, "Unsaved changes")
-        self.assertEqual(self.look(directory, "neutral")["colorStrength"], 0.8)
+        self.assertEqual(self.look("neutral")["colorStrength"], 0.8)
         first.button("Replace it with mine").click()
         until(lambda: first.state == "Saved", "saving")
-        self.assertEqual(self.look(directory, "neutral")["colorStrength"], 0.5)
+        self.assertEqual(self.look("neutral")["colorStrength"], 0.5)
 
     def test_directory_vanishes(self):
-        directory = self.tuning("neutral,food")
-        page = self.open(directory, PORTRAIT)
+        page = self.open(self.tuning("neutral,food"), PORTRAIT)
         self.edit(page)
-        shutil.move(directory, directory + ".away")
+        shutil.move(self.directory, self.folder + "/away")
         page.button("Save").click()
         until(lambda: page.notices, "the refusal")
         self.assertEqual(page.state, "Unsaved changes")
-        self.assertFalse(os.path.exists(directory))
-        shutil.move(directory + ".away", directory)
-        page.button("Save").click()
-        until(lambda: page.state == "Saved", "saving")
+        self.assertFalse(os.path.exists(self.directory))
+        shutil.move(self.folder + "/away", self.directory)
+        page.save()
 
 
 class Looking(fixture.Test):
     """Views, back ends, and pictures that follow."""
 
     def test_views(self):
-        directory = self.tuning("neutral,food")
-        page = self.open(directory, PORTRAIT)
+        page = self.open(self.tuning("neutral,food"), PORTRAIT)
         split = page.named("Divider between before and after")
         split.send_keys(Keys.HOME, Keys.ARROW_RIGHT)
         self.assertEqual(split.get_attribute("aria-valuenow"), "2")
@@ -251,7 +220,7 @@ class Looking(fixture.Test):
         self.assertEqual(page.named("After").rect, box)
 
         stages = pathlib.Path(self.folder, "stages")
-        self.tool("stages", PORTRAIT, "-t", directory, "-o", stages)
+        self.tool("stages", PORTRAIT, "-t", self.directory, "-o", stages)
         files = sorted(file for file in stages.glob("[0-9]_*.png") if not file.stem.endswith("_difference"))
         self.assertEqual([file.stem for file in files], ["0_input", "1_clahe", "2_curve", "4_table"])
         for file in (*files, None):
@@ -273,8 +242,7 @@ class Looking(fixture.Test):
         self.assertEqual(page.problems(), [])
 
     def test_picked_colour_is_moved(self):
-        directory = self.tuning("neutral")
-        page = self.open(directory, STILL_LIFE)
+        page = self.open(self.tuning("neutral"), STILL_LIFE)
         page.keys("p")
         page.keys(*[Keys.ARROW_DOWN] * 60, Keys.ENTER)  # from the cup down to the table
         hue = until(lambda: page.driver.find_elements(By.CSS_SELECTOR, '[aria-label="Selective colour: Hue, number"]'), "the adjustment")[0]
@@ -289,11 +257,10 @@ class Looking(fixture.Test):
         self.assertEqual(page.problems(), [])
 
     def test_detail_is_the_full_picture(self):
-        directory = self.tuning("vivid")
         photo = os.path.join(self.folder, "large.jpg")
         self.tool("convert", STILL_LIFE, photo, "--megapixels", 2.5)
-        page = self.open(directory, photo)
-        full = self.tool.pixels(photo, "-t", directory)
+        page = self.open(self.tuning("vivid"), photo)
+        full = self.tool.pixels(photo, "-t", self.directory)
         self.assertLess(page.pixels().shape[1], full.shape[1])
         page.keys("z")
         for _ in range(2):
@@ -304,12 +271,11 @@ class Looking(fixture.Test):
             page.driver.find_element(By.ID, "stage").send_keys(Keys.ARROW_RIGHT, Keys.ARROW_DOWN)
 
     def test_mask(self):
-        directory = self.tuning("neutral", "--protect", "skin")
-        page = self.open(directory, PORTRAIT)
+        page = self.open(self.tuning("neutral", "--protect", "skin"), PORTRAIT)
         page.keys("m")
         mask = page.driver.find_element(By.CSS_SELECTOR, ".overlay-mask")
         until(lambda: mask.is_displayed() and int(mask.get_attribute("width")) > 1, "the mask")
-        self.tool("stages", PORTRAIT, "-t", directory, "-o", os.path.join(self.folder, "stages"))
+        self.tool("stages", PORTRAIT, "-t", self.directory, "-o", os.path.join(self.folder, "stages"))
         wanted = numpy.asarray(Image.open(os.path.join(self.folder, "stages", "mask.png")).convert("L"))
         strength = page.canvas(mask)[:, :, 3]
         numpy.testing.assert_allclose(strength, 0.65 * wanted, atol=1)
@@ -330,8 +296,7 @@ class Looking(fixture.Test):
         page.keys(Keys.ESCAPE)
 
     def test_newest_change_wins(self):
-        directory = self.tuning("neutral")
-        page = self.open(directory, PORTRAIT)
+        page = self.open(self.tuning("neutral"), PORTRAIT)
         page.script("""
             window.revisions = [];
             new MutationObserver(() => window.revisions.push(Number(document.querySelector("[aria-label=After]").dataset.revision)))
@@ -346,10 +311,9 @@ class Looking(fixture.Test):
         page.settled()
         revisions = page.script("return window.revisions")
         self.assertEqual(revisions, sorted(set(revisions)))
-        page.button("Save").click()
-        until(lambda: page.state == "Saved", "saving")
+        page.save()
         page.settled()
-        numpy.testing.assert_array_equal(page.pixels(), self.tool.pixels(PORTRAIT, "-t", directory))
+        numpy.testing.assert_array_equal(page.pixels(), self.tool.pixels(PORTRAIT, "-t", self.directory))
         page.button("Undo").click()
         self.assertFalse(page.button("Undo").is_enabled(), "one drag is one step")
 
@@ -372,12 +336,12 @@ class Speed(fixture.Test):
     """Measured and printed; the limits are for a machine that has other work."""
 
     def test_latency(self):
-        directory = self.tuning("neutral")
+        self.tuning("neutral")
         for megapixels in (1, 12):
             with self.subTest(megapixels=megapixels):
                 photo = os.path.join(self.folder, f"{megapixels}.jpg")
                 self.tool("convert", STILL_LIFE, photo, "--megapixels", megapixels)
-                page = self.open(directory, photo)
+                page = self.open(self.directory, photo)
                 first = page.script("return performance.getEntriesByName('first-picture')[0].startTime")
                 times = self.changes(page)
                 height, width, _ = page.pixels().shape

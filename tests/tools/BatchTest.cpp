@@ -37,10 +37,6 @@ struct BatchTest : testing::Test {
     ToolResult batch(const Words& inputs, const Words& more = {}) {
         return bench.run(join(join({"batch"}, inputs), join({"-o", out}, more)));
     }
-    std::string text(const std::string& name) {
-        const Bytes bytes = bench.read(name);
-        return {bytes.begin(), bytes.end()};
-    }
 };
 
 TEST_F(BatchTest, OutputsAreRunsAndMeasuresAreCompares) {
@@ -84,7 +80,7 @@ TEST_F(BatchTest, OutputsAreRunsAndMeasuresAreCompares) {
             EXPECT_GT(one["psnr_y"].get<double>(), 5);
         }
     }
-    const std::string page = text("p.html");
+    const std::string page = bench.text("p.html");
     EXPECT_THAT(page, HasSubstr("a&lt;b&gt;&amp;&quot;c.jpg"));
     EXPECT_THAT(page, HasSubstr("a%3Cb%3E%26%22c.jpg"));
     EXPECT_THAT(page, Not(HasSubstr("a<b>")));
@@ -114,8 +110,7 @@ TEST_F(BatchTest, MakesAgainWhatChanged) {
         {"111", [&] { fs::remove(out + "/.huevance-batch"); }},
         {"000",
          [&] {
-             const std::string cut = text("out/.huevance-batch") + "{\"output\": \"ha";
-             bench.write("out/.huevance-batch", {cut.begin(), cut.end()});
+             bench.writeText("out/.huevance-batch", bench.text("out/.huevance-batch") + "{\"output\": \"ha");
          }},
     };
     ASSERT_EQ(batch({bench.path("in")}, {"-t", bright.path(), "--json", bench.path("first.json")}).exitCode,
@@ -127,9 +122,9 @@ TEST_F(BatchTest, MakesAgainWhatChanged) {
         ASSERT_EQ(result.exitCode, 0) << result.err;
         const auto taken = std::count(wanted.begin(), wanted.end(), '0');
         EXPECT_THAT(result.err, HasSubstr(std::to_string(taken) + " outputs taken over")) << wanted;
-        EXPECT_EQ(json::parse(text("j.json"))["inputs"].size(), 3U);
+        EXPECT_EQ(json::parse(bench.text("j.json"))["inputs"].size(), 3U);
     }
-    const json first = json::parse(text("first.json")), last = json::parse(text("j.json"));
+    const json first = json::parse(bench.text("first.json")), last = json::parse(bench.text("j.json"));
     EXPECT_EQ(first["inputs"][1]["results"][0].size(), last["inputs"][1]["results"][0].size());
     EXPECT_THAT(batch({bench.path("in")}, {"-t", bright.path(), "--scene", "1"}).err,
                 HasSubstr("0 outputs taken over"));
@@ -205,7 +200,7 @@ TEST_F(BatchTest, ErrorLinesOfTheLibrary) {
         EXPECT_EQ(result.exitCode, 0) << result.err;
         const json log = json::parse(result.out)["inputs"][0]["results"][0]["log"];
         ASSERT_EQ(log.size(), 1U);
-        EXPECT_THAT(text("p.html"), HasSubstr(log[0].get<std::string>().substr(0, 12)));
+        EXPECT_THAT(bench.text("p.html"), HasSubstr(log[0].get<std::string>().substr(0, 12)));
     }
 }
 

@@ -14,7 +14,7 @@ namespace {
 
 using tool::Lab;
 
-// Sharma, Wu and Dalal 2005, table 1.
+// Of each kind in table 1 of Sharma, Wu and Dalal 2005.
 TEST(ColorDifferenceTest, PublishedPairs) {
     struct Pair {
         Lab x, y;
@@ -22,38 +22,21 @@ TEST(ColorDifferenceTest, PublishedPairs) {
     };
     const Pair pairs[] = {
         {{50, 2.6772, -79.7751}, {50, 0, -82.7485}, 2.0425},
-        {{50, 3.1571, -77.2803}, {50, 0, -82.7485}, 2.8615},
-        {{50, 2.8361, -74.0200}, {50, 0, -82.7485}, 3.4412},
         {{50, -1.3802, -84.2814}, {50, 0, -82.7485}, 1.0000},
-        {{50, -1.1848, -84.8006}, {50, 0, -82.7485}, 1.0000},
-        {{50, -0.9009, -85.5211}, {50, 0, -82.7485}, 1.0000},
         {{50, 0, 0}, {50, -1, 2}, 2.3669},
-        {{50, -1, 2}, {50, 0, 0}, 2.3669},
-        {{50, 2.49, -0.001}, {50, -2.49, 0.0009}, 7.1792},
         {{50, 2.49, -0.001}, {50, -2.49, 0.0010}, 7.1792},
         {{50, 2.49, -0.001}, {50, -2.49, 0.0011}, 7.2195},
-        {{50, 2.49, -0.001}, {50, -2.49, 0.0012}, 7.2195},
-        {{50, -0.001, 2.49}, {50, 0.0009, -2.49}, 4.8045},
         {{50, -0.001, 2.49}, {50, 0.0010, -2.49}, 4.8045},
-        {{50, -0.001, 2.49}, {50, 0.0011, -2.49}, 4.7461},
         {{50, 2.5, 0}, {50, 0, -2.5}, 4.3065},
         {{50, 2.5, 0}, {73, 25, -18}, 27.1492},
         {{50, 2.5, 0}, {61, -5, 29}, 22.8977},
         {{50, 2.5, 0}, {56, -27, -3}, 31.9030},
         {{50, 2.5, 0}, {58, 24, 15}, 19.4535},
         {{50, 2.5, 0}, {50, 3.1736, 0.5854}, 1.0000},
-        {{50, 2.5, 0}, {50, 3.2972, 0}, 1.0000},
-        {{50, 2.5, 0}, {50, 1.8634, 0.5757}, 1.0000},
-        {{50, 2.5, 0}, {50, 3.2592, 0.3350}, 1.0000},
         {{60.2574, -34.0099, 36.2677}, {60.4626, -34.1751, 39.4387}, 1.2644},
-        {{63.0109, -31.0961, -5.8663}, {62.8187, -29.7946, -4.0864}, 1.2630},
         {{61.2901, 3.7196, -5.3901}, {61.4292, 2.2480, -4.9620}, 1.8731},
-        {{35.0831, -44.1164, 3.7933}, {35.0232, -40.0716, 1.5901}, 1.8645},
         {{22.7233, 20.0904, -46.6940}, {23.0331, 14.9730, -42.5619}, 2.0373},
-        {{36.4612, 47.8580, 18.3852}, {36.2715, 50.5065, 21.2231}, 1.4146},
         {{90.8027, -2.0831, 1.4410}, {91.1528, -1.6435, 0.0447}, 1.4441},
-        {{90.9257, -0.5406, -0.9208}, {88.6381, -0.8985, -0.7239}, 1.5381},
-        {{6.7747, -0.2908, -2.4247}, {5.8714, -0.0985, -2.2286}, 0.6377},
         {{2.0776, 0.0795, -1.1350}, {0.9033, -0.0636, -0.5514}, 0.9082},
     };
     for (const auto& [x, y, difference] : pairs) {
@@ -75,36 +58,6 @@ TEST(ColorDifferenceTest, LabOfWhiteAndThePrimaries) {
     }
 }
 
-// All pairs of a grid of colours, and of near neighbours: the fast form against the plain one.
-TEST(ColorDifferenceTest, RowsAreTheFormula) {
-    std::mt19937 random(1);
-    std::vector<std::uint8_t> x, y;
-    const auto add = [&](int i, int spread) {
-        const auto level = static_cast<int>(random() % 256);
-        x.push_back(static_cast<std::uint8_t>(i % 7 == 0 ? level / 16 : level));
-        const int other =
-            x.back() + static_cast<int>(random() % static_cast<unsigned>(2 * spread + 1)) - spread;
-        y.push_back(static_cast<std::uint8_t>(std::clamp(other, 0, 255)));
-    };
-    for (int i = 0; i < 3 * 60000; ++i) {
-        add(i / 3, i % 2 == 0 ? 3 : 255);
-    }
-    const int pixels = static_cast<int>(x.size() / 3);
-    std::vector<float> fast(static_cast<std::size_t>(pixels));
-    tool::deltaE2000OfRow(x.data(), y.data(), pixels, fast.data());
-    double worst = 0.0;
-    for (std::size_t i = 0; i < fast.size(); ++i) {
-        const Lab p = tool::labOfSrgb(x[3 * i], x[3 * i + 1], x[3 * i + 2]);
-        const Lab q = tool::labOfSrgb(y[3 * i], y[3 * i + 1], y[3 * i + 2]);
-        const double turn =
-            std::abs(std::remainder(std::atan2(p.b, p.a) - std::atan2(q.b, q.a), 6.283185307));
-        if (turn < 3.0 || std::min(std::hypot(p.a, p.b), std::hypot(q.a, q.b)) < 0.1) {
-            worst = std::max(worst, std::abs(static_cast<double>(fast[i]) - tool::deltaE2000(p, q)));
-        }
-    }
-    EXPECT_LT(worst, 0.01);
-}
-
 tool::RgbPicture noise(tool::Size size, unsigned seed, int low, int high) {
     std::mt19937 random(seed);
     tool::RgbPicture picture{size, tool::Bytes(static_cast<std::size_t>(size.width * size.height * 3))};
@@ -113,6 +66,31 @@ tool::RgbPicture noise(tool::Size size, unsigned seed, int low, int high) {
                                          static_cast<int>(random() % static_cast<unsigned>(high - low + 1)));
     });
     return picture;
+}
+
+// Dark colours and all, with near neighbours and others: the fast form against the plain one.
+TEST(ColorDifferenceTest, RowsAreTheFormula) {
+    for (const auto& [most, spread] : {std::pair{15, 3}, {15, 255}, {255, 3}, {255, 255}}) {
+        const tool::RgbPicture x = noise({300, 100}, 1, 0, most);
+        tool::RgbPicture y = noise(x.size, 2, 0, 255);
+        for (std::size_t i = 0; i < y.levels.size(); ++i) {
+            const int other = x.levels[i] + (2 * y.levels[i] - 255) * spread / 255;
+            y.levels[i] = static_cast<std::uint8_t>(std::clamp(other, 0, 255));
+        }
+        std::vector<float> fast(x.pixels());
+        tool::deltaE2000OfRow(x.row(0), y.row(0), static_cast<int>(fast.size()), fast.data());
+        double worst = 0.0;
+        for (std::size_t i = 0; i < fast.size(); ++i) {
+            const Lab p = tool::labOfSrgb(x.levels[3 * i], x.levels[3 * i + 1], x.levels[3 * i + 2]);
+            const Lab q = tool::labOfSrgb(y.levels[3 * i], y.levels[3 * i + 1], y.levels[3 * i + 2]);
+            const double turn =
+                std::abs(std::remainder(std::atan2(p.b, p.a) - std::atan2(q.b, q.a), 6.283185307));
+            if (turn < 3.0 || std::min(std::hypot(p.a, p.b), std::hypot(q.a, q.b)) < 0.1) {
+                worst = std::max(worst, std::abs(static_cast<double>(fast[i]) - tool::deltaE2000(p, q)));
+            }
+        }
+        EXPECT_LT(worst, 0.01) << most << " " << spread;
+    }
 }
 
 double lumaOf(const tool::RgbPicture& picture, int x, int y) {

@@ -15,6 +15,7 @@ namespace test {
 namespace {
 
 using testing::HasSubstr;
+using testing::Key;
 using testing::Not;
 namespace fs = std::filesystem;
 
@@ -31,15 +32,6 @@ RgbPicture photoLike(int width, int height, bool gray) {
         picture.rgb[i] = static_cast<std::uint8_t>(wave + grain[gray ? pixel : i] % 16);
     }
     return picture;
-}
-
-Words filesIn(const std::string& directory) {
-    Words names;
-    for (const auto& entry : fs::directory_iterator(directory)) {
-        names.push_back(entry.path().filename().string());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
 }
 
 using Settings = std::map<std::string, std::string>;
@@ -183,7 +175,9 @@ TEST_F(StagesTest, Mask) {
     write(tuning, "CPU", {{"curveSwitch", "1"}});
     ASSERT_EQ(stages(in).exitCode, 0);
     // What is off is left out, with what an earlier run left.
-    EXPECT_EQ(filesIn(out), (Words{"0_input.png", "2_curve.png", "2_curve_difference.png", "stages.html"}));
+    EXPECT_THAT(ToolBench::files(out),
+                testing::ElementsAre(Key("0_input.png"), Key("2_curve.png"), Key("2_curve_difference.png"),
+                                     Key("stages.html")));
 }
 
 // At the middle of each tile its curve must map what went in to what came out.
@@ -195,8 +189,7 @@ TEST_F(StagesTest, TileCurves) {
               {{"claheSwitch", "1"}, {"gridWidth", "4"}, {"gridHeight", "3"}, {"sampRate", sampRate}});
         ASSERT_EQ(stages(in).exitCode, 0);
         const RgbPicture before = shown("0_input.png"), after = shown("1_clahe.png");
-        const Bytes bytes = bench.read("shown/clahe_curves.svg");
-        const std::string svg(bytes.begin(), bytes.end());
+        const std::string svg = bench.text("shown/clahe_curves.svg");
         int number = 0;
         for (std::sregex_iterator found(svg.begin(), svg.end(), tile), end; found != end; ++found, ++number) {
             const int left = number % 4 * 64, top = number / 4 * 64;
@@ -222,8 +215,7 @@ TEST_F(StagesTest, RefusalsAndNames) {
     write(tuning, "CPU", {{"curveSwitch", "1"}});
     const std::string odd = bench.write("a<b>&\"c\nd.png", encodePng(solid(15, 9, 200, 40, 40)));
     ASSERT_EQ(stages(odd).exitCode, 0);
-    const Bytes bytes = bench.read("shown/stages.html");
-    const std::string page(bytes.begin(), bytes.end());
+    const std::string page = bench.text("shown/stages.html");
     EXPECT_THAT(page, HasSubstr("a&lt;b&gt;&amp;&quot;c"));
     EXPECT_THAT(page, Not(HasSubstr("a<b>")));
     EXPECT_THAT(page, Not(testing::ContainsRegex("(src|href)=\"(https?:)?//")));

@@ -23,13 +23,28 @@ std::string readText(const std::string& path) {
 }  // namespace
 
 std::string ToolBench::write(const std::string& name, const Bytes& contents) const {
-    m_files.write(name, std::string(contents.begin(), contents.end()));
+    return writeText(name, std::string(contents.begin(), contents.end()));
+}
+
+std::string ToolBench::writeText(const std::string& name, const std::string& text) const {
+    m_files.write(name, text);
     return path(name);
 }
 
 Bytes ToolBench::read(const std::string& name) const {
-    const std::string text = readText(path(name));
-    return {text.begin(), text.end()};
+    const std::string bytes = text(name);
+    return {bytes.begin(), bytes.end()};
+}
+
+std::string ToolBench::text(const std::string& name) const { return readText(path(name)); }
+
+std::map<std::string, Bytes> ToolBench::files(const std::string& directory) {
+    std::map<std::string, Bytes> all;
+    for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+        const std::string bytes = readText(entry.path().string());
+        all[entry.path().filename().string()] = {bytes.begin(), bytes.end()};
+    }
+    return all;
 }
 
 // The shell becomes the program, which reads and writes files, so that no pipe can fill up.

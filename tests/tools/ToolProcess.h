@@ -28,7 +28,11 @@ public:
     std::string path(const std::string& name) const { return m_files.path() + "/" + name; }
     // Returns the path.
     std::string write(const std::string& name, const Bytes& contents) const;
+    std::string writeText(const std::string& name, const std::string& text) const;
     Bytes read(const std::string& name) const;
+    std::string text(const std::string& name) const;
+    // Every file of a directory, by name.
+    static std::map<std::string, Bytes> files(const std::string& directory);
 
     ToolResult run(const Words& arguments, const Bytes& input = {}) const;
     // Starts the program with a standard input that never ends, and ends it with a signal once it is at work.

@@ -22,18 +22,6 @@ struct TuningEditTest : testing::Test {
         EXPECT_EQ(bench.run(join({"tuning", "new", bench.path(name), "--looks", "food"}, more)).exitCode, 0);
         return bench.path(name);
     }
-    static Contents contents(const std::string& directory) {
-        Contents all;
-        for (const auto& entry : fs::directory_iterator(directory)) {
-            const std::string name = entry.path().filename().string();
-            std::FILE* file = std::fopen(entry.path().c_str(), "rb");
-            Bytes bytes(fs::file_size(entry.path()));
-            EXPECT_EQ(std::fread(bytes.data(), 1, bytes.size(), file), bytes.size());
-            std::fclose(file);
-            all[name] = bytes;
-        }
-        return all;
-    }
     static Words changed(const Contents& before, const Contents& after) {
         Words names;
         for (const auto& [name, bytes] : after) {
@@ -64,11 +52,19 @@ struct TuningEditTest : testing::Test {
     }
 };
 
-Bytes bytesOf(const std::string& text) { return {text.begin(), text.end()}; }
-
-// Which files each change touches, and nothing else; the fused tables stay what the single ones are.
-TEST_F(TuningEditTest, OnlyWhatChangedIsWritten) {
-    const std::string dir = tuning();
+// Which files each change touches, and nothing else; the fused tables stay what the single ones are, and the
+// check has nothing to say.
+TEST_F(TuningEditTest, OnlyWhatChangedIsWrittenAndClean) {
+    const std::string dir = tuning("t", {"--photo", "NEON", "--frame", "GPU"});
+    const std::string lut = bench.writeText("darker.cube",
+                                            "LUT_3D_SIZE 2\n0 0 0\n.9 0 0\n0 .8 0\n.9 .8 0\n"
+                                            "0 0 .7\n.9 0 .7\n0 .8 .7\n.9 .8 .7\n");
+    const std::string photo = HUEVANCE_SOURCE_DIR "/samples/portrait.jpg";
+    const auto expectClean = [&](const std::string& directory, const std::string& after) {
+        const ToolResult result = bench.run({"tuning", "check", directory});
+        EXPECT_EQ(result.exitCode, 0) << after << "\n" << result.out;
+        EXPECT_EQ(result.out.find("HV80"), std::string::npos) << after;  // looks and tables say the same
+    };
     const struct {
         Words words;
         Words files;
@@ -90,10 +86,11 @@ TEST_F(TuningEditTest, OnlyWhatChangedIsWritten) {
         {{"tuning", "adopt", dir}, {}},
     };
     for (const auto& c : cases) {
-        const Contents before = contents(dir);
+        const Contents before = ToolBench::files(dir);
         ASSERT_EQ(ok(c.words), 0) << c.words[1];
-        const Contents after = contents(dir);
+        const Contents after = ToolBench::files(dir);
         EXPECT_EQ(changed(before, after), c.files) << c.words[1] << c.words.back();
+        expectClean(dir, c.words[1] + c.words.back());
         for (const std::string kind : {"urveLut", "olorLut"}) {
             Bytes fused;
             for (int table = 0; table < 3 + (after.count("look3.json") != 0 ? 1 : 0); ++table) {
@@ -105,49 +102,25 @@ TEST_F(TuningEditTest, OnlyWhatChangedIsWritten) {
     }
     EXPECT_EQ(scenes(dir),
               (std::map<int, std::string>{{0, "neutral"}, {1, "food"}, {2, "night"}, {3, "night"}}));
-}
-
-// Whatever the commands do, a check has nothing to say after it.
-TEST_F(TuningEditTest, EveryCommandLeavesACleanTuning) {
-    const std::string dir = tuning("t", {"--photo", "NEON", "--frame", "GPU"});
-    const std::string lut = bench.write("darker.cube", bytesOf("LUT_3D_SIZE 2\n0 0 0\n.9 0 0\n0 .8 0\n.9 .8 0\n"
-                                                              "0 0 .7\n.9 0 .7\n0 .8 .7\n.9 .8 .7\n"));
-    const Words commands[] = {
-        {"look", "set", dir, "-s", "night", "claheStrength=0.33", "saturation=0.2"},
-        {"curve", "set", dir, "-s", "food", "0,0", "99,120", "255,255"},
-        {"tuning", "scene", "add", dir, "beach", "--from", "food"},
-        {"look", "set", dir, "-s", "beach", "warmth=0.3"},
-        {"tuning", "scene", "map", dir, "1", "beach"},
-        {"tuning", "scene", "map", dir, "1", "food"},
-        {"tuning", "scene", "remove", dir, "beach"},
-        {"lut", "import", dir, "-s", "food", lut},
-        {"fit", dir, "-s", "night", "--before", HUEVANCE_SOURCE_DIR "/samples/portrait.jpg", "--after",
-         HUEVANCE_SOURCE_DIR "/samples/portrait.jpg"},
-        {"tuning", "bake", dir},
-    };
-    const auto check = [&](const std::string& tuning, const std::string& after) {
-        const ToolResult result = bench.run({"tuning", "check", tuning});
-        EXPECT_EQ(result.exitCode, 0) << after << "\n" << result.out;
-        EXPECT_EQ(result.out.find("HV80"), std::string::npos) << after;  // looks and tables say the same
-    };
-    for (const Words& words : commands) {
-        ASSERT_EQ(ok(words), 0) << words[1];
-        check(dir, words[0] + " " + words[1] + " " + words.back());
+    for (const Words& words : {Words{"lut", "import", dir, "-s", "food", lut},
+                               Words{"fit", dir, "-s", "night", "--before", photo, "--after", photo}}) {
+        ASSERT_EQ(ok(words), 0) << words[0];
+        expectClean(dir, words[0]);
     }
     for (const std::string to : {"CPU", "OGL"}) {
         const std::string out = bench.path("to" + to);
         ASSERT_EQ(ok({"tuning", "retarget", dir, out, "--photo", to, "--frame", "OGL"}), 0);
-        check(out, "retarget " + to);
+        expectClean(out, "retarget " + to);
         fs::remove(out + "/look0.json");
         ASSERT_EQ(ok({"tuning", "adopt", out}), 0);
-        check(out, "adopt " + to);
+        expectClean(out, "adopt " + to);
     }
 }
 
 // What is refused changes nothing.
 TEST_F(TuningEditTest, FailedCommandsLeaveTheDirectory) {
     const std::string dir = tuning();
-    const std::string bad = bench.write("bad.csv", bytesOf("0,0\n10,20\n9,30\n"));
+    const std::string bad = bench.writeText("bad.csv", "0,0\n10,20\n9,30\n");
     const struct {
         Words words;
         int code;
@@ -173,12 +146,12 @@ TEST_F(TuningEditTest, FailedCommandsLeaveTheDirectory) {
          2,
          "has no such mode"},
     };
-    const Contents before = contents(dir);
+    const Contents before = ToolBench::files(dir);
     for (const auto& c : cases) {
         const ToolResult result = bench.run(c.words);
         EXPECT_EQ(result.exitCode, c.code) << result.err;
         EXPECT_THAT(result.err, testing::HasSubstr(c.message));
-        EXPECT_TRUE(contents(dir) == before) << result.err;
+        EXPECT_TRUE(ToolBench::files(dir) == before) << result.err;
     }
     EXPECT_FALSE(fs::exists(bench.path("out")));
 }
@@ -196,12 +169,12 @@ TEST_F(TuningEditTest, DamagedFilesAreNamed) {
     };
     for (const auto& c : cases) {
         const std::string dir = tuning(std::string("d") + std::to_string(&c - cases));
-        bench.write(fs::path(dir).filename().string() + "/" + c.file, bytesOf(c.text));
-        const Contents before = contents(dir);
+        bench.writeText(fs::path(dir).filename().string() + "/" + c.file, c.text);
+        const Contents before = ToolBench::files(dir);
         const ToolResult result = bench.run({"tuning", "bake", dir});
         EXPECT_EQ(result.exitCode, 3);
         EXPECT_THAT(result.err, testing::HasSubstr(c.message));
-        EXPECT_TRUE(contents(dir) == before);
+        EXPECT_TRUE(ToolBench::files(dir) == before);
     }
 }
 
@@ -212,23 +185,24 @@ TEST_F(TuningEditTest, AdoptChangesNoByte) {
                            {"--photo", "NEON", "--frame", "OGL"}};
     for (const Words& mode : modes) {
         const std::string dir = tuning(mode[1] + mode[3], mode);
-        bench.write(fs::path(dir).filename().string() + "/param1.ini",
-                    bytesOf("[hvc]\n#=note\ncolorStrength= 0.30 \nsatStrength=1.1x\nclaheStrength=2.5\n"));
+        bench.writeText(fs::path(dir).filename().string() + "/param1.ini",
+                        "[hvc]\n#=note\ncolorStrength= 0.30 \nsatStrength=1.1x\nclaheStrength=2.5\n");
         for (const char* look : {"/look0.json", "/look1.json", "/look2.json"}) {
             fs::remove(dir + look);
         }
-        const Contents before = contents(dir);
+        const Contents before = ToolBench::files(dir);
         ASSERT_EQ(ok({"tuning", "adopt", dir}), 0);
-        EXPECT_EQ(changed(before, contents(dir)), (Words{"look0.json", "look1.json", "look2.json"}));
-        const Contents adopted = contents(dir);
+        EXPECT_EQ(changed(before, ToolBench::files(dir)), (Words{"look0.json", "look1.json", "look2.json"}));
+        const Contents adopted = ToolBench::files(dir);
         ASSERT_EQ(ok({"tuning", "bake", dir}), 0);
-        EXPECT_TRUE(contents(dir) == adopted);
+        EXPECT_TRUE(ToolBench::files(dir) == adopted);
         EXPECT_EQ(ok({"look", "set", dir, "-s", "table1", "satStrength=1"}), 0);
-        EXPECT_THAT(changed(adopted, contents(dir)), testing::ElementsAre("look1.json", "param1.ini"));
+        EXPECT_THAT(changed(adopted, ToolBench::files(dir)),
+                    testing::ElementsAre("look1.json", "param1.ini"));
     }
     const std::string dir = tuning("short");
     fs::remove(dir + "/look2.json");
-    bench.write("short/curveLut2", bytesOf("1234"));
+    bench.writeText("short/curveLut2", "1234");
     EXPECT_EQ(ok({"tuning", "adopt", dir}), 3);
     EXPECT_EQ(ok({"tuning", "bake", dir}), 3);
 }
@@ -251,17 +225,14 @@ TEST_F(TuningEditTest, ScenesKeepTheirNumbers) {
 
 TEST_F(TuningEditTest, CurvesGoOutAndComeBack) {
     const std::string dir = tuning();
-    const Contents before = contents(dir);
     ASSERT_EQ(ok({"curve", "export", dir, "-s", "night", bench.path("c.csv")}), 0);
     ASSERT_EQ(ok({"curve", "import", dir, "-s", "food", bench.path("c.csv")}), 0);
-    Contents after = contents(dir);
     ASSERT_EQ(ok({"curve", "export", dir, "-s", "food", bench.path("d.csv")}), 0);
     EXPECT_EQ(bench.read("c.csv"), bench.read("d.csv"));
-    bench.write("p.csv", bytesOf("in;out\n# points\n0;0\r\n64; 32\n\n255\t255\n"));
+    bench.writeText("p.csv", "in;out\n# points\n0;0\r\n64; 32\n\n255\t255\n");
     ASSERT_EQ(ok({"curve", "import", dir, "-s", "food", bench.path("p.csv")}), 0);
     ASSERT_EQ(ok({"curve", "set", dir, "-s", "night", "0,0", "64,32", "255,255"}), 0);
-    after = contents(dir);
-    EXPECT_EQ(after["curveLut0"], after["curveLut2"]);
+    EXPECT_EQ(bench.read("t/curveLut0"), bench.read("t/curveLut2"));
 }
 
 // `run` takes names; two names of one number are one picture.
@@ -269,29 +240,28 @@ TEST_F(TuningEditTest, ScenesByName) {
     const std::string dir = tuning(), photo = std::string(HUEVANCE_SOURCE_DIR) + "/samples/still_life.jpg";
     const auto picture = [&](const Words& more) {
         const ToolResult result = bench.run(join({"run", photo, bench.path("o.nv12"), "-t", dir}, more));
-        return result.exitCode == 0 ? bench.read("o.nv12") : bytesOf(result.err);
+        return result.exitCode == 0 ? bench.text("o.nv12") : result.err;
     };
     EXPECT_EQ(picture({"-s", "night"}), picture({"-s", "2"}));
     EXPECT_NE(picture({"-s", "night"}), picture({"-s", "food"}));
     EXPECT_EQ(picture({"-m", "frame", "--scenes", "0:night,1:food", "-n", "2"}),
               picture({"-m", "frame", "--scenes", "0:2,1:1", "-n", "2"}));
-    EXPECT_THAT(picture({"-s", "supper"}), testing::Ne(Bytes()));
     EXPECT_EQ(ok({"run", photo, bench.path("o.nv12"), "-t", dir, "-s", "supper"}), 2);
 }
 
 // The same look on other back ends: OGL with its reversed strength, and beside another one.
 TEST_F(TuningEditTest, RetargetKeepsTheLook) {
     const std::string dir = tuning("from", {"--photo", "NEON", "--frame", "GPU"});
-    const Contents before = contents(dir);
+    const Contents before = ToolBench::files(dir);
     ASSERT_EQ(ok({"tuning", "retarget", dir, bench.path("same"), "--photo", "CPU", "--frame", "CPU"}), 0);
-    EXPECT_EQ(changed(before, contents(bench.path("same"))), (Words{"platformSet.ini"}));
+    EXPECT_EQ(changed(before, ToolBench::files(bench.path("same"))), (Words{"platformSet.ini"}));
     ASSERT_EQ(ok({"tuning", "retarget", dir, bench.path("ogl"), "--photo", "OGL", "--frame", "OGL"}), 0);
-    EXPECT_THAT(contents(bench.path("ogl")).at("param0.ini"), testing::Ne(before.at("param0.ini")));
+    EXPECT_THAT(ToolBench::files(bench.path("ogl")).at("param0.ini"), testing::Ne(before.at("param0.ini")));
     ASSERT_EQ(ok({"tuning", "retarget", bench.path("ogl"), bench.path("back"), "--photo", "NEON", "--frame",
                   "GPU"}),
               0);
-    EXPECT_EQ(changed(before, contents(bench.path("back"))), Words());
-    EXPECT_TRUE(contents(dir) == before);
+    EXPECT_EQ(changed(before, ToolBench::files(bench.path("back"))), Words());
+    EXPECT_TRUE(ToolBench::files(dir) == before);
 }
 
 }  // namespace

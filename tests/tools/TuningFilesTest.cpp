@@ -70,41 +70,17 @@ public:
 
     std::size_t below(std::size_t end) { return m_random() % end; }
     string bytes() {
-        static const std::vector<string> kPieces = {"[s]",
-                                                    "[s]",
-                                                    "[t]",
-                                                    "[]",
-                                                    "k=",
-                                                    "k=",
-                                                    "key=",
-                                                    "pathk=",
-                                                    "=",
-                                                    "#",
-                                                    "#k=",
-                                                    " ",
-                                                    "\t",
-                                                    "\r",
-                                                    "x",
-                                                    "K",
-                                                    "\xEF\xBB\xBF",
-                                                    string(1, '\0'),
-                                                    string(1018, ' '),
-                                                    string(124, '0'),
-                                                    string(126, ' '),
-                                                    "/",
-                                                    "//",
-                                                    "1/2/3/",
-                                                    "0/1/2",
-                                                    "1,5",
-                                                    "0.25",
-                                                    "-7",
-                                                    "1e3",
-                                                    "inf",
-                                                    "nan",
-                                                    "0x10",
-                                                    "2147483648",
-                                                    "-99999999999",
-                                                    "50%"};
+        static const std::vector<string> kPieces = [] {
+            std::vector<string> pieces = {"[s]",  "[s]",    "[t]",   "[]",   "k=",           "k=",
+                                          "key=", "pathk=", "=",     "#",    "#k=",          " ",
+                                          "\t",   "\r",     "x",     "K",    "\xEF\xBB\xBF", "/",
+                                          "//",   "1/2/3/", "0/1/2", "1,5",  "0.25",         "-7",
+                                          "1e3",  "inf",    "nan",   "0x10", "2147483648",   "-99999999999",
+                                          "50%"};
+            pieces.insert(pieces.end(),
+                          {string(1, '\0'), string(1018, ' '), string(124, '0'), string(126, ' ')});
+            return pieces;
+        }();
         static const std::vector<string> kEnds = {"\n", "\r\n", "\r\n", "\n\n", "\r", ""};
         string text = below(2) == 0 ? "[s]\r\n" : "";
         for (std::size_t line = 0, lines = below(9); line < lines; ++line) {

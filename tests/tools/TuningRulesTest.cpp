@@ -8,9 +8,9 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <ctime>
 #include <cmath>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -308,14 +308,11 @@ const struct Case {
     {"HV402", kError, "colorLut1", 0, [](const TuningDir& d) { d.write("colorLut1", "\x93NUMPY" + string(122, ' ') + read(d, "colorLut1")); }, gone("nothing")},
     {"HV403", kError, "curveLut1", 0, put("curveLut1", "0\n1.5\n3\n"), gone("nothing")},
     {"HV404", kError, "curveLut1", 0, table<double>("curveLut1", [](const auto& v, std::size_t i) { return static_cast<double>(v[i]); }), gone("nothing")},
-    {"HV404", kError, "colorLut1", 0, table<double>("colorLut1", [](const auto& v, std::size_t i) { return static_cast<double>(v[i]); }), gone("nothing")},
     {"HV405", kError, "colorLut1", 0, table<unsigned char>("colorLut1", [](const auto& v, std::size_t i) { return static_cast<unsigned char>(v[i]); }), gone("nothing")},
     {"HV406", kError, "curveLut1", 0, table<float>("curveLut1", [](const auto& v, std::size_t i) { return v[i]; }, true), gone("nothing")},
-    {"HV406", kError, "colorLut1", 0, table<float>("colorLut1", [](const auto& v, std::size_t i) { return v[i]; }, true), gone("nothing")},
     {"HV407", kError, "curveLut1", 0, table<std::int32_t>("curveLut1", [](const auto& v, std::size_t i) { return static_cast<std::int32_t>(v[i]); }), gone("nothing")},
     {"HV407", kError, "colorLut1", 0, table<std::uint16_t>("colorLut1", [](const auto& v, std::size_t i) { return static_cast<std::uint16_t>(v[i]); }), gone("nothing")},
     {"HV408", kError, "curveLut1", 0, numbers("curveLut1", [](float v, std::size_t) { return v / 255.0F; }), gone("nothing")},
-    {"HV408", kError, "colorLut1", 0, numbers("colorLut1", [](float v, std::size_t) { return v / 255.0F; }), gone("nothing")},
     {"HV409", kError, "curveLut1", 0, numbers("curveLut1", [](float v, std::size_t i) { return i == 100 ? NAN : v; }), gone("nothing")},
     {"HV409", kError, "colorLut1", 0, numbers("colorLut1", [](float v, std::size_t i) { return i % 2 == 0 ? INFINITY : v; }), gone("nothing")},
     {"HV410", kError, "curveLut1", 0, numbers("curveLut1", [](float v, std::size_t) { return v * 1.2F; }), numbers("curveLut1", [](float v, std::size_t i) { return i == 255 ? v + 0.25F : v; })},

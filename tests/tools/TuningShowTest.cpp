@@ -34,10 +34,6 @@ struct TuningShowTest : testing::Test {
         tuning.writeFloats("curveLut0", curve);
         tuning.writeFloats("colorLut0", color);
     }
-    std::string page(const std::string& name) {
-        const Bytes bytes = bench.read(name);
-        return {bytes.begin(), bytes.end()};
-    }
 };
 
 TEST_F(TuningShowTest, DifferencesInWords) {
@@ -73,7 +69,7 @@ TEST_F(TuningShowTest, EqualTuningsSettingsAndScenes) {
     const ToolResult same = bench.run({"tuning", "diff", a.path(), b.path(), "-o", bench.path("d.html")});
     EXPECT_EQ(same.exitCode, 0);
     EXPECT_EQ(same.out, "the same\n");
-    EXPECT_THAT(page("d.html"), HasSubstr("They do the same."));
+    EXPECT_THAT(bench.text("d.html"), HasSubstr("They do the same."));
 
     b.writeSets({{"curveSwitch", "1"},
                  {"colorSwitch", "1"},
@@ -88,7 +84,7 @@ TEST_F(TuningShowTest, EqualTuningsSettingsAndScenes) {
     // Tables that are not there are no reason to show nothing.
     const ToolResult shown = bench.run({"tuning", "show", b.path(), "-o", bench.path("s.html")});
     EXPECT_EQ(shown.exitCode, 0) << shown.err;
-    EXPECT_THAT(page("s.html"), HasSubstr("curveLut1 is missing or too short"));
+    EXPECT_THAT(bench.text("s.html"), HasSubstr("curveLut1 is missing or too short"));
 }
 
 TEST_F(TuningShowTest, PagesOfTheStarter) {
@@ -98,7 +94,7 @@ TEST_F(TuningShowTest, PagesOfTheStarter) {
     // Each keeps its cache in itself.
     ASSERT_EQ(bench.run({"tuning", "new", bench.path("twin"), "--looks", "neutral,food"}).exitCode, 0);
     ASSERT_EQ(bench.run({"tuning", "diff", starter, bench.path("twin"), "-o", "-"}).exitCode, 0);
-    const std::string html = page("s.html");
+    const std::string html = bench.text("s.html");
     EXPECT_THAT(html, HasSubstr("a&lt;b&gt;&amp;c"));
     EXPECT_THAT(html, Not(HasSubstr("a<b>")));
     EXPECT_THAT(html, Not(testing::ContainsRegex("(src|href)=\"(https?:)?//|nan|inf\\b")));
