@@ -10,6 +10,7 @@
 #include "tools/ToolError.h"
 #include "tools/picture/Metrics.h"
 #include "tools/tuning/Fit.h"
+#include "tools/tuning/LatticeFit.h"
 
 namespace test {
 namespace {
@@ -71,6 +72,11 @@ Rgb warmer(const Rgb& c) {
 }
 Rgb brighter(const Rgb& c) { return {std::sqrt(c.r), std::sqrt(c.g), std::sqrt(c.b)}; }
 
+Rgb vivid(const Rgb& c) {
+    const double grey = 0.3 * c.r + 0.6 * c.g + 0.1 * c.b;
+    return {grey + 2.2 * (c.r - grey), grey + 2.2 * (c.g - grey), grey + 2.2 * (c.b - grey)};
+}
+
 double deltaE(const Picture& a, const Picture& b) {
     tool::Metrics metrics;
     metrics.add(tool::rgbOf(a, tool::ColorMatrix::kBt601), tool::rgbOf(b, tool::ColorMatrix::kBt601));
@@ -107,6 +113,32 @@ TEST(FitTest, FindsEditsThatHoldOnOtherPictures) {
         EXPECT_GT(report.coveredPercent, 5.0);
         EXPECT_LT(report.coveredPercent, 90.0);
     }
+}
+
+// Reds alone, many of whose channels end at their limits: that must not be taken for what the edit does to
+// blues.
+TEST(SumOfCurvesTest, CutOffChannelsSayLittleOfOthers) {
+    std::vector<tool::LatticeSample> samples;
+    const auto float3 = [](const Rgb& c, float(&out)[3]) {
+        const tool::Yuv yuv = tool::toYuv(c);
+        out[0] = static_cast<float>(yuv.y), out[1] = static_cast<float>(yuv.u),
+        out[2] = static_cast<float>(yuv.v);
+    };
+    const auto color = [](int i) { return Rgb{i % 17 / 16.0, i / 17 % 17 / 16.0, i / 289 / 16.0}; };
+    for (int i = 0; i < 17 * 17 * 17; ++i) {
+        if (const Rgb in = color(i); in.r >= in.g && in.r >= in.b) {
+            samples.push_back({{}, {}, 1});
+            float3(in, samples.back().in);
+            float3(tool::clamped(vivid(in)), samples.back().out);
+        }
+    }
+    const auto found = tool::sumOfCurves(samples);
+    double error = 0;
+    for (int i = 0; i < 17 * 17 * 17; ++i) {
+        const Rgb a = found(color(i)), b = tool::clamped(vivid(color(i)));
+        error += (std::abs(a.r - b.r) + std::abs(a.g - b.g) + std::abs(a.b - b.b)) / (3.0 * 17 * 17 * 17);
+    }
+    EXPECT_LT(error, 0.01);
 }
 
 // Square roots of all channels move greys as they move luma; curves do not fall, wherever there are no

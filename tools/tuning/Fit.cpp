@@ -145,6 +145,15 @@ void balance(std::vector<LatticeSample>& samples) {
     }
 }
 
+std::vector<LatticeSample> samplesOf(const std::vector<PicturePair>& pairs, const Before& before) {
+    std::vector<LatticeSample> samples;
+    for (const PicturePair& pair : pairs) {
+        addSamples(pair, before, samples);
+    }
+    balance(samples);
+    return samples;
+}
+
 double covered(const std::vector<LatticeSample>& samples) {
     std::vector<bool> reached(kCells);
     for (const LatticeSample& sample : samples) {
@@ -317,17 +326,15 @@ FittedColors fitColors(const std::vector<PicturePair>& pairs, const FitOptions& 
     if (options.curve) {
         colors.curve = fitCurve(pairs, options.smooth);
     }
-    const Before before(colors.curve, options);
-    std::vector<LatticeSample> samples;
-    for (const PicturePair& pair : pairs) {
-        addSamples(pair, before, samples);
-    }
-    balance(samples);
+    const std::vector<LatticeSample> samples = samplesOf(pairs, Before(colors.curve, options));
+    // Edits are sums of curves of the colours in the pictures. Those behind a curve that moves luma alone are
+    // others; only colour correction cannot be followed back to them.
+    const bool behind = colors.curve.points.empty() || options.correction;
+    const auto plain = sumOfCurves(behind ? samples : samplesOf(pairs, Before({}, options)));
     LatticeFit fit;
-    const auto plain = sumOfCurves(samples);
     fit.prior = latticeBetween(
         [&](const Yuv& color) { return mapYuv(color, OutsideGamut::kKeep, LumaWeights::kBt601, plain); },
-        LumaWeights::kBt601);
+        LumaWeights::kBt601, levelsOf(behind ? ToneCurve() : colors.curve));
     fit.smooth *= options.smooth;
     colors.lattice = limited(fit.solve(samples));
     return colors;

@@ -152,7 +152,7 @@ struct Knots {
 
 struct RgbSample {
     Knots at;
-    Eigen::Vector3d target;
+    Eigen::Vector3d in, out;
     double weight;
 };
 
@@ -164,32 +164,66 @@ Eigen::Vector3d valueOf(const Knots& at, const Columns& curves) {
     return sum;
 }
 
-Columns solveCurves(const std::vector<RgbSample>& samples, const std::vector<double>& trust) {
-    Columns matrix = Columns::Zero(kCurveValues, kCurveValues);
-    Columns right = Columns::Zero(kCurveValues, 3);
-    for (std::size_t k = 0; k < samples.size(); ++k) {
-        const Knots& at = samples[k].at;
-        for (int i = 0; i < 6; ++i) {
-            const double w = trust[k] * samples[k].weight * at.weight[i];
-            right.row(at.at[i]) += w * samples[k].target.transpose();
-            for (int j = 0; j < 6; ++j) {
-                matrix(at.at[i], at.at[j]) += w * at.weight[j];
-            }
-        }
-    }
+// What each sample counts for each channel.
+using ChannelTrust = std::vector<Eigen::Vector3d>;
+
+Columns solveCurves(const std::vector<RgbSample>& samples, const ChannelTrust& trust) {
     // A curve goes on straight where there are no samples; a constant may stand in any of the three.
     constexpr double kSmooth = 30.0, kPull = 0.01;
     Entries entries;
     for (int i = 0; i < kCurveValues; ++i) {
-        matrix(i, i) += kPull;
+        entries.emplace_back(i, i, kPull);
         if (i % kKnots > 0 && i % kKnots < kKnots - 1) {
             addSecondDifference(entries, i, 1, kSmooth);
         }
     }
+    Columns fixed = Columns::Zero(kCurveValues, kCurveValues);
     for (const auto& entry : entries) {
-        matrix(entry.row(), entry.col()) += entry.value();
+        fixed(entry.row(), entry.col()) += entry.value();
     }
-    return matrix.ldlt().solve(right);
+    Columns curves(kCurveValues, 3);
+    for (int channel = 0; channel < 3; ++channel) {
+        Columns matrix = fixed;
+        Eigen::VectorXd right = Eigen::VectorXd::Zero(kCurveValues);
+        for (std::size_t k = 0; k < samples.size(); ++k) {
+            const Knots& at = samples[k].at;
+            const double change = samples[k].out(channel) - samples[k].in(channel);
+            for (int i = 0; i < 6; ++i) {
+                const double w = trust[k](channel) * samples[k].weight * at.weight[i];
+                right(at.at[i]) += w * change;
+                for (int j = 0; j < 6; ++j) {
+                    matrix(at.at[i], at.at[j]) += w * at.weight[j];
+                }
+            }
+        }
+        curves.col(channel) = matrix.ldlt().solve(right);
+    }
+    return curves;
+}
+
+// A channel that came out at its limit belongs there or beyond, and the edit cut it off: curves that go
+// beyond agree with it, for they are limited, too. To hold them at the limit would bend them where other
+// colours are not cut off.
+ChannelTrust curveTrust(const std::vector<RgbSample>& samples, const Columns& curves) {
+    constexpr double kAtLimit = 1.5 / 255.0;  // as a channel comes back from YUV
+    ChannelTrust trust(samples.size(), Eigen::Vector3d::Ones());
+    std::vector<double> distances(samples.size());
+    for (std::size_t k = 0; k < samples.size(); ++k) {
+        const RgbSample& sample = samples[k];
+        Eigen::Vector3d off = sample.in + valueOf(sample.at, curves) - sample.out;
+        for (int channel = 0; channel < 3; ++channel) {
+            const double out = sample.out(channel);
+            if ((out <= kAtLimit && off(channel) < 0.0) || (out >= 1.0 - kAtLimit && off(channel) > 0.0)) {
+                off(channel) = trust[k](channel) = 0.0;
+            }
+        }
+        distances[k] = off.norm();
+    }
+    const std::vector<double> near = huberTrust(distances, 0.5 / 255.0);
+    for (std::size_t k = 0; k < samples.size(); ++k) {
+        trust[k] *= near[k];
+    }
+    return trust;
 }
 
 // --- Colours
@@ -328,18 +362,11 @@ std::function<Rgb(const Rgb&)> sumOfCurves(const std::vector<LatticeSample>& sam
         const Rgb in = clamped(toRgb(Yuv{s.in[0], s.in[1], s.in[2]}));
         const Rgb out = toRgb(Yuv{s.out[0], s.out[1], s.out[2]});
         colors.push_back(
-            {Knots(in), {out.r - in.r, out.g - in.g, out.b - in.b}, static_cast<double>(s.weight)});
+            {Knots(in), {in.r, in.g, in.b}, {out.r, out.g, out.b}, static_cast<double>(s.weight)});
     }
-    std::vector<double> trust(colors.size(), 1.0);
-    Columns curves = solveCurves(colors, trust);
+    Columns curves = solveCurves(colors, ChannelTrust(colors.size(), Eigen::Vector3d::Ones()));
     for (int round = 0; round < 4 && !colors.empty(); ++round) {
-        std::vector<double> distances;
-        distances.reserve(colors.size());
-        for (const RgbSample& color : colors) {
-            distances.push_back((valueOf(color.at, curves) - color.target).norm());
-        }
-        trust = huberTrust(distances, 0.5 / 255.0);
-        curves = solveCurves(colors, trust);
+        curves = solveCurves(colors, curveTrust(colors, curves));
     }
     return [curves](const Rgb& in) {
         const Eigen::Vector3d change = valueOf(Knots(in), curves);
