@@ -160,7 +160,7 @@ TEST_F(StudioServerTest, AnswersOnlyWhatItShould) {
                     {"POST /api/pick", "Transfer-Encoding: chunked", "411", "10\r\n" + rgb + "\r\n0\r\n\r\n"},
                     {"POST /api/pick", length + "16\r\nTransfer-Encoding: chunked", "411", rgb},
                     {"POST /api/pick", length + "67108864", "400", most},
-                    {"POST /api/pick", length + "67108865", "413", most + " "},
+                    {"POST /api/pick", length + "67108865", "413", "{}"},  // whatever comes
                     {"PUT /api/save", length + "2", "405", "{}"},
                     {"OPTIONS /api/open", "", "405"},
                     {"OPTIONS /api/save", "Origin: http://tuning.example", "403"}};
