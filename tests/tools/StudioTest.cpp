@@ -334,7 +334,21 @@ TEST_F(StudioTest, TakesLutsAndPicturesBeforeAndAfter) {
     }
     EXPECT_THAT(watch.touched(), IsEmpty());
 
-    const Json open = bench.open();
+    // A look with a LUT is shown as it is saved, at whatever strength: curve and table depend on it.
+    Json open = bench.open();
+    Json document = open["document"], &look = document["tables"][0]["look"];
+    look["adjustments"].push_back(
+        Json::parse(bench.ask("POST", "/api/lut?name=warm.cube", cube).body)["adjustment"]);
+    std::string shown;
+    for (const double strength : {1.0, 0.6}) {
+        look["colorStrength"] = strength;
+        shown = bench.post("/api/render", pictureOf(document, 0, {{"mode", "photo"}})).body;
+    }
+    ASSERT_EQ(save(document, open["base"]).first, 200);
+    EXPECT_EQ(shown == ran("food", {"-m", "photo"}), true);
+    EXPECT_THAT(tool::checkTuning(bench.path("tuning")), IsEmpty());
+
+    open = bench.open();
     const std::string input = bench.text("photos/a.png");
     tool::HttpRequest request = {"POST", "/api/fit", {{"table", "1"}}, {}, {}, {}};
     request.files = {
