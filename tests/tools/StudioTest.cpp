@@ -318,7 +318,7 @@ TEST_F(StudioTest, ChecksADocumentAsIfItWereSaved) {
 
 TEST_F(StudioTest, TakesLutsAndPicturesBeforeAndAfter) {
     Watch watch(bench.root.path(), {"tuning", "photos"});
-    const std::string cube = "LUT_3D_SIZE 2\n0 0 0\n1 0 0\n0 1 0\n1 1 0\n0 0 .8\n1 0 .8\n0 1 .8\n1 1 .8\n";
+    const std::string cube = "LUT_3D_SIZE 2\n.4 .4 .4\n1 0 0\n0 1 0\n1 1 0\n0 0 .8\n1 0 .8\n0 1 .8\n1 1 .4\n";
     for (const char* const name :
          {"warm.cube", "../../canary/warm.cube", "/tmp/warm.cube", "..\\warm.cube"}) {
         const auto response = bench.ask("POST", std::string("/api/lut?name=") + name, cube);
@@ -346,7 +346,7 @@ TEST_F(StudioTest, TakesLutsAndPicturesBeforeAndAfter) {
     }
     ASSERT_EQ(save(document, open["base"]).first, 200);
     EXPECT_EQ(shown == ran("food", {"-m", "photo"}), true);
-    EXPECT_THAT(tool::checkTuning(bench.path("tuning")), IsEmpty());
+    EXPECT_THAT(tool::TuningDirectory(bench.path("tuning")).save(), IsEmpty());
 
     open = bench.open();
     const std::string input = bench.text("photos/a.png");
