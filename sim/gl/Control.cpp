@@ -96,11 +96,6 @@ int sim_gl_live(const char* kind) {
     return sum;
 }
 
-void sim_gl_set_chroma(enum sim_gl_chroma chroma) {
-    const std::lock_guard lock(state().mutex);
-    state().chroma = chroma;
-}
-
 void sim_gl_set_call_sink(sim_gl_call_sink sink, void* context) {
     const std::lock_guard lock(state().mutex);
     state().sink = sink;

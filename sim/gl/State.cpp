@@ -51,7 +51,6 @@ void State::reset() {
     fenceTimeouts = 0;
     strict = strictByDefault();
     literalPrecision = false;
-    chroma = SIM_GL_CHROMA_MEAN;
     sink = nullptr;
 }
 

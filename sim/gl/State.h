@@ -102,7 +102,6 @@ public:
 
     bool strict = strictByDefault();
     bool literalPrecision = false;
-    sim_gl_chroma chroma = SIM_GL_CHROMA_MEAN;
     sim_gl_call_sink sink = nullptr;
     void* sinkContext = nullptr;
 

@@ -68,7 +68,7 @@ std::vector<unsigned char>& texelsOf(Context& context, const ExternalTexture& ex
     return context.texels;
 }
 
-void storePlanes(const unsigned char* texels, int width, int height, bool mean, const Planes& planes) {
+void storePlanes(const unsigned char* texels, int width, int height, const Planes& planes) {
     const std::size_t pitch = static_cast<std::size_t>(width) * kReadChannels;
     for (int y = 0; y < height; ++y) {
         const unsigned char* from = texels + static_cast<std::size_t>(y) * pitch;
@@ -86,7 +86,7 @@ void storePlanes(const unsigned char* texels, int width, int height, bool mean, 
             const auto one = [&](int channel) {
                 const int sum = top[channel] + top[kReadChannels + channel] + bottom[channel] +
                                 bottom[kReadChannels + channel];
-                return static_cast<unsigned char>(mean ? (sum + 2) / 4 : top[channel]);
+                return static_cast<unsigned char>((sum + 2) / 4);
             };
             u[2 * x] = one(1);
             v[2 * x] = one(2);
@@ -127,8 +127,7 @@ void writeBackOne(Context& context, ExternalTexture& external) {
     gl.glFramebufferTexture2D(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, 0, 0);
     gl.glBindFramebuffer(GL_READ_FRAMEBUFFER, readBefore);
     gl.glBindBuffer(GL_PIXEL_PACK_BUFFER, packBuffer);
-    storePlanes(texels.data(), external.width, external.height, State::get().chroma == SIM_GL_CHROMA_MEAN,
-                Planes(external.image->buffer()));
+    storePlanes(texels.data(), external.width, external.height, Planes(external.image->buffer()));
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 
 #include "cpu/HuevancePhoto_CPU.h"
 #include "neon/HuevancePhoto_NEON.h"
-#include "tests/support/OpenCount.h"
 #include "tests/support/Rig.h"
 #include "tests/support/StdoutCapture.h"
 #include "tests/support/Vectors.h"
@@ -202,21 +201,6 @@ TEST_F(Capture, MissingAndShortFilesLeaveTheRestAsItWas) {
         expected.lattice = other.lattice;
         photo.check(expected, Content::kNoise, "a file that is too long");
         rig::write(dir, {tuning});
-    });
-}
-
-// Opening is what costs: a file of settings is looked through once for each key, and no file twice for one.
-TEST_F(Capture, OpensEachFileOnceForWhatItIsAsked) {
-    rig::write(dir, {rig::makeTuning(1, 15)});
-    test::OpenCount opens(dir.path());
-    forBoth({8, 6, {32, 32, 32, 32}}, [&](auto& photo, const string&) {
-        opens.take();
-        EXPECT_EQ(photo.setUp(dir), 0);
-        EXPECT_EQ(opens.take(), (std::map<string, int>{{"photoSet.ini", 13}}));
-        test::Frame frame = rig::makeFrame(photo.shape, Content::kPhotoLike);
-        EXPECT_EQ(photo.pipeline.process(frame.data(), photo.shape.type(), 0), 0);
-        EXPECT_EQ(opens.take(),
-                  (std::map<string, int>{{"param0.ini", 3}, {"curveLut0", 1}, {"colorLut0", 1}}));
     });
 }
 

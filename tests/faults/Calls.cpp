@@ -27,6 +27,7 @@ struct Counter {
 };
 Counter g_counters[2];
 thread_local int g_inside = 0;
+int g_opens = 0;
 char g_dumpFolder[512];
 
 bool fileFails(ssize_t* result) {
@@ -103,6 +104,8 @@ int disarm(Kind kind) {
     return g_counters[static_cast<int>(kind)].calls;
 }
 
+int takeOpens() { return std::exchange(g_opens, 0); }
+
 int liveBlocks() { return g_live; }
 
 void forgetBlocks(int count) { g_live -= count; }
@@ -137,6 +140,7 @@ void __wrap_free(void* block) {
 }
 
 int __wrap_open(const char* path, int flags, mode_t mode) {
+    ++g_opens;
     ssize_t result = 0;
     if (fileFails(&result)) {
         return -1;

@@ -25,6 +25,9 @@ void arm(Kind kind, int nth, Way way = Way::kOnce);
 // Nothing fails any more. The calls of the kind that were counted.
 int disarm(Kind kind);
 
+// Files that were opened since the last call of this.
+int takeOpens();
+
 // Blocks that were allocated inside and not freed since.
 int liveBlocks();
 // From here on, as many do not count: those that are meant to stay.

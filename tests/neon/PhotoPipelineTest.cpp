@@ -91,6 +91,19 @@ TEST_F(Neon, DumpsInputAndOutput) {
     EXPECT_EQ(log.texts(test::kError), Lines());
 }
 
+// Opening is what costs: a file of settings is looked through once for each key, here 13 and three strengths,
+// and the two tables' files are read once.
+TEST_F(Neon, OpensEachFileOnceForWhatItIsAsked) {
+    rig::write(dir, {rig::makeTuning(1, 15)});
+    Photo photo(dir, {8, 6, {32, 32, 32, 32}});
+    test::Frame frame = rig::makeFrame(photo.shape, Content::kPhotoLike);
+    faults::takeOpens();
+    EXPECT_EQ(photo.setUp(dir), 0);
+    EXPECT_EQ(faults::takeOpens(), 13);
+    EXPECT_EQ(photo.pipeline.process(frame.data(), photo.shape.type(), 0), 0);
+    EXPECT_EQ(faults::takeOpens(), 3 + 2);
+}
+
 // Which kernels a handle has shows where it takes memory: the vector kernels need none for a frame.
 TEST(Door, HandsTheCpuBackEndTheVectorKernels) {
     const bool vectors = huevance::hasVectorInstructions();

@@ -57,32 +57,28 @@ protected:
 
 TEST_F(SimulatedGl, WritesTheDrawnFrameBackBeforeTheFenceReports) {
     for (const auto format : {IMAGE_FORMAT_TYPE_NV12, IMAGE_FORMAT_TYPE_NV21}) {
-        for (const auto mode : {SIM_GL_CHROMA_MEAN, SIM_GL_CHROMA_FIRST}) {
-            sim_gl_set_chroma(mode);
-            sim_hardware_buffer_fail("lock", 1);  // the buffer is not the host's to touch, and nobody does
-            test::DeviceBuffer buffer(100, 60, format, AHARDWAREBUFFER_USAGE_GPU_FRAMEBUFFER);
-            buffer.fill(9);
-            target(buffer);
-            draw(m_objects->yuv);
-            sim_gl_time_out_fences(1);
-            for (const bool timedOut : {true, false}) {
-                GLUtils::flush();
-                EXPECT_EQ(buffer.luma(0, 0) == 9, timedOut);
-            }
-            EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
-            for (const auto& [x, y] : {std::pair(0, 0), {99, 59}, {13, 40}}) {
-                // Y = x + 0.5 and U = y + 0.5, rounded; row 0 is the first in memory.
-                EXPECT_NEAR(buffer.luma(x, y), x + 0.5, 0.51);
-                const double row = mode == SIM_GL_CHROMA_MEAN ? y / 2 * 2 + 1.0 : y / 2 * 2 + 0.5;
-                EXPECT_NEAR(buffer.chroma(x / 2, y / 2, 0), row, 0.51) << "mode " << mode;
-                EXPECT_EQ(buffer.chroma(x / 2, y / 2, 1), 64);
-            }
-            EXPECT_EQ(buffer.data()[100], 9);  // padding
-            GLubyte texel[4];
-            glReadPixels(20, 30, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, texel);
-            EXPECT_NEAR(texel[0], 20.5, 0.51);
-            EXPECT_EQ(texel[3], 255);  // whatever was drawn
+        sim_hardware_buffer_fail("lock", 1);  // the buffer is not the host's to touch, and nobody does
+        test::DeviceBuffer buffer(100, 60, format, AHARDWAREBUFFER_USAGE_GPU_FRAMEBUFFER);
+        buffer.fill(9);
+        target(buffer);
+        draw(m_objects->yuv);
+        sim_gl_time_out_fences(1);
+        for (const bool timedOut : {true, false}) {
+            GLUtils::flush();
+            EXPECT_EQ(buffer.luma(0, 0) == 9, timedOut);
         }
+        EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+        for (const auto& [x, y] : {std::pair(0, 0), {99, 59}, {13, 40}}) {
+            // Y = x + 0.5 and U = y + 0.5, rounded; row 0 is the first in memory.
+            EXPECT_NEAR(buffer.luma(x, y), x + 0.5, 0.51);
+            EXPECT_NEAR(buffer.chroma(x / 2, y / 2, 0), y / 2 * 2 + 1.0, 0.51);  // the mean of four
+            EXPECT_EQ(buffer.chroma(x / 2, y / 2, 1), 64);
+        }
+        EXPECT_EQ(buffer.data()[100], 9);  // padding
+        GLubyte texel[4];
+        glReadPixels(20, 30, 1, 1, GL_RGBA, GL_UNSIGNED_BYTE, texel);
+        EXPECT_NEAR(texel[0], 20.5, 0.51);
+        EXPECT_EQ(texel[3], 255);  // whatever was drawn
     }
     sim_hardware_buffer_fail("lock", 0);
 }

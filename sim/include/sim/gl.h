@@ -14,7 +14,7 @@ extern "C" {
 // call fails.
 int sim_gl_available(void);
 
-// No faults, no time-outs, no sink, chroma by mean; forgets call counts. Lost contexts stay lost, live
+// No faults, no time-outs, no sink; forgets call counts. Lost contexts stay lost, live
 // objects counted.
 void sim_gl_reset(void);
 
@@ -47,10 +47,6 @@ void sim_gl_lose_contexts(void);
 // "texture", "framebuffer", "program", "shader", "sync", "buffer", "renderbuffer", "vertexarray"; null for
 // the sum of all; -1 for another name. What a context made goes with it.
 int sim_gl_live(const char* kind);
-
-// How four chroma values become one when a frame is written back. A phone's driver may do either.
-enum sim_gl_chroma { SIM_GL_CHROMA_MEAN, SIM_GL_CHROMA_FIRST };
-void sim_gl_set_chroma(enum sim_gl_chroma chroma);
 
 // Receives every EGL and GL call before it is made, as text: "glUniform1f(3, 128)". Pointers are "ptr" or
 // "null", attribute lists of EGL "[12375=1 12374=1]".
