@@ -58,6 +58,17 @@ protected:
         return life;
     }
     void complain(const std::string& text) { m_complaints += text + "\n"; }
+    // In the settings of both modes; not every key is in both.
+    static void set(const Scenario& scenario, const std::string& key, const std::string& value) {
+        for (const char* file : {"photoSet.ini", "frameSet.ini"}) {
+            std::ifstream in(scenario.dir.path() + "/" + file);
+            std::string text(std::istreambuf_iterator<char>(in), {});
+            const std::size_t at = text.find(key + "=");
+            if (at != std::string::npos) {
+                scenario.dir.write(file, text.replace(at, text.find('\r', at) - at, key + "=" + value));
+            }
+        }
+    }
 
     const BackEnd backEnd = GetParam();
     std::unique_ptr<Scenario> proper;
@@ -136,16 +147,7 @@ TEST_P(Misuse, ValuesOfAnyKind) {
         const char* key = keys[i / std::size(values)];
         const char* value = values[i % std::size(values)];
         Scenario scenario(backEnd);
-        for (const char* file : {"photoSet.ini", "frameSet.ini"}) {
-            const std::string path = scenario.dir.path() + "/" + file;
-            std::ifstream in(path);
-            std::string text(std::istreambuf_iterator<char>(in), {});
-            const std::size_t at = text.find(std::string(key) + "=");
-            if (at != std::string::npos) {  // not every key is in both
-                text.replace(at, text.find('\r', at) - at, std::string(key) + "=" + value);
-                scenario.dir.write(file, text);
-            }
-        }
+        set(scenario, key, value);
         const std::string what = std::string(key) + "=" + value;
         const Life life = expectHeld(what, scenario);
         if (std::string(key) == "sceneNum" && std::atoi(value) < 1 && life.setUp == 0 && life.codes[0] == 0) {
@@ -190,6 +192,35 @@ TEST_P(Misuse, GeometriesAndDepthsOfAnyKind) {
         scenario.frames = backEnd.isOgl() ? 0 : Life::kFrames;
         expectHeld(std::to_string(bits) + " bits", scenario);
     }
+}
+
+// A grid that the frame cannot be divided into costs the stage, with one line for each frame.
+TEST_P(Misuse, GridsThatDoNotFitLeaveTheFrameAlone) {
+    const auto live = [this](const char* clahe, const std::vector<int>& grid) {
+        Scenario scenario(backEnd);
+        for (const char* other : {"curveSwitch", "cCorrSwitch", "colorSwitch", "pProtectSwitch"}) {
+            set(scenario, other, "0");
+        }
+        set(scenario, "claheSwitch", clahe);
+        set(scenario, "gridWidth", std::to_string(grid[0]));
+        set(scenario, "gridHeight", std::to_string(grid[1]));
+        set(scenario, "sampRate", std::to_string(grid[2]));
+        return scenario.live();
+    };
+    const Life without = live("0", {3, 2, 1});
+    const std::vector<int> grids[] = {{0, 6, 4},  {8, 0, 4}, {-8, 6, 4}, {-8, -6, 4},     {33, 6, 4},
+                                      {8, 25, 4}, {8, 6, 0}, {8, 6, -2}, {1000000, 0, 4}};
+    for (const std::vector<int>& grid : grids) {
+        SCOPED_TRACE(testing::PrintToString(grid));
+        const Life life = live("1", grid);
+        EXPECT_EQ(life.setUp, 0);
+        for (int i = 0; i < Life::kFrames; ++i) {
+            EXPECT_EQ(life.codes[i], 0);
+            EXPECT_EQ(life.errors[i + 1], without.errors[i + 1] + 1);
+            EXPECT_EQ(life.pictures[i], without.pictures[i]);
+        }
+    }
+    EXPECT_NE(live("1", {3, 2, 1}).pictures[0], without.pictures[0]);
 }
 
 // A dual camera's host: two handles of one mode.
@@ -254,11 +285,7 @@ TEST_P(Misuse, MasksOfAnyKind) {
                  {{32, 12, 128, 12}, reinterpret_cast<float*>(odd)}};
     for (const auto& c : cases) {
         Scenario scenario(backEnd);
-        for (const char* file : {"photoSet.ini", "frameSet.ini"}) {
-            std::ifstream in(scenario.dir.path() + "/" + file);
-            std::string text(std::istreambuf_iterator<char>(in), {});
-            scenario.dir.write(file, text.replace(text.find("maskSource=2"), 12, "maskSource=1"));
-        }
+        set(scenario, "maskSource", "1");
         scenario.maskRoi = c.roi;
         scenario.mask = c.mask;
         expectHeld("mask " + std::to_string(&c - cases), scenario);

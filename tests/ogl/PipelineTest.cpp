@@ -224,32 +224,14 @@ TYPED_TEST(PipelineTest, RefusesWhatItCannotDrawAndTouchesNothing) {
     EXPECT_EQ(rig.process(), 0);
 }
 
-// More tiles than the tables hold are refused; a grid that does not fit the frame leaves luma alone, with one
-// line for each frame.
-TYPED_TEST(PipelineTest, RefusesGridsOrLeavesLumaAlone) {
-    struct Case {
-        const char *width, *height, *sampleRate;
-        int result;
-    };
-    for (const Case& c : {Case{"16", "16", "1", 0}, Case{"257", "1", "1", -1},
-                          Case{"65536", "65536", "1", -1}, Case{"-3", "-3", "1", 0}, Case{"128", "2", "1", 0},
-                          Case{"0", "3", "1", 0}, Case{"4", "-1", "1", 0}, Case{"4", "3", "0", 0}}) {
-        Settings values = {{"gridWidth", c.width}, {"gridHeight", c.height}, {"sampRate", c.sampleRate}};
-        values.insert(kNoStage.begin(), kNoStage.end());
-        values["claheSwitch"] = "1";
-        Rig<TypeParam> rig(values);
-        rig.fill(test::Content::kNoise);
+// More tiles than the tables hold. Grids that do not fit the frame: tests/faults.
+TYPED_TEST(PipelineTest, RefusesGridsOfTooManyTiles) {
+    for (const auto& [width, height, result] :
+         {std::tuple{"16", "16", 0}, {"257", "1", -1}, {"65536", "65536", -1}}) {
+        Rig<TypeParam> rig(Settings{{"gridWidth", width}, {"gridHeight", height}});
         test::LogCapture log;
-        EXPECT_EQ(rig.init(), c.result) << c.width << " x " << c.height;
-        EXPECT_EQ(log.texts(test::kError).size(), c.result != 0 ? 1U : 0U);
-        if (c.result != 0 || c.width == std::string("16")) {
-            continue;
-        }
-        ASSERT_EQ(rig.process(), 0);
-        EXPECT_THAT(log.texts(test::kError), ElementsAre(HasSubstr("does not fit the frame!")));
-        for (int i = 0; i < 64 * 48; ++i) {
-            ASSERT_EQ(rig.out->luma(i % 64, i / 64), rig.frame.luma(i % 64, i / 64)) << c.width;
-        }
+        EXPECT_EQ(rig.init(), result) << width;
+        EXPECT_EQ(log.texts(test::kError).size(), result != 0 ? 1U : 0U);
     }
 }
 
