@@ -16,6 +16,26 @@ namespace {
 using test::Frame;
 using Numbers = std::vector<int>;
 
+// Both layouts of the tables; the second one is other back ends'.
+TEST(Clahe, TablesEqualTheModel) {
+    constexpr std::size_t kTiles = 20;
+    for (const test::Content content : test::kAllContents) {
+        Frame frame({61, 47, 64, 50}, 1);
+        frame.fill(content, 256);
+        const auto expected = model::tileCurves(model::fromFrame(frame), {5, 4, 3}, 1.5F);
+        std::vector<float> hist(kTiles * 256), lut(hist), gpu(hist);
+        huevance::computeClaheLut(frame.data8(), frame.roi(), hist.data(), lut.data(), 3, 5, 4, 12, 11, 1.5F);
+        huevance::computeClaheLut_gpu(frame.data8(), frame.roi(), hist.data(), gpu.data(), 3, 5, 4, 12, 11,
+                                      1.5F);
+        for (std::size_t i = 0; i < kTiles * 256; ++i) {
+            const std::size_t tile = i / 256, b = i % 256;
+            ASSERT_EQ(lut[b * kTiles + tile], expected[tile][b])
+                << test::toString(content) << " tile " << tile;
+            ASSERT_EQ(gpu[i], expected[tile][b]) << test::toString(content) << " tile " << tile;
+        }
+    }
+}
+
 // Bin 10 holds 128 of 256 samples, bins 128 .. 255 one each; strength 1. In units u = 1/256: L = 2u, M = u,
 // the excess above them is 127u and 126u, so yM = 127 u^2 and yL = 382 u^2. The parabola through the origin
 // is 64 t^2 + 63u t, and 64 t^2 + 63u t = L - u = u has the root t = 0.00612307. What bin 10 has above it,
