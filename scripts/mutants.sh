@@ -12,6 +12,10 @@ git ls-files -co --exclude-standard | tar -cf - --ignore-failed-read -T - 2> "$c
 export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache CCACHE_BASEDIR="$copy" CCACHE_NOHASHDIR=1
 (cd "$copy" && cmake --preset release -DHUEVANCE_BUILD_BENCH=OFF) > "$copy/configure.log" 2>&1 || { cat "$copy/configure.log"; exit 2; }
 
+# What a mutant that crashes leaves behind.
+export TMPDIR="$copy/tmp"
+rm -rf "$TMPDIR" && mkdir "$TMPDIR"
+
 export HUEVANCE_SWEEP_SECONDS=60
 # A mutant may wait for what never comes.
 seconds=200
