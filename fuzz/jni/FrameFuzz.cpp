@@ -3,7 +3,6 @@
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <iterator>
 #include <memory>
 #include <vector>
@@ -78,12 +77,6 @@ std::unique_ptr<test::DeviceBuffer> output(FuzzedDataProvider& in) {
     return width == 0 ? nullptr : std::make_unique<test::DeviceBuffer>(width, height, format);
 }
 
-void require(bool holds) {
-    if (!holds) {
-        std::abort();
-    }
-}
-
 void processFrame(const AlgoApi& api, void* handle, const RoiInfo& roi, std::vector<unsigned char>& frame,
                   FuzzedDataProvider& in) {
     constexpr IMAGE_FORMAT_TYPE kFormats[] = {IMAGE_FORMAT_TYPE_NV21, IMAGE_FORMAT_TYPE_NV12,
@@ -102,8 +95,9 @@ void processFrame(const AlgoApi& api, void* handle, const RoiInfo& roi, std::vec
     const std::vector<unsigned char> before = frame;
     const std::vector<unsigned char> drawnBefore = drawn != nullptr ? drawn->copy() : before;
     const int code = api.singleProcessImage(handle, &image, &scene, nullptr);
-    require(code == 0 || code == -1);
-    require(code == 0 || (frame == before && (drawn == nullptr || drawn->copy() == drawnBefore)));
+    fuzz::require(code == 0 || code == -1, "another code");
+    fuzz::require(code == 0 || (frame == before && (drawn == nullptr || drawn->copy() == drawnBefore)),
+                  "a frame changed, with -1");
 }
 
 }  // namespace

@@ -8,7 +8,6 @@
 #include <cmath>
 
 #include "tools/tuning/Parallel.h"
-#include "tools/tuning/Shaper.h"
 
 namespace tool {
 

@@ -64,11 +64,4 @@ CurveLevels shaperOf(const std::function<Yuv(const Yuv&)>& map) {
     return moved < 1 ? identity : shaper;
 }
 
-double levelAt(const CurveLevels& curve, double x) {
-    const double inside = std::clamp(x, 0.0, static_cast<double>(kLevels - 1));
-    const auto low = std::min(static_cast<std::size_t>(inside), kLevels - 2);
-    const double part = inside - static_cast<double>(low);
-    return (1 - part) * curve[low] + part * curve[low + 1];
-}
-
 }  // namespace tool

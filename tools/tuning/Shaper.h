@@ -14,7 +14,4 @@ namespace tool {
 // two does not show. The identity, exactly, where the map moves no luma to speak of.
 CurveLevels shaperOf(const std::function<Yuv(const Yuv&)>& map);
 
-// The curve between its levels.
-double levelAt(const CurveLevels& curve, double x);
-
 }  // namespace tool

@@ -84,6 +84,13 @@ CurveLevels levelsOf(const ToneCurve& curve) {
     return levels;
 }
 
+double levelAt(const CurveLevels& curve, double x) {
+    const double inside = std::clamp(x, 0.0, static_cast<double>(curve.size() - 1));
+    const auto low = std::min(static_cast<std::size_t>(inside), curve.size() - 2);
+    const double part = inside - static_cast<double>(low);
+    return (1 - part) * curve[low] + part * curve[low + 1];
+}
+
 double inverseOf(const CurveLevels& curve, double level) {
     const auto below = std::lower_bound(curve.begin(), curve.end(), level,
                                         [](float value, double wanted) { return value < wanted; });

@@ -28,6 +28,9 @@ CurveLevels levelsOf(const ToneCurve& curve);
 // What is wrong with control points, empty when nothing is.
 const char* wrongWith(const std::vector<CurvePoint>& points);
 
+// The output of an input level, with straight lines between the levels; beyond 0..255 as at its ends.
+double levelAt(const CurveLevels& curve, double x);
+
 // The input level whose output is `level`, with straight lines between the levels; the middle of a flat
 // piece. For rising curves.
 double inverseOf(const CurveLevels& curve, double level);
