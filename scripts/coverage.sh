@@ -5,6 +5,7 @@
 # Usage: scripts/coverage.sh [FILE]     also writes the lines that nothing executes to FILE
 set -eu
 cd "$(dirname "$0")/.."
+mkdir -p build
 cmake -G Ninja -B build/coverage -DCMAKE_BUILD_TYPE=None -DCMAKE_CXX_FLAGS="-O1 --coverage -fprofile-update=atomic" \
     -DHUEVANCE_BUILD_TOOLS=OFF -DHUEVANCE_BUILD_BENCH=OFF > build/coverage.log
 cmake --build build/coverage -j "$(nproc)" >> build/coverage.log
