@@ -2,9 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <regex>
 #include <string>
+
+#include "tests/support/Files.h"
 
 namespace {
 
@@ -13,18 +14,13 @@ using std::string;
 
 const fs::path kRoot = HUEVANCE_SOURCE_DIR;
 
-string read(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
 // All sources, with literals that go on in the next line joined.
 string sources() {
     string all;
     for (const char* folder : {"jni", "core", "cpu", "neon", "gpu", "ogl"}) {
         for (const auto& entry : fs::recursive_directory_iterator(kRoot / folder)) {
             const string suffix = entry.path().extension().string();
-            all += suffix == ".cpp" || suffix == ".h" ? read(entry.path()) : "";
+            all += suffix == ".cpp" || suffix == ".h" ? test::readFile(entry.path()) : "";
         }
     }
     return std::regex_replace(all, std::regex("\"\\s*\n\\s*\""), "");
@@ -44,7 +40,7 @@ string landmark(const string& format) {
 }
 
 TEST(BringUp, ListsEveryErrorLine) {
-    const string page = read(kRoot / "docs/bringup.md");
+    const string page = test::readFile(kRoot / "docs/bringup.md");
     const string code = sources();
     static const std::regex kCall("(?:LOG_ERROR|LOG_MALLOC_ERROR|logError)\\(\\s*\"((?:[^\"\\\\]|\\\\.)*)\"");
     int seen = 0;
@@ -59,7 +55,7 @@ TEST(BringUp, ListsEveryErrorLine) {
 }
 
 TEST(BringUp, ListsNoOther) {
-    const string page = read(kRoot / "docs/bringup.md");
+    const string page = test::readFile(kRoot / "docs/bringup.md");
     const string code = sources();
     static const std::regex kRow("\n\\| (`[^|]*`) \\|"), kText("`([^`]*)`");
     int seen = 0;

@@ -6,9 +6,9 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <string>
 
+#include "tests/support/Files.h"
 #include "tests/support/TuningDir.h"
 
 namespace {
@@ -26,11 +26,6 @@ int run(const string& host, const string& arguments) {
                            arguments + " >/dev/null 2>&1";
     const int status = std::system(command.c_str());
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-string read(const string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
 // A tuning that inverts luma and takes all colour away, and files of frames beside it.
@@ -64,19 +59,19 @@ TEST_F(DocumentedHost, EnhancesACaptureInPlace) {
         const string frame = path("frame");
         m_tuning.write("frame", before);
         ASSERT_EQ(run("capture", kLibrary + arguments() + "8 " + frame), 0);
-        EXPECT_EQ(read(frame), after) << platform;
+        EXPECT_EQ(test::readFile(frame), after) << platform;
         m_tuning.write("frame", before);
         ASSERT_EQ(run("capture_c", arguments() + frame), 0);
-        EXPECT_EQ(read(frame), after) << platform << ", in C";
+        EXPECT_EQ(test::readFile(frame), after) << platform << ", in C";
 
         // 10 bits at the top of 16: level 0 becomes 1023.
         m_tuning.write("frame", string(kLuma * 3, '\0'));
         ASSERT_EQ(run("capture", kLibrary + arguments() + "10 " + frame), 0);
-        string white, gray = read(frame).substr(kLuma * 2);
+        string white, gray = test::readFile(frame).substr(kLuma * 2);
         for (int i = 0; i < kLuma; ++i) {
             white += "\xC0\xFF";
         }
-        EXPECT_EQ(read(frame).substr(0, kLuma * 2), white) << platform;
+        EXPECT_EQ(test::readFile(frame).substr(0, kLuma * 2), white) << platform;
         EXPECT_NEAR(static_cast<unsigned char>(gray[1]), 128, 1) << platform;
         EXPECT_EQ(gray.substr(2), gray.substr(0, gray.size() - 2)) << platform;
     }
@@ -115,12 +110,12 @@ TEST_F(DocumentedHost, EnhancesPreviews) {
     m_tuning.writePlatform("GPU", m_tuning.path());
     m_tuning.write("stream", before);
     ASSERT_EQ(run("preview", kLibrary + arguments() + path("stream")), 0);
-    expectInverted(read(path("stream")));
+    expectInverted(test::readFile(path("stream")));
 
     m_tuning.writePlatform("OGL");
     m_tuning.write("stream", before);
     ASSERT_EQ(run("preview_ogl", kLibrary + arguments() + path("stream") + " " + path("drawn")), 0);
-    expectInverted(read(path("drawn")));
+    expectInverted(test::readFile(path("drawn")));
 }
 
 }  // namespace

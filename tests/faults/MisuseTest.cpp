@@ -15,6 +15,7 @@
 
 #include "tests/faults/Calls.h"
 #include "tests/faults/Scenario.h"
+#include "tests/support/Files.h"
 #include "tests/support/StdoutCapture.h"
 
 namespace faults {
@@ -61,8 +62,7 @@ protected:
     // In the settings of both modes; not every key is in both.
     static void set(const Scenario& scenario, const std::string& key, const std::string& value) {
         for (const char* file : {"photoSet.ini", "frameSet.ini"}) {
-            std::ifstream in(scenario.dir.path() + "/" + file);
-            std::string text(std::istreambuf_iterator<char>(in), {});
+            std::string text = test::readFile(scenario.dir.path() + "/" + file);
             const std::size_t at = text.find(key + "=");
             if (at != std::string::npos) {
                 scenario.dir.write(file, text.replace(at, text.find('\r', at) - at, key + "=" + value));
@@ -159,23 +159,12 @@ TEST_P(Misuse, ValuesOfAnyKind) {
 TEST_P(Misuse, GeometriesAndDepthsOfAnyKind) {
     const int big = INT_MAX;
     const int wide = backEnd.isOgl() ? 1 << 26 : 1 << 20;  // the others hold any width that memory does
-    const RoiInfo sizes[] = {{0, 0, 0, 0},
-                             {-1, 8, 8, 8},
-                             {8, -1, 8, 8},
-                             {1, 1, 2, 1},
-                             {1, 2, 2, 2},
-                             {2, 1, 4, 1},
-                             {3, 3, 6, 3},
-                             {32, 24, 31, 24},
-                             {32, 24, 72, 23},
-                             {32, 24, -72, 24},
-                             {big, 2, big, 2},
-                             {2, big, 4, big},
-                             {32, 24, big, 24},
-                             {32, 24, 72, big},
-                             {65536, 65536, 131072, 65536},
-                             {big, big, big, big},
-                             {wide, 2, 2 * wide, 2}};
+    const RoiInfo sizes[] = {{0, 0, 0, 0},         {-1, 8, 8, 8},         {8, -1, 8, 8},
+                             {1, 1, 2, 1},         {1, 2, 2, 2},          {2, 1, 4, 1},
+                             {3, 3, 6, 3},         {32, 24, 31, 24},      {32, 24, 72, 23},
+                             {32, 24, -72, 24},    {big, 2, big, 2},      {2, big, 4, big},
+                             {32, 24, big, 24},    {32, 24, 72, big},     {65536, 65536, 131072, 65536},
+                             {big, big, big, big}, {wide, 2, 2 * wide, 2}};
     for (const RoiInfo& roi : sizes) {
         Scenario scenario(backEnd);
         scenario.roi = roi;
@@ -208,7 +197,7 @@ TEST_P(Misuse, GridsThatDoNotFitLeaveTheFrameAlone) {
         return scenario.live();
     };
     const Life without = live("0", {3, 2, 1});
-    const std::vector<int> grids[] = {{0, 6, 4},  {8, 0, 4}, {-8, 6, 4}, {-8, -6, 4},     {33, 6, 4},
+    const std::vector<int> grids[] = {{0, 6, 4},  {8, 0, 4}, {-8, 6, 4}, {-8, -6, 4},    {33, 6, 4},
                                       {8, 25, 4}, {8, 6, 0}, {8, 6, -2}, {1000000, 0, 4}};
     for (const std::vector<int>& grid : grids) {
         SCOPED_TRACE(testing::PrintToString(grid));

@@ -12,6 +12,7 @@
 #include <sstream>
 
 #include "tests/library/HostLibrary.h"
+#include "tests/support/Files.h"
 
 namespace {
 
@@ -22,8 +23,6 @@ using std::vector;
 class Library {
 public:
     Library() {
-        std::ifstream in(HUEVANCE_BINARY_DIR "/libHuevance.so", std::ios::binary);
-        m_bytes.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
         const auto header = list<Elf64_Ehdr>(0, 1)[0];
         segments = list<Elf64_Phdr>(header.e_phoff, header.e_phnum);
         const auto sections = list<Elf64_Shdr>(header.e_shoff, header.e_shnum);
@@ -66,7 +65,7 @@ private:
         return result;
     }
 
-    vector<char> m_bytes;
+    const string m_bytes = test::readFile(HUEVANCE_BINARY_DIR "/libHuevance.so");
 };
 
 // docs/exports.txt against the file; and the names that hosts rely on, with how many functions share each.
@@ -111,8 +110,8 @@ TEST(Exports, AreExactlyTheDocumentedOnes) {
     EXPECT_EQ(got, expected);
 }
 
-// The C++ runtime, which is linked into the library for a phone, and the compiler's own: "bcmp" stands for comparisons for
-// equality alone, where clang compiles for GNU's C library, and never for a phone's.
+// The C++ runtime, which is linked into the library for a phone, and the compiler's own: "bcmp" stands for
+// comparisons for equality alone, where clang compiles for GNU's C library, and never for a phone's.
 [[maybe_unused]] bool ofTheToolchain(const string& symbol) {
     static const std::set<string> kOthers = {
         "__cxa_begin_catch",      "__cxa_end_catch",     "__cxa_rethrow",      "__cxa_guard_abort",

@@ -3,9 +3,9 @@
 #ifdef HAVE_TURBOJPEG
 #include <turbojpeg.h>
 
-#include <fstream>
-#include <iterator>
 #include <map>
+
+#include "tests/support/Files.h"
 
 namespace test {
 
@@ -18,16 +18,16 @@ struct Picture {
 };
 
 Picture decode(const std::string& name) {
-    std::ifstream in(std::string(HUEVANCE_SOURCE_DIR) + "/samples/" + name + ".jpg", std::ios::binary);
-    const std::vector<unsigned char> file((std::istreambuf_iterator<char>(in)), {});
+    const std::string file = readFile(HUEVANCE_SOURCE_DIR "/samples/" + name + ".jpg");
+    const auto* bytes = reinterpret_cast<const unsigned char*>(file.data());
     Picture picture;
     int other = 0;
     tjhandle handle = tjInitDecompress();
-    if (tjDecompressHeader3(handle, file.data(), file.size(), &picture.width, &picture.height, &other,
-                            &other) == 0) {
+    if (tjDecompressHeader3(handle, bytes, file.size(), &picture.width, &picture.height, &other, &other) ==
+        0) {
         picture.rgb.resize(static_cast<std::size_t>(3 * picture.width * picture.height));
-        if (tjDecompress2(handle, file.data(), file.size(), picture.rgb.data(), picture.width, 0,
-                          picture.height, TJPF_RGB, 0) != 0) {
+        if (tjDecompress2(handle, bytes, file.size(), picture.rgb.data(), picture.width, 0, picture.height,
+                          TJPF_RGB, 0) != 0) {
             picture.rgb.clear();
         }
     }
