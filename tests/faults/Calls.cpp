@@ -30,14 +30,16 @@ thread_local int g_inside = 0;
 int g_opens = 0;
 char g_dumpFolder[512];
 
-bool fileFails(ssize_t* result) {
+// The call; or when it fails -1, or silently what says that there is no more.
+template <typename Call, typename... Arguments>
+std::invoke_result_t<Call, Arguments...> fileCall(std::invoke_result_t<Call, Arguments...> noMore, Call call,
+                                                  Arguments... arguments) {
     Counter& files = g_counters[static_cast<int>(faults::Kind::kFile)];
     if (g_inside == 0 || !files.fails()) {
-        return false;
+        return call(arguments...);
     }
-    *result = files.way == faults::Way::kSilently ? 0 : -1;
     errno = EIO;
-    return true;
+    return files.way == faults::Way::kSilently ? noMore : -1;
 }
 
 bool allocationFails() {
@@ -141,52 +143,29 @@ void __wrap_free(void* block) {
 
 int __wrap_open(const char* path, int flags, mode_t mode) {
     ++g_opens;
-    ssize_t result = 0;
-    if (fileFails(&result)) {
-        return -1;
-    }
     constexpr char kDeviceFolder[] = "/data/hvcSave/";
     constexpr std::size_t kLength = sizeof(kDeviceFolder) - 1;
-    if (std::strncmp(path, kDeviceFolder, kLength) != 0) {
-        return __real_open(path, flags, mode);
-    }
     char moved[1024];
-    std::snprintf(moved, sizeof(moved), "%s%s", g_dumpFolder, path + kLength - 1);
-    return __real_open(moved, flags, mode);
+    const bool dumps = std::strncmp(path, kDeviceFolder, kLength) == 0;
+    std::snprintf(moved, sizeof(moved), "%s%s", dumps ? g_dumpFolder : "", path + (dumps ? kLength - 1 : 0));
+    return fileCall(-1, __real_open, moved, flags, mode);
 }
 int __wrap_close(int descriptor) {
-    ssize_t result = 0;
-    const bool fails = fileFails(&result);
-    const int code = __real_close(descriptor);
-    return fails ? static_cast<int>(result) : code;
+    const int code = __real_close(descriptor);  // in any case
+    return fileCall(0, [code] { return code; });
 }
 int __wrap_fstat(int descriptor, struct stat* status) {
-    ssize_t result = 0;
-    return fileFails(&result) ? -1 : __real_fstat(descriptor, status);
+    return fileCall(-1, __real_fstat, descriptor, status);
 }
-int __wrap_stat(const char* path, struct stat* status) {
-    ssize_t result = 0;
-    return fileFails(&result) ? -1 : __real_stat(path, status);
-}
-int __wrap_fsync(int descriptor) {
-    ssize_t result = 0;
-    return fileFails(&result) ? static_cast<int>(result) : __real_fsync(descriptor);
-}
-int __wrap_ftruncate(int descriptor, off_t bytes) {
-    ssize_t result = 0;
-    return fileFails(&result) ? static_cast<int>(result) : __real_ftruncate(descriptor, bytes);
-}
-int __wrap_rename(const char* from, const char* to) {
-    ssize_t result = 0;
-    return fileFails(&result) ? static_cast<int>(result) : __real_rename(from, to);
-}
+int __wrap_stat(const char* path, struct stat* status) { return fileCall(-1, __real_stat, path, status); }
+int __wrap_fsync(int descriptor) { return fileCall(0, __real_fsync, descriptor); }
+int __wrap_ftruncate(int descriptor, off_t bytes) { return fileCall(0, __real_ftruncate, descriptor, bytes); }
+int __wrap_rename(const char* from, const char* to) { return fileCall(0, __real_rename, from, to); }
 ssize_t __wrap_read(int descriptor, void* data, std::size_t bytes) {
-    ssize_t result = 0;
-    return fileFails(&result) ? result : __real_read(descriptor, data, bytes);
+    return fileCall(0, __real_read, descriptor, data, bytes);
 }
 ssize_t __wrap_write(int descriptor, const void* data, std::size_t bytes) {
-    ssize_t result = 0;
-    return fileFails(&result) ? result : __real_write(descriptor, data, bytes);
+    return fileCall(0, __real_write, descriptor, data, bytes);
 }
 
 void* __real__Znwm(std::size_t size);

@@ -82,55 +82,42 @@ private:
 const char* const kFiles[] = {"platformSet.ini", "photoSet.ini", "frameSet.ini", "param0.ini", "param1.ini",
                               "curveLut0",       "colorLut1",    "CurveLut",     "ColorLut"};
 
-void replace(const std::string& path, int kind) {
-    fs::remove_all(path);
-    switch (kind) {
-        case 0:  // nothing
-            break;
-        case 1:
-            mkfifo(path.c_str(), 0600);
-            break;
-        case 2:
-            fs::create_symlink("/dev/zero", path);
-            break;
-        case 3:
-            fs::create_directory(path);
-            break;
-        case 4:
-            fs::create_symlink(path, path);
-            break;
-        case 5:
-            std::ofstream(path).put('\0');
-            fs::resize_file(path, std::uintmax_t{1} << 40);
-            break;
-        case 6:
-            std::ofstream(path) << std::string(1 << 20, '\n');
-            break;
-        case 7:
-            std::ofstream(path) << "[hvc]\r\nclaheSwitch=" << std::string((1 << 20) - 64, '1');
-            break;
-        case 8:
-            std::ofstream(path) << std::string(100, '\xFF');
-            break;
-        default: {
-            const int descriptor = socket(AF_UNIX, SOCK_STREAM, 0);
-            sockaddr_un address = {AF_UNIX, {}};
-            path.copy(address.sun_path, sizeof(address.sun_path) - 1);
-            [[maybe_unused]] const int bound =
-                bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
-            close(descriptor);
-        }
-    }
+void bindSocket(const std::string& path) {
+    const int descriptor = socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address = {AF_UNIX, {}};
+    path.copy(address.sun_path, sizeof(address.sun_path) - 1);
+    bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+    close(descriptor);
 }
 
+// What can be where a file should be.
+void (*const kKinds[])(const std::string& path) = {
+    [](const std::string&) {},  // nothing
+    [](const std::string& path) { mkfifo(path.c_str(), 0600); },
+    [](const std::string& path) { fs::create_symlink("/dev/zero", path); },
+    [](const std::string& path) { fs::create_directory(path); },
+    [](const std::string& path) { fs::create_symlink(path, path); },
+    [](const std::string& path) {
+        std::ofstream(path).put('\0');
+        fs::resize_file(path, std::uintmax_t{1} << 40);
+    },
+    [](const std::string& path) { std::ofstream(path) << std::string(1 << 20, '\n'); },
+    [](const std::string& path) {
+        std::ofstream(path) << "[hvc]\r\nclaheSwitch=" << std::string((1 << 20) - 64, '1');
+    },
+    [](const std::string& path) { std::ofstream(path) << std::string(100, '\xFF'); },
+    bindSocket,
+};
+
 TEST_P(Misuse, FilesThatAreNoneAreNeverWaitedFor) {
-    spread(std::size(kFiles) * 10, [&](std::size_t i) {
-        const char* file = kFiles[i / 10];
-        const int kind = static_cast<int>(i % 10);
+    spread(std::size(kFiles) * std::size(kKinds), [&](std::size_t i) {
+        const std::string file = kFiles[i / std::size(kKinds)];
+        const std::size_t kind = i % std::size(kKinds);
         Scenario scenario(backEnd);
-        replace(scenario.dir.path() + "/" + file, kind);
+        scenario.dir.remove(file);
+        kKinds[kind](scenario.dir.path() + "/" + file);
         const std::clock_t start = std::clock();  // of the processor: the machine may be busy
-        const std::string what = std::string(file) + ", kind " + std::to_string(kind);
+        const std::string what = file + ", kind " + std::to_string(kind);
         expectHeld(what, scenario);
         if (std::clock() - start > 10 * CLOCKS_PER_SEC) {
             complain(what + " takes its time");

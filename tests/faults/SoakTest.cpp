@@ -1,5 +1,6 @@
 // Many handles and many preview frames of every back end: what is held stays the same, and a preview's frame
-// allocates nothing. HUEVANCE_SOAK=10000: so many handles, ten times as many frames, and resident memory stays flat, too.
+// allocates nothing. HUEVANCE_SOAK=10000: so many handles, ten times as many frames, and resident memory
+// stays flat, too.
 #include <gtest/gtest.h>
 #include <sim/gl.h>
 #include <sim/opencl.h>
@@ -105,7 +106,7 @@ TEST(SoakOfNothing, HandlesComeAndGo) {
     const BackEnd none = {"None", "GPU", kPhotoMode, 8, IMAGE_FORMAT_TYPE_NV21};
     Scenario scenario(none);
     int blocks = 0;
-    for (int i = 0; i < (times()); ++i) {
+    for (int i = 0; i < times(); ++i) {
         EXPECT_EQ(scenario.live().release, -1);
         blocks = i == 0 ? liveBlocks() : blocks;
     }

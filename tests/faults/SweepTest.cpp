@@ -43,8 +43,9 @@ struct Fault {
 // from reset counters on.
 struct KindOfFault {
     const char* name;
-    std::function<std::vector<Fault>(const BackEnd&)> faults;
+    std::function<std::vector<Fault>()> faults;
     Duty duty = Duty::kLine;
+    bool (BackEnd::*concerns)() const = nullptr;  // which back ends; all of them
 };
 
 std::vector<Fault> counted(Kind kind, Way way) {
@@ -76,28 +77,18 @@ std::vector<Fault> ofEntries(const auto& entries, int (*calls)(const char*),
     return faults;
 }
 
-std::vector<Fault> opencl(const BackEnd& backEnd, int code) {
-    if (!backEnd.isGpu()) {
-        return {};
-    }
-    // What a driver refuses to release stays.
-    return ofEntries(kClEntries, sim_opencl_calls, {"Release", "SVMFree"},
-                     [code](const char* entry, int n) { sim_opencl_fail(entry, n, code); });
-}
-
-std::vector<Fault> gl(const BackEnd& backEnd, int code) {
-    return backEnd.isOgl() ? ofEntries(kGlEntries, sim_gl_calls, {},
-                                       [code](const char* entry, int n) { sim_gl_fail(entry, n, code); })
-                           : std::vector<Fault>();
+std::vector<Fault> gl(int code) {
+    return ofEntries(kGlEntries, sim_gl_calls, {},
+                     [code](const char* entry, int n) { sim_gl_fail(entry, n, code); });
 }
 
 int g_untilLoss = 0;
 
-std::vector<Fault> contextLoss(const BackEnd& backEnd) {
+std::vector<Fault> contextLoss() {
     std::vector<Fault> faults;
     int calls = 0;
     for (const char* entry : kGlEntries) {
-        calls += backEnd.isOgl() ? sim_gl_calls(entry) : 0;
+        calls += sim_gl_calls(entry);
     }
     for (int n = 1; n <= calls; ++n) {
         faults.push_back({"before call " + std::to_string(n), [n] {
@@ -115,32 +106,36 @@ std::vector<Fault> contextLoss(const BackEnd& backEnd) {
 }
 
 const KindOfFault kKinds[] = {
-    {"Allocation", [](const BackEnd&) { return counted(Kind::kAllocation, Way::kOnce); }},
-    {"AllAllocationsFrom", [](const BackEnd&) { return counted(Kind::kAllocation, Way::kFromThereOn); }},
-    {"FileCall", [](const BackEnd&) { return counted(Kind::kFile, Way::kOnce); }, Duty::kNothing},
-    {"AllFileCallsFrom", [](const BackEnd&) { return counted(Kind::kFile, Way::kFromThereOn); },
-     Duty::kNothing},
-    {"FileEnds", [](const BackEnd&) { return counted(Kind::kFile, Way::kSilently); }, Duty::kNothing},
-    {"OpenCL", [](const BackEnd& backEnd) { return opencl(backEnd, -5); }},
-    {"EGL",
-     [](const BackEnd& backEnd) {
-         return backEnd.isOgl() ? ofEntries(kEglEntries, sim_gl_calls, {"eglTerminate"},
-                                            [](const char* entry, int n) { sim_gl_fail(entry, n, 0x3003); })
-                                : std::vector<Fault>();
+    {"Allocation", [] { return counted(Kind::kAllocation, Way::kOnce); }},
+    {"AllAllocationsFrom", [] { return counted(Kind::kAllocation, Way::kFromThereOn); }},
+    {"FileCall", [] { return counted(Kind::kFile, Way::kOnce); }, Duty::kNothing},
+    {"AllFileCallsFrom", [] { return counted(Kind::kFile, Way::kFromThereOn); }, Duty::kNothing},
+    {"FileEnds", [] { return counted(Kind::kFile, Way::kSilently); }, Duty::kNothing},
+    {"OpenCL",
+     [] {
+         // What a driver refuses to release stays.
+         return ofEntries(kClEntries, sim_opencl_calls, {"Release", "SVMFree"},
+                          [](const char* entry, int n) { sim_opencl_fail(entry, n, -5); });
      },
-     Duty::kRefusal},
-    {"GL", [](const BackEnd& backEnd) { return gl(backEnd, 0x0505); }, Duty::kRefusal},
-    {"GLDoesNothing", [](const BackEnd& backEnd) { return gl(backEnd, 0); }, Duty::kNothing},
-    {"ContextLost", [](const BackEnd& backEnd) { return contextLoss(backEnd); }, Duty::kRefusal},
+     Duty::kLine, &BackEnd::isGpu},
+    {"EGL",
+     [] {
+         return ofEntries(kEglEntries, sim_gl_calls, {"eglTerminate"},
+                          [](const char* entry, int n) { sim_gl_fail(entry, n, 0x3003); });
+     },
+     Duty::kRefusal, &BackEnd::isOgl},
+    {"GL", [] { return gl(0x0505); }, Duty::kRefusal, &BackEnd::isOgl},
+    {"GLDoesNothing", [] { return gl(0); }, Duty::kNothing, &BackEnd::isOgl},
+    {"ContextLost", contextLoss, Duty::kRefusal, &BackEnd::isOgl},
     {"HardwareBuffer",
-     [](const BackEnd& backEnd) {
+     [] {
          std::vector<Fault> faults;
-         for (int n = 1; n <= (backEnd.isOgl() ? Life::kFrames : 0); ++n) {
+         for (int n = 1; n <= Life::kFrames; ++n) {
              faults.push_back({"lock " + std::to_string(n), [n] { sim_hardware_buffer_fail("lock", n); }});
          }
          return faults;
      },
-     Duty::kNothing},
+     Duty::kNothing, &BackEnd::isOgl},
 };
 
 void reset() {
@@ -262,7 +257,7 @@ TEST_P(Sweep, EveryCallMayFail) {
         ASSERT_EQ(code, 0);
     }
     ASSERT_TRUE(reference.touched[0] && reference.touched[2] && !reference.padded[0]);
-    const std::vector<Fault> faults = kind->faults(backEnd);
+    const std::vector<Fault> faults = kind->faults();
     const int blocks = liveBlocks();
     const std::string alive = scenario.alive();
     Tally tally = {faults.size()};
@@ -307,11 +302,9 @@ std::vector<Case> cases() {
     std::vector<Case> all;
     for (const BackEnd& backEnd : kBackEnds) {
         for (const KindOfFault& kind : kKinds) {
-            const bool device =
-                std::strncmp(kind.name, "A", 1) != 0 && std::strncmp(kind.name, "File", 4) != 0;
-            const bool cl = std::strcmp(kind.name, "OpenCL") == 0;
-            const bool again = backEnd.svm != 1;  // with another kind of memory, for OpenCL's calls alone
-            if (again ? cl : !device || (cl ? backEnd.isGpu() : backEnd.isOgl())) {
+            const bool any = kind.concerns == nullptr;
+            // With another kind of memory, for OpenCL's calls alone.
+            if (any ? backEnd.svm == 1 : (backEnd.*kind.concerns)()) {
                 all.emplace_back(backEnd, &kind);
             }
         }
