@@ -1,22 +1,20 @@
 // Every vector kernel against the reference: all bytes of the frames, padding included, and all floats, where
-// any not-a-number equals any other. --seed=N draws other cases.
+// any not-a-number equals any other. --gtest_random_seed=N draws other cases.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 #include <deque>
-#include <limits>
 #include <numeric>
 #include <optional>
 #include <type_traits>
 
 #include "core/Geometry.h"
 #include "neon/NeonKernels.h"
-#include "tests/kernels/Seed.h"
+#include "tests/kernels/Draw.h"
 #include "tests/support/Frames.h"
 #include "tests/support/LogCapture.h"
 
@@ -26,8 +24,6 @@ using huevance::KernelTable;
 using test::Content;
 using test::Frame;
 using test::Random;
-
-std::uint32_t g_seed = 1;
 
 struct Grid {
     int width, height, sampRate;
@@ -90,7 +86,7 @@ std::vector<Scenario> commonScenarios() {
     std::vector<Scenario> scenarios;
     for (int width = 1; width <= 69; ++width) {
         for (const Content content : test::kAllContents) {
-            const auto seed = g_seed + static_cast<std::uint32_t>(scenarios.size());
+            const auto seed = test::firstSeed() + static_cast<std::uint32_t>(scenarios.size());
             Random random(seed);
             scenarios.push_back({.width = width < 68    ? width
                                           : width == 68 ? 257
@@ -102,35 +98,11 @@ std::vector<Scenario> commonScenarios() {
                                  .dataBit = kBits[random.below(6)],
                                  .type = static_cast<IMAGE_FORMAT_TYPE>(kTypes[random.below(5)]),
                                  .grid = random.below(6),
-                                 .table = random.below(28),
+                                 .table = random.below(7 * test::kTables),
                                  .seed = seed});
         }
     }
     return scenarios;
-}
-
-// Table contents: levels in range, levels far outside, levels that are no numbers, whole levels.
-float level(Random& random, int table, float top) {
-    using Limits = std::numeric_limits<float>;
-    const float odd[] = {Limits::quiet_NaN(),
-                         Limits::infinity(),
-                         -Limits::infinity(),
-                         -0.0F,
-                         3e38F,
-                         -3e38F,
-                         top + 0.5F,
-                         -0.75F};
-    const float inRange = random.unit() * top;
-    switch (table % 4) {
-        case 1:
-            return 3 * inRange - top;
-        case 2:
-            return random.below(4) == 0 ? odd[random.below(8)] : inRange;
-        case 3:
-            return std::floor(random.unit() * (top + 1));
-        default:
-            return inRange;
-    }
 }
 
 // All memory that one call of a kernel may change, in front of unreadable pages.
@@ -152,7 +124,8 @@ public:
     float* levels(std::size_t count, float top) {
         float* values = floats(count);
         Random random(s.seed + 77);
-        std::generate_n(values, count, [&] { return level(random, s.table, top); });
+        const auto level = test::kLevels[s.table % test::kTables];
+        std::generate_n(values, count, [&] { return level({random, top * random.unit(), top}); });
         return values;
     }
     float* mask() {
@@ -420,13 +393,3 @@ TEST(CheckerDeathTest, CatchesWhatItIsFor) {
 }
 
 }  // namespace
-
-std::uint32_t test::kernelSeed() { return g_seed; }
-
-int main(int argc, char** argv) {
-    testing::InitGoogleTest(&argc, argv);
-    if (argc > 1 && std::strncmp(argv[1], "--seed=", 7) == 0) {
-        g_seed = static_cast<std::uint32_t>(std::strtoul(argv[1] + 7, nullptr, 10));
-    }
-    return RUN_ALL_TESTS();
-}

@@ -1,18 +1,17 @@
 // The one pass of captures against the stage operations with the reference's kernels, byte for byte: every
 // width, odd heights, every depth, every combination of switches, all masks, and tables that a tuning does
-// not have. --seed=N draws other cases (kernels_test).
+// not have. --gtest_random_seed=N draws other cases.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <limits>
 
 #include "core/HostEngine.h"
 #include "core/Sample.h"
 #include "neon/ClaheColumns.h"
 #include "neon/Huevance_NEON.h"
-#include "tests/kernels/Seed.h"
+#include "tests/kernels/Draw.h"
 #include "tests/support/Frames.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/Rig.h"
@@ -57,69 +56,26 @@ struct Case {
     }
 };
 
-// --- Tables: a level for each place of a table whose neutral content is `neutral`, of 0 .. 255 ---
-
-using Level = float (*)(Random& random, float neutral);
-constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
-constexpr float kInfinity = std::numeric_limits<float>::infinity();
-float inRange(float level) { return std::clamp(level, 0.0F, 255.0F); }
-float near(Random& random, float neutral) { return neutral + 16 * random.unit() - 8; }
-float rarely(Random& random, float odd, float level) { return random.below(500) == 0 ? odd : level; }
-
-const Level kLevels[] = {
-    // A picture's: near the identity, and inside the range.
-    [](Random& random, float neutral) { return inRange(near(random, neutral)); },
-    // Sums with samples end in exactly one half, or next to it.
-    [](Random&, float neutral) { return inRange(std::floor(neutral) + 0.5F); },
-    [](Random&, float neutral) { return inRange(std::floor(neutral) + 0.5F - 1.0F / 32768.0F); },
-    [](Random& random, float neutral) {
-        const float half = std::floor(neutral) + static_cast<float>(random.below(7)) - 2.5F;
-        return inRange(std::nextafter(half, random.below(2) == 0 ? 0.0F : 300.0F));
-    },
-    // Offsets around those that one signed byte holds, from -129 to 129, and beyond.
-    [](Random& random, float neutral) {
-        return inRange(neutral + (random.below(2) == 0 ? -1.0F : 1.0F) * (126.0F + 3 * random.unit()));
-    },
-    [](Random& random, float) { return 255 * random.unit(); },
-    [](Random& random, float) { return std::floor(256 * random.unit()); },
-    // Far enough up that chroma leaves the range where the strength or the levels do.
-    [](Random&, float neutral) { return inRange(neutral + 60); },
-    [](Random&, float neutral) { return neutral + 60; },
-    [](Random&, float neutral) { return neutral - 60; },
-    // At the ends of the range, just outside, and far outside.
-    [](Random& random, float) { return random.below(2) == 0 ? 0.0F : 255.0F; },
-    [](Random& random, float neutral) { return rarely(random, 255.00002F, inRange(near(random, neutral))); },
-    [](Random& random, float neutral) { return rarely(random, -1e-6F, inRange(near(random, neutral))); },
-    [](Random& random, float) { return 765 * random.unit() - 255; },
-    // No levels at all.
-    [](Random& random, float neutral) { return rarely(random, kNan, inRange(near(random, neutral))); },
-    [](Random& random, float) {
-        constexpr float kOdd[] = {kNan, kInfinity, -kInfinity, -0.0F, 3e38F, -3e38F, 1e30F, 255.5F};
-        return random.below(3) == 0 ? kOdd[random.below(8)] : 255 * random.unit();
-    },
-};
-constexpr int kTables = static_cast<int>(std::size(kLevels));
-
-constexpr float kStrengths[] = {0.0F, 0.37F, 1.0F,   0.5F,  0.75F, 1.0000001F,
-                                1.9F, -0.6F, -1e-7F, 1e30F, kNan,  0.999F};
+constexpr float kStrengths[] = {0.0F, 0.37F, 1.0F,   0.5F,  0.75F,      1.0000001F,
+                                1.9F, -0.6F, -1e-7F, 1e30F, test::kNan, 0.999F};
 
 void fillTables(HostEngine& engine, const Case& c) {
     Random random(c.seed + 77);
-    const Level level = kLevels[c.table];
+    const auto level = [&](float neutral) { return test::kLevels[c.table]({random, neutral}); };
     const std::size_t tiles = engine.m_gridLut.size() / 256;
     for (std::size_t i = 0; i < engine.m_gridLut.size(); ++i) {
-        engine.m_gridLut.get()[i] = level(random, static_cast<float>(i / tiles));
+        engine.m_gridLut.get()[i] = level(static_cast<float>(i / tiles));
     }
     for (float* curve : {engine.m_yCurve.get(), engine.m_uvCurve.get()}) {
         for (int i = 0; i < 256; ++i) {
-            curve[i] = level(random, static_cast<float>(i));
+            curve[i] = level(static_cast<float>(i));
         }
     }
     constexpr int kN = huevance::kLatticeSize;
     for (int i = 0; i < huevance::kColorLutFloats; ++i) {
         const int plane = i / (kN * kN * kN);
         const int point = plane == 0 ? i % kN : plane == 1 ? i / kN % kN : i / (kN * kN) % kN;
-        engine.m_colorLut.get()[i] = level(random, 17.0F * static_cast<float>(point));
+        engine.m_colorLut.get()[i] = level(17.0F * static_cast<float>(point));
     }
     if (engine.is16Bit()) {
         const int bins = engine.bins16();
@@ -203,7 +159,7 @@ void expectEqual(const Case& c) {
 // The switches, masks and tables of a case, spread so that any two of them meet.
 Case draw(int number, int width, int bits, Content content) {
     constexpr int kHeights[] = {1, 2, 3, 5, 8, 13, 35};
-    const auto seed = test::kernelSeed() + static_cast<std::uint32_t>(number);
+    const auto seed = test::firstSeed() + static_cast<std::uint32_t>(number);
     Random random(seed);
     const int height = kHeights[random.below(7)];
     const int mostTiles = bits > 12 ? 3 : 7;  // the reference's tables grow with the levels
@@ -214,7 +170,7 @@ Case draw(int number, int width, int bits, Content content) {
             .bits = bits,
             .stages = random.below(3) == 0 ? random.below(32) : 31,
             .maskSource = random.below(4),
-            .table = random.below(kTables),
+            .table = random.below(test::kTables),
             .strength = random.below(2) == 0 ? random.unit() : kStrengths[random.below(12)],
             .seed = seed,
             .columns = std::min(width, 1 + random.below(mostTiles)),
@@ -261,16 +217,16 @@ TEST_P(Walk, EqualsTheStagesForEveryCombination) {
 // Every table with every strength. Noise of this size is looked up in the lattice, not in slabs.
 TEST_P(Walk, EqualsTheStagesForEveryTable) {
     const int strengths = frequent(GetParam()) ? 12 : 1;
-    for (int k = 0; k < 2 * kTables * strengths && !HasFailure(); ++k) {
+    for (int k = 0; k < 2 * test::kTables * strengths && !HasFailure(); ++k) {
         const int i = k / 2;
         const bool noise = k % 2 == 0;
         Case c = draw(2000 + k, GetParam() == 8 && noise ? 160 : 96, GetParam(),
                       noise ? Content::kNoise : Content::kPhotoLike);
         c.height = c.width == 160 ? 65 : 33;
         c.rows = std::min(c.rows, c.height);
-        c.table = i % kTables;
-        c.strength = strengths == 1 ? 0.5F : kStrengths[i / kTables];
-        c.stages = (i + i / kTables) % 2 == 0 ? 31 : 15;
+        c.table = i % test::kTables;
+        c.strength = strengths == 1 ? 0.5F : kStrengths[i / test::kTables];
+        c.stages = (i + i / test::kTables) % 2 == 0 ? 31 : 15;
         expectEqual(c);
     }
 }
@@ -285,7 +241,7 @@ TEST(Rounding, OfScaledLevelsIsThatOfFloats) {
         const auto expected = huevance::toSample<unsigned char>(level + 0.5F, 255.0F);
         ASSERT_EQ(rounded[7], expected) << std::hexfloat << level;
     };
-    for (std::uint64_t bits = test::kernelSeed(); bits < 1ULL << 32; bits += 1021) {
+    for (std::uint64_t bits = test::firstSeed(); bits < 1ULL << 32; bits += 1021) {
         const float level = std::bit_cast<float>(static_cast<std::uint32_t>(bits));
         if (std::isnan(level) || std::abs(level) <= huevance::neon::kMaxScaledLevel) {
             ASSERT_NO_FATAL_FAILURE(check(level));
