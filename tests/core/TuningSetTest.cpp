@@ -1,5 +1,5 @@
-// The tuning set: defaults, files and keys, the order of its log lines, what is not there; and the fade's
-// counter. Tables and their blends are compared with the model in tests/cpu.
+// The tuning set: defaults, files and keys, the order of its log lines, what is not there. Tables, their
+// blends and the fade's counter are compared with the model in tests/cpu.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -125,8 +125,9 @@ TEST_F(Tuning, SceneListMapsScenesToTables) {
         dir.write("frameSet.ini", "[hvc]\r\ngridWidth=\r\n[scene]\r\n" + c.scenes + "\r\n");
         log.clear();
         TuningSet tuning = set();
-        std::ranges::fill(tuning.m_aiSceneIdx, c.scenes.find("sceneIdx") != string::npos ? 1 : 0);  // an earlier list
-        tuning.m_fColorStrength = 0.5F;  // the field behind the array
+        std::ranges::fill(tuning.m_aiSceneIdx,
+                          c.scenes.find("sceneIdx") != string::npos ? 1 : 0);  // an earlier list
+        tuning.m_fColorStrength = 0.5F;                                        // the field behind the array
         tuning.readFrameSet();
         EXPECT_EQ(tuning.m_iGridWidth, 0);
         EXPECT_EQ(tuning.m_iIdxNum, c.count);
@@ -204,37 +205,6 @@ TEST(TuningSetDeathTest, PathsThatDoNotFitAreFatal) {
     EXPECT_EQ(tuning.setSensorPath(string(498, 'd').c_str()), 0);
     EXPECT_EQ(tuning.readHvcParam(100), 0);
     EXPECT_DEATH(tuning.readHvcParam(1000), kFatal);
-}
-
-TEST(SceneFade, CountsFrames) {
-    const struct {
-        const char* what;
-        int sceneNum, transFrameNum;
-        vector<vector<int>> frames;  // the frame's table; p, q and k that its fusion uses
-    } cases[] = {
-        // Every stream begins with table 1 as the previous one.
-        // clang-format off
-        {"constant table", 3, 2, {{1, 1, 1, 0}, {1, 1, 1, 0}}},
-        {"whole fade, one frame longer than T", 3, 2,
-         {{1, 1, 1, 0}, {2, 1, 2, 0}, {2, 1, 2, 1}, {2, 1, 2, 2}, {2, 2, 2, 0}, {0, 2, 0, 0}}},
-        {"stream that begins elsewhere", 3, 1, {{0, 1, 0, 0}, {0, 1, 0, 1}, {0, 0, 0, 0}}},
-        {"change in mid-fade keeps the counter", 3, 3, {{0, 1, 0, 0}, {0, 1, 0, 1}, {2, 1, 2, 2}, {2, 1, 2, 3}, {2, 2, 2, 0}}},
-        {"return in mid-fade keeps the counter", 3, 2,
-         {{0, 1, 0, 0}, {1, 1, 1, 1}, {1, 1, 1, 1}, {2, 1, 2, 1}, {2, 1, 2, 2}, {2, 2, 2, 0}}},
-        {"single table: there is no table 1", 1, 2, {{0, 0, 0, 0}, {0, 0, 0, 0}}},
-        {"no fading at T = 0", 3, 0, {{0, 0, 0, 0}, {2, 2, 2, 0}, {1, 1, 1, 0}}},
-        {"no fading below", 3, -5, {{2, 2, 2, 0}, {0, 0, 0, 0}}},
-        // clang-format on
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
-        huevance::SceneFade fade;
-        for (const vector<int>& f : c.frames) {
-            fade.begin(f[0], c.sceneNum, c.transFrameNum);
-            EXPECT_EQ((vector<int>{f[0], fade.previous(), fade.current(), fade.counter()}), f);
-            fade.end(c.transFrameNum);
-        }
-    }
 }
 
 }  // namespace

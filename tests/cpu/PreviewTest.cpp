@@ -128,6 +128,14 @@ TEST_P(Preview, TheFadeOutlivesReleaseAndSetUp) {
     ASSERT_EQ(stream.setUp(dir), 0);
     stream.fade(tables, 0, 2, "k = 3 of 2");
     stream.fade(tables, 0, 2, "faded");
+    // One that the new set-up takes away is forgotten.
+    stream.fade(tables, 1, 2, "k = 0 of 2");
+    for (const int frames : {0, 4}) {
+        rig::write(dir, tables, {{"transFrameNum", std::to_string(frames)}});
+        ASSERT_EQ(stream.setUp(dir), 0);
+        stream.fade(tables, 2, frames, "without a fade");
+    }
+    stream.fade(tables, 0, 4, "k = 0 of 4");
 }
 
 TEST_P(Preview, TablesAreLoadedOnceAndMissingStrengthsFollowTheTableBefore) {
