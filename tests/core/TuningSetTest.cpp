@@ -181,7 +181,7 @@ TEST_F(Tuning, StrengthsOfATable) {
 
 TEST_F(Tuning, AbsurdNumberOfScenesIsRefused) {
     TuningSet tuning = set();
-    for (const int number : {2000000000, 0, -1}) {
+    for (const int number : {2000000000, 4097, 0, -1}) {
         log.clear();
         tuning.m_iSceneNum = number;
         huevance::SceneTables tables;
@@ -190,6 +190,15 @@ TEST_F(Tuning, AbsurdNumberOfScenesIsRefused) {
                   -5);
         EXPECT_EQ(log.texts(test::kError).size(), 5U);
         EXPECT_FALSE(tables.hasStrengths(number));
+    }
+}
+
+// Its counter: tests/cpu.
+TEST(SceneFade, HasNoTableBeforeWithoutFramesToFadeOver) {
+    huevance::SceneFade fade;
+    for (const int frames : {0, -5}) {
+        fade.begin(frames + 10, 20, frames);
+        EXPECT_EQ(fade.previous(), frames + 10);
     }
 }
 
