@@ -6,37 +6,27 @@
 #include <algorithm>
 #include <cstring>
 #include <stdexcept>
-#include <utility>
 
 namespace test {
 
 namespace {
 constexpr unsigned char kPoison = 0xA5;
-}
+bool isPoison(unsigned char byte) { return byte == kPoison; }
+}  // namespace
 
 GuardedMemory::GuardedMemory(std::size_t size) : m_size(size) {
     const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
     const std::size_t usable = (size + page - 1) / page * page;
-    m_mapped = usable + page;
-    m_map = mmap(nullptr, m_mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (m_map == MAP_FAILED || mprotect(static_cast<unsigned char*>(m_map) + usable, page, PROT_NONE) != 0) {
+    void* map = mmap(nullptr, usable + page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (map == MAP_FAILED || mprotect(static_cast<unsigned char*>(map) + usable, page, PROT_NONE) != 0) {
         throw std::runtime_error("mmap failed");
     }
-    std::memset(m_map, kPoison, usable);
-    m_data = static_cast<unsigned char*>(m_map) + usable - size;
+    std::memset(map, kPoison, usable);
+    m_map = {static_cast<unsigned char*>(map), Unmap{usable + page}};
+    m_data = m_map.get() + usable - size;
 }
 
-GuardedMemory::~GuardedMemory() {
-    if (m_map != nullptr) {
-        munmap(m_map, m_mapped);
-    }
-}
-
-GuardedMemory::GuardedMemory(GuardedMemory&& other) noexcept
-    : m_map(std::exchange(other.m_map, nullptr)),
-      m_mapped(other.m_mapped),
-      m_data(other.m_data),
-      m_size(other.m_size) {}
+void GuardedMemory::Unmap::operator()(unsigned char* map) const { munmap(map, bytes); }
 
 std::string toString(Content content) {
     constexpr const char* kNames[] = {"zero", "max", "alternating", "ramp", "noise", "photo", "above"};
@@ -123,9 +113,7 @@ void Frame::restore(const std::vector<unsigned char>& bytes) {
 }
 
 bool GuardedMemory::slackUntouched() const {
-    const auto* begin = static_cast<const unsigned char*>(m_map);
-    return std::all_of(begin, static_cast<const unsigned char*>(m_data),
-                       [](unsigned char byte) { return byte == kPoison; });
+    return std::all_of<const unsigned char*>(m_map.get(), m_data, isPoison);
 }
 
 bool Frame::paddingUntouched() const {
@@ -136,8 +124,7 @@ bool Frame::paddingUntouched() const {
     for (int row = 0; row < m_roi.scanline + m_roi.height / 2; ++row) {
         const bool hasSamples = row < m_roi.height || row >= m_roi.scanline;
         const unsigned char* begin = m_memory.data() + row * m_roi.stride;
-        if (!std::all_of(begin + (hasSamples ? visible : 0), begin + m_roi.stride,
-                         [](unsigned char byte) { return byte == kPoison; })) {
+        if (!std::all_of(begin + (hasSamples ? visible : 0), begin + m_roi.stride, isPoison)) {
             return false;
         }
     }

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -15,9 +16,6 @@ namespace test {
 class GuardedMemory {
 public:
     explicit GuardedMemory(std::size_t size);
-    ~GuardedMemory();
-    GuardedMemory(GuardedMemory&& other) noexcept;
-    GuardedMemory& operator=(GuardedMemory&&) = delete;
 
     unsigned char* data() { return m_data; }
     const unsigned char* data() const { return m_data; }
@@ -26,8 +24,11 @@ public:
     bool slackUntouched() const;
 
 private:
-    void* m_map;
-    std::size_t m_mapped;
+    struct Unmap {
+        std::size_t bytes;
+        void operator()(unsigned char* map) const;
+    };
+    std::unique_ptr<unsigned char[], Unmap> m_map;
     unsigned char* m_data;
     std::size_t m_size;
 };
