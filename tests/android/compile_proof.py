@@ -3,6 +3,7 @@
 and the flags and include paths of the preset android-arm64, then of Android.bp. The compiler sees no folder of this machine
 but a sysroot of links that is made here, and it is tested that it sees none. Usage: compile_proof.py [BUILD_FOLDER]"""
 
+import ast
 import concurrent.futures
 import glob
 import json
@@ -131,43 +132,13 @@ def compile_as_preset():
 
 
 def parse_blueprint(text):
-    """A list of (kind, properties)."""
-    tokens = re.findall(r'"(?:[^"\\]|\\.)*"|[A-Za-z_][A-Za-z0-9_]*|[{}\[\]:,+]', re.sub(r'("(?:[^"\\]|\\.)*")|//[^\n]*',
-                        lambda match: match.group(1) or "", text))
-    tokens.reverse()
+    """A list of (kind, properties). Their values are Python's, but for keys, truth, comments, and "+" between texts."""
+    def as_python(match):
+        literal, key, truth = match.groups()
+        return literal or (f'"{key}":' if key else (truth or "").capitalize())
 
-    def value():
-        token = tokens.pop()
-        if token == "{":
-            result = {}
-            while tokens[-1] != "}":
-                key = tokens.pop()
-                tokens.pop()  # the colon
-                result[key] = value()
-                if tokens[-1] == ",":
-                    tokens.pop()
-            tokens.pop()
-        elif token == "[":
-            result = []
-            while tokens[-1] != "]":
-                result.append(value())
-                if tokens[-1] == ",":
-                    tokens.pop()
-            tokens.pop()
-        elif token.startswith('"'):
-            result = json.loads(token)
-        else:
-            result = token == "true"
-        if tokens and tokens[-1] == "+":
-            tokens.pop()
-            result += value()
-        return result
-
-    modules = []
-    while tokens:
-        kind = tokens.pop()
-        modules.append((kind, value()))
-    return modules
+    text = re.sub(r'("(?:[^"\\]|\\.)*")|(\w+):|(true|false)|//[^\n]*|\+', as_python, text)
+    return [(kind, ast.literal_eval(body)) for kind, body in re.findall(r"^(\w+) (\{.*?^\})", text, re.M | re.S)]
 
 
 def expand(patterns):
