@@ -1,8 +1,5 @@
 #include "tests/ogl/support/OglTuning.h"
 
-#include <algorithm>
-#include <cstdlib>
-
 namespace test {
 
 OglTuning::OglTuning(Settings values) : m_values(std::move(values)) {
@@ -31,50 +28,23 @@ model::Tuning OglTuning::table(int scene) {
 
 int OglTuning::value(const std::string& key) const { return std::stoi(m_values.at(key)); }
 
-ShaderInput OglTuning::input(const Frame& frame, IMAGE_FORMAT_TYPE format,
-                             const model::Tuning& tuning) const {
+ShaderInput OglTuning::input(const Frame& frame, IMAGE_FORMAT_TYPE format, const model::Tuning& table) const {
     ShaderInput in;
-    const RoiInfo& roi = frame.roi();
-    in.width = roi.width;
-    in.height = roi.height;
+    in.picture = model::fromFrame(frame);
     in.format = format;
-    const std::vector<int> samples = frame.samples();
-    for (int i = 0; i < roi.width * (roi.height + roi.height / 2); ++i) {
-        Bytes& plane = i < roi.width * roi.height ? in.luma : in.chroma;
-        if (&plane == &in.luma || i % roi.width < roi.width / 2 * 2) {  // whole pairs
-            plane.push_back(static_cast<unsigned char>(samples[static_cast<std::size_t>(i)]));
-        }
-    }
-    in.on = {value("claheSwitch") == 1, value("curveSwitch") == 1, value("cCorrSwitch") == 1,
-             value("colorSwitch") == 1, value("pProtectSwitch") == 1};
-    in.maskType = value("maskSource");
-    in.gridWidth = value("gridWidth");
-    in.gridHeight = value("gridHeight");
-    in.yCurve = modelCurve(tuning.yCurve);
-    in.uvCurve = modelUvCurve(static_cast<double>(tuning.satStrength));
-    in.color = modelColors(tuning.lattice);
-    in.colorStrength = tuning.colorStrength;
+    in.tuning = table;
+    in.tuning.clahe = value("claheSwitch") == 1;
+    in.tuning.curve = value("curveSwitch") == 1;
+    in.tuning.correct = value("cCorrSwitch") == 1;
+    in.tuning.color = value("colorSwitch") == 1;
+    in.tuning.protect = value("pProtectSwitch") == 1;
+    in.tuning.maskSource = value("maskSource");
+    in.tuning.grid = {value("gridWidth"), value("gridHeight"), value("sampRate")};
+    in.clahe = claheTable(in.picture, in.tuning.grid, table.claheStrength);
+    in.yCurve = truncated(table.yCurve);
+    in.uvCurve = uvCurve(static_cast<double>(table.satStrength));
+    in.color = colorTexels(table.lattice);
     return in;
-}
-
-std::vector<double> OglTuning::claheLevels(const ShaderInput& in, float strength) const {
-    return modelClaheLevels(in.luma, in.width, in.height, in.gridWidth, in.gridHeight, value("sampRate"),
-                            static_cast<double>(strength));
-}
-
-Difference compareWithModel(const DeviceBuffer& drawn, const ModelFrame& model) {
-    Difference worst;
-    const auto compare = [](int& most, int a, int b) { most = std::max(most, std::abs(a - b)); };
-    const RoiInfo& roi = drawn.roi();
-    for (int y = 0; y < roi.height; ++y) {
-        for (int x = 0; x < roi.width; ++x) {
-            compare(worst.luma, drawn.luma(x, y), model.luma(x, y));
-            if (x < roi.width / 2 * 2 && y < roi.height / 2) {
-                compare(worst.chroma, drawn.chroma(x / 2, y, x % 2), model.chroma(x / 2, y, x % 2));
-            }
-        }
-    }
-    return worst;
 }
 
 }  // namespace test

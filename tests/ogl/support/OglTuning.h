@@ -5,7 +5,6 @@
 #include <string>
 
 #include "tests/ogl/support/OglModel.h"
-#include "tests/sim/support/DeviceBuffer.h"
 #include "tests/support/Rig.h"
 
 namespace test {
@@ -24,10 +23,8 @@ public:
     // Of a scene; the strengths are short binary fractions.
     static model::Tuning table(int scene);
 
-    // The shader model's input for a frame under a table, without what CLAHE makes of it; and that before
-    // truncation.
-    ShaderInput input(const Frame& frame, IMAGE_FORMAT_TYPE format, const model::Tuning& tuning) const;
-    std::vector<double> claheLevels(const ShaderInput& in, float strength) const;
+    // The shader model's input for a frame under a table.
+    ShaderInput input(const Frame& frame, IMAGE_FORMAT_TYPE format, const model::Tuning& table) const;
 
 private:
     int value(const std::string& key) const;
@@ -35,12 +32,5 @@ private:
     TuningDir m_directory;
     std::map<std::string, std::string> m_values;
 };
-
-// The largest difference between a buffer's visible samples and the model's.
-struct Difference {
-    int luma = 0;
-    int chroma = 0;
-};
-Difference compareWithModel(const DeviceBuffer& drawn, const ModelFrame& model);
 
 }  // namespace test

@@ -37,11 +37,11 @@ double blend(const Tap& x, const Tap& y, Look look) {
                mix(look(x.left, y.right), look(x.right, y.right), x.weight), y.weight);
 }
 
-// One channel of a plane of `channels` interleaved bytes.
-double sample(const Bytes& texels, int width, int height, double s, double t, int channels = 1,
+// One channel of a plane of `channels` interleaved samples, in rows of `pitch`.
+double sample(const auto& texels, int width, int height, int pitch, double s, double t, int channels = 1,
               int channel = 0) {
     return blend(tap(s, width, false), tap(t, height, false), [&](int column, int row) {
-        return texels[static_cast<std::size_t>((row * width + column) * channels + channel)] / 255.0;
+        return texels[static_cast<std::size_t>(row * pitch + column * channels + channel)] / 255.0;
     });
 }
 
@@ -56,20 +56,22 @@ double sampleColor(const Bytes& texels, const Yuv& at, int channel) {
 }
 
 double clahe(const ShaderInput& in, double s, double t, double luma) {
-    const auto tiles = [](double coordinate, int size, int grid) {
-        const int block = size / grid;
-        const double valid = block * grid - block / 2 * 2;
+    const model::Grid& grid = in.tuning.grid;
+    const auto along = [](double coordinate, int size, int tiles) {
+        const int block = size / tiles;
+        const double valid = block * tiles - block / 2 * 2;
         const double position = std::clamp(coordinate * (size - 1.0) - block / 2, 0.0, valid - 1.0);
-        const double scaled = position * (grid - 1.0) / (valid - 1.0);
+        const double scaled = position * (tiles - 1.0) / (valid - 1.0);
         const int left = static_cast<int>(scaled);
-        return Tap{left, std::min(left + 1, grid - 1), scaled - left};
+        return Tap{left, std::min(left + 1, tiles - 1), scaled - left};
     };
     // The column of a tile is the product of its normalised indices.
     const auto look = [&](int column, int row) {
-        const double product = 1.0 * row / (in.gridHeight - 1) * column / (in.gridWidth - 1);
-        return sample(in.clahe, in.gridWidth * in.gridHeight, 256, product, luma);
+        const double product = 1.0 * row / (grid.height - 1) * column / (grid.width - 1);
+        const int count = grid.width * grid.height;
+        return sample(in.clahe, count, 256, count, product, luma);
     };
-    return blend(tiles(s, in.width, in.gridWidth), tiles(t, in.height, in.gridHeight), look);
+    return blend(along(s, in.picture.width, grid.width), along(t, in.picture.height, grid.height), look);
 }
 
 Yuv colorCorrect(const Yuv& source, const Yuv& done) {
@@ -91,60 +93,65 @@ double skin(const Yuv& source) {
     return std::min(2.0 * 0.07 / (d1 + d2 + 1e-7), 1.0);
 }
 
+// In a pair of chroma.
+int placeOfU(const ShaderInput& in) { return in.format == IMAGE_FORMAT_TYPE_NV12 ? 0 : 1; }
+
 Yuv shade(const ShaderInput& in, double s, double t) {
-    const int first = in.format == IMAGE_FORMAT_TYPE_NV12 ? 0 : 1;  // of a pair: U in NV12, V in NV21
-    const auto chroma = [&](int channel) {
-        return sample(in.chroma, in.width / 2, in.height / 2, s, t, 2, channel);
-    };
-    const Yuv source = {sample(in.luma, in.width, in.height, s, t), chroma(first), chroma(1 - first)};
+    const auto& [width, height, luma, pairs] = in.picture;
+    const model::Tuning& on = in.tuning;
+    const int u = placeOfU(in);
+    const Yuv source = {sample(luma, width, height, width, s, t),
+                        sample(pairs, width / 2, height / 2, width, s, t, 2, u),
+                        sample(pairs, width / 2, height / 2, width, s, t, 2, 1 - u)};
     Yuv done = source;
-    if (in.on.clahe) {
+    if (on.clahe) {
         done.y = clahe(in, s, t, done.y);
     }
-    if (in.on.curve) {
-        done = {sample(in.yCurve, 256, 1, done.y, 0.0), sample(in.uvCurve, 256, 1, done.u, 0.0),
-                sample(in.uvCurve, 256, 1, done.v, 0.0)};
+    if (on.curve) {
+        done = {sample(in.yCurve, 256, 1, 256, done.y, 0.0), sample(in.uvCurve, 256, 1, 256, done.u, 0.0),
+                sample(in.uvCurve, 256, 1, 256, done.v, 0.0)};
     }
-    if (in.on.colorCorrect) {
+    if (on.correct) {
         done = colorCorrect(source, done);
     }
-    if (in.on.colorMap) {
+    if (on.color) {
         const Yuv looked = {sampleColor(in.color, done, 0), sampleColor(in.color, done, 1),
                             sampleColor(in.color, done, 2)};
-        done = mix(looked, done, static_cast<double>(in.colorStrength));
+        done = mix(looked, done, static_cast<double>(on.colorStrength));
     }
-    if (in.on.portraitProtect && in.maskType == 1) {
-        done = mix(source, done, sample(in.mask, in.maskWidth, in.maskHeight, s, t));
+    if (on.protect && on.maskSource == 1) {
+        done = mix(source, done, sample(in.mask, in.maskWidth, in.maskHeight, in.maskWidth, s, t));
     }
-    if (in.on.portraitProtect && in.maskType == 2) {
+    if (on.protect && on.maskSource == 2) {
         done = mix(source, done, skin(source));
     }
     return done;
 }
 
+int rounded(double value) { return static_cast<int>(std::lround(std::clamp(value, 0.0, 1.0) * 255.0)); }
+
 }  // namespace
 
-ModelFrame modelFrame(const ShaderInput& in) {
-    ModelFrame frame = {in.width, {}};
-    for (int y = 0; y < in.height; ++y) {
-        for (int x = 0; x < in.width; ++x) {
-            const Yuv texel = shade(in, (x + 0.5) / in.width, (y + 0.5) / in.height);
-            for (const double value : {texel.y, texel.u, texel.v}) {
-                frame.texels.push_back(
-                    static_cast<unsigned char>(std::lround(std::clamp(value, 0.0, 1.0) * 255.0)));
+std::vector<int> drawnSamples(const ShaderInput& in) {
+    const int width = in.picture.width;
+    const int height = in.picture.height;
+    const int columns = width / 2 * 2;  // of chroma
+    const int u = placeOfU(in);
+    std::vector<int> samples(static_cast<std::size_t>(width * height + columns * (height / 2)));
+    const auto chroma = samples.begin() + width * height;
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            const Yuv texel = shade(in, (x + 0.5) / width, (y + 0.5) / height);
+            samples[static_cast<std::size_t>(y * width + x)] = rounded(texel.y);
+            if (x < columns && y < height / 2 * 2) {
+                const auto pair = chroma + y / 2 * columns + x / 2 * 2;
+                pair[u] += rounded(texel.u);
+                pair[1 - u] += rounded(texel.v);
             }
         }
     }
-    return frame;
-}
-
-int ModelFrame::chroma(int x, int y, int channel) const {
-    int sum = 0;
-    for (int i = 0; i < 4; ++i) {
-        sum += texels[static_cast<std::size_t>((2 * y + i / 2) * width + 2 * x + i % 2) * 3 + 1 +
-                      static_cast<std::size_t>(channel)];
-    }
-    return (sum + 2) / 4;
+    std::transform(chroma, samples.end(), chroma, [](int sum) { return (sum + 2) / 4; });
+    return samples;
 }
 
 }  // namespace test

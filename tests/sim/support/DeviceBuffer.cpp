@@ -38,4 +38,14 @@ DeviceBuffer::DeviceBuffer(int width, int height, IMAGE_FORMAT_TYPE format, std:
     m_roi = {width, height, stride, static_cast<int>(chroma - m_data) / stride};
 }
 
+std::vector<int> DeviceBuffer::samples() const {
+    const auto& [width, height, stride, scanline] = m_roi;
+    std::vector<int> samples;
+    for (int row = 0; row < height + height / 2; ++row) {
+        const unsigned char* from = m_data + (row < height ? row : scanline + row - height) * stride;
+        samples.insert(samples.end(), from, from + (row < height ? width : width / 2 * 2));
+    }
+    return samples;
+}
+
 }  // namespace test

@@ -40,6 +40,8 @@ public:
     int chroma(int x, int y, int channel) const {
         return luma(2 * x + (m_vFirst ? 1 - channel : channel), m_roi.scanline + y);
     }
+    // Visible samples: luma rows, then chroma rows of whole pairs.
+    std::vector<int> samples() const;
     void fill(unsigned char value) { std::fill_n(m_data, bytes(), value); }
     std::vector<unsigned char> copy() const { return {m_data, m_data + bytes()}; }
 
