@@ -2,13 +2,8 @@
 #include <gmock/gmock.h>
 
 #include <cstring>
-#include <memory>
 
-#include "gpu/Huevance_GPU.h"
 #include "tests/gpu/support/Device.h"
-#include "tests/support/Frames.h"
-#include "tests/support/LogCapture.h"
-#include "tests/support/TuningDir.h"
 
 namespace {
 
@@ -34,29 +29,7 @@ TEST(TileRecord, DividesTruncatingAndTakesEveryDivisor) {
     }
 }
 
-class Engine : public test::DeviceTest {
-protected:
-    void TearDown() override {
-        m_engine.reset();
-        DeviceTest::TearDown();
-    }
-    // A new engine, set up.
-    CHuevance_GPU& start() {
-        m_engine = std::make_unique<CHuevance_GPU>();
-        m_engine->setCachePath(dir.path().c_str());
-        log.clear();
-        EXPECT_EQ(m_engine->clResMalloc(), 0);
-        EXPECT_EQ(m_engine->clQueueMalloc(), 0);
-        return *m_engine;
-    }
-    CHuevance_GPU& engine() { return *m_engine; }
-
-    test::TuningDir dir;  // the cache, too
-    test::LogCapture log;
-
-private:
-    std::unique_ptr<CHuevance_GPU> m_engine;
-};
+using Engine = test::EngineTest;
 
 TEST_F(Engine, FindsTheHighestKindOfSharedMemory) {
     const char* const kKinds[] = {"support svm coarse buffer!", "support svm fine buffer!",

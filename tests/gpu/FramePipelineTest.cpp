@@ -81,7 +81,7 @@ protected:
     int start(const RoiInfo& roi, int bits = 8) {
         stop();
         log.clear();
-        return HuevanceFrameMalloc_GPU(dir.mutablePath(), roi, bits, cachePath(), &handle);
+        return HuevanceFrameMalloc_GPU(dir.mutablePath(), roi, bits, test::cachePath(), &handle);
     }
     void stop() {
         if (handle != nullptr) {
@@ -106,14 +106,7 @@ protected:
                      IMAGE_FORMAT_TYPE type = kNv12, int scene = 0) {
         const std::vector<int> expected = expectedSamples(frame, tuning, type);
         EXPECT_EQ(process(frame, type, scene), 0) << what;
-        expectClose(frame, expected, what);
-    }
-    static void expectClose(Frame& frame, const std::vector<int>& expected, const std::string& what) {
-        EXPECT_TRUE(frame.paddingUntouched()) << what;
-        const std::vector<int> got = frame.samples();
-        for (std::size_t i = 0; i < got.size(); ++i) {
-            ASSERT_LE(std::abs(got[i] - expected[i]), 2) << what << ", sample " << i;
-        }
+        test::expectClose(frame, expected, 2, 1000, what);
     }
     static Frame frameOf(const RoiInfo& roi, Content content, int seed = 1) {
         return rig::makeFrame({8, kNv12, roi}, content, static_cast<std::uint32_t>(seed));
@@ -122,11 +115,6 @@ protected:
     test::TuningDir dir;
     test::LogCapture log;
     void* handle = nullptr;
-    // Of compiled kernels, for all tests.
-    static char* cachePath() {
-        static test::TuningDir cache;
-        return cache.mutablePath();
-    }
 };
 
 TEST_F(FramePipeline, EveryCombinationOfStagesGivesTheReferencesFrame) {
@@ -275,7 +263,7 @@ TEST_F(FramePipeline, AStageThatFailsIsLeftOut) {
             log.clear();
             EXPECT_EQ(process(frame, type), 0);
             EXPECT_EQ(log.texts(test::kError), Lines{lines[stage]});
-            expectClose(frame, expected, lines[stage]);
+            test::expectClose(frame, expected, 2, 1000, lines[stage]);
         }
     }
     keepMask({});
@@ -440,7 +428,7 @@ TEST_F(FramePipeline, DumpsEveryThirtyFirstFrame) {
     CHuevanceFrame_GPU preview;
     preview.m_pcDumpDirectory = dumps.path().c_str();
     preview.setDataBit(8);
-    preview.setCachePath(cachePath());
+    preview.setCachePath(test::cachePath());
     ASSERT_EQ(preview.malloc(dir.mutablePath(), kSmall), 0);
     const auto dumped = [&](const char* which, int n) {
         std::ifstream in(dumps.path() + "/" + which + "frame_61x47_0_" + std::to_string(n) + ".yuv");
@@ -468,7 +456,7 @@ TEST_F(FramePipeline, DumpsEveryThirtyFirstFrame) {
 // At set-up, with the kernels of both orders of chroma: no frame waits for a driver that compiles what a size
 // needs. What the tables hold of it no frame sees.
 TEST_F(FramePipeline, RunsEveryKernelThatIsOnOnceBeforeTheFirstFrame) {
-    const Lines quiet = {std::string("cachepath:") + cachePath() + "/HvKernel.bin"};
+    const Lines quiet = {std::string("cachepath:") + test::cachePath() + "/HvKernel.bin"};
     for (int bits = 0; bits < 32; ++bits) {
         write(bits);
         sim_opencl_reset();

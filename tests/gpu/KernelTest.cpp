@@ -1,15 +1,9 @@
-// Each kernel alone against the model, or where that knows only whole stages, against the reference's own
-// functions. Every buffer is compared, padding and all: what a kernel does not write stays.
-// scripts/oclgrind.sh runs these tests, too, with HUEVANCE_TINY_FRAMES set.
+// Each kernel alone against the model. All three buffers are compared, padding and all: what a kernel does
+// not write stays. scripts/oclgrind.sh runs these tests, too, with HUEVANCE_TINY_FRAMES set.
 #include <gmock/gmock.h>
 
-#include <cstring>
 #include <functional>
 
-#include "core/ColorCorrect.h"
-#include "core/ColorLut.h"
-#include "core/Portrait.h"
-#include "gpu/Huevance_GPU.h"
 #include "tests/gpu/support/Device.h"
 #include "tests/support/Photo.h"
 #include "tests/support/Rig.h"
@@ -45,138 +39,75 @@ std::vector<Input> inputs() {
     return all;
 }
 
-class Kernels : public test::DeviceTest {
+Frame frameOf(const Input& input, std::uint32_t seed) {
+    Frame frame(input.roi, 1);
+    if (input.photo == nullptr || !test::fillWithPhoto(frame, input.photo)) {
+        frame.fill(input.content, 256, seed);
+    }
+    return frame;
+}
+
+// Luma and chroma of two pictures.
+model::Picture joined(const model::Picture& luma, const model::Picture& chroma) {
+    return {luma.width, luma.height, luma.luma, chroma.chroma};
+}
+
+class Kernels : public test::EngineTest {
 protected:
-    using Buffers = std::vector<Frame>;
+    using Pictures = std::vector<model::Picture>;
 
-    // One program for all tests: building it takes longer than they do.
-    static void SetUpTestSuite() {
-        if (sim_opencl_available()) {
-            const test::LogCapture quiet;
-            const test::TuningDir cache;
-            s_engine = std::make_unique<CHuevance_GPU>();
-            s_engine->setCachePath(cache.path().c_str());
-            ASSERT_EQ(s_engine->clResMalloc() | s_engine->clQueueMalloc(), 0);
+    void SetUp() override {
+        DeviceTest::SetUp();
+        if (!IsSkipped() && !HasFatalFailure()) {
+            start();
+            log.clear();
         }
     }
-    static void TearDownTestSuite() { s_engine.reset(); }
-    void TearDown() override {
-        if (s_engine) {
-            s_engine->sdYuvFree();
-            s_engine->claheLutFree();
-            s_engine->curveLutFree();
-            s_engine->colorLutFree();
-            s_engine->portraitMaskFree();
-            s_engine->m_bIsDownScale = false;
-        }
-        DeviceTest::TearDown();
-    }
-    CHuevance_GPU& engine() { return *s_engine; }
-
-    void upload(int index, const std::vector<unsigned char>& bytes) {
-        ASSERT_EQ(gpu::createBuffer(engine().m_context.get(), CL_MEM_READ_WRITE, bytes.size(), nullptr,
-                                    engine().m_frames[index].out()),
-                  0);
-        ASSERT_EQ(clEnqueueWriteBuffer(engine().m_queue.get(), engine().m_frames[index].get(), CL_TRUE, 0,
-                                       bytes.size(), bytes.data(), 0, nullptr, nullptr),
+    void upload(int index, Frame& frame) {
+        ASSERT_EQ(gpu::createBuffer(engine().m_context.get(), CL_MEM_READ_WRITE | CL_MEM_COPY_HOST_PTR,
+                                    frame.bytes(), frame.data(), engine().m_frames[index].out()),
                   0);
     }
-    std::vector<unsigned char> download(int index, std::size_t size) {
-        std::vector<unsigned char> bytes(size);
+    Frame download(int index, const RoiInfo& roi) {
+        Frame frame(roi, 1);
         EXPECT_EQ(clEnqueueReadBuffer(engine().m_queue.get(), engine().m_frames[index].get(), CL_TRUE, 0,
-                                      size, bytes.data(), 0, nullptr, nullptr),
+                                      frame.bytes(), frame.data(), 0, nullptr, nullptr),
                   0);
-        return bytes;
-    }
-    static Frame frameOf(const Input& input, std::uint32_t seed) {
-        Frame frame(input.roi, 1);
-        if (input.photo == nullptr || !test::fillWithPhoto(frame, input.photo)) {
-            frame.fill(input.content, 256, seed);
-        }
         return frame;
     }
 
     // For every input: buffers 0 and 1 hold noise, buffer 2 the input. The kernel reads luma and chroma of
-    // the buffers `from` and has to write those of the reference's frame to the buffers `to`; -1: none.
-    struct Planes {
-        int luma;
-        int chroma;
-    };
-    void compare(const std::string& variant, Planes from, Planes to,
-                 const std::function<int(const Input&)>& kernel,
-                 const std::function<Frame(Buffers&)>& reference, const std::vector<Input>& all = inputs()) {
+    // the buffers `lumaIn` and `chromaIn`; where it writes chroma elsewhere, to buffer 1. `expect` makes of
+    // the pictures in the three buffers what the kernel has to.
+    void compare(const std::string& variant, int lumaIn, int chromaIn,
+                 const std::function<int(const Input&)>& kernel, const std::function<void(Pictures&)>& expect,
+                 const std::vector<Input>& all = inputs()) {
         for (const Input& input : all) {
-            SCOPED_TRACE(rig::toString({8, 5, input.roi}) + ", " + toString(input.content) + ", " + variant);
-            Buffers buffers;
-            buffers.push_back(frameOf({input.roi, Content::kNoise, nullptr}, 77));
-            buffers.push_back(frameOf({input.roi, Content::kNoise, nullptr}, 78));
-            buffers.push_back(frameOf(input, 3));
+            const std::string what =
+                rig::toString({8, 5, input.roi}) + ", " + toString(input.content) + ", " + variant;
+            SCOPED_TRACE(what);
+            Frame frames[] = {frameOf({input.roi, Content::kNoise, nullptr}, 77),
+                              frameOf({input.roi, Content::kNoise, nullptr}, 78), frameOf(input, 3)};
+            Pictures expected;
+            for (int i = 0; i < 3; ++i) {
+                upload(i, frames[i]);
+                expected.push_back(model::fromFrame(frames[i]));
+            }
             engine().setSrcRoiInfo(input.roi);
             engine().setRoiInfo(input.roi);
             engine().m_index = {};
-            engine().m_index.m_iYIn = from.luma;
-            engine().m_index.m_iUvIn = from.chroma;
-            engine().m_index.m_iUvOut = std::max(to.chroma, 0);
-            for (int i = 0; i < 3; ++i) {
-                upload(i, buffers[static_cast<std::size_t>(i)].copyBytes());
-            }
+            engine().m_index.m_iYIn = lumaIn;
+            engine().m_index.m_iUvIn = chromaIn;
+            engine().m_index.m_iUvOut = 1;
             ASSERT_EQ(kernel(input), 0);
-            const Frame result = reference(buffers);
-            const std::vector<unsigned char> bytes = result.copyBytes();
-            const auto chroma = static_cast<std::ptrdiff_t>(input.roi.scanline) * input.roi.stride;
+            expect(expected);
             for (int i = 0; i < 3; ++i) {
-                std::vector<unsigned char> expected = buffers[static_cast<std::size_t>(i)].copyBytes();
-                if (i == to.luma) {
-                    std::copy_n(bytes.begin(), chroma, expected.begin());
-                }
-                if (i == to.chroma) {
-                    std::copy(bytes.begin() + chroma, bytes.end(), expected.begin() + chroma);
-                }
-                expectClose(download(i, bytes.size()), expected, "buffer " + std::to_string(i));
+                test::expectClose(download(i, input.roi), expected[static_cast<std::size_t>(i)].samples(), 1,
+                                  1, "buffer " + std::to_string(i));
             }
         }
     }
-    static void expectClose(const std::vector<unsigned char>& got, const std::vector<unsigned char>& expected,
-                            const std::string& what) {
-        std::size_t off = 0;
-        for (std::size_t i = 0; i < got.size(); ++i) {
-            const int distance = std::abs(int{got[i]} - int{expected[i]});
-            ASSERT_LE(distance, 1) << what << " at byte " << i;
-            off += distance != 0 ? 1 : 0;
-        }
-        EXPECT_LE(off, got.size() / 1000) << what;
-    }
-
-    test::LogCapture log;
-    static inline std::unique_ptr<CHuevance_GPU> s_engine;
 };
-
-Frame copyOf(const Frame& frame) {
-    Frame copy(frame.roi(), 1);
-    copy.restore(frame.copyBytes());
-    return copy;
-}
-// Luma and chroma of two frames.
-Frame joined(const Frame& luma, Frame& chroma) {
-    Frame result = copyOf(luma);
-    const auto at = static_cast<std::size_t>(luma.roi().scanline * luma.roi().stride);
-    std::memcpy(result.data8() + at, chroma.data8() + at, chroma.bytes() - at);
-    return result;
-}
-// What the model makes of a frame.
-Frame enhanced(const Frame& frame, const model::Tuning& tuning, int type = IMAGE_FORMAT_TYPE_NV12) {
-    model::Picture picture = model::enhanced(model::fromFrame(frame), tuning, type, 8);
-    Frame result = copyOf(frame);
-    for (int y = 0; y < picture.height; ++y) {
-        for (int x = 0; x < picture.width; ++x) {
-            result.setLuma(x, y, picture.y(x, y));
-            if (y < picture.height / 2) {
-                result.setChroma(x, y, picture.c(x, y));
-            }
-        }
-    }
-    return result;
-}
 
 TEST_F(Kernels, ClaheMaps) {
     model::Tuning tuning;
@@ -197,10 +128,11 @@ TEST_F(Kernels, ClaheMaps) {
             return std::min(
                 {engine().claheLutMalloc(), engine().setClaheLut(frame.data()), engine().claheMap()});
         };
-        compare(
-            "grid " + std::to_string(grid.width) + "x" + std::to_string(grid.height), {2, 2},
-            {inPlace ? 2 : 0, -1}, kernel, [&](Buffers& buffers) { return enhanced(buffers[2], tuning); },
-            all);
+        const auto expect = [&](Pictures& pictures) {
+            pictures[inPlace ? 2 : 0].luma = model::enhanced(pictures[2], tuning, 5, 8).luma;
+        };
+        compare("grid " + std::to_string(grid.width) + "x" + std::to_string(grid.height), 2, 2, kernel,
+                expect, all);
     };
     compareGrid({8, 6, 2}, inputs(), false);
     compareGrid({1, 1, 2}, inputs(), true);
@@ -229,11 +161,7 @@ TEST_F(Kernels, ClaheMaps) {
 }
 
 TEST_F(Kernels, CurvesMapWithEveryKindOfSharedMemory) {
-    model::Tuning tuning;
-    tuning.curve = true;
-    test::Random random(3);
-    std::generate_n(tuning.yCurve.begin(), 255, [&] { return 255.0F * random.unit(); });
-    tuning.yCurve[255] = 255.0F;
+    model::Tuning tuning = rig::makeTuning(3, 2);
     for (const int svm : sharedMemory({0, 1, 2, 3})) {
         sim_opencl_set_svm_level(svm);
         gpu::DeviceTable& table = engine().m_curveLut;
@@ -242,32 +170,32 @@ TEST_F(Kernels, CurvesMapWithEveryKindOfSharedMemory) {
         for (const float saturation : {0.0F, 0.7F, 1.0F, 2.5F}) {
             tuning.satStrength = engine().m_fSatStrength = saturation;
             compare(
-                "svm " + std::to_string(svm), {2, 2}, {0, 2},
-                [this](const Input&) { return engine().curveMap(); },
-                [&](Buffers& buffers) { return enhanced(buffers[2], tuning); });
+                "svm " + std::to_string(svm), 2, 2, [this](const Input&) { return engine().curveMap(); },
+                [&](Pictures& pictures) {
+                    const model::Picture mapped = model::enhanced(pictures[2], tuning, 5, 8);
+                    pictures[0].luma = mapped.luma;
+                    pictures[2].chroma = mapped.chroma;
+                });
         }
         engine().curveLutFree();
     }
 }
 
 TEST_F(Kernels, ColorIsCorrected) {
-    for (const int processed : {0, 2}) {  // another luma, and the same
-        const auto kernel = [this](const Input&) { return engine().colorCorrect(); };
-        compare("luma of " + std::to_string(processed), {processed, 2}, {-1, 1}, kernel,
-                [processed](Buffers& buffers) {
-                    Frame corrected = joined(buffers[static_cast<std::size_t>(processed)], buffers[2]);
-                    huevance::colorCorrect_8u(buffers[2].data8(), corrected.roi(), corrected.data8(),
-                                              corrected.roi(), IMAGE_FORMAT_TYPE_NV12, 256);
-                    return corrected;
-                });
+    for (const std::size_t processed : {0, 2}) {  // another luma, and the same
+        compare(
+            "luma of " + std::to_string(processed), static_cast<int>(processed), 2,
+            [this](const Input&) { return engine().colorCorrect(); },
+            [processed](Pictures& pictures) {
+                model::Picture corrected = joined(pictures[processed], pictures[2]);
+                model::correctColor(pictures[2], corrected, 256);
+                pictures[1].chroma = corrected.chroma;
+            });
     }
 }
 
 TEST_F(Kernels, ColorTableMapsInBothChromaOrders) {
-    model::Tuning tuning;
-    tuning.color = true;
-    test::Random random(5);
-    std::generate(tuning.lattice.begin(), tuning.lattice.end(), [&] { return 255.0F * random.unit(); });
+    model::Tuning tuning = rig::makeTuning(5, 8);
     const test::TuningDir dir;
     dir.writeFloats("ColorLut", tuning.lattice);
     engine().m_iSceneNum = 1;
@@ -278,9 +206,12 @@ TEST_F(Kernels, ColorTableMapsInBothChromaOrders) {
             tuning.colorStrength = engine().m_fColorStrength = strength;
             engine().setYuvType(type);
             compare(
-                "type " + std::to_string(type), {2, 2}, {0, 1},
-                [this](const Input&) { return engine().colorMap(); },
-                [&](Buffers& buffers) { return enhanced(buffers[2], tuning, type); });
+                "type " + std::to_string(type), 2, 2, [this](const Input&) { return engine().colorMap(); },
+                [&](Pictures& pictures) {
+                    const model::Picture mapped = model::enhanced(pictures[2], tuning, type, 8);
+                    pictures[0].luma = mapped.luma;
+                    pictures[1].chroma = mapped.chroma;
+                });
         }
     }
     const int before = sim_opencl_calls("clEnqueueNDRangeKernel");
@@ -295,20 +226,18 @@ TEST_F(Kernels, ColorTableMapsInBothChromaOrders) {
 // processed.
 TEST_F(Kernels, SkinIsProtectedInItsChromaOrder) {
     for (const int type : {0, 5, 6, 9, 10}) {
-        const auto format = static_cast<IMAGE_FORMAT_TYPE>(type);
-        engine().setYuvType(format);
+        engine().setYuvType(static_cast<IMAGE_FORMAT_TYPE>(type));
         compare(
-            "type " + std::to_string(type), {0, 1}, {2, 2},
+            "type " + std::to_string(type), 0, 1,
             [this](const Input&) { return engine().portraitProtect(2); },
-            [format](Buffers& buffers) {
-                const RoiInfo roi = buffers[2].roi();
-                const RoiInfo maskRoi = huevance::skinMaskRoi(roi);
-                std::vector<float> mask(static_cast<std::size_t>(maskRoi.stride / 4 * maskRoi.height));
-                huevance::skinColorDetect(buffers[2].data8(), roi, format, mask.data(), maskRoi);
-                Frame result = joined(buffers[0], buffers[1]);
-                huevance::portraitProtect_8u(buffers[2].data8(), roi, result.data8(), roi, mask.data(),
-                                             maskRoi);
-                return result;
+            [type](Pictures& pictures) {
+                std::vector<float> mask(pictures[2].luma.size());
+                if (type != 0) {
+                    mask = model::skinMask(pictures[2], type != IMAGE_FORMAT_TYPE_NV21);
+                }
+                model::Picture blended = joined(pictures[0], pictures[1]);
+                model::protect(pictures[2], blended, mask, 255);
+                pictures[2] = blended;
             });
     }
 }
@@ -317,13 +246,12 @@ TEST_F(Kernels, SkinIsProtectedInItsChromaOrder) {
 TEST_F(Kernels, TheHostsMaskProtects) {
     for (const int svm : sharedMemory({0, 1, 2, 3})) {
         sim_opencl_set_svm_level(svm);
-        RoiInfo maskRoi = {};
         std::vector<float> half;
         const auto kernel = [&](const Input& input) {
-            maskRoi = {input.roi.width + 1, input.roi.height + 1, 4 * (input.roi.width + 1),
-                       input.roi.height + 1};
-            engine().m_stMaskRoi = maskRoi;
-            half.resize(static_cast<std::size_t>(maskRoi.width * maskRoi.height));
+            const RoiInfo roi = {input.roi.width + 1, input.roi.height + 1, 4 * (input.roi.width + 1),
+                                 input.roi.height + 1};
+            engine().m_stMaskRoi = roi;
+            half.resize(static_cast<std::size_t>(roi.width * roi.height));
             test::Random random(9);
             std::generate(half.begin(), half.end(), [&] { return random.unit(); });
             gpu::DeviceTable& table = engine().m_portraitMask;
@@ -331,16 +259,15 @@ TEST_F(Kernels, TheHostsMaskProtects) {
             table.write(engine().m_queue.get(), half.data(), 4 * half.size());
             return engine().portraitProtect(1);
         };
-        compare("svm " + std::to_string(svm), {0, 0}, {2, 2}, kernel, [&](Buffers& buffers) {
-            const RoiInfo roi = buffers[2].roi();
-            std::vector<float> mask(half.size());
-            for (int i = 0; i < maskRoi.width * roi.height; ++i) {
-                const int block = i / maskRoi.width / 2 * maskRoi.width + i % maskRoi.width / 2;
-                mask[static_cast<std::size_t>(i)] = half[static_cast<std::size_t>(block)];
+        compare("svm " + std::to_string(svm), 0, 0, kernel, [&](Pictures& pictures) {
+            std::vector<float> mask;
+            const int width = pictures[2].width;
+            for (int i = 0; i < width * pictures[2].height; ++i) {
+                mask.push_back(half[static_cast<std::size_t>(i / width / 2 * (width + 1) + i % width / 2)]);
             }
-            Frame result = copyOf(buffers[0]);
-            huevance::portraitProtect_8u(buffers[2].data8(), roi, result.data8(), roi, mask.data(), maskRoi);
-            return result;
+            model::Picture blended = pictures[0];
+            model::protect(pictures[2], blended, mask, 255);
+            pictures[2] = blended;
         });
         engine().portraitMaskFree();
     }
@@ -359,7 +286,7 @@ TEST_F(Kernels, LumaIsCopied) {
         return code | clEnqueueNDRangeKernel(engine().m_queue.get(), copy, 2, nullptr, size, nullptr, 0,
                                              nullptr, nullptr);
     };
-    compare("copy", {2, 2}, {0, -1}, kernel, [](Buffers& buffers) { return copyOf(buffers[2]); });
+    compare("copy", 2, 2, kernel, [](Pictures& pictures) { pictures[0].luma = pictures[2].luma; });
 }
 
 // Means of blocks down, and back up: each sample a quarter from its nearest, so 9 : 3 : 3 : 1.
@@ -369,37 +296,43 @@ TEST_F(Kernels, FramesAreHalvedAndDoubled) {
     engine().m_bIsDownScale = true;
     engine().setSrcRoiInfo(full);
     engine().setRoiInfo(half);
-    Frame got(half, 1);
-    upload(3, got.copyBytes());
+    Frame empty(half, 1);
+    upload(3, empty);
     const Frame frame = frameOf({full, Content::kNoise, nullptr}, 3);
-    Frame wrapped = copyOf(frame);
+    Frame wrapped(full, 1);
+    wrapped.restore(frame.copyBytes());
     ASSERT_EQ(engine().setDstYuv(wrapped.data(), -1), 0);
-    got.restore(download(3, got.bytes()));
+    const Frame small = download(3, half);
     ASSERT_EQ(engine().getDstYuv(wrapped.data()), 0);
-    EXPECT_TRUE(got.paddingUntouched() && wrapped.paddingUntouched());
-    for (int y = 0; y < half.height; ++y) {
-        for (int x = 0; x < half.width; ++x) {
-            int sum = frame.luma(2 * x, 2 * y) + frame.luma(2 * x + 1, 2 * y) + frame.luma(2 * x, 2 * y + 1) +
-                      frame.luma(2 * x + 1, 2 * y + 1);
-            ASSERT_EQ(got.luma(x, y), (sum + 2) / 4) << x << "," << y;
-            if (y < half.height / 2 && x < half.width - 1) {
-                const int left = x / 2 * 4 + x % 2;
-                sum = frame.chroma(left, 2 * y) + frame.chroma(left + 2, 2 * y) +
-                      frame.chroma(left, 2 * y + 1) + frame.chroma(left + 2, 2 * y + 1);
-                ASSERT_EQ(got.chroma(x, y), (sum + 2) / 4) << x << "," << y;
+    EXPECT_TRUE(small.paddingUntouched() && wrapped.paddingUntouched());
+    for (const int step : {1, 2}) {  // of luma and of chroma: the distance of neighbours
+        const auto at = [step](const Frame& plane, int x, int y) {
+            return step == 1 ? plane.luma(x, y) : plane.chroma(x, y);
+        };
+        const int columns = half.width / step, rows = half.height / step;
+        for (int y = 0; y < rows; ++y) {
+            for (int x = 0; x < columns * step; ++x) {
+                const int left = x / step * 2 * step + x % step;
+                const int sum = at(frame, left, 2 * y) + at(frame, left + step, 2 * y) +
+                                at(frame, left, 2 * y + 1) + at(frame, left + step, 2 * y + 1);
+                ASSERT_EQ(at(small, x, y), (sum + 2) / 4) << x << "," << y << " step " << step;
             }
         }
-    }
-    const auto farFrom = [](int at, int limit) {
-        return std::clamp(at % 2 == 0 ? at / 2 - 1 : at / 2 + 1, 0, limit - 1);
-    };
-    for (int y = 0; y < full.height; ++y) {
-        for (int x = 0; x < full.width; ++x) {
-            const int farX = farFrom(x, half.width);
-            const int farY = farFrom(y, half.height);
-            const int sum = 9 * got.luma(x / 2, y / 2) + 3 * got.luma(farX, y / 2) +
-                            3 * got.luma(x / 2, farY) + got.luma(farX, farY);
-            ASSERT_EQ(wrapped.luma(x, y), (sum + 8) / 16) << x << "," << y;
+        for (int y = 0; y < full.height / step; ++y) {
+            for (int x = 0; x < full.width; ++x) {
+                const auto nearest = [](int to, int limit) { return std::min(to / 2, limit - 1); };
+                const auto farther = [&](int to, int limit) {
+                    return std::clamp(nearest(to, limit) + (to % 2 == 0 ? -1 : 1), 0, limit - 1);
+                };
+                const auto from = [&](int column, int row) {
+                    return at(small, column * step + x % step, row);
+                };
+                const int nearX = nearest(x / step, columns), farX = farther(x / step, columns);
+                const int nearY = nearest(y, rows), farY = farther(y, rows);
+                const int sum =
+                    9 * from(nearX, nearY) + 3 * from(farX, nearY) + 3 * from(nearX, farY) + from(farX, farY);
+                ASSERT_EQ(at(wrapped, x, y), (sum + 8) / 16) << x << "," << y << " step " << step;
+            }
         }
     }
     // A launch that fails is the operation's failure.

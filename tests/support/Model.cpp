@@ -91,27 +91,6 @@ void mapCurves(Picture& picture, const Curve& y, const Curve& uv) {
     forAll(picture.chroma, [&](int v) { return level(uv[at(std::min(v, top))] + 0.5F, top); });
 }
 
-// Writes `after`s chroma, from the chroma of the picture before and the luma of both.
-void correctColor(Picture before, Picture& after, int range) {
-    const float h = static_cast<float>(range / 2);
-    const auto mean = [](Picture& p, int x, int y) {
-        return static_cast<float>((p.y(x, y) + p.y(x + 1, y) + p.y(x, y + 1) + p.y(x + 1, y + 1)) / 4);
-    };
-    forBlocks(before, [&](int x, int j) {
-        const float Ys = mean(before, x, 2 * j);
-        const float Yd = mean(after, x, 2 * j);
-        const float u = static_cast<float>(before.c(x, j)) - h;
-        const float v = static_cast<float>(before.c(x + 1, j)) - h;
-        const float C = std::sqrt(u * u + v * v);
-        const float Ct = C * Ys / (Yd + 1e-16F);
-        const float g = std::sqrt((Yd * Yd + Ct * Ct) / (Ys * Ys + C * C + 1e-16F));
-        const float k = (h - 1) / (std::max(std::fabs(u), std::fabs(v)) + 1e-16F);
-        const float s = std::min(std::clamp(g, 0.5F, 2.0F), k);
-        after.c(x, j) = level(u * s + h, range - 1);
-        after.c(x + 1, j) = level(v * s + h, range - 1);
-    });
-}
-
 // `first` is the column of axis A's sample in a chroma pair.
 void mapColor(Picture& picture, const std::vector<float>& lattice, int first, int range, float strength) {
     const float s = 15.0F / static_cast<float>(range - 1);
@@ -146,7 +125,28 @@ void mapColor(Picture& picture, const std::vector<float>& lattice, int first, in
     });
 }
 
-// One weight per luma sample; 0 outside whole blocks.
+}  // namespace
+
+void correctColor(Picture before, Picture& after, int range) {
+    const float h = static_cast<float>(range / 2);
+    const auto mean = [](Picture& p, int x, int y) {
+        return static_cast<float>((p.y(x, y) + p.y(x + 1, y) + p.y(x, y + 1) + p.y(x + 1, y + 1)) / 4);
+    };
+    forBlocks(before, [&](int x, int j) {
+        const float Ys = mean(before, x, 2 * j);
+        const float Yd = mean(after, x, 2 * j);
+        const float u = static_cast<float>(before.c(x, j)) - h;
+        const float v = static_cast<float>(before.c(x + 1, j)) - h;
+        const float C = std::sqrt(u * u + v * v);
+        const float Ct = C * Ys / (Yd + 1e-16F);
+        const float g = std::sqrt((Yd * Yd + Ct * Ct) / (Ys * Ys + C * C + 1e-16F));
+        const float k = (h - 1) / (std::max(std::fabs(u), std::fabs(v)) + 1e-16F);
+        const float s = std::min(std::clamp(g, 0.5F, 2.0F), k);
+        after.c(x, j) = level(u * s + h, range - 1);
+        after.c(x + 1, j) = level(v * s + h, range - 1);
+    });
+}
+
 std::vector<float> skinMask(Picture picture8, bool uFirst) {
     std::vector<float> mask(picture8.luma.size());
     forBlocks(picture8, [&](int x, int j) {
@@ -163,7 +163,6 @@ std::vector<float> skinMask(Picture picture8, bool uFirst) {
     return mask;
 }
 
-// `top`: what a sample can hold.
 void protect(Picture before, Picture& after, const std::vector<float>& mask, int top) {
     const auto blend = [top](int from, int& to, float m) {
         to = level(mix(static_cast<float>(to), static_cast<float>(from), m), top);
@@ -177,8 +176,6 @@ void protect(Picture before, Picture& after, const std::vector<float>& mask, int
         }
     });
 }
-
-}  // namespace
 
 std::vector<int> Picture::samples() const {
     std::vector<int> all = luma;

@@ -54,6 +54,14 @@ struct Tuning {
 };
 Picture enhanced(Picture picture, const Tuning& tuning, int format, int bits);
 
+// Some stages by themselves. Writes `after`s chroma, from the chroma of the picture before and the luma of
+// both.
+void correctColor(Picture before, Picture& after, int range);
+// One weight per luma sample; 0 outside whole blocks.
+std::vector<float> skinMask(Picture picture8, bool uFirst);
+// Blends the picture before into the one after. `top`: what a sample can hold.
+void protect(Picture before, Picture& after, const std::vector<float>& mask, int top);
+
 // Preview: the blend of two tunings' strengths and tables in frame k of a fade over T frames; p == q copies.
 Tuning faded(const Tuning& p, const Tuning& q, int k, int T);
 

@@ -102,6 +102,38 @@ void ProgramTest::build(const std::string& text) {
     ASSERT_EQ(gpu::buildProgram(device, program.address()), 0);
 }
 
+void EngineTest::TearDown() {
+    m_engine.reset();
+    DeviceTest::TearDown();
+}
+
+CHuevance_GPU& EngineTest::start() {
+    m_engine = std::make_unique<CHuevance_GPU>();
+    m_engine->setCachePath(cachePath());
+    log.clear();
+    EXPECT_EQ(m_engine->clResMalloc(), 0);
+    EXPECT_EQ(m_engine->clQueueMalloc(), 0);
+    return *m_engine;
+}
+
+char* cachePath() {
+    static TuningDir cache;
+    return cache.mutablePath();
+}
+
+void expectClose(const Frame& frame, const std::vector<int>& expected, int most, int perMille,
+                 const std::string& what) {
+    EXPECT_TRUE(frame.paddingUntouched()) << what;
+    const std::vector<int> got = frame.samples();
+    ASSERT_EQ(got.size(), expected.size()) << what;
+    std::size_t off = 0;
+    for (std::size_t i = 0; i < got.size(); ++i) {
+        ASSERT_LE(std::abs(got[i] - expected[i]), most) << what << ", sample " << i;
+        off += got[i] != expected[i] ? 1 : 0;
+    }
+    EXPECT_LE(off, got.size() * static_cast<std::size_t>(perMille) / 1000) << what;
+}
+
 void endOfDeathTest() {
     const ::testing::TestResult& result = *::testing::UnitTest::GetInstance()->current_test_info()->result();
     for (int i = 0; i < result.total_part_count(); ++i) {

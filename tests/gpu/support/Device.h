@@ -4,9 +4,12 @@
 #include <gtest/gtest.h>
 #include <sim/opencl.h>
 
+#include <memory>
 #include <string>
 
+#include "gpu/Huevance_GPU.h"
 #include "gpu/OpenCLWrappers.h"
+#include "tests/support/Frames.h"
 #include "tests/support/LogCapture.h"
 
 namespace test {
@@ -39,6 +42,28 @@ protected:
     gpu::Program program;
     LogCapture log;
 };
+
+// With an engine.
+class EngineTest : public DeviceTest {
+protected:
+    void TearDown() override;
+    // A new one, set up.
+    CHuevance_GPU& start();
+    CHuevance_GPU& engine() { return *m_engine; }
+
+    LogCapture log;
+
+private:
+    std::unique_ptr<CHuevance_GPU> m_engine;
+};
+
+// Where compiled kernels lie, for all tests of a program.
+char* cachePath();
+
+// Visible samples that differ by `most` levels at most, `perMille` of them at all, and no byte beside them
+// touched.
+void expectClose(const Frame& frame, const std::vector<int>& expected, int most, int perMille,
+                 const std::string& what);
 
 // Ends the process of a death test, without what runs at exit: with code 0 and "passed" on standard error, or
 // with 1 and what went wrong. (Such a process does not report its failures otherwise.)
