@@ -10,6 +10,14 @@ namespace test {
 
 namespace fs = std::filesystem;
 
+std::map<std::string, std::string> filesIn(const std::string& directory) {
+    std::map<std::string, std::string> files;
+    for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
+        files[entry.path().filename()] = entry.is_directory() ? "/" : readFile(entry.path());
+    }
+    return files;
+}
+
 TuningDir::TuningDir() {
     std::string pattern = (fs::temp_directory_path() / "huevance_tuning_XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr) {

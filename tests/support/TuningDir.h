@@ -5,7 +5,12 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/Files.h"
+
 namespace test {
+
+// The contents of every file of a directory, by name; "/" for a directory in it.
+std::map<std::string, std::string> filesIn(const std::string& directory);
 
 class TuningDir {
 public:
@@ -21,6 +26,7 @@ public:
     const std::string& name() const { return m_name; }
     char* mutablePath() { return m_path.data(); }
 
+    std::string read(const std::string& file) const { return readFile(m_path + "/" + file); }
     void write(const std::string& file, const std::string& bytes) const;
     void writeFloats(const std::string& file, const std::vector<float>& values) const;
     void remove(const std::string& file) const;

@@ -5,8 +5,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include "tools/picture/Png.h"
 #include "tools/tuning/StarterTuning.h"
@@ -86,15 +84,6 @@ StudioBench::StudioBench(std::vector<std::string> photos) {
                                             tool::StudioOptions{path("tuning"), std::move(photos)});
 }
 
-std::string StudioBench::text(const std::string& name) const {
-    std::ifstream in(path(name), std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-void StudioBench::write(const std::string& name, const std::string& bytes) const {
-    std::ofstream(path(name), std::ios::binary) << bytes;
-}
-
 tool::HttpResponse StudioBench::ask(const std::string& method, const std::string& target,
                                     const std::string& body) const {
     tool::HttpRequest request;
@@ -106,15 +95,6 @@ tool::HttpResponse StudioBench::ask(const std::string& method, const std::string
     }
     request.body = body;
     return studio->answer(request);
-}
-
-std::map<std::string, std::string> StudioBench::files() const {
-    std::map<std::string, std::string> all;
-    for (const auto& entry : fs::directory_iterator(path("tuning"))) {
-        const std::string name = entry.path().filename().string();
-        all[name] = text("tuning/" + name);
-    }
-    return all;
 }
 
 }  // namespace test

@@ -39,8 +39,8 @@ struct StudioBench {
     explicit StudioBench(std::vector<std::string> photos = {"a.png", "b.png"});
 
     std::string path(const std::string& name) const { return root.path() + "/" + name; }
-    std::string text(const std::string& name) const;
-    void write(const std::string& name, const std::string& bytes) const;
+    std::string text(const std::string& name) const { return root.read(name); }
+    void write(const std::string& name, const std::string& bytes) const { root.write(name, bytes); }
 
     tool::HttpResponse ask(const std::string& method, const std::string& target,
                            const std::string& body = "") const;
@@ -49,7 +49,7 @@ struct StudioBench {
     }
     Json open() const { return Json::parse(ask("GET", "/api/open").body); }
     // Every file of the tuning, by name.
-    std::map<std::string, std::string> files() const;
+    std::map<std::string, std::string> files() const { return filesIn(path("tuning")); }
 
     TuningDir root;
     std::unique_ptr<tool::Studio> studio;

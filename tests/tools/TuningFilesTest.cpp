@@ -169,16 +169,7 @@ struct FileChangesTest : testing::Test {
     test::TuningDir dir;
 
     // Every name, also of what was forgotten, with its contents.
-    std::map<string, string> all() const {
-        std::map<string, string> files;
-        for (const fs::directory_entry& entry : fs::directory_iterator(dir.path())) {
-            std::ifstream in(entry.path(), std::ios::binary);
-            files[entry.path().filename()] = fs::is_directory(entry.symlink_status())
-                                                 ? "directory"
-                                                 : string(std::istreambuf_iterator<char>(in), {});
-        }
-        return files;
-    }
+    std::map<string, string> all() const { return test::filesIn(dir.path()); }
 };
 
 TEST_F(FileChangesTest, AllAreReplacedAndOnlyWhatChanges) {
@@ -205,8 +196,7 @@ TEST_F(FileChangesTest, AllAreReplacedAndOnlyWhatChanges) {
                   {"added", ""}, {"changed", string(100000, 'x')}, {"link", "inside"}, {"same", "old"}}));
     EXPECT_EQ(fs::last_write_time(dir.path() + "/same"), time);
     EXPECT_EQ(fs::status(dir.path() + "/changed").permissions(), fs::perms(0640));
-    std::ifstream in(outside);
-    EXPECT_EQ(string(std::istreambuf_iterator<char>(in), {}), "outside");
+    EXPECT_EQ(test::readFile(outside), "outside");
     fs::remove(outside);
 }
 
