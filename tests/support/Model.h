@@ -50,7 +50,7 @@ struct Tuning {
     float claheStrength = 0;
     Curve yCurve = Curve(256);
     std::vector<float> lattice = std::vector<float>(3 * 16 * 16 * 16);
-    std::vector<float> hostMask;
+    std::vector<float> hostMask = {};
 };
 Picture enhanced(Picture picture, const Tuning& tuning, int format, int bits);
 

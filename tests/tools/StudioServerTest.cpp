@@ -11,7 +11,6 @@
 
 #include <csignal>
 #include <filesystem>
-#include <nlohmann/json.hpp>
 #include <thread>
 
 #include "tests/tools/ToolProcess.h"
@@ -212,9 +211,10 @@ TEST_F(StudioServerTest, EndsWithinARequestAndLeavesNothing) {
 TEST_F(StudioServerTest, NeedsADirectoryAndAFreePort) {
     Running running({tuning, picture, "--no-browser"}, temporary.path());
     const std::string port = std::to_string(running.port());
-    ToolResult result = bench.run({"studio", tuning, picture, "--port", port});
-    EXPECT_EQ(result.exitCode, 3);
-    EXPECT_THAT(result.err, HasSubstr("cannot listen on port " + port));
+    bench.expectRefused({{{"studio", tuning, picture, "--port", port}, 3, "cannot listen on port " + port},
+                         {{"studio", bench.path("nothing"), picture}, 3, "there is no tuning directory"},
+                         {{"studio", tuning}, 2},
+                         {{"studio", tuning, picture, "--port", "65536"}, 2}});
     // Without a wish the port is the directory's own, and another one when that is taken.
     Running second({tuning, picture, "--no-browser"}, temporary.path());
     EXPECT_NE(second.port(), running.port());
@@ -223,11 +223,6 @@ TEST_F(StudioServerTest, NeedsADirectoryAndAFreePort) {
     EXPECT_EQ(running.end(SIGHUP), 0);
     Running again({tuning, picture, "--no-browser"}, temporary.path());
     EXPECT_EQ(std::to_string(again.port()), port);
-    result = bench.run({"studio", bench.path("nothing"), picture});
-    EXPECT_EQ(result.exitCode, 3);
-    EXPECT_THAT(result.err, HasSubstr("there is no tuning directory"));
-    EXPECT_EQ(bench.run({"studio", tuning}).exitCode, 2);
-    EXPECT_EQ(bench.run({"studio", tuning, picture, "--port", "65536"}).exitCode, 2);
 }
 
 }  // namespace

@@ -1,26 +1,21 @@
 #include "tests/tools/ToolProcess.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <png.h>
 #include <sys/wait.h>
 #include <turbojpeg.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include "tests/support/Frames.h"
+#include "tests/support/Rig.h"
 
 namespace test {
 
-namespace {
-
-std::string readText(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-}  // namespace
+namespace fs = std::filesystem;
 
 std::string ToolBench::write(const std::string& name, const Bytes& contents) const {
     return writeText(name, std::string(contents.begin(), contents.end()));
@@ -36,15 +31,18 @@ Bytes ToolBench::read(const std::string& name) const {
     return {bytes.begin(), bytes.end()};
 }
 
-std::string ToolBench::text(const std::string& name) const { return readText(path(name)); }
+std::vector<float> ToolBench::floats(const std::string& name) const {
+    const std::string bytes = text(name);
+    std::vector<float> values(bytes.size() / sizeof(float));
+    std::memcpy(values.data(), bytes.data(), values.size() * sizeof(float));
+    return values;
+}
 
-std::map<std::string, Bytes> ToolBench::files(const std::string& directory) {
-    std::map<std::string, Bytes> all;
-    for (const auto& entry : std::filesystem::directory_iterator(directory)) {
-        const std::string bytes = readText(entry.path().string());
-        all[entry.path().filename().string()] = {bytes.begin(), bytes.end()};
-    }
-    return all;
+void ToolBench::replace(const std::string& name, const std::string& from, const std::string& to) const {
+    std::string contents = text(name);
+    const std::size_t at = contents.find(from);
+    ASSERT_NE(at, std::string::npos) << name << " has no " << from;
+    writeText(name, contents.replace(at, from.size(), to));
 }
 
 // The shell becomes the program, which reads and writes files, so that no pipe can fill up.
@@ -55,14 +53,42 @@ ToolResult ToolBench::shell(const std::string& before, const Words& arguments,
     for (const std::string& argument : arguments) {
         command += " '" + argument + "'";
     }
-    command += input + " >'" + path("stdout.txt") + "' 2>'" + path("stderr.txt") + "'";
+    command += input + " >'" + m_streams.path() + "/out' 2>'" + m_streams.path() + "/err'";
     const int status = std::system(command.c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), readText(path("stdout.txt")),
-            readText(path("stderr.txt"))};
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), m_streams.read("out"),
+            m_streams.read("err")};
 }
 
 ToolResult ToolBench::run(const Words& arguments, const Bytes& input) const {
-    return shell("", arguments, " <'" + write("stdin", input) + "'");
+    m_streams.write("in", std::string(input.begin(), input.end()));
+    return shell("", arguments, " <'" + m_streams.path() + "/in'");
+}
+
+nlohmann::json ToolBench::json(const Words& arguments) const {
+    return nlohmann::json::parse(run(join(arguments, {"--json"})).out);
+}
+
+void ToolBench::expectRefused(const std::vector<Refusal>& refusals) const {
+    const auto everything = [this] {
+        std::map<std::string, std::string> files;
+        for (const auto& entry : fs::recursive_directory_iterator(m_files.path())) {
+            if (entry.is_regular_file()) {
+                files[entry.path()] = readFile(entry.path());
+            }
+        }
+        return files;
+    };
+    const auto before = everything();
+    for (const auto& [words, exitCode, message] : refusals) {
+        SCOPED_TRACE(testing::PrintToString(words));
+        const ToolResult result = run(words);
+        EXPECT_EQ(result.exitCode, exitCode) << result.err;
+        EXPECT_THAT(result.err, testing::HasSubstr(message));
+        EXPECT_THAT(result.err, testing::ContainsRegex(exitCode == 2 ? "huevance: |--help" : "huevance: "));
+        EXPECT_EQ(result.out, "");
+        EXPECT_THAT(leftovers(), testing::IsEmpty());
+        EXPECT_TRUE(everything() == before) << "a file has changed";
+    }
 }
 
 ToolResult ToolBench::runAndKill(const Words& arguments, int signal) const {
@@ -78,7 +104,7 @@ ToolResult ToolBench::runAndKill(const Words& arguments, int signal) const {
 
 Words ToolBench::leftovers() const {
     Words names;
-    for (const auto& entry : std::filesystem::directory_iterator(m_temporary.path())) {
+    for (const auto& entry : fs::directory_iterator(m_temporary.path())) {
         names.push_back(entry.path().filename().string());
     }
     return names;
@@ -86,22 +112,15 @@ Words ToolBench::leftovers() const {
 
 void writeConstantCurves(const TuningDir& tuning, const std::vector<int>& levels,
                          std::map<std::string, std::string> values) {
-    std::string sceneIdx;
-    std::vector<float> all;  // as the GPU back end reads them
+    std::vector<model::Tuning> tables(levels.size());
     for (std::size_t table = 0; table < levels.size(); ++table) {
-        sceneIdx += std::to_string(table) + "/";
-        tuning.writeParam(static_cast<int>(table), 0.0F, 1.0F, 0.0F);
-        tuning.writeFloats("curveLut" + std::to_string(table),
-                           std::vector<float>(256, static_cast<float>(levels[table])));
-        all.insert(all.end(), 256, static_cast<float>(levels[table]));
+        tables[table].curve = true;
+        tables[table].satStrength = 1.0F;
+        tables[table].yCurve.assign(256, static_cast<float>(levels[table]));
     }
-    tuning.writeFloats("CurveLut", all);
-    values.insert({{"curveSwitch", "1"},
-                   {"sceneNum", std::to_string(levels.size())},
-                   {"sceneIdx", sceneIdx},
-                   {"transFrameNum", "0"}});  // no fading
+    values.insert({"transFrameNum", "0"});  // no fading
     tuning.writePlatform("CPU");
-    tuning.writeSets(values);
+    rig::write(tuning, tables, values);
 }
 
 JpegPicture decodeJpeg(const Bytes& jpeg) {
@@ -123,12 +142,12 @@ JpegPicture decodeJpeg(const Bytes& jpeg) {
     return result;
 }
 
-Bytes encodeJpeg(const Bytes& rgb, int width, int height, int subsampling) {
+Bytes encodeJpeg(const RgbPicture& picture, int subsampling) {
     tjhandle handle = tjInitCompress();
     unsigned char* data = nullptr;
     unsigned long size = 0;
-    const int result = tjCompress2(handle, rgb.data(), width, 0, height, TJPF_RGB, &data, &size, subsampling,
-                                   95, TJFLAG_ACCURATEDCT);
+    const int result = tjCompress2(handle, picture.rgb.data(), picture.width, 0, picture.height, TJPF_RGB,
+                                   &data, &size, subsampling, 95, TJFLAG_ACCURATEDCT);
     const Bytes jpeg = result == 0 ? Bytes(data, data + size) : Bytes();
     tjFree(data);
     tjDestroy(handle);
@@ -163,12 +182,17 @@ Bytes encodePng(const RgbPicture& picture) {
     return png;
 }
 
-RgbPicture solid(int width, int height, int red, int green, int blue) {
-    RgbPicture picture = {width, height, Bytes(static_cast<std::size_t>(3 * width * height))};
-    for (std::size_t i = 0; i < picture.rgb.size(); ++i) {
-        picture.rgb[i] = static_cast<std::uint8_t>(i % 3 == 0 ? red : i % 3 == 1 ? green : blue);
+RgbPicture painted(int width, int height, const std::function<double(int, int, int)>& level) {
+    RgbPicture picture = {width, height, {}};
+    for (int i = 0; i < 3 * width * height; ++i) {
+        picture.rgb.push_back(static_cast<std::uint8_t>(level(i / 3 % width, i / 3 / width, i % 3)));
     }
     return picture;
+}
+
+RgbPicture solid(int width, int height, int red, int green, int blue) {
+    const int color[] = {red, green, blue};
+    return painted(width, height, [&](int, int, int channel) { return color[channel]; });
 }
 
 Bytes noise(std::size_t size, std::uint32_t seed) {

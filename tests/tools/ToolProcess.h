@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -22,6 +24,13 @@ struct ToolResult {
     std::string out, err;
 };
 
+// A command line that is refused: how it ends, and a part of what it says.
+struct Refusal {
+    Words words;
+    int exitCode;
+    std::string message = "";
+};
+
 // A directory for one test's files, and the program run with another one as its TMPDIR.
 class ToolBench {
 public:
@@ -30,11 +39,16 @@ public:
     std::string write(const std::string& name, const Bytes& contents) const;
     std::string writeText(const std::string& name, const std::string& text) const;
     Bytes read(const std::string& name) const;
-    std::string text(const std::string& name) const;
-    // Every file of a directory, by name.
-    static std::map<std::string, Bytes> files(const std::string& directory);
+    std::string text(const std::string& name) const { return m_files.read(name); }
+    std::vector<float> floats(const std::string& name) const;
+    // Writes `to` where `from`, which must be there, stands first.
+    void replace(const std::string& name, const std::string& from, const std::string& to) const;
 
     ToolResult run(const Words& arguments, const Bytes& input = {}) const;
+    // What it says on standard output, with --json.
+    nlohmann::json json(const Words& arguments) const;
+    // Each says why on standard error and nothing else, writes no file and leaves nothing in TMPDIR.
+    void expectRefused(const std::vector<Refusal>& refusals) const;
     // Starts the program with a standard input that never ends, and ends it with a signal once it is at work.
     ToolResult runAndKill(const Words& arguments, int signal) const;
     // What was left in TMPDIR.
@@ -43,7 +57,7 @@ public:
 private:
     ToolResult shell(const std::string& before, const Words& arguments, const std::string& input) const;
 
-    TuningDir m_files, m_temporary;
+    TuningDir m_files, m_temporary, m_streams;
 };
 
 // A tuning with every stage off but a curve: table t maps every level to levels[t]. `values` as in writeSets.
@@ -62,15 +76,18 @@ struct JpegPicture {
     std::vector<Plane> planes;
 };
 JpegPicture decodeJpeg(const Bytes& jpeg);
-// From RGB (3 bytes a sample), at one of the library's subsamplings.
-Bytes encodeJpeg(const Bytes& rgb, int width, int height, int subsampling);
 
 struct RgbPicture {
     int width = 0, height = 0;
     Bytes rgb;
 };
+// The subsamplings of the JPEG library.
+enum { k444 = 0, k422 = 1, k420 = 2, kGray = 3, k440 = 4, k411 = 5 };
+Bytes encodeJpeg(const RgbPicture& picture, int subsampling);
 RgbPicture decodePng(const Bytes& png);
 Bytes encodePng(const RgbPicture& picture);
+// level(x, y, channel), cut to a whole number.
+RgbPicture painted(int width, int height, const std::function<double(int, int, int)>& level);
 RgbPicture solid(int width, int height, int red, int green, int blue);
 // Deterministic noise.
 Bytes noise(std::size_t size, std::uint32_t seed);

@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <map>
-#include <nlohmann/json.hpp>
 
 #include "tests/tools/ToolProcess.h"
 
@@ -12,7 +10,7 @@ namespace test {
 namespace {
 
 namespace fs = std::filesystem;
-using Contents = std::map<std::string, Bytes>;
+using Contents = std::map<std::string, std::string>;
 
 struct TuningEditTest : testing::Test {
     ToolBench bench;
@@ -40,8 +38,7 @@ struct TuningEditTest : testing::Test {
     // Scene number -> look.
     std::map<int, std::string> scenes(const std::string& directory) const {
         std::map<int, std::string> all;
-        const nlohmann::json json =
-            nlohmann::json::parse(bench.run({"tuning", "scene", "list", directory, "--json"}).out);
+        const nlohmann::json json = bench.json({"tuning", "scene", "list", directory});
         for (const auto& table : json["tables"]) {
             EXPECT_EQ(table["photo"], table["frame"]);
             for (const auto& number : table["photo"]) {
@@ -86,16 +83,15 @@ TEST_F(TuningEditTest, OnlyWhatChangedIsWrittenAndClean) {
         {{"tuning", "adopt", dir}, {}},
     };
     for (const auto& c : cases) {
-        const Contents before = ToolBench::files(dir);
+        const Contents before = filesIn(dir);
         ASSERT_EQ(ok(c.words), 0) << c.words[1];
-        const Contents after = ToolBench::files(dir);
+        const Contents after = filesIn(dir);
         EXPECT_EQ(changed(before, after), c.files) << c.words[1] << c.words.back();
         expectClean(dir, c.words[1] + c.words.back());
         for (const std::string kind : {"urveLut", "olorLut"}) {
-            Bytes fused;
+            std::string fused;
             for (int table = 0; table < 3 + (after.count("look3.json") != 0 ? 1 : 0); ++table) {
-                const Bytes& one = after.at("c" + kind + std::to_string(table));
-                fused.insert(fused.end(), one.begin(), one.end());
+                fused += after.at("c" + kind + std::to_string(table));
             }
             EXPECT_EQ(after.at("C" + kind), fused);
         }
@@ -121,11 +117,7 @@ TEST_F(TuningEditTest, OnlyWhatChangedIsWrittenAndClean) {
 TEST_F(TuningEditTest, FailedCommandsLeaveTheDirectory) {
     const std::string dir = tuning();
     const std::string bad = bench.writeText("bad.csv", "0,0\n10,20\n9,30\n");
-    const struct {
-        Words words;
-        int code;
-        const char* message;
-    } cases[] = {
+    bench.expectRefused({
         {{"look", "set", dir, "-s", "food", "saturation=0.2", "saturation=7"},
          2,
          "saturation must be a number"},
@@ -145,15 +137,7 @@ TEST_F(TuningEditTest, FailedCommandsLeaveTheDirectory) {
         {{"tuning", "retarget", dir, bench.path("out"), "--photo", "GPU", "--frame", "CPU"},
          2,
          "has no such mode"},
-    };
-    const Contents before = ToolBench::files(dir);
-    for (const auto& c : cases) {
-        const ToolResult result = bench.run(c.words);
-        EXPECT_EQ(result.exitCode, c.code) << result.err;
-        EXPECT_THAT(result.err, testing::HasSubstr(c.message));
-        EXPECT_TRUE(ToolBench::files(dir) == before) << result.err;
-    }
-    EXPECT_FALSE(fs::exists(bench.path("out")));
+    });
 }
 
 TEST_F(TuningEditTest, DamagedFilesAreNamed) {
@@ -170,11 +154,7 @@ TEST_F(TuningEditTest, DamagedFilesAreNamed) {
     for (const auto& c : cases) {
         const std::string dir = tuning(std::string("d") + std::to_string(&c - cases));
         bench.writeText(fs::path(dir).filename().string() + "/" + c.file, c.text);
-        const Contents before = ToolBench::files(dir);
-        const ToolResult result = bench.run({"tuning", "bake", dir});
-        EXPECT_EQ(result.exitCode, 3);
-        EXPECT_THAT(result.err, testing::HasSubstr(c.message));
-        EXPECT_TRUE(ToolBench::files(dir) == before);
+        bench.expectRefused({{{"tuning", "bake", dir}, 3, c.message}});
     }
 }
 
@@ -190,15 +170,14 @@ TEST_F(TuningEditTest, AdoptChangesNoByte) {
         for (const char* look : {"/look0.json", "/look1.json", "/look2.json"}) {
             fs::remove(dir + look);
         }
-        const Contents before = ToolBench::files(dir);
+        const Contents before = filesIn(dir);
         ASSERT_EQ(ok({"tuning", "adopt", dir}), 0);
-        EXPECT_EQ(changed(before, ToolBench::files(dir)), (Words{"look0.json", "look1.json", "look2.json"}));
-        const Contents adopted = ToolBench::files(dir);
+        EXPECT_EQ(changed(before, filesIn(dir)), (Words{"look0.json", "look1.json", "look2.json"}));
+        const Contents adopted = filesIn(dir);
         ASSERT_EQ(ok({"tuning", "bake", dir}), 0);
-        EXPECT_TRUE(ToolBench::files(dir) == adopted);
+        EXPECT_TRUE(filesIn(dir) == adopted);
         EXPECT_EQ(ok({"look", "set", dir, "-s", "table1", "satStrength=1"}), 0);
-        EXPECT_THAT(changed(adopted, ToolBench::files(dir)),
-                    testing::ElementsAre("look1.json", "param1.ini"));
+        EXPECT_THAT(changed(adopted, filesIn(dir)), testing::ElementsAre("look1.json", "param1.ini"));
     }
     const std::string dir = tuning("short");
     fs::remove(dir + "/look2.json");
@@ -252,16 +231,16 @@ TEST_F(TuningEditTest, ScenesByName) {
 // The same look on other back ends: OGL with its reversed strength, and beside another one.
 TEST_F(TuningEditTest, RetargetKeepsTheLook) {
     const std::string dir = tuning("from", {"--photo", "NEON", "--frame", "GPU"});
-    const Contents before = ToolBench::files(dir);
+    const Contents before = filesIn(dir);
     ASSERT_EQ(ok({"tuning", "retarget", dir, bench.path("same"), "--photo", "CPU", "--frame", "CPU"}), 0);
-    EXPECT_EQ(changed(before, ToolBench::files(bench.path("same"))), (Words{"platformSet.ini"}));
+    EXPECT_EQ(changed(before, filesIn(bench.path("same"))), (Words{"platformSet.ini"}));
     ASSERT_EQ(ok({"tuning", "retarget", dir, bench.path("ogl"), "--photo", "OGL", "--frame", "OGL"}), 0);
-    EXPECT_THAT(ToolBench::files(bench.path("ogl")).at("param0.ini"), testing::Ne(before.at("param0.ini")));
+    EXPECT_THAT(filesIn(bench.path("ogl")).at("param0.ini"), testing::Ne(before.at("param0.ini")));
     ASSERT_EQ(ok({"tuning", "retarget", bench.path("ogl"), bench.path("back"), "--photo", "NEON", "--frame",
                   "GPU"}),
               0);
-    EXPECT_EQ(changed(before, ToolBench::files(bench.path("back"))), Words());
-    EXPECT_TRUE(ToolBench::files(dir) == before);
+    EXPECT_EQ(changed(before, filesIn(bench.path("back"))), Words());
+    EXPECT_TRUE(filesIn(dir) == before);
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 
 #include "tests/tools/ToolProcess.h"
 
@@ -19,13 +18,6 @@ struct TuningNewTest : testing::Test {
     ToolBench bench;
 
     void SetUp() override { ASSERT_EQ(bench.run({"tuning", "new", bench.path("t")}).exitCode, 0); }
-
-    std::vector<float> floats(const std::string& name) {
-        const Bytes bytes = bench.read("t/" + name);
-        std::vector<float> values(bytes.size() / sizeof(float));
-        std::memcpy(values.data(), bytes.data(), values.size() * sizeof(float));
-        return values;
-    }
 };
 
 TEST_F(TuningNewTest, IsCleanForEveryBackEnd) {
@@ -44,7 +36,8 @@ TEST_F(TuningNewTest, TablesKeepGreys) {
     for (const std::string table : {"0", "1", "2", "3", "4", "5", "6", "7"}) {
         SCOPED_TRACE(table);
         EXPECT_THAT(bench.text("t/param" + table + ".ini"), testing::HasSubstr("satStrength=1\r\n"));
-        const std::vector<float> curve = floats("curveLut" + table), lut = floats("colorLut" + table);
+        const std::vector<float> curve = bench.floats("t/curveLut" + table),
+                                 lut = bench.floats("t/colorLut" + table);
         EXPECT_LE(curve.front(), 8.0F);
         EXPECT_GE(curve.back(), 245.0F);
         for (std::size_t y = 0; y < 16; ++y) {

@@ -19,6 +19,7 @@
 #include "jni/HuevanceAPI.h"
 #include "tests/support/HostRecords.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/Rig.h"
 #include "tools/ToolError.h"
 #include "tools/tuning/Bake.h"
 #include "tools/tuning/StarterTuning.h"
@@ -31,11 +32,6 @@ using std::string;
 using test::TuningDir;
 using tool::Finding;
 using tool::Severity;
-
-string contentsOf(const string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
 
 // --- A clean tuning of three tables, and its mutations ---------------------------------------------------
 
@@ -62,38 +58,28 @@ std::vector<float> colorsOf(int table) {
 
 void writeClean(const TuningDir& dir) {
     dir.writePlatform("CPU", "/data/vendor/camera");
-    dir.writeSets({{"claheSwitch", "1"},
-                   {"curveSwitch", "1"},
-                   {"colorSwitch", "1"},
-                   {"cCorrSwitch", "1"},
-                   {"gridWidth", "4"},
-                   {"gridHeight", "3"},
-                   {"sampRate", "2"},
-                   {"transFrameNum", "10"},
-                   {"sceneNum", "3"},
-                   {"sceneIdx", "1/0/2/"}});
-    std::vector<float> curves, colors;
+    std::vector<model::Tuning> tables(3);
     for (int table = 0; table < 3; ++table) {
-        const string index = std::to_string(table);
-        const std::vector<float> curve = curveOf(table), color = colorsOf(table);
-        dir.writeParam(table, 0.75F, 1.0F + 0.1F * static_cast<float>(table), 0.5F);
-        dir.writeFloats("curveLut" + index, curve);
-        dir.writeFloats("colorLut" + index, color);
-        curves.insert(curves.end(), curve.begin(), curve.end());
-        colors.insert(colors.end(), color.begin(), color.end());
+        tables[static_cast<std::size_t>(table)] = {.clahe = true,
+                                                   .curve = true,
+                                                   .correct = true,
+                                                   .color = true,
+                                                   .grid = {4, 3, 2},
+                                                   .colorStrength = 0.75F,
+                                                   .satStrength = 1.0F + 0.1F * static_cast<float>(table),
+                                                   .claheStrength = 0.5F,
+                                                   .yCurve = curveOf(table),
+                                                   .lattice = colorsOf(table)};
     }
-    dir.writeFloats("CurveLut", curves);
-    dir.writeFloats("ColorLut", colors);
+    rig::write(dir, tables, {{"transFrameNum", "10"}, {"sceneIdx", "1/0/2/"}});
 }
 
 using Mutation = std::function<void(const TuningDir&)>;
 
-string read(const TuningDir& dir, const string& file) { return contentsOf(dir.path() + "/" + file); }
-
 // Replaces the first `from`, which must be there.
 Mutation sub(const string& file, const string& from, const string& to) {
     return [=](const TuningDir& dir) {
-        string text = read(dir, file);
+        string text = dir.read(file);
         const std::size_t at = text.find(from);
         ASSERT_NE(at, string::npos) << file << " has no " << from;
         dir.write(file, text.replace(at, from.size(), to));
@@ -102,7 +88,7 @@ Mutation sub(const string& file, const string& from, const string& to) {
 // Every one.
 Mutation all(const string& file, const string& from, const string& to) {
     return [=](const TuningDir& dir) {
-        string text = read(dir, file);
+        string text = dir.read(file);
         for (std::size_t at = text.find(from); at != string::npos; at = text.find(from, at + to.size())) {
             text.replace(at, from.size(), to);
         }
@@ -119,7 +105,7 @@ Mutation renamed(const string& file, const string& to) {
     return [=](const TuningDir& dir) { fs::rename(dir.path() + "/" + file, dir.path() + "/" + to); };
 }
 Mutation copied(const string& file, const string& to) {
-    return [=](const TuningDir& dir) { dir.write(to, read(dir, file)); };
+    return [=](const TuningDir& dir) { dir.write(to, dir.read(file)); };
 }
 Mutation both(const Mutation& first, const Mutation& second) {
     return [=](const TuningDir& dir) {
@@ -132,7 +118,7 @@ template <typename T>
 Mutation table(const string& file, const std::function<T(const std::vector<float>&, std::size_t)>& number,
                bool swapped = false) {
     return [=](const TuningDir& dir) {
-        const string bytes = read(dir, file);
+        const string bytes = dir.read(file);
         std::vector<float> numbers(bytes.size() / sizeof(float));
         std::memcpy(numbers.data(), bytes.data(), numbers.size() * sizeof(float));
         string out;
@@ -162,7 +148,7 @@ Mutation interleaved(const string& file) {
 Mutation utf16(const string& file) {
     return [=](const TuningDir& dir) {
         string wide = "\xFF\xFE";
-        for (const char c : read(dir, file)) {
+        for (const char c : dir.read(file)) {
             wide += c;
             wide += '\0';
         }
@@ -239,8 +225,8 @@ const struct Case {
     {"HV101", kError, "param3.ini", 0, sub(kPhoto, "sceneNum=3", "sceneNum=4000"), gone("nothing"), true},
     {"HV102", kError, kParam, 0, [](const TuningDir& dir) { dir.remove(kParam); fs::create_directory(dir.path() + "/" + kParam); },
         [](const TuningDir& dir) { fs::create_directory(dir.path() + "/notes"); }},
-    {"HV102", kError, kPhoto, 0, [](const TuningDir& d) { d.write(kPhoto, read(d, kPhoto) + string(1 << 20, '#')); },
-        [](const TuningDir& d) { d.write(kPhoto, read(d, kPhoto) + "#=" + string(1000, '#')); }},
+    {"HV102", kError, kPhoto, 0, [](const TuningDir& d) { d.write(kPhoto, d.read(kPhoto) + string(1 << 20, '#')); },
+        [](const TuningDir& d) { d.write(kPhoto, d.read(kPhoto) + "#=" + string(1000, '#')); }},
     {"HV103", kError, "curveLut1", 0, put("curveLut1", ""), put("notes", "")},
     {"HV103", kError, kPhoto, 0, put(kPhoto, ""), put("extra.ini", "")},
     {"HV105", kWarning, ".param0.ini.huevance-12.new", 0, put(".param0.ini.huevance-12.new", "x"), put(".hidden", "x")},
@@ -263,7 +249,7 @@ const struct Case {
     {"HV211", kError, kParam, 0, sub(kParam, "[hvc]\r\n", ""), gone("nothing")},
     {"HV211", kWarning, kPhoto, 0, sub(kPhoto, "[save]\r\nphoto=0\r\n", ""), gone("nothing")},
     {"HV212", kError, kParam, 3, sub(kParam, "satStrength", "[hvc]\r\nsatStrength"), gone("nothing")},
-    {"HV212", kWarning, kPhoto, 19, [](const TuningDir& dir) { dir.write(kPhoto, read(dir, kPhoto) + "[hvc]\r\nclaheSwitch=0\r\n"); }, gone("nothing")},
+    {"HV212", kWarning, kPhoto, 19, [](const TuningDir& dir) { dir.write(kPhoto, dir.read(kPhoto) + "[hvc]\r\nclaheSwitch=0\r\n"); }, gone("nothing")},
     {"HV213", kError, kPhoto, 6, sub(kPhoto, "claheSwitch", "clahSwitch"), sub(kPhoto, "claheSwitch=1", "claheSwitch =1")},
     {"HV213", kError, kParam, 2, sub(kParam, "colorStrength", "colourStrength"), sub(kParam, "=", " = ")},
     {"HV213", kError, kPhoto, 4, sub(kPhoto, "photoSwitch", "photoswitch"), sub(kPhoto, "photoSwitch=1", "photoSwitch=+1")},
@@ -303,9 +289,9 @@ const struct Case {
     {"HV306", kWarning, kPlatform, 5, cache("/tmp "), cache("/data/local/tmp")},
     {"HV308", kWarning, kPlatform, 5, cache("C:\\cache"), gone("nothing")},
     {"HV309", kWarning, kPlatform, 5, cache("."), gone("nothing")},
-    {"HV401", kError, "curveLut1", 0, [](const TuningDir& d) { d.write("curveLut1", read(d, "curveLut1").substr(0, 1000)); }, gone("nothing")},
-    {"HV402", kWarning, "curveLut1", 0, [](const TuningDir& d) { d.write("curveLut1", read(d, "curveLut1") + "tail"); }, gone("nothing")},
-    {"HV402", kError, "colorLut1", 0, [](const TuningDir& d) { d.write("colorLut1", "\x93NUMPY" + string(122, ' ') + read(d, "colorLut1")); }, gone("nothing")},
+    {"HV401", kError, "curveLut1", 0, [](const TuningDir& d) { d.write("curveLut1", d.read("curveLut1").substr(0, 1000)); }, gone("nothing")},
+    {"HV402", kWarning, "curveLut1", 0, [](const TuningDir& d) { d.write("curveLut1", d.read("curveLut1") + "tail"); }, gone("nothing")},
+    {"HV402", kError, "colorLut1", 0, [](const TuningDir& d) { d.write("colorLut1", "\x93NUMPY" + string(122, ' ') + d.read("colorLut1")); }, gone("nothing")},
     {"HV403", kError, "curveLut1", 0, put("curveLut1", "0\n1.5\n3\n"), gone("nothing")},
     {"HV404", kError, "curveLut1", 0, table<double>("curveLut1", [](const auto& v, std::size_t i) { return static_cast<double>(v[i]); }), gone("nothing")},
     {"HV405", kError, "colorLut1", 0, table<unsigned char>("colorLut1", [](const auto& v, std::size_t i) { return static_cast<unsigned char>(v[i]); }), gone("nothing")},
@@ -329,7 +315,7 @@ const struct Case {
     {"HV414", kWarning, "CurveLut", 0, copied("curveLut0", "CurveLut"), gone("nothing")},
     {"HV415", kError, "ColorLut", 0, both(backEnds("CPU", "GPU"), numbers("colorLut2", [](float v, std::size_t) { return v * 0.9F; })), gone("nothing")},
     {"HV415", kWarning, "CurveLut", 0, numbers("CurveLut", [](float v, std::size_t) { return v * 0.9F; }), gone("nothing")},
-    {"HV416", kWarning, "CurveLut", 0, [](const TuningDir& d) { d.write("CurveLut", read(d, "CurveLut") + read(d, "curveLut0")); }, gone("nothing")},
+    {"HV416", kWarning, "CurveLut", 0, [](const TuningDir& d) { d.write("CurveLut", d.read("CurveLut") + d.read("curveLut0")); }, gone("nothing")},
     {"HV501", kError, kPhoto, 18, sub(kPhoto, "sceneIdx=1/0/2/", "sceneIdx=1/0/2"), sub(kPhoto, "sceneIdx=1/0/2/", "sceneIdx=1/0/2/ ")},
     {"HV501", kWarning, kPhoto, 18, both(all(kPhoto, "1/0/2/", "1/2/0"), sub(kFrame, "1/0/2/", "1/2/0/")), both(sub(kPhoto, "1/0/2/", "1/2/0/"), sub(kFrame, "1/0/2/", "1/2/0/")), true},
     {"HV502", kError, kPhoto, 18, sub(kPhoto, "1/0/2/", "1,0,2,"), gone("nothing")},
@@ -417,7 +403,7 @@ string picturesOf(const TuningDir& dir) {
     }
     int status = 0;
     waitpid(child, &status, 0);
-    const string result = contentsOf(path) + std::to_string(status);
+    const string result = test::readFile(path) + std::to_string(status);
     fs::remove(path);
     return result;
 }
@@ -477,7 +463,7 @@ TEST(TuningRules, AllHaveACaseAndAPlaceInTheDocumentation) {
     for (const Case& c : kCases) {
         covered.insert(c.rule);
     }
-    const string page = contentsOf(HUEVANCE_SOURCE_DIR "/docs/tuning-check.md");
+    const string page = test::readFile(HUEVANCE_SOURCE_DIR "/docs/tuning-check.md");
     for (const tool::Rule& rule : tool::checkRules()) {
         EXPECT_TRUE(numbers.insert(rule.number).second) << rule.number;
         EXPECT_NE(page.find("### " + string(rule.number) + ": " + rule.title), string::npos) << rule.number;
@@ -552,7 +538,7 @@ TEST(TuningRules, MendWhatHasOneRightAnswer) {
         EXPECT_EQ(allOf(tool::checkTuning(dir.path())), "no finding");
         for (const fs::directory_entry& entry : fs::directory_iterator(dir.path())) {
             const string name = entry.path().filename();
-            EXPECT_EQ(read(dir, name), read(clean, name)) << name;
+            EXPECT_EQ(dir.read(name), clean.read(name)) << name;
         }
         EXPECT_THAT(tool::fixTuning(dir.path()), testing::IsEmpty());
     }
@@ -572,9 +558,9 @@ TEST(TuningRules, MendWhatHasOneRightAnswer) {
     writeClean(edited);
     older(edited);
     both(look(2, "night"), both(sub("param2.ini", "1.2", "1.3"), aged("param2.ini", 9)))(edited);
-    const string byHand = read(edited, "param2.ini");
+    const string byHand = edited.read("param2.ini");
     tool::fixTuning(edited.path());
-    EXPECT_EQ(read(edited, "param2.ini"), byHand);
+    EXPECT_EQ(edited.read("param2.ini"), byHand);
     EXPECT_EQ(allOf(tool::checkTuning(edited.path())).rfind("param2.ini:3: warning HV805", 0), 0U);
     const Mutation kept[] = {sub(kPhoto, "claheSwitch", "\r\nclaheSwitch"), gone("curveLut1"),
                              put("colorLut1", "short"), sub(kPhoto, "1/0/2/", "1,0,2")};

@@ -2,8 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <nlohmann/json.hpp>
-
+#include "tests/support/Rig.h"
 #include "tests/tools/ToolProcess.h"
 
 namespace test {
@@ -20,19 +19,20 @@ struct TuningShowTest : testing::Test {
     // The identity, but for luma that is `lift` levels brighter and V that is `warm` levels more.
     static void write(const TuningDir& tuning, float lift = 0, float saturation = 1, float warm = 0) {
         tuning.writePlatform("CPU");
-        tuning.writeSets({{"curveSwitch", "1"}, {"colorSwitch", "1"}});
-        tuning.writeParam(0, 1.0F, saturation, 0.5F);
-        std::vector<float> curve(256), color(12288);
-        for (std::size_t i = 0; i < curve.size(); ++i) {
-            curve[i] = static_cast<float>(i) + (i > 0 && i < 250 ? lift : 0.0F);
+        model::Tuning table = {.curve = true,
+                               .color = true,
+                               .colorStrength = 1.0F,
+                               .satStrength = saturation,
+                               .claheStrength = 0.5F};
+        for (std::size_t i = 0; i < 256; ++i) {
+            table.yCurve[i] = static_cast<float>(i) + (i > 0 && i < 250 ? lift : 0.0F);
         }
         for (std::size_t i = 0; i < 4096; ++i) {
-            color[i] = static_cast<float>(i % 16 * 17);
-            color[4096 + i] = static_cast<float>(i / 16 % 16 * 17);
-            color[8192 + i] = static_cast<float>(i / 256 * 17) + warm;
+            table.lattice[i] = static_cast<float>(i % 16 * 17);
+            table.lattice[4096 + i] = static_cast<float>(i / 16 % 16 * 17);
+            table.lattice[8192 + i] = static_cast<float>(i / 256 * 17) + warm;
         }
-        tuning.writeFloats("curveLut0", curve);
-        tuning.writeFloats("colorLut0", color);
+        rig::write(tuning, {table});
     }
 };
 
@@ -55,7 +55,7 @@ TEST_F(TuningShowTest, DifferencesInWords) {
             EXPECT_THAT(text.out, HasSubstr(word));
         }
         EXPECT_THAT(text.out, Not(HasSubstr(absent)));
-        const json report = json::parse(bench.run({"tuning", "diff", a.path(), b.path(), "--json"}).out);
+        const json report = bench.json({"tuning", "diff", a.path(), b.path()});
         EXPECT_EQ(report["equal"], false);
         EXPECT_NEAR(report["scenes"][0]["mid_grey"].get<double>(), lift, 1e-6);
         EXPECT_GT(report["scenes"][0]["delta_e_max"].get<double>(), 1.0);
@@ -102,9 +102,9 @@ TEST_F(TuningShowTest, PagesOfTheStarter) {
         EXPECT_THAT(html, HasSubstr("aria-label=\"Tone curve of " + std::string(look)));
     }
     EXPECT_THAT(bench.run({"tuning", "show", starter}).out, HasSubstr(" neutral: mid-grey"));
-    EXPECT_EQ(bench.run({"tuning", "show", bench.path("none")}).exitCode, 3);
-    EXPECT_EQ(bench.run({"tuning", "diff", starter, bench.path("none")}).exitCode, 3);
-    EXPECT_EQ(bench.run({"tuning", "show", starter, "-o", bench.path("no/such/page.html")}).exitCode, 3);
+    bench.expectRefused({{{"tuning", "show", bench.path("none")}, 3},
+                         {{"tuning", "diff", starter, bench.path("none")}, 3},
+                         {{"tuning", "show", starter, "-o", bench.path("no/such/page.html")}, 3}});
 }
 
 }  // namespace

@@ -6,7 +6,7 @@ if(TARGET huevance_tool)
   find_library(LCMS_LIBRARY lcms2 REQUIRED)
   add_library(tool_process STATIC tools/ToolProcess.cpp)
   target_link_libraries(tool_process PUBLIC
-    test_support nlohmann_json::nlohmann_json ${LCMS_LIBRARY} PRIVATE PNG::PNG ${TURBOJPEG_LIBRARY})
+    test_model nlohmann_json::nlohmann_json ${LCMS_LIBRARY} PRIVATE PNG::PNG ${TURBOJPEG_LIBRARY})
 
   function(huevance_tool_test name source)
     huevance_test(${name} LIBRARY ${source})
@@ -19,7 +19,7 @@ if(TARGET huevance_tool)
   huevance_test(tool_look_test tools/BakeTest.cpp tools/ColorTest.cpp tools/LookTest.cpp)
   target_link_libraries(tool_look_test PRIVATE huevance_workbench)
   huevance_test(tool_tuning_rules_test tools/TuningRulesTest.cpp)
-  target_link_libraries(tool_tuning_rules_test PRIVATE huevance_workbench)
+  target_link_libraries(tool_tuning_rules_test PRIVATE huevance_workbench test_model)
 
   huevance_tool_test(tool_run_test tools/RunTest.cpp)
   huevance_tool_test(tool_files_test tools/FilesTest.cpp)
@@ -39,5 +39,5 @@ if(TARGET huevance_tool)
 
   # The rooms of the program without the program around them.
   huevance_test(workbench_test LIBRARY tools/FitTest.cpp tools/LutFileTest.cpp tools/MetricsTest.cpp)
-  target_link_libraries(workbench_test PRIVATE huevance_workbench)
+  target_link_libraries(workbench_test PRIVATE huevance_workbench tool_process)
 endif()
