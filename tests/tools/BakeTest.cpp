@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "tests/tools/Colors.h"
 #include "tools/tuning/Bake.h"
 #include "tools/tuning/LookEdit.h"
 
@@ -90,10 +91,9 @@ TEST(BakeTest, BothReadersGetTheSameLook) {
 // nearer to it than the table alone.
 TEST(BakeTest, ShapedTablesAreTheLook) {
     const auto lutOf = [](double power, double amount) {
-        RgbLut lut{"power", amount, OutsideGamut::kKeep, LumaWeights::kBt601, 33, {}};
-        for (int i = 0; i < 33 * 33 * 33; ++i) {
-            const auto channel = [&](int k) { return std::pow(k / 32.0, power); };
-            lut.points.push_back({channel(i % 33), channel(i / 33 % 33), channel(i / 33 / 33)});
+        RgbLut lut{"power", amount, OutsideGamut::kKeep, LumaWeights::kBt601, 33, test::colorGrid(33)};
+        for (Rgb& c : lut.points) {
+            c = {std::pow(c.r, power), std::pow(c.g, power), std::pow(c.b, power)};
         }
         return lut;
     };
@@ -178,18 +178,18 @@ TEST(BakeTest, ReadersAreWhatBothModesAllow) {
 TEST(BakeTest, ColoursFollowTheCurve) {
     const CurveLevels curve = levelsOf({{{0, 0}, {48, 72}, {128, 156}, {255, 255}}, {}});
     int checked = 0;
-    for (int i = 0; i < 9 * 9 * 9; ++i) {
-        const Rgb rgb = {i % 9 / 8.0, i / 9 % 9 / 8.0, i / 81 / 8.0};
+    for (const Rgb& rgb : test::colorGrid(9)) {
+        SCOPED_TRACE(testing::Message() << rgb.r << " " << rgb.g << " " << rgb.b);
         const Yuv before = toYuv(rgb);
         const auto level = static_cast<std::size_t>(std::lround(before.y));
         const Yuv lifted = {curve[level], before.u, before.v};
         const Yuv full = followCurve(curve, 1, lifted);
-        EXPECT_TRUE(inGamut(toRgb(full), 0.02)) << i;
+        EXPECT_TRUE(inGamut(toRgb(full), 0.02));
         const OkLch from = toOkLch(toOklab(rgb)), to = toOkLch(toOklab(clamped(toRgb(full))));
         if (from.c > 0.03 && to.c > 0.03 && before.y > 20) {
-            EXPECT_LT(hueDistance(from.h, to.h), 2.5) << i;
+            EXPECT_LT(hueDistance(from.h, to.h), 2.5);
             // The brightest colours give way, so that no channel is clipped.
-            EXPECT_NEAR(full.y, lifted.y, lifted.y > 215 ? 12 : 1.5) << i;
+            EXPECT_NEAR(full.y, lifted.y, lifted.y > 215 ? 12 : 1.5);
             ++checked;
         }
         const Yuv none = followCurve(curve, 0, lifted);

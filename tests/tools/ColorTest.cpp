@@ -6,27 +6,14 @@
 #include <random>
 
 #include "core/ColorLut.h"
+#include "tests/tools/Colors.h"
 #include "tools/tuning/Adjustment.h"
 
 namespace tool {
 namespace {
 
-// RGB colours on a grid, with the corners of the gamut.
-std::vector<Rgb> gamutColors() {
-    std::vector<Rgb> colors;
-    for (int i = 0; i < 9 * 9 * 9; ++i) {
-        colors.push_back({i % 9 / 8.0, i / 9 % 9 / 8.0, i / 81 / 8.0});
-    }
-    return colors;
-}
-
-double distance(const Rgb& a, const Rgb& b) {
-    return std::max({std::abs(a.r - b.r), std::abs(a.g - b.g), std::abs(a.b - b.b)});
-}
-
-double distance(const Yuv& a, const Yuv& b) {
-    return std::max({std::abs(a.y - b.y), std::abs(a.u - b.u), std::abs(a.v - b.v)});
-}
+using test::colorGrid;
+using test::distance;
 
 // Published values: Ottosson's table for Oklab, JFIF for YUV.
 TEST(Color, KnownValues) {
@@ -53,7 +40,7 @@ TEST(Color, KnownValues) {
 }
 
 TEST(Color, ConversionsReturn) {
-    for (const Rgb& rgb : gamutColors()) {
+    for (const Rgb& rgb : colorGrid(9)) {
         EXPECT_LT(distance(toRgb(toOklab(rgb)), rgb), 1e-4);
         EXPECT_LT(distance(toRgb(toOklab(toOkLch(toOklab(rgb)))), rgb), 1e-4);
         EXPECT_LT(distance(toRgb(toYuv(rgb)), rgb), 1e-12);
@@ -153,7 +140,7 @@ std::vector<Adjustment> strongAdjustments() {
 TEST(Adjustments, StayInTheGamutAndLeaveBlackAndWhite) {
     for (const Adjustment& adjustment : strongAdjustments()) {
         SCOPED_TRACE(adjustment.index());
-        for (const Rgb& rgb : gamutColors()) {
+        for (const Rgb& rgb : colorGrid(9)) {
             EXPECT_TRUE(inGamut(toRgb(applyAdjustments({adjustment}, toYuv(rgb))), 1e-6));
         }
         for (const double grey : {0.0, 1.0}) {
@@ -213,13 +200,9 @@ TEST(Adjustments, ImportedLuts) {
     RgbLut lut;
     for (const int size : {2, 3, 33}) {
         lut.size = size;
-        lut.points.clear();
-        for (int i = 0; i < size * size * size; ++i) {
-            const double n = size - 1.0;
-            lut.points.push_back({i % size / n, i / size % size / n, i / size / size / n});
-        }
+        lut.points = colorGrid(size);
         lut.amount = 1;
-        for (const Rgb& rgb : gamutColors()) {
+        for (const Rgb& rgb : colorGrid(9)) {
             EXPECT_LT(
                 distance(lut.at({0.97 * rgb.r, 0.9 * rgb.g, rgb.b}), {0.97 * rgb.r, 0.9 * rgb.g, rgb.b}),
                 1e-9);
@@ -232,7 +215,7 @@ TEST(Adjustments, ImportedLuts) {
         for (Rgb& point : lut.points) {
             point = {1 - point.b, point.r, 0.25 + point.g / 2};
         }
-        for (const Rgb& rgb : gamutColors()) {
+        for (const Rgb& rgb : colorGrid(9)) {
             EXPECT_LT(distance(lut.at(rgb), {1 - rgb.b, rgb.r, 0.25 + rgb.g / 2}), 1e-9);
         }
         lut.amount = 0.5;

@@ -4,9 +4,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
 #include <random>
 
+#include "tests/tools/Colors.h"
 #include "tools/ToolError.h"
 #include "tools/picture/Metrics.h"
 #include "tools/tuning/Fit.h"
@@ -52,16 +52,9 @@ Picture scene(unsigned seed, tool::Size size = {160, 120}) {
     return picture;
 }
 
-// An edit in RGB, sample by sample, as an editor does it.
-Picture edited(const Picture& picture, const std::function<Rgb(const Rgb&)>& edit) {
+Picture edited(const Picture& picture, const Edit& edit) {
     tool::RgbPicture rgb = tool::rgbOf(picture, tool::ColorMatrix::kBt601);
-    for (std::size_t i = 0; i < rgb.levels.size(); i += 3) {
-        const Rgb out = tool::clamped(
-            edit({rgb.levels[i] / 255.0, rgb.levels[i + 1] / 255.0, rgb.levels[i + 2] / 255.0}));
-        rgb.levels[i] = static_cast<std::uint8_t>(255 * out.r + 0.5);
-        rgb.levels[i + 1] = static_cast<std::uint8_t>(255 * out.g + 0.5);
-        rgb.levels[i + 2] = static_cast<std::uint8_t>(255 * out.b + 0.5);
-    }
+    rgb.levels = editedSamples(rgb.levels, edit);
     return tool::pictureOf(rgb);
 }
 
@@ -83,7 +76,7 @@ double deltaE(const Picture& a, const Picture& b) {
     return metrics.deltaEMean();
 }
 
-PicturePair pair(unsigned seed, const std::function<Rgb(const Rgb&)>& edit) {
+PicturePair pair(unsigned seed, const Edit& edit) {
     const Picture before = scene(seed);
     return {"before", "after", before, edited(before, edit)};
 }
@@ -91,7 +84,7 @@ PicturePair pair(unsigned seed, const std::function<Rgb(const Rgb&)>& edit) {
 TEST(FitTest, FindsEditsThatHoldOnOtherPictures) {
     const struct {
         const char* name;
-        std::function<Rgb(const Rgb&)> edit;
+        Edit edit;
         tool::FitOptions options;
     } cases[] = {{"warmer", warmer, {}},
                  {"warmer with a curve", warmer, {true, 1.0, false}},
@@ -124,9 +117,9 @@ TEST(SumOfCurvesTest, CutOffChannelsSayLittleOfOthers) {
         out[0] = static_cast<float>(yuv.y), out[1] = static_cast<float>(yuv.u),
         out[2] = static_cast<float>(yuv.v);
     };
-    const auto color = [](int i) { return Rgb{i % 17 / 16.0, i / 17 % 17 / 16.0, i / 289 / 16.0}; };
-    for (int i = 0; i < 17 * 17 * 17; ++i) {
-        if (const Rgb in = color(i); in.r >= in.g && in.r >= in.b) {
+    const std::vector<Rgb> colors = colorGrid(17);
+    for (const Rgb& in : colors) {
+        if (in.r >= in.g && in.r >= in.b) {
             samples.push_back({{}, {}, 1});
             float3(in, samples.back().in);
             float3(tool::clamped(vivid(in)), samples.back().out);
@@ -134,8 +127,8 @@ TEST(SumOfCurvesTest, CutOffChannelsSayLittleOfOthers) {
     }
     const auto found = tool::sumOfCurves(samples);
     double error = 0;
-    for (int i = 0; i < 17 * 17 * 17; ++i) {
-        const Rgb a = found(color(i)), b = tool::clamped(vivid(color(i)));
+    for (const Rgb& in : colors) {
+        const Rgb a = found(in), b = tool::clamped(vivid(in));
         error += (std::abs(a.r - b.r) + std::abs(a.g - b.g) + std::abs(a.b - b.b)) / (3.0 * 17 * 17 * 17);
     }
     EXPECT_LT(error, 0.01);

@@ -1,12 +1,12 @@
 // LUT files of other programs: what is read, what is refused and why, and that an identity stays one.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <png.h>
 
 #include <cmath>
 #include <functional>
 
-#include "tests/support/TuningDir.h"
+#include "tests/tools/Colors.h"
+#include "tests/tools/ToolProcess.h"
 #include "tools/ToolError.h"
 #include "tools/tuning/LatticeFit.h"
 #include "tools/tuning/LutFile.h"
@@ -19,15 +19,8 @@ using tool::Bytes;
 using tool::Rgb;
 
 struct LutFileTest : testing::Test {
-    TuningDir files;
+    ToolBench files;
 
-    std::string write(const std::string& name, const std::string& contents) {
-        files.write(name, contents);
-        return files.path() + "/" + name;
-    }
-    std::string write(const std::string& name, const Bytes& contents) {
-        return write(name, std::string(contents.begin(), contents.end()));
-    }
     // The reason for which a file is refused; empty when it is not.
     std::string refusal(const std::string& file) {
         try {
@@ -40,45 +33,16 @@ struct LutFileTest : testing::Test {
     }
 };
 
-std::string corners(const std::function<Rgb(Rgb)>& map) {
-    std::string text;
-    for (int i = 0; i < 8; ++i) {
-        const Rgb out = map({i % 2 * 1.0, i / 2 % 2 * 1.0, i / 4 * 1.0});
-        text += std::to_string(out.r) + " " + std::to_string(out.g) + " " + std::to_string(out.b) + "\n";
-    }
-    return text;
-}
-
-Rgb swapped(Rgb c) { return {c.b, c.r, c.g}; }
-
-// An RGB PNG by libpng's all-in-one call.
-Bytes png8(int width, int height, const std::vector<std::uint8_t>& rgb) {
-    png_image image{};
-    image.version = PNG_IMAGE_VERSION;
-    image.width = static_cast<png_uint_32>(width);
-    image.height = static_cast<png_uint_32>(height);
-    image.format = PNG_FORMAT_RGB;
-    Bytes contents(PNG_IMAGE_PNG_SIZE_MAX(image));
-    png_alloc_size_t size = contents.size();
-    EXPECT_NE(png_image_write_to_memory(&image, contents.data(), &size, 0, rgb.data(), 0, nullptr), 0);
-    contents.resize(size);
-    return contents;
-}
+Rgb swapped(const Rgb& c) { return {c.b, c.r, c.g}; }
 
 // A HALD of level 2 with 8 bits: 4 colours an axis in 8 x 8 pixels.
-Bytes smallHald(const std::function<Rgb(Rgb)>& map) {
-    std::vector<std::uint8_t> rgb;
-    for (int i = 0; i < 64; ++i) {
-        const Rgb out = map({i % 4 / 3.0, i / 4 % 4 / 3.0, i / 16 / 3.0});
-        for (const double channel : {out.r, out.g, out.b}) {
-            rgb.push_back(static_cast<std::uint8_t>(std::lround(255 * channel)));
-        }
-    }
-    return png8(8, 8, rgb);
+Bytes smallHald(const Edit& map) {
+    const auto digit = [](int x, int y, int channel) { return 85 * ((8 * y + x) >> 2 * channel & 3); };
+    return encodePng({8, 8, editedSamples(painted(8, 8, digit).rgb, map)});
 }
 
 TEST_F(LutFileTest, KindsOfFiles) {
-    const auto negative = [](Rgb c) { return Rgb{1 - c.r, 1 - c.g, 1 - c.b}; };
+    const auto negative = [](const Rgb& c) { return Rgb{1 - c.r, 1 - c.g, 1 - c.b}; };
     // Both with blue fastest; three points an axis, of which the middle one is between the others.
     std::string lattice3dl = "0 341 682 1023\n", spi3d = "SPILUT 1.0\n3 3\n3 3 3\n";
     for (int i = 0; i < 27; ++i) {
@@ -95,45 +59,41 @@ TEST_F(LutFileTest, KindsOfFiles) {
     const struct {
         std::string name, contents;
         int size;
-        std::function<Rgb(Rgb)> map;
+        Edit map;
     } cases[] = {
-        {"swap.cube", "# a comment\nTITLE \"swap\"\nLUT_3D_SIZE 2\n" + corners(swapped), 2, swapped},
-        {"dos.CUBE", "LUT_3D_SIZE 2\r\nDOMAIN_MIN 0 0 0\r\nDOMAIN_MAX 1 1 1\r\n" + corners(negative), 2,
+        {"swap.cube", "# a comment\nTITLE \"swap\"\nLUT_3D_SIZE 2\n" + gridText(2, swapped), 2, swapped},
+        {"dos.CUBE", "LUT_3D_SIZE 2\r\nDOMAIN_MIN 0 0 0\r\nDOMAIN_MAX 1 1 1\r\n" + gridText(2, negative), 2,
          negative},
         {"curve.cube", "LUT_1D_SIZE 2\n1 1 1\n0 0 0\n", 33, negative},
         {"swap.3dl", lattice3dl, 3, swapped},
         {"swap.spi3d", spi3d, 3, swapped},
         {"curve.spi1d", "Version 1\nFrom 0.0 1.0\nLength 2\nComponents 1\n{\n1.0\n0.0\n}\n", 33, negative},
         {"swap.clf", clf, 33, swapped},
-        {"beyond.cube", "LUT_3D_SIZE 2\n" + corners([](Rgb c) {
-                            return Rgb{2 * c.r, c.g - 1, c.b};
-                        }),
+        {"beyond.cube",
+         "LUT_3D_SIZE 2\n" + gridText(2,
+                                      [](Rgb c) {
+                                          return Rgb{2 * c.r, c.g - 1, c.b};
+                                      }),
          2,
          [](Rgb c) {
              return Rgb{c.r > 0 ? 1.0 : 0.0, 0, c.b};
          }},
     };
     for (const auto& lut : cases) {
-        const tool::RgbLut read = tool::readLutFile(write(lut.name, lut.contents));
+        const tool::RgbLut read = tool::readLutFile(files.writeText(lut.name, lut.contents));
         EXPECT_EQ(read.size, lut.size) << lut.name;
         EXPECT_EQ(read.source, lut.name);
-        for (int i = 0; i < 8; ++i) {
-            const Rgb in = {i % 2 * 1.0, i / 2 % 2 * 1.0, i / 4 * 1.0};
-            const Rgb out = read.at(in), expected = lut.map(in);
-            EXPECT_NEAR(out.r, expected.r, 1e-4) << lut.name << i;
-            EXPECT_NEAR(out.g, expected.g, 1e-4) << lut.name << i;
-            EXPECT_NEAR(out.b, expected.b, 1e-4) << lut.name << i;
+        for (const Rgb& in : colorGrid(2)) {
+            EXPECT_LT(distance(read.at(in), lut.map(in)), 1e-4) << lut.name << in.r << in.g << in.b;
         }
     }
-    const Rgb between = tool::readLutFile(write("hald.png", smallHald(swapped))).at({0.2, 0.5, 0.9});
-    EXPECT_NEAR(between.r, 0.9, 1e-9);
-    EXPECT_NEAR(between.g, 0.2, 1e-9);
-    EXPECT_NEAR(between.b, 0.5, 1e-9);
+    const tool::RgbLut hald = tool::readLutFile(files.write("hald.png", smallHald(swapped)));
+    EXPECT_LT(distance(hald.at({0.2, 0.5, 0.9}), {0.9, 0.2, 0.5}), 1e-9);
 }
 
 TEST_F(LutFileTest, WhatIsNoLutIsRefusedWithTheReason) {
     const Bytes hald = smallHald(swapped);
-    const std::string header = "LUT_3D_SIZE 2\n", all = corners(swapped);
+    const std::string header = "LUT_3D_SIZE 2\n", all = gridText(2, swapped);
     const std::string whole(hald.begin(), hald.end());
     std::string damaged = whole;
     damaged[whole.size() / 2] = static_cast<char>(damaged[whole.size() / 2] ^ 0x55);
@@ -156,11 +116,11 @@ TEST_F(LutFileTest, WhatIsNoLutIsRefusedWithTheReason) {
         {"damaged.png", damaged, "damaged.png"},
     };
     for (const auto& lut : cases) {
-        EXPECT_THAT(refusal(write(lut.name, lut.contents)), HasSubstr(lut.reason)) << lut.name;
+        EXPECT_THAT(refusal(files.writeText(lut.name, lut.contents)), HasSubstr(lut.reason)) << lut.name;
     }
-    EXPECT_THAT(refusal(write("odd.png", png8(8, 9, std::vector<std::uint8_t>(8 * 9 * 3)))),
+    EXPECT_THAT(refusal(files.write("odd.png", encodePng(solid(8, 9, 0, 0, 0)))),
                 HasSubstr("8x9 is no HALD"));
-    EXPECT_THAT(refusal(files.path() + "/none.cube"), HasSubstr("No such file"));
+    EXPECT_THAT(refusal(files.path("none.cube")), HasSubstr("No such file"));
 }
 
 // Written, read, and as a table. Grids whose points no 16-bit number meets, and one that is sampled anew.
@@ -179,7 +139,7 @@ TEST_F(LutFileTest, IdentitiesAndRoundTrips) {
     };
     const tool::Lattice expected;
     for (const auto& file : files_) {
-        const tool::RgbLut lut = tool::readLutFile(write(file.name, file.write(identity)));
+        const tool::RgbLut lut = tool::readLutFile(files.write(file.name, file.write(identity)));
         const tool::Lattice lattice = tool::latticeBetween(
             [&](const tool::Yuv& color) {
                 return tool::mapYuv(color, tool::OutsideGamut::kKeep, tool::LumaWeights::kBt601,
@@ -192,7 +152,7 @@ TEST_F(LutFileTest, IdentitiesAndRoundTrips) {
                 std::max(worst, std::abs(static_cast<double>(lattice.values()[i] - expected.values()[i])));
         }
         EXPECT_LT(worst, 0.01) << file.name;
-        const tool::RgbLut curved = tool::readLutFile(write(file.name, file.write(warm)));
+        const tool::RgbLut curved = tool::readLutFile(files.write(file.name, file.write(warm)));
         const double last = curved.size - 1;
         for (const double at : {0.0, std::floor(last / 2) / last, 1.0}) {
             const Rgb out = curved.at({at, at, at});
@@ -213,8 +173,8 @@ TEST(LatticeBetweenTest, IsNearerThanTheValuesAtThePoints) {
     const tool::Lattice points = tool::Lattice::of(map);
     const tool::Lattice fitted = tool::latticeBetween(map, tool::LumaWeights::kBt601);
     double errors[2] = {};
-    for (int i = 0; i < 4096; ++i) {
-        const tool::Yuv color = tool::toYuv(Rgb{i % 16 / 15.0, i / 16 % 16 / 15.0, i / 256 / 15.0});
+    for (const Rgb& rgb : colorGrid(16)) {
+        const tool::Yuv color = tool::toYuv(rgb);
         const tool::Yuv expected = map(color);
         int which = 0;
         for (const tool::Lattice* lattice : {&points, &fitted}) {
