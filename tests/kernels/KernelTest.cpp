@@ -279,7 +279,8 @@ int convert(const KernelTable& k, Call& call) {
 
 using Scenarios = std::vector<Scenario>;
 const Scenario kWidestSamples = {.content = Content::kAboveRange, .dataBit = 16, .grid = 2};
-const Scenario kFewBins = {.width = 37, .content = Content::kAboveRange, .dataBit = 6, .grid = 2};
+const Scenario kFewBins = {
+    .width = 37, .content = Content::kAboveRange, .dataBit = 6, .grid = 2, .table = 13};
 const Scenario kEmptyGrid = {.grid = kEmpty}, kWideGrid = {.grid = kWide};
 
 Scenarios oddTiles() {
