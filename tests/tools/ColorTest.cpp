@@ -222,6 +222,11 @@ TEST(Adjustments, ImportedLuts) {
         EXPECT_LT(distance(toRgb(applyAdjustments({lut}, toYuv({0.5, 0.25, 1}))), {0.25, 0.375, 0.6875}),
                   1e-9);
     }
+    // Between four corners of a cell, by the order of what is left of each channel: here black, red, red with
+    // blue, white.
+    lut = {"red", 1, OutsideGamut::kKeep, LumaWeights::kBt601, 2, std::vector<Rgb>(8)};
+    lut.points[1] = {1, 1, 1};
+    EXPECT_LT(distance(lut.at({0.7, 0.2, 0.4}), {0.3, 0.3, 0.3}), 1e-9);
 }
 
 }  // namespace

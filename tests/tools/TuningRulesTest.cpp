@@ -76,6 +76,14 @@ void writeClean(const TuningDir& dir) {
 
 using Mutation = std::function<void(const TuningDir&)>;
 
+// The clean tuning, mutated.
+struct Mutated : TuningDir {
+    explicit Mutated(const Mutation& mutation) {
+        writeClean(*this);
+        mutation(*this);
+    }
+};
+
 // Replaces the first `from`, which must be there.
 Mutation sub(const string& file, const string& from, const string& to) {
     return [=](const TuningDir& dir) {
@@ -423,17 +431,12 @@ bool isAbout(const Finding& finding, const Case& c) {
 }
 
 TEST(TuningRules, NameEachMistakeAndNotItsHarmlessNeighbour) {
-    const TuningDir clean;
-    writeClean(clean);
+    const Mutated clean(gone("nothing"));
     ASSERT_EQ(allOf(tool::checkTuning(clean.path(), kSmallFrames)), "no finding");
     const string pictures = picturesOf(clean);
     for (const Case& c : kCases) {
         SCOPED_TRACE(testing::Message() << c.rule << ", case " << &c - kCases << ", " << c.file);
-        const TuningDir wrong, right;
-        writeClean(wrong);
-        writeClean(right);
-        c.mutation(wrong);
-        c.neighbour(right);
+        const Mutated wrong(c.mutation), right(c.neighbour);
         const tool::Findings findings = tool::checkTuning(wrong.path(), kSmallFrames);
         SCOPED_TRACE(allOf(findings));
         const auto found =
@@ -529,17 +532,12 @@ TEST(TuningRules, MendWhatHasOneRightAnswer) {
                                gone("CurveLut"),
                                copied("colorLut0", "ColorLut"),
                                put("CurveLut", "")};
+    const std::map<string, string> clean = test::filesIn(Mutated(gone("nothing")).path());
     for (const Mutation& mutation : mended) {
-        const TuningDir clean, dir;
-        writeClean(clean);
-        writeClean(dir);
-        mutation(dir);
+        const Mutated dir(mutation);
         EXPECT_THAT(tool::fixTuning(dir.path()), testing::SizeIs(1));
         EXPECT_EQ(allOf(tool::checkTuning(dir.path())), "no finding");
-        for (const fs::directory_entry& entry : fs::directory_iterator(dir.path())) {
-            const string name = entry.path().filename();
-            EXPECT_EQ(dir.read(name), clean.read(name)) << name;
-        }
+        EXPECT_EQ(test::filesIn(dir.path()), clean);
         EXPECT_THAT(tool::fixTuning(dir.path()), testing::IsEmpty());
     }
     // Looks are the answer for tables that are older or missing, unless somebody has changed the others.
@@ -547,17 +545,13 @@ TEST(TuningRules, MendWhatHasOneRightAnswer) {
     for (const Mutation& mutation :
          {older, both(computed(1), gone("colorLut1")), both(computed(1), put("curveLut1", "")),
           both(computed(1), gone(kParam)), both(older, look(2, "night"))}) {
-        const TuningDir dir;
-        writeClean(dir);
-        mutation(dir);
+        const Mutated dir(mutation);
         EXPECT_THAT(tool::fixTuning(dir.path()), testing::Not(testing::IsEmpty()));
         EXPECT_EQ(allOf(tool::checkTuning(dir.path())), "no finding");
         EXPECT_THAT(tool::fixTuning(dir.path()), testing::IsEmpty());
     }
-    const TuningDir edited;
-    writeClean(edited);
-    older(edited);
-    both(look(2, "night"), both(sub("param2.ini", "1.2", "1.3"), aged("param2.ini", 9)))(edited);
+    const Mutation byHandLater = both(sub("param2.ini", "1.2", "1.3"), aged("param2.ini", 9));
+    const Mutated edited(both(older, both(look(2, "night"), byHandLater)));
     const string byHand = edited.read("param2.ini");
     tool::fixTuning(edited.path());
     EXPECT_EQ(edited.read("param2.ini"), byHand);
@@ -565,9 +559,7 @@ TEST(TuningRules, MendWhatHasOneRightAnswer) {
     const Mutation kept[] = {sub(kPhoto, "claheSwitch", "\r\nclaheSwitch"), gone("curveLut1"),
                              put("colorLut1", "short"), sub(kPhoto, "1/0/2/", "1,0,2")};
     for (const Mutation& mutation : kept) {
-        const TuningDir dir;
-        writeClean(dir);
-        mutation(dir);
+        const Mutated dir(mutation);
         const string before = allOf(tool::checkTuning(dir.path()));
         EXPECT_THAT(tool::fixTuning(dir.path()), testing::IsEmpty());
         EXPECT_EQ(allOf(tool::checkTuning(dir.path())), before);
