@@ -3,17 +3,18 @@
 
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 
 #include "gpu/Huevance_GPU.h"
 #include "gpu/ProgramCache.h"
 #include "tests/gpu/support/Device.h"
+#include "tests/support/Files.h"
 #include "tests/support/TuningDir.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using test::readFile;
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -26,11 +27,6 @@ std::string words(std::initializer_list<std::uint64_t> values) {
         bytes.append(reinterpret_cast<const char*>(&value), sizeof(value));  // little-endian, as every target
     }
     return bytes;
-}
-
-std::string readAll(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
 }
 
 class ProgramCache : public test::ProgramTest {
@@ -118,15 +114,15 @@ TEST(CacheFile, IsUsedWhenItIsWholeElseRefusedWithOneLine) {
 
 TEST_F(ProgramCache, IsWrittenWholeOrNotAtAll) {
     ASSERT_EQ(gpu::saveProgramsToBinary({program.get(), program.get()}, path.c_str()), 0);
-    const std::size_t size = (readAll(path).size() - 48) / 2;
-    EXPECT_EQ(readAll(path).substr(0, 48), words({0x01010101, 2, 48, size, 48 + size, size}));
-    EXPECT_EQ(readAll(path).substr(48, size), readAll(path).substr(48 + size));
+    const std::size_t size = (readFile(path).size() - 48) / 2;
+    EXPECT_EQ(readFile(path).substr(0, 48), words({0x01010101, 2, 48, size, 48 + size, size}));
+    EXPECT_EQ(readFile(path).substr(48, size), readFile(path).substr(48 + size));
     EXPECT_THAT(log.texts(), ElementsAre("0 binarySize: " + std::to_string(size),
                                          "1 binarySize: " + std::to_string(size)));
     EXPECT_EQ(files(), 1) << "no seal, nothing temporary";
 
     ASSERT_EQ(save(path, source), 0);
-    const std::string file = readAll(path);
+    const std::string file = readFile(path);
     for (const auto& [call, query] : {std::pair{1, "CL_PROGRAM_BINARY_SIZES"}, {2, "CL_PROGRAM_BINARIES"}}) {
         log.clear();
         sim_opencl_fail("clGetProgramInfo", call, -6);
@@ -144,7 +140,7 @@ TEST_F(ProgramCache, IsWrittenWholeOrNotAtAll) {
         EXPECT_EQ(save(place, "other"), -1);
         EXPECT_THAT(log.texts(test::kError),
                     ElementsAre("saveProgramsToBinary open " + place + " is failed"));
-        EXPECT_EQ(readAll(path), file);
+        EXPECT_EQ(readFile(path), file);
         EXPECT_EQ(files(), 2) << "nothing temporary";
     }
 }
@@ -164,7 +160,7 @@ TEST_F(ProgramCache, SavesOverNoLinkAndClearsWhatOthersLeft) {
     }
     ASSERT_EQ(save(path, source), 0);
     EXPECT_TRUE(usable());
-    EXPECT_EQ(readAll(dir.path() + "/victim"), "victim");
+    EXPECT_EQ(readFile(dir.path() + "/victim"), "victim");
     for (const std::string& file : {own, gone, old}) {
         EXPECT_FALSE(fs::exists(fs::symlink_status(dir.path() + "/" + file))) << file;
     }
@@ -183,8 +179,8 @@ TEST_F(ProgramCache, SealProvesItWholeAndOfThisDriverAndSource) {
     sim_opencl_set_driver_version("another");
     EXPECT_FALSE(usable());
     sim_opencl_set_driver_version(nullptr);
-    const std::string whole = readAll(path);
-    const std::string sealed = readAll(seal);
+    const std::string whole = readFile(path);
+    const std::string sealed = readFile(seal);
     for (const auto& [file, bytes, begin] : {std::tuple{sealName, sealed, 0U}, {name, whole, 32U}}) {
         for (std::size_t at = begin; at < bytes.size(); at += 1 + bytes.size() / 200) {
             std::string flipped = bytes;
@@ -231,7 +227,7 @@ TEST_F(ProgramCache, ServesTheEngineOrIsRewritten) {
         return engine.clResMalloc();
     };
     ASSERT_EQ(setUp(dir.path()), 0);
-    const std::string whole = readAll(path);
+    const std::string whole = readFile(path);
     const std::string stale = "kernel_V2316 is not exsisted, kernel bin will be updated.";
     const std::string broken = path + " is not what was sealed for this driver, kernel bin will be updated.";
     const std::string missing = "getBinariesFromCache open " + path + " is failed";
@@ -277,7 +273,7 @@ TEST_F(ProgramCache, ServesTheEngineOrIsRewritten) {
         EXPECT_EQ(setUp(dir.path()), 0) << "and the next time";
         sim_opencl_set_driver_version(nullptr);
         setUp(dir.path());
-        EXPECT_EQ(readAll(path), whole);
+        EXPECT_EQ(readFile(path), whole);
     }
     for (int n = 1; n <= 2; ++n) {
         sim_opencl_reset();

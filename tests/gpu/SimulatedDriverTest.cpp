@@ -6,6 +6,12 @@ namespace {
 
 using SimulatedDriver = test::ProgramTest;
 
+cl_int run(const gpu::Queue& queue, const gpu::Kernel& kernel) {
+    const std::size_t one = 1;
+    return clEnqueueNDRangeKernel(queue.get(), kernel.get(), 1, nullptr, &one, nullptr, 0, nullptr, nullptr) |
+           clFinish(queue.get());
+}
+
 TEST_F(SimulatedDriver, CountsAndObjectsToWhatAPhoneWouldNotForgive) {
     gpu::Queue queue;
     ASSERT_EQ(gpu::createCommandQueue(context.get(), device, queue.out()), 0);
@@ -25,12 +31,10 @@ TEST_F(SimulatedDriver, CountsAndObjectsToWhatAPhoneWouldNotForgive) {
     expectViolation("map");
     EXPECT_EQ(map(16), CL_SUCCESS);
     EXPECT_EQ(clSetKernelArgSVMPointer(kernel.get(), 0, shared), CL_SUCCESS);
-    const std::size_t one = 1;
-    clEnqueueNDRangeKernel(queue.get(), kernel.get(), 1, nullptr, &one, nullptr, 0, nullptr, nullptr);
+    run(queue, kernel);
     expectViolation("mapped");
     clEnqueueSVMUnmap(queue.get(), shared, 0, nullptr, nullptr);
-    clEnqueueNDRangeKernel(queue.get(), kernel.get(), 1, nullptr, &one, nullptr, 0, nullptr, nullptr);
-    EXPECT_EQ(clFinish(queue.get()), CL_SUCCESS);
+    EXPECT_EQ(run(queue, kernel), CL_SUCCESS);
     EXPECT_EQ(sim_opencl_violation(), nullptr);
     clSVMFree(context.get(), shared);
     cl_kernel released = kernel.get();
@@ -52,11 +56,7 @@ TEST_F(SimulatedDriver, WrappedMemoryIsTheDevicesOwnUntilItIsMappedWhereStrict) 
         gpu::Memory memory;
         ASSERT_EQ(gpu::createBuffer(context.get(), CL_MEM_USE_HOST_PTR, sizeof(host), host, memory.out()), 0);
         ASSERT_EQ(clSetKernelArg(kernel.get(), 0, sizeof(cl_mem), memory.address()), 0);
-        const std::size_t one = 1;
-        EXPECT_EQ(clEnqueueNDRangeKernel(queue.get(), kernel.get(), 1, nullptr, &one, nullptr, 0, nullptr,
-                                         nullptr) |
-                      clFinish(queue.get()),
-                  0);
+        EXPECT_EQ(run(queue, kernel), CL_SUCCESS);
         EXPECT_EQ(host[0], strict ? 3 : 7);
         void* mapped = clEnqueueMapBuffer(queue.get(), memory.get(), CL_TRUE, CL_MAP_READ, 0, sizeof(host), 0,
                                           nullptr, nullptr, nullptr);

@@ -5,10 +5,10 @@
 
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <regex>
 
 #include "tests/ogl/support/Rig.h"
+#include "tests/support/Files.h"
 
 namespace {
 
@@ -326,11 +326,6 @@ TYPED_TEST(PipelineTest, SaysThatAFrameWasNotDrawnInTime) {
 
 // --- Dumps ---
 
-std::string fileText(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
 std::string text(const auto& bytes) { return {bytes.begin(), bytes.end()}; }
 
 TYPED_TEST(PipelineTest, DumpsTheFrameAndItsTables) {
@@ -351,10 +346,10 @@ TYPED_TEST(PipelineTest, DumpsTheFrameAndItsTables) {
           {"y_curvemap", text(in.yCurve)},
           {"uv_curvemap", text(in.uvCurve)},
           {"colorlut", text(in.color)}}) {
-        EXPECT_EQ(fileText(dumps.path() + "/" + name + "_0_1.yuv"), bytes) << name;
+        EXPECT_EQ(test::readFile(dumps.path() + "/" + name + "_0_1.yuv"), bytes) << name;
     }
-    EXPECT_EQ(fileText(dumps.path() + "/gridhist_0_1.yuv").size(), 12U * 1024U);
-    EXPECT_EQ(fileText(dumps.path() + "/srcframe_62x46_2_0.yuv").size(), 62U * (46U + 23U));
+    EXPECT_EQ(test::readFile(dumps.path() + "/gridhist_0_1.yuv").size(), 12U * 1024U);
+    EXPECT_EQ(test::readFile(dumps.path() + "/srcframe_62x46_2_0.yuv").size(), 62U * (46U + 23U));
     // The number of a preview goes from 29 to 0.
     for (int i = 2; i < 31; ++i) {
         ASSERT_EQ(rig.process(1), 0);

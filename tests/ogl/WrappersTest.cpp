@@ -2,8 +2,6 @@
 #include <dlfcn.h>
 #include <gmock/gmock.h>
 
-#include <filesystem>
-#include <fstream>
 #include <functional>
 
 #include "ogl/GLFramebuffer.h"
@@ -11,6 +9,8 @@
 #include "ogl/GLTexture.h"
 #include "ogl/HuevanceRender.h"
 #include "tests/ogl/support/GlFixture.h"
+#include "tests/support/Files.h"
+#include "tests/support/TuningDir.h"
 
 namespace {
 
@@ -277,7 +277,8 @@ TEST_F(WrapperTest, ProgramsThatDoNotBuildAreReportedAndDeleted) {
 
 TEST_F(WrapperTest, ProgramsTravelAsBinaries) {
     const test::CurrentEngine current;
-    const std::string path = testing::TempDir() + "huevance_program.bin";
+    const test::TuningDir dir;
+    const std::string path = dir.path() + "/program";
     GLShaderProgram program;
     EXPECT_EQ(program.saveToBinary(path.c_str()), -1);
     ASSERT_EQ(program.init(kVertex, kFragment), 0);
@@ -287,13 +288,12 @@ TEST_F(WrapperTest, ProgramsTravelAsBinaries) {
         GTEST_SKIP() << "this driver has no program binaries";
     }
     ASSERT_EQ(program.saveToBinary(path.c_str()), 0);
-    std::ifstream in(path, std::ios::binary);
+    const std::string file = test::readFile(path);
     std::uint32_t format = 0;
-    in.read(reinterpret_cast<char*>(&format), sizeof(format));
-    const std::string binary{std::istreambuf_iterator<char>(in), {}};
-    EXPECT_EQ(program.init(binary.data(), format, static_cast<int>(binary.size())), 0);
+    ASSERT_GT(file.size(), sizeof(format));
+    file.copy(reinterpret_cast<char*>(&format), sizeof(format));
+    EXPECT_EQ(program.init(&file[sizeof(format)], format, static_cast<int>(file.size() - sizeof(format))), 0);
     EXPECT_TRUE(program.beginDraw());
-    std::filesystem::remove(path);
 }
 
 // A format that has no main function.
