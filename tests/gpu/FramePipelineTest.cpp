@@ -1,4 +1,4 @@
-// The preview pipeline as a host drives it, frame by frame, against the reference's stages.
+// The preview pipeline as a host drives it, frame by frame, against the model.
 #include <gmock/gmock.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -400,16 +400,6 @@ TEST_F(FramePipeline, LeavesFramesAloneWithNothingToDoOrNoWayToDoIt) {
     EXPECT_EQ(HuevanceFrameProcess_GPU(handle, nullptr, -1, kNv12, 0), -1);
     EXPECT_EQ(process(frame), -1) << "a stride below the width";
     EXPECT_EQ(frame.copyBytes(), before);
-}
-
-TEST_F(FramePipeline, PassesFramesWithoutClaheWhereTheGridDoesNotFit) {
-    write(3, {{"gridWidth", "100"}});
-    ASSERT_EQ(start(kSmall), 0);
-    Frame frame = frameOf(kSmall, Content::kPhotoLike);
-    log.clear();
-    expectFrame(frame, tuningOf(0, 2), "no grid");
-    EXPECT_THAT(log.texts(test::kError),
-                ElementsAre("CLAHE grid 100 x 2 with sampRate 4 does not fit the frame!"));
 }
 
 // Frames 0 and 31 with one number in both names, in mid-fade, too. A dump has scanline x 3 / 2 rows; the

@@ -96,9 +96,14 @@ void Frame::setSample(int row, int x, int value) {
 
 std::vector<int> Frame::samples() const {
     std::vector<int> result;
-    for (int row = 0; row < m_roi.height + m_roi.height / 2; ++row) {
-        for (int x = 0; x < m_roi.width; ++x) {
-            result.push_back(row < m_roi.height ? luma(x, row) : chroma(x, row - m_roi.height));
+    for (int y = 0; y < m_roi.height + m_roi.height / 2; ++y) {
+        const int row = y < m_roi.height ? y : m_roi.scanline + y - m_roi.height;
+        const unsigned char* bytes = m_memory.data() + row * m_roi.stride;
+        if (m_bytesPerSample == 1) {
+            result.insert(result.end(), bytes, bytes + m_roi.width);
+        }
+        for (int x = 0; x < m_roi.width && m_bytesPerSample == 2; ++x) {
+            result.push_back(sample(row, x));
         }
     }
     return result;
