@@ -32,10 +32,7 @@ Look everything() {
     lut.outside = OutsideGamut::kClamp;
     lut.weights = LumaWeights::kBt709;
     for (int i = 0; i < 8; ++i) {
-        lut.points.push_back({i / 7.0 * 65535 / 65535, i % 2 * 1.0, 0.0});
-    }
-    for (Rgb& point : lut.points) {
-        point.r = std::round(point.r * 65535) / 65535;
+        lut.points.push_back({std::round(i / 7.0 * 65535) / 65535, i % 2 * 1.0, 0.0});
     }
     std::vector<float> odd(Lattice::kFloats, 1.0F / 3);
     odd[7] = -INFINITY;

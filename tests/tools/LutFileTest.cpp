@@ -14,7 +14,9 @@
 namespace test {
 namespace {
 
+using testing::FloatNear;
 using testing::HasSubstr;
+using testing::Pointwise;
 using tool::Bytes;
 using tool::Rgb;
 
@@ -137,7 +139,6 @@ TEST_F(LutFileTest, IdentitiesAndRoundTrips) {
         {"8.png", [](const tool::RgbMap& map) { return tool::haldOf(8, map); }},
         {"9.png", [](const tool::RgbMap& map) { return tool::haldOf(9, map); }},
     };
-    const tool::Lattice expected;
     for (const auto& file : files_) {
         const tool::RgbLut lut = tool::readLutFile(files.write(file.name, file.write(identity)));
         const tool::Lattice lattice = tool::latticeBetween(
@@ -146,12 +147,7 @@ TEST_F(LutFileTest, IdentitiesAndRoundTrips) {
                                     [&](const Rgb& c) { return lut.at(c); });
             },
             tool::LumaWeights::kBt601);
-        double worst = 0.0;
-        for (std::size_t i = 0; i < tool::Lattice::kFloats; ++i) {
-            worst =
-                std::max(worst, std::abs(static_cast<double>(lattice.values()[i] - expected.values()[i])));
-        }
-        EXPECT_LT(worst, 0.01) << file.name;
+        EXPECT_THAT(lattice.values(), Pointwise(FloatNear(0.01F), tool::Lattice().values())) << file.name;
         const tool::RgbLut curved = tool::readLutFile(files.write(file.name, file.write(warm)));
         const double last = curved.size - 1;
         for (const double at : {0.0, std::floor(last / 2) / last, 1.0}) {

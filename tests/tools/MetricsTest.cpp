@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 #include <random>
 
 #include "tools/picture/ColorDifference.h"
@@ -156,10 +157,7 @@ TEST(MetricsTest, PicturesAgainstPlainCalculations) {
         }
         std::sort(differences.begin(), differences.end());
         const double n = static_cast<double>(differences.size());
-        double sum = 0;
-        for (const double difference : differences) {
-            sum += difference;
-        }
+        const double sum = std::accumulate(differences.begin(), differences.end(), 0.0);
         tool::Metrics metrics;
         metrics.add(a, b);
         EXPECT_NEAR(metrics.deltaEMean(), sum / n, 0.01) << size.width;

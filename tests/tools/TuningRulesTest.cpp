@@ -426,10 +426,6 @@ string allOf(const tool::Findings& findings) {
     return text.empty() ? "no finding" : text;
 }
 
-bool isAbout(const Finding& finding, const Case& c) {
-    return string(finding.rule) == c.rule && finding.file == c.file;
-}
-
 TEST(TuningRules, NameEachMistakeAndNotItsHarmlessNeighbour) {
     const Mutated clean(gone("nothing"));
     ASSERT_EQ(allOf(tool::checkTuning(clean.path(), kSmallFrames)), "no finding");
@@ -439,8 +435,8 @@ TEST(TuningRules, NameEachMistakeAndNotItsHarmlessNeighbour) {
         const Mutated wrong(c.mutation), right(c.neighbour);
         const tool::Findings findings = tool::checkTuning(wrong.path(), kSmallFrames);
         SCOPED_TRACE(allOf(findings));
-        const auto found =
-            std::find_if(findings.begin(), findings.end(), [&](const Finding& f) { return isAbout(f, c); });
+        const auto isIt = [&c](const Finding& f) { return string(f.rule) == c.rule && f.file == c.file; };
+        const auto found = std::find_if(findings.begin(), findings.end(), isIt);
         if (found == findings.end()) {
             ADD_FAILURE() << "no such finding";
             continue;
@@ -454,9 +450,7 @@ TEST(TuningRules, NameEachMistakeAndNotItsHarmlessNeighbour) {
             EXPECT_EQ(countOf(findings, kError) > 0, changes);
         }
         const tool::Findings others = tool::checkTuning(right.path(), kSmallFrames);
-        EXPECT_TRUE(
-            std::none_of(others.begin(), others.end(), [&](const Finding& f) { return isAbout(f, c); }))
-            << "neighbour: " << allOf(others);
+        EXPECT_TRUE(std::none_of(others.begin(), others.end(), isIt)) << "neighbour: " << allOf(others);
     }
 }
 
