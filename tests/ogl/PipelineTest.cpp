@@ -113,12 +113,12 @@ TYPED_TEST(PipelineTest, DrawsWhatTheModelSaysForEveryCombination) {
 
 TYPED_TEST(PipelineTest, TakesAFrameThatLiesInItsOutput) {
     Rig<TypeParam> rig(Settings{}, 128, 96);
-    ASSERT_EQ(rig.pipeline.init(rig.tuning.path(), rig.out->roi()), 0);
-    test::Frame frame(rig.out->roi(), 1);
-    frame.fill(test::Content::kPhotoLike, 256);
-    std::memcpy(rig.out->data(), frame.data(), frame.bytes());
+    rig.frame = test::Frame(rig.out->roi(), 1);
+    rig.fill(test::Content::kPhotoLike);
+    ASSERT_EQ(rig.init(), 0);
+    std::memcpy(rig.out->data(), rig.frame.data(), rig.frame.bytes());
     ASSERT_EQ(test::process(rig.pipeline, rig.out->data(), rig.out->get(), rig.format, 1), 0);
-    rig.expectDrawn(rig.tuning.input(frame, rig.format, OglTuning::table(1)));
+    rig.expectDrawn(1);
 }
 
 TYPED_TEST(PipelineTest, MissingAndShortTablesAreZero) {
