@@ -13,15 +13,18 @@ trap 'rm -rf "$work"' EXIT
 echo $driver >"$work/oclgrind.icd"
 
 # Kernels are not optimised: the search for unwritten values does not know every instruction that optimisers make.
-export OCL_ICD_VENDORS="$work/" OCLGRIND_LOG="$work/log" OCLGRIND_CHECK_API=1 OCLGRIND_DATA_RACES=1 \
+export OCL_ICD_VENDORS="$work/" OCLGRIND_CHECK_API=1 OCLGRIND_DATA_RACES=1 \
     OCLGRIND_BUILD_OPTIONS=-cl-opt-disable HUEVANCE_TINY_FRAMES=1
 
 run() { # what, program, further arguments
     what=$1
+    failed=
     program=$tests/$2
     shift 2
-    : >"$work/log"
-    "$program" "$@" >"$work/out" 2>&1 || { grep -v ' [IE] Huevance' "$work/out" >&2; echo "$what: FAILED" >&2; exit 1; }
+    # Reports go to standard error: a log file would be written anew with every context.
+    "$program" "$@" >"$work/out" 2>"$work/errors" || failed=yes
+    grep -v ' [IE] Huevance' "$work/errors" >"$work/log" || true
+    [ -z "$failed" ] || { cat "$work/out" "$work/log" >&2; echo "$what: FAILED" >&2; exit 1; }
     # Tests that were skipped prove nothing.
     grep -q '^\[  PASSED  \] [1-9]' "$work/out" && ! grep -q '^\[  SKIPPED' "$work/out" ||
         { echo "$what: no device" >&2; exit 1; }
