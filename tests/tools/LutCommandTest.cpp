@@ -13,7 +13,6 @@ namespace {
 
 using nlohmann::json;
 using testing::HasSubstr;
-
 using tool::Rgb;
 
 Rgb warmer(const Rgb& c) { return {std::min(1.0, 1.1 * c.r), c.g, 0.85 * c.b}; }

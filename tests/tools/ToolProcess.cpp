@@ -65,7 +65,9 @@ ToolResult ToolBench::run(const Words& arguments, const Bytes& input) const {
 }
 
 nlohmann::json ToolBench::json(const Words& arguments) const {
-    return nlohmann::json::parse(run(join(arguments, {"--json"})).out);
+    const ToolResult result = run(join(arguments, {"--json"}));
+    EXPECT_LE(result.exitCode, 1) << result.err;  // 1: different
+    return nlohmann::json::parse(result.out);
 }
 
 void ToolBench::expectRefused(const std::vector<Refusal>& refusals) const {
