@@ -43,7 +43,7 @@ std::vector<BackEnd> ofOneSharedMemory() {
     return list;
 }
 
-int spread(std::size_t count, const std::function<void(std::size_t)>& tryOne) {
+int spread(std::size_t count, const std::function<void(std::size_t)>& tryOne, bool all) {
     std::size_t step = count * 618 / 1000 + 1;
     while (std::gcd(step, count) > 1) {
         ++step;
@@ -61,7 +61,7 @@ int spread(std::size_t count, const std::function<void(std::size_t)>& tryOne) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds());
     int tried = 0;
     for (std::size_t i = 0; i < count && !testing::Test::HasFatalFailure(); ++i, ++tried) {
-        if (seconds() > 0 && std::chrono::steady_clock::now() > end) {
+        if (!all && seconds() > 0 && std::chrono::steady_clock::now() > end) {
             break;
         }
         tryOne(order[i]);

@@ -53,8 +53,8 @@ inline constexpr unsigned kHangSeconds = 120;
 bool canRun(const BackEnd& backEnd);
 
 // Calls tryOne(i) for i = 0 .. count - 1, by turns the next one and one from anywhere, until HUEVANCE_SWEEP_SECONDS are over
-// (0: to the end; unset: one second). How many were tried.
-int spread(std::size_t count, const std::function<void(std::size_t)>& tryOne);
+// (0: to the end; unset: one second), or `all` of them anyhow. How many were tried.
+int spread(std::size_t count, const std::function<void(std::size_t)>& tryOne, bool all = false);
 
 // What one handle did. Nothing in it is allocated while the handle lives.
 struct Life {

@@ -46,6 +46,7 @@ struct KindOfFault {
     std::function<std::vector<Fault>()> faults;
     Duty duty = Duty::kLine;
     bool (BackEnd::*concerns)() const = nullptr;  // which back ends; all of them
+    bool always = false;                          // all faults of it, however long it takes
 };
 
 std::vector<Fault> counted(Kind kind, Way way) {
@@ -106,7 +107,7 @@ std::vector<Fault> contextLoss() {
 }
 
 const KindOfFault kKinds[] = {
-    {"Allocation", [] { return counted(Kind::kAllocation, Way::kOnce); }},
+    {"Allocation", [] { return counted(Kind::kAllocation, Way::kOnce); }, Duty::kLine, nullptr, true},
     {"AllAllocationsFrom", [] { return counted(Kind::kAllocation, Way::kFromThereOn); }},
     {"FileCall", [] { return counted(Kind::kFile, Way::kOnce); }, Duty::kNothing},
     {"AllFileCallsFrom", [] { return counted(Kind::kFile, Way::kFromThereOn); }, Duty::kNothing},
@@ -265,7 +266,7 @@ TEST_P(Sweep, EveryCallMayFail) {
         m_complaints += fault.what + ": " + complaint + "\n";
         return 1;
     };
-    tally.tried = spread(faults.size(), [&](std::size_t i) {
+    const auto tryOne = [&](std::size_t i) {
         alarm(kHangSeconds);
         reset();
         faults[i].arm();
@@ -294,7 +295,8 @@ TEST_P(Sweep, EveryCallMayFail) {
                 faults[i], std::to_string(left) + " blocks, " + scenario.alive() + " beside " + alive);
         }
         forgetBlocks(left);
-    });
+    };
+    tally.tried = spread(faults.size(), tryOne, kind->always);
     tally.print(nameOf({GetParam(), 0}));
 }
 

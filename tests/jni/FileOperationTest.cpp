@@ -61,6 +61,7 @@ TEST(SaveFile, IsTheProcessesOwn) {
         EXPECT_EQ(fs::status(path).permissions(), fs::perms::owner_read | fs::perms::owner_write) << i;
         fs::permissions(path, fs::perms::all);
     }
+    EXPECT_FALSE(saveFile(path.c_str(), {{"abc", 3}}, SIZE_MAX)) << "no file can be so long";
     fs::create_symlink("dump", path + "2");
     EXPECT_FALSE(saveFile((path + "2").c_str(), {{"longer", 6}}));
     EXPECT_EQ(fs::file_size(path), 3U);
