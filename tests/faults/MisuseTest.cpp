@@ -146,12 +146,12 @@ TEST_P(Misuse, ValuesOfAnyKind) {
 TEST_P(Misuse, GeometriesAndDepthsOfAnyKind) {
     const int big = INT_MAX;
     const int wide = backEnd.isOgl() ? 1 << 26 : 1 << 20;  // the others hold any width that memory does
-    const RoiInfo sizes[] = {{0, 0, 0, 0},         {-1, 8, 8, 8},         {8, -1, 8, 8},
-                             {1, 1, 2, 1},         {1, 2, 2, 2},          {2, 1, 4, 1},
-                             {3, 3, 6, 3},         {32, 24, 31, 24},      {32, 24, 72, 23},
-                             {32, 24, -72, 24},    {big, 2, big, 2},      {2, big, 4, big},
-                             {32, 24, big, 24},    {32, 24, 72, big},     {65536, 65536, 131072, 65536},
-                             {big, big, big, big}, {wide, 2, 2 * wide, 2}};
+    const RoiInfo sizes[] = {
+        {0, 0, 0, 0},         {-1, 8, 8, 8},         {8, -1, 8, 8},     {1, 1, 2, 1},
+        {1, 2, 2, 2},         {2, 1, 4, 1},          {3, 3, 6, 3},      {32, 24, 31, 24},
+        {32, 24, 72, 23},     {32, 24, -72, 24},     {32, 24, 73, 24},  {big, 2, big, 2},
+        {2, big, 4, big},     {32, 24, big, 24},     {32, 24, 72, big}, {65536, 65536, 131072, 65536},
+        {big, big, big, big}, {wide, 2, 2 * wide, 2}};
     for (const RoiInfo& roi : sizes) {
         Scenario scenario(backEnd);
         scenario.roi = roi;
