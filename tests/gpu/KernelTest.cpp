@@ -296,6 +296,8 @@ TEST_F(Kernels, FramesAreHalvedAndDoubled) {
     engine().m_bIsDownScale = true;
     engine().setSrcRoiInfo(full);
     engine().setRoiInfo(half);
+    ASSERT_EQ(engine().sdYuvMalloc(), 0);
+    EXPECT_EQ(engine().m_index.m_iYIn, 3) << "the frame at half size";
     Frame empty(half, 1);
     upload(3, empty);
     const Frame frame = frameOf({full, Content::kNoise, nullptr}, 3);
